@@ -1,0 +1,28 @@
+#include "cnb.h"
+
+#include <map>
+
+namespace {
+
+struct assignment {
+    int fd;
+    unsigned long size; // bytes
+};
+
+std::map<int, assignment> assignments; // by buffer number
+
+} // namespace
+
+void cnb_alloc_assign_single(int fd, int buffer, unsigned long size) {
+    if (buffer < 0)
+        assignments.clear();
+    else
+        assignments[buffer] = {fd, size};
+}
+
+void cnb_alloc_print_remaining_buffers() {
+    if (assignments.empty())
+        std::fputs("none\n", stderr);
+    for (const auto& [buffer, held] : assignments)
+        std::fprintf(stderr, "buffer %d: descriptor %d, %lu bytes\n", buffer, held.fd, held.size);
+}

@@ -1,0 +1,22 @@
+// What a client may cost the server, in one place. Who exceeds a limit is cut; nobody else notices.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+constexpr std::size_t comm_max_packet_bytes = 1048576;    // body of one packet, 1 MiB
+constexpr std::size_t comm_max_clients = 1024;            // connected at once
+constexpr std::size_t comm_pause_unsent_bytes = 262144;   // replies unread: beyond it, requests wait, 256 KiB
+constexpr std::uint64_t comm_unread_replies_us = 5000000; // replies wait this long with not a byte taken
+constexpr std::uint64_t comm_incomplete_packet_us = 5000000; // from a packet's first byte to its last
+
+constexpr std::size_t comm_descriptors_beside_clients = 64; // kept free for the driver's own files and pipes
+
+// Shares of one turn, so that no client holds the others up.
+constexpr int comm_accepts_per_turn = 16;               // new connections
+constexpr int comm_packets_per_client_turn = 8;         // packets handled for one client
+constexpr std::size_t comm_read_bytes_per_turn = 65536; // bytes read from one client
+constexpr std::uint64_t comm_turn_us = 5000;            // a turn starts no further client after this long
+
+constexpr std::uint64_t comm_last_replies_us = 200000; // at shutdown, for replies still unread
+constexpr std::uint64_t comm_accept_pause_us = 100000; // no new connections after running out of descriptors

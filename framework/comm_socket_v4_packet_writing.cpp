@@ -1,0 +1,121 @@
+#include "comm_socket_v4_packet.h"
+
+#include "comm_socket_v4_limits.h"
+#include "comm_socket_v4_packet_bytes.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+
+namespace {
+
+void put_number(char* data, std::size_t size, std::uint64_t number) {
+    for (std::size_t i = size; i > 0; --i) {
+        data[i - 1] = static_cast<char>(number & 0xffU);
+        number >>= 8U;
+    }
+}
+
+void append_text(std::string* bytes, std::string_view text) {
+    std::array<char, comm_packet_text_length_bytes> length{};
+    put_number(length.data(), length.size(), text.size());
+    bytes->append(length.data(), length.size());
+    bytes->append(text);
+}
+
+// True when an item of one or two texts may be added; else nothing more will be.
+bool make_room(comm_socket_v4_packet* packet, std::size_t texts, std::size_t first, std::size_t second) {
+    if (!packet->writing || packet->too_large)
+        return false;
+    const std::size_t room = comm_packet_header_bytes + comm_max_packet_bytes - packet->bytes.size();
+    const std::size_t fixed = 1 + texts * comm_packet_text_length_bytes;
+    if (fixed <= room && first <= room - fixed && second <= room - fixed - first)
+        return true;
+    packet->too_large = true;
+    packet->bytes.clear();
+    return false;
+}
+
+void append_item(comm_socket_v4_packet* packet, comm_packet_item_kind kind, std::string_view text) {
+    if (!make_room(packet, 1, text.size(), 0))
+        return;
+    packet->bytes.push_back(static_cast<char>(kind));
+    append_text(&packet->bytes, text);
+}
+
+} // namespace
+
+void comm_packet_empty(comm_socket_v4_packet* packet) {
+    packet->bytes.clear();
+    packet->items.clear();
+    packet->arguments.clear();
+    packet->entries.clear();
+    packet->writing = false;
+    packet->too_large = false;
+}
+
+int comm_socket_v4_packet_begin_writing(comm_socket_v4_packet* packet, unsigned flags, const char* command,
+                                        const char* first_arg) {
+    if (command == nullptr || *command == '\0')
+        return -1;
+    comm_packet_empty(packet);
+    packet->bytes.assign(reinterpret_cast<const char*>(comm_packet_magic.data()), comm_packet_magic.size());
+    packet->bytes.resize(comm_packet_header_bytes); // length and result are filled in by write_end
+    put_number(packet->bytes.data() + comm_packet_version_at, 2, comm_packet_version);
+    put_number(packet->bytes.data() + comm_packet_flags_at, 2, flags);
+    packet->writing = true;
+    append_item(packet, comm_packet_item_kind::command, command);
+    if (first_arg != nullptr)
+        comm_socket_v4_packet_write_arg(packet, first_arg);
+    return 0;
+}
+
+void comm_socket_v4_packet_write_arg(comm_socket_v4_packet* packet, std::string_view value) {
+    append_item(packet, comm_packet_item_kind::argument, value);
+}
+
+void comm_socket_v4_packet_write_argv_end(comm_socket_v4_packet* packet) {
+    if (make_room(packet, 0, 0, 0))
+        packet->bytes.push_back(static_cast<char>(comm_packet_item_kind::end_of_arguments));
+}
+
+void comm_socket_v4_packet_write_nv_pair(comm_socket_v4_packet* packet, std::string_view name,
+                                         std::string_view value) {
+    if (!make_room(packet, 2, name.size(), value.size()))
+        return;
+    packet->bytes.push_back(static_cast<char>(comm_packet_item_kind::name_value));
+    append_text(&packet->bytes, name);
+    append_text(&packet->bytes, value);
+}
+
+void comm_socket_v4_packet_write_nv_pairf(comm_socket_v4_packet* packet, std::string_view name,
+                                          const char* format, ...) {
+    std::array<char, 512> local; // not initialised: this runs for every output of every status reply
+    va_list values;
+    va_start(values, format);
+    const int formatted = std::vsnprintf(local.data(), local.size(), format, values);
+    va_end(values);
+    const auto length = static_cast<std::size_t>(std::max(formatted, 0)); // unformattable: an empty value
+    if (length < local.size()) {
+        comm_socket_v4_packet_write_nv_pair(packet, name, {local.data(), length});
+        return;
+    }
+    std::string text(length, '\0');
+    va_start(values, format);
+    std::vsnprintf(text.data(), length + 1, format, values);
+    va_end(values);
+    comm_socket_v4_packet_write_nv_pair(packet, name, text);
+}
+
+int comm_socket_v4_packet_write_end(comm_socket_v4_packet* packet) {
+    if (!packet->writing)
+        return -1;
+    packet->writing = false;
+    if (packet->too_large)
+        return 0;
+    put_number(packet->bytes.data() + comm_packet_length_at, 4,
+               packet->bytes.size() - comm_packet_header_bytes);
+    put_number(packet->bytes.data() + comm_packet_result_at, 8, packet->result);
+    return 0;
+}

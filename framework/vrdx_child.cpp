@@ -1,0 +1,46 @@
+#include "vrdx_child.h"
+
+#include "vrdx_internal.h"
+#include "vrdx_trace.h"
+
+#include <cerrno>
+#include <csignal>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace {
+
+// Also what we inherited as ignored (nohup, a service manager): a program would keep it ignored.
+void default_all_signals() {
+    for (int signo = 1; signo < NSIG; ++signo) {
+        struct sigaction current {};
+        if (sigaction(signo, nullptr, &current) == 0 && current.sa_handler != SIG_DFL)
+            std::signal(signo, SIG_DFL);
+    }
+}
+
+} // namespace
+
+pid_t vrdx_fork_child() {
+    vrdx_trace_flush();
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    sigprocmask(SIG_SETMASK, &all, &before);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        default_all_signals();
+        vrdx_restore_descriptor_limit();
+        return 0;
+    }
+    const int error = errno;
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    errno = error;
+    return pid;
+}
+
+void vrdx_unblock_child_signals() {
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+}

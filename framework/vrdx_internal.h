@@ -1,0 +1,17 @@
+// What the framework's own sources share and drivers do not see.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+extern int vrdx_ready_fd;               // --ready-fd; -1: none, or already told
+extern std::string vrdx_metadir_switch; // --metadir; empty: not given
+extern std::string vrdx_sock_switch;    // --sock; empty: not given
+
+// Raises the soft limit of open descriptors to what all clients need; how many clients it allows.
+std::size_t vrdx_raise_descriptor_limit();
+// Puts it back; for a child that executes another program.
+void vrdx_restore_descriptor_limit();
+
+// The log file of the item, and a look at its size (vrdx_logfile.cpp).
+void vrdx_rotate_logfile_when_due();

@@ -1,0 +1,36 @@
+#include "vrdx_internal.h"
+
+#include "comm_socket_v4_limits.h"
+
+#include <algorithm>
+#include <sys/resource.h>
+
+namespace {
+
+rlimit inherited_limit{};
+bool limit_raised = false;
+
+} // namespace
+
+std::size_t vrdx_raise_descriptor_limit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return comm_max_clients;
+    const rlim_t wanted =
+        std::min<rlim_t>(comm_max_clients + comm_descriptors_beside_clients, limit.rlim_max);
+    if (limit.rlim_cur < wanted) {
+        inherited_limit = limit;
+        limit.rlim_cur = wanted;
+        limit_raised = setrlimit(RLIMIT_NOFILE, &limit) == 0;
+        if (!limit_raised)
+            limit = inherited_limit;
+    }
+    // Clients never get the descriptors that the item file and a new backend need.
+    const rlim_t beside = std::min<rlim_t>(comm_descriptors_beside_clients, limit.rlim_cur / 2);
+    return std::min<std::size_t>(comm_max_clients, limit.rlim_cur - beside);
+}
+
+void vrdx_restore_descriptor_limit() {
+    if (limit_raised)
+        setrlimit(RLIMIT_NOFILE, &inherited_limit);
+}

@@ -1,0 +1,34 @@
+# Sourced by the scripts at the top: installs the Debian packages named, if any of them is missing.
+# A second run finds them all and asks the network for nothing.
+need_packages() {
+    local package missing=()
+    for package in "$@"; do
+        [ "$(dpkg-query -W -f '${Status}' "$package" 2>/dev/null)" = "install ok installed" ] || missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    local as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || {
+            echo "Missing packages: ${missing[*]}. Run as root, or install sudo." >&2
+            return 1
+        }
+        as_root=(sudo)
+    fi
+    echo "Installing ${missing[*]}"
+    local log
+    log=$(mktemp)
+    if ! { "${as_root[@]}" apt-get update -qq &&
+        "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
+            "${missing[@]}"; } >"$log" 2>&1; then
+        cat "$log" >&2
+        rm -f "$log"
+        return 1
+    fi
+    rm -f "$log"
+}
+
+build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev)
+test_packages=(libgtest-dev libgmock-dev python3-minimal libpython3-stdlib pkg-config)
+lint_packages=(clang clang-format clang-tidy)
+fuzz_packages=(clang libclang-rt-14-dev)
+bench_packages=(redis-server valgrind libbenchmark-dev)
