@@ -1,0 +1,15 @@
+// Timers that fire in the loop: a fixed period, and no catching up on what was missed.
+#pragma once
+
+#include <cstdint>
+
+// True when `now` is at or past *next; *next is then one period on, or one period from now if that is still
+// in the past. All in microseconds.
+inline bool periodic_timer_due(std::uint64_t* next, std::uint64_t period, std::uint64_t now) {
+    if (now < *next)
+        return false;
+    *next += period;
+    if (*next < now)
+        *next = now + period;
+    return true;
+}
