@@ -1,0 +1,12 @@
+// Log lines for the driver, collected while a message is handled and printed by the main loop.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+using log_lines = std::vector<std::string>; // "<TAG>text" each, without a line feed
+
+// Appends one line. `tag` is "ERR", "WARN", "INFO" or "NOTE"; control characters in `text` become blanks, so
+// that what a client sent cannot begin a line of its own.
+void add_log_line(log_lines& log, std::string_view tag, std::string_view text);
