@@ -1,0 +1,33 @@
+// Takes as the driver sends them, judged as the driver judges them: an output is confirmed when its routing
+// was reported, which resets its deadline in the router model.
+#pragma once
+
+#include "conversation.h"
+
+#include <vector>
+
+// Where an output takes its sources from. All numbers are 0-based; a source of -1 is none.
+struct crosspoint {
+    int output = 0;
+    int audio = -1;
+    int video = -1;
+};
+
+// From here on no output counts as reported.
+void forget_reported_routing();
+// The crosspoints of the outputs that were reported since.
+std::vector<crosspoint> reported_routing();
+
+// What became of the takes of one flush, by output number.
+struct taken {
+    std::vector<int> followed; // reported with the sources that were asked for
+    std::vector<int> kept;     // reported, with other sources
+    std::vector<int> silent;   // not reported
+    bool sent = true;          // false: the program did not even read them
+};
+
+// Sends the takes with one flush and waits for the confirmation time, or less when all have followed.
+taken take_all(conversation& talk, const std::vector<crosspoint>& takes);
+
+// Waits for up to `longest` more. How the takes stand then.
+taken look_again(conversation& talk, const std::vector<crosspoint>& takes, std::chrono::milliseconds longest);
