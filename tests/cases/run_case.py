@@ -1,0 +1,185 @@
+"""Plays one case: an item file, a backend's script, a client's session, and lines of the trace.
+
+README.md beside this file describes them.
+Usage: run_case.py PATH-OF-VRDX_ROUTEDRIVER PATH-OF-VRDX_ROUTECTL CASE-DIRECTORY
+"""
+
+import os
+import pathlib
+import shlex
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+
+PATIENCE = 60  # seconds; reached only when a case fails
+ANY_LINES = "..."
+
+
+class CaseFailed(Exception):
+    pass
+
+
+def lines_match(expected, printed):
+    """True when `printed` is `expected`, in which "..." stands for any number of lines."""
+    if not expected:
+        return not printed
+    if expected[0] == ANY_LINES:
+        return any(lines_match(expected[1:], printed[skipped:]) for skipped in range(len(printed) + 1))
+    return bool(printed) and expected[0] == printed[0] and lines_match(expected[1:], printed[1:])
+
+
+def read_steps(path):
+    """The session as steps: kind, argument, expected lines."""
+    steps = []
+    for line in path.read_text(encoding="utf-8").splitlines():
+        if not line or line.startswith("# "):
+            continue
+        if line[:2] in ("$ ", "~ ", "+ ", "= ", "> "):
+            steps.append((line[0], line[2:], []))
+        elif not steps or steps[-1][0] not in "$~":
+            raise CaseFailed(f"{path}: no command prints '{line}'")
+        else:
+            steps[-1][2].append(line)
+    return steps
+
+
+class Case:
+    def __init__(self, driver_program, routectl_program, source, directory):
+        self.routectl_program = routectl_program
+        self.directory = directory
+        for file in source.iterdir():
+            shutil.copy(file, directory)
+        self.trace_read = 0  # how far the session has waited
+        with open(directory / "driver.trace", "wb") as trace:
+            self.driver = subprocess.Popen(
+                [driver_program, "--file", "item"],
+                cwd=directory,
+                stdin=subprocess.DEVNULL,
+                stdout=subprocess.DEVNULL,
+                stderr=trace,
+            )
+
+    def trace(self):
+        return (self.directory / "driver.trace").read_text(encoding="utf-8", errors="replace")
+
+    def wait_until(self, condition, failure):
+        deadline = time.monotonic() + PATIENCE
+        while not condition():
+            if time.monotonic() >= deadline or self.driver.poll() is not None:
+                raise CaseFailed(failure())
+            time.sleep(0.005)
+
+    def is_served(self):
+        with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as probe:
+            return probe.connect_ex(str(self.directory / ".tavrixsock.item")) == 0
+
+    def play(self, steps):
+        self.wait_until(self.is_served, lambda: "the driver does not serve its socket")
+        actions = {
+            "$": self.run_once,
+            "~": self.run_until,
+            "+": self.make_file,
+            "=": self.replace_file,
+            ">": self.wait_for_trace,
+        }
+        for kind, argument, expected in steps:
+            actions[kind](argument, expected)
+
+    def printed_by(self, command):
+        words = [word.replace("\\n", "\n") for word in shlex.split(command)]
+        arguments = [self.routectl_program, "--timeout", str(PATIENCE), "item", *words]
+        result = subprocess.run(
+            arguments,
+            cwd=self.directory,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            encoding="utf-8",
+            timeout=2 * PATIENCE,
+            check=False,
+        )
+        exit_line = [f"exit code {result.returncode}"] if result.returncode != 0 else []
+        return result.stdout.splitlines() + exit_line
+
+    def run_once(self, command, expected):
+        printed = self.printed_by(command)
+        if not lines_match(expected, printed):
+            raise CaseFailed("\n".join([f"'{command}' prints", *printed, "instead of", *expected]))
+
+    def run_until(self, command, expected):
+        printed = []
+
+        def is_as_expected():
+            printed[:] = self.printed_by(command)
+            return lines_match(expected, printed)
+
+        self.wait_until(
+            is_as_expected,
+            lambda: "\n".join([f"'{command}' still prints", *printed, "instead of", *expected]),
+        )
+
+    def make_file(self, name, _):
+        (self.directory / name).touch()
+
+    def replace_file(self, names, _):
+        """In one step, with a modification time that is surely another one."""
+        old, new = (self.directory / name for name in names.split())
+        changed = old.stat().st_mtime + 10
+        os.utime(new, (changed, changed))
+        new.rename(old)
+
+    def wait_for_trace(self, line, _):
+        wanted = f"{line}\n"
+        found = []
+
+        def is_there():
+            found[:] = [self.trace().find(wanted, self.trace_read)]
+            return found[0] >= 0
+
+        self.wait_until(is_there, lambda: f"the trace does not show '{line}'")
+        self.trace_read = found[0] + len(wanted)
+
+    def stop(self):
+        self.driver.send_signal(signal.SIGTERM)
+        exit_code = self.driver.wait(PATIENCE)
+        if exit_code != 0:
+            raise CaseFailed(f"the driver ends with {exit_code}")
+
+    def check_trace(self, path):
+        lines = self.trace().splitlines()
+        at = 0
+        for wanted in path.read_text(encoding="utf-8").splitlines():
+            if wanted.startswith("! "):
+                if wanted[2:] in lines:
+                    raise CaseFailed(f"the trace shows '{wanted[2:]}'")
+            elif wanted in lines[at:]:
+                at = lines.index(wanted, at) + 1
+            else:
+                raise CaseFailed(f"the trace does not show, in its place, '{wanted}'")
+
+
+def main():
+    driver_program, routectl_program, source = sys.argv[1:]
+    source = pathlib.Path(source)
+    with tempfile.TemporaryDirectory(prefix="vrdx_test.") as directory:
+        case = Case(driver_program, routectl_program, source, pathlib.Path(directory))
+        try:
+            case.play(read_steps(source / "session"))
+            case.stop()
+            case.check_trace(source / "trace")
+        except CaseFailed as failure:
+            print(f"{source.name}: {failure}\n--- trace\n{case.trace()}", file=sys.stderr)
+            return 1
+        finally:
+            if case.driver.poll() is None:
+                case.driver.kill()
+                case.driver.wait()
+    print(f"{source.name}: as told")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,63 @@
+#include "client_request.h"
+#include "fresh_driver.h"
+
+#include <string>
+
+namespace {
+
+constexpr std::uint64_t hour = 3600000000;
+
+class Packets : public fresh_driver, public testing::WithParamInterface<std::string> {
+protected:
+    Packets() {
+        auto_shutdown_delay = hour;
+        mono_auto_shutdown = 1;
+    }
+};
+
+// --- handled -----------------------------------------------------------------------------------------------
+
+using KnownCommand = Packets;
+
+TEST_P(KnownCommand, PostponesTheAutoShutdown) {
+    EXPECT_EQ(reply_to({GetParam()}).handled, 1);
+    EXPECT_EQ(mono_auto_shutdown, settable_clock_us + hour);
+    settable_clock_us += 1000;
+    reply_to({GetParam()});
+    EXPECT_EQ(mono_auto_shutdown, settable_clock_us + hour);
+}
+
+TEST_P(KnownCommand, PostponesTheAutoShutdownAlsoWhenTheRequestIsNonsense) {
+    reply_to({GetParam(), {"x", "="}, {{"output.x", ""}, {"set", "x"}}});
+    EXPECT_EQ(mono_auto_shutdown, settable_clock_us + hour);
+}
+
+INSTANTIATE_TEST_SUITE_P(Packets, KnownCommand, testing::Values("route", "router set", "status"));
+
+// --- not handled -------------------------------------------------------------------------------------------
+
+class UnknownCommand : public Packets {};
+
+TEST_P(UnknownCommand, WritesNothingAndPostponesNothing) {
+    const client_reply reply = reply_to({GetParam(), {"1=1"}, {{"set", "1=1"}}});
+    EXPECT_EQ(reply.handled, 0);
+    EXPECT_EQ(reply.items, "");
+    EXPECT_EQ(mono_auto_shutdown, 1U);
+    EXPECT_TRUE(route_requests.empty());
+    EXPECT_TRUE(pending_lines.empty());
+    EXPECT_EQ(trace(), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Packets, UnknownCommand,
+                         testing::Values("Status", "STATUS", "statuses", "Route", "routes", "rout", "router",
+                                         "router  set", "router set ", " status", "Router Set", "set"));
+
+TEST(NoCommand, IsNotHandled) {
+    comm_socket_v4_packet never_decoded;
+    comm_socket_v4_packet response;
+    unsigned char flags = 0;
+    EXPECT_EQ(my_vrdx_custom_packet(&never_decoded, &response, &flags, nullptr), 0);
+    EXPECT_TRUE(response.bytes.empty());
+}
+
+} // namespace

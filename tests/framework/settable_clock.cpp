@@ -1,0 +1,9 @@
+#include "settable_clock.h"
+
+#include "monotonic_us.h"
+
+std::uint64_t settable_clock_us = 1000000000;
+
+std::uint64_t monotonic_us() {
+    return settable_clock_us;
+}

@@ -1,0 +1,132 @@
+// How the backend is started, and started again.
+#include "finished_driver.h"
+#include "supervision.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+extern char** environ; // NOLINT(readability-redundant-declaration)
+
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+using BackendStart = Supervision;
+
+} // namespace
+
+TEST_F(BackendStart, BackendIsStartedWithACleanSlate) {
+    play({"dump-environment " + directory_.file("dump")});
+    driver_process driver(
+        driver_setup{.item = item_, .variables = {"VRDX_TEST_VARIABLE=a b=c"}, .before_exec = [] {
+                         for (const int signo : {SIGINT, SIGHUP, SIGQUIT, SIGPIPE, SIGCHLD, SIGUSR2})
+                             std::signal(signo, SIG_IGN);
+                         sigset_t blocked;
+                         sigemptyset(&blocked);
+                         sigaddset(&blocked, SIGTERM);
+                         sigaddset(&blocked, SIGUSR1);
+                         sigprocmask(SIG_BLOCK, &blocked, nullptr);
+                         for (const int fd : {20, 100, 200}) // inherited without close-on-exec
+                             dup2(STDIN_FILENO, fd);
+                     }});
+    wait_until("the backend has told", [&] { return file_exists(directory_.file("dump")); });
+    std::string expected = "descriptor 0\ndescriptor 1\ndescriptor 2\n"
+                           "SigBlk 0000000000000000\nSigIgn 0000000000000000\n";
+    expected += "argument " + backend_program("route_scripted") + "\nargument --file\nargument " + item_ +
+                "\nvariable VRDX_TEST_VARIABLE=a b=c\n";
+    for (char** variable = environ; *variable != nullptr; ++variable)
+        expected += std::string("variable ") + *variable + "\n";
+    EXPECT_EQ(read_file(directory_.file("dump")), expected);
+    EXPECT_EQ(driver.stop(), ends_well) << "the blocked signal reaches the driver, too";
+}
+
+TEST_F(BackendStart, SecondBackendOfADriverIsAsCleanAsTheFirst) {
+    play({"dump-environment " + directory_.file("dump"), at_go(), "exit 0"});
+    driver_process driver(item_);
+    test_client client(driver.socket_path());
+    wait_until("the first has told", [&] { return file_exists(directory_.file("dump")); });
+    const std::string first = read_file(directory_.file("dump"));
+    play({"dump-environment " + directory_.file("dump.2")});
+    go();
+    wait_until("the second has told", [&] { return file_exists(directory_.file("dump.2")); });
+    EXPECT_EQ(read_file(directory_.file("dump.2")), first);
+    EXPECT_THAT(first, StartsWith("descriptor 0\ndescriptor 1\ndescriptor 2\nSigBlk "));
+}
+
+TEST_F(BackendStart, RelativeItemReachesTheBackendAsAnAbsolutePath) {
+    play({"dump-environment " + directory_.file("dump")});
+    const driver_process driver(driver_setup{.item = "item", .directory = directory_.path()});
+    wait_until("the backend has told", [&] { return file_exists(directory_.file("dump")); });
+    EXPECT_THAT(read_file(directory_.file("dump")), HasSubstr("\nargument --file\nargument " + item_ + "\n"));
+}
+
+TEST_F(BackendStart, NonexistentProgramIsAnErrorInTheLog) {
+    write_file(item_, "driver=route_missing\n");
+    driver_process driver(item_);
+    test_client client(driver.socket_path());
+    const std::string line = "Failed to start backend driver '" + backend_program("route_missing") + "'";
+    driver.wait_for_trace("STDERR<ERR>: '" + line + "'\n");
+    driver.wait_for_trace("Stopping backend\n");
+    EXPECT_EQ(client.request("report").entry("*last error"), line);
+    EXPECT_EQ(active(client), "0");
+    EXPECT_EQ(client.status().arguments, std::vector<std::string>{"no router"});
+    wait_until_childless(driver);
+    EXPECT_EQ(driver.stop(), ends_well);
+}
+
+TEST_F(BackendStart, BackendThatExitsAtOnceIsStartedAgainEveryFiveSeconds) {
+    write_script(directory_.file("script"), {"log-clock <INFO>started", "exit 3"});
+    driver_process driver(item_);
+    test_client client(driver.socket_path());
+    const std::string started = "STDERR<INFO>: 'started ";
+    const std::size_t first = driver.wait_for_trace(started);
+    driver.wait_for_trace("Stopping backend\n");
+    wait_until_childless(driver);
+    const std::size_t descriptors = driver.descriptors().size();
+
+    const std::size_t second = driver.wait_for_trace(started, first);
+    driver.wait_for_trace("Stopping backend\n", second);
+    wait_until_childless(driver);
+    EXPECT_EQ(driver.descriptors().size(), descriptors);
+    const std::string trace = driver.trace();
+    const long between =
+        std::strtol(trace.c_str() + second, nullptr, 10) - std::strtol(trace.c_str() + first, nullptr, 10);
+    EXPECT_GT(between, 4000);
+
+    const std::string notes = client.request("report").entry("*last notes");
+    EXPECT_THAT(notes,
+                testing::MatchesRegex("Starting backend driver\nstarted [0-9]+\nStopping backend driver\n"
+                                      "Starting backend driver\nstarted [0-9]+\nStopping backend driver"));
+    EXPECT_EQ(driver.stop(), ends_well);
+}
+
+TEST_F(BackendStart, KilledBackendIsReplacedAndLeavesNoZombie) {
+    play({});
+    driver_process driver(item_);
+    test_client client(driver.socket_path());
+    wait_for_router(client);
+    const pid_t backend = driver.wait_for_backend();
+    ASSERT_EQ(kill(backend, SIGKILL), 0);
+    driver.wait_for_trace("Stopping backend\n");
+    EXPECT_EQ(client.status().entry("out points"), "3") << "what is known of the router stays";
+    wait_until("another backend runs", [&] {
+        const std::vector<pid_t> children = driver.children();
+        return children.size() == 1 && children.front() != backend && active(client) == "1";
+    });
+    EXPECT_EQ(driver.stop(), ends_well);
+}
+
+TEST_F(BackendStart, ThreeDescriptorsAreGivenBackWithTheBackend) {
+    play({at_go(), "exit 0"});
+    driver_process driver(item_);
+    test_client client(driver.socket_path());
+    wait_for_router(client);
+    const std::size_t with_backend = driver.descriptors().size();
+    go();
+    driver.wait_for_trace("Stopping backend\n");
+    EXPECT_EQ(driver.descriptors().size(), with_backend - 3);
+}

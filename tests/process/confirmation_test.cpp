@@ -1,0 +1,130 @@
+// What becomes of a take that is shown before the router has confirmed it.
+#include "take_fixture.h"
+
+#include "monotonic_us.h"
+
+namespace {
+
+class Confirmation : public take_fixture {};
+
+constexpr std::uint64_t assumed_us = 1000000; // how long an unconfirmed take is shown
+
+// A router of 8x8 whose output 3 shows input 1.
+script small_router(const script& further) {
+    return join({announce_router(8, 8), report_outputs({"o2.input.all=0"}), further});
+}
+
+// Takes and looks before the driver does anything else: what is shown right behind the take.
+std::string shown_right_after(const driver_process& driver, const std::string& take) {
+    const auto replies =
+        ask_at_once(driver.socket_path(), {request_bytes("route", {take}), request_bytes("status")});
+    return replies.at(1).entry("output " + take.substr(0, take.find('=')));
+}
+
+} // namespace
+
+TEST_F(Confirmation, UnconfirmedTakeIsShownAtOnceAndRolledBackAfterASecond) {
+    driver_process driver(scripted(small_router({})));
+    test_client client(driver.socket_path());
+    wait_for_status(client, "output 3", "1,1");
+    const std::uint64_t start = monotonic_us();
+    EXPECT_EQ(shown_right_after(driver, "3=5"), "5,5");
+    wait_for_status(client, "output 3", "1,1");
+    EXPECT_GE(monotonic_us() - start, assumed_us);
+    expect_to_stay(client, "output 3", "1,1");
+}
+
+TEST_F(Confirmation, RollbackRestoresBothLevels) {
+    driver_process driver(scripted(
+        join({announce_router(8, 8, true), report_outputs({"o2.input.audio=3", "o2.input.video=6"})})));
+    test_client client(driver.socket_path());
+    wait_for_status(client, "output 3", "4,7");
+    EXPECT_EQ(shown_right_after(driver, "3=1,2"), "1,2");
+    wait_for_status(client, "output 3", "4,7");
+}
+
+TEST_F(Confirmation, RefusedTakeFallsBackWhileTheOthersOfItsSalvoStand) {
+    driver_process driver(simulated("simulated refuse outputs=2\n"));
+    test_client client(driver.socket_path());
+    wait_for_status(client, "output 3", "3,3");
+    client.request("route", {"1=9", "2=9", "3=9"});
+    driver.wait_for_trace("STDERR<WARN>: 'output 2 refuses to switch'\n");
+    driver.wait_for_trace("STDERR<INFO>: 'took 2 crosspoints'\n");
+    wait_for_status(client, "output 2", "2,2");
+    wait_for_status(client, "output 1", "9,9");
+    wait_for_status(client, "output 3", "9,9");
+    expect_to_stay(client, "output 2", "2,2");
+    EXPECT_EQ(client.request("report").entry("*last error"), "output 2 refuses to switch");
+}
+
+TEST_F(Confirmation, UnconfirmedSecondTakeFallsBackToWhatTheFirstOneShowed) {
+    driver_process driver(scripted(small_router({})));
+    test_client client(driver.socket_path());
+    wait_for_status(client, "output 3", "1,1");
+    client.request("route", {"3=5", "3=6"});
+    driver.wait_for_trace(sent_take("4", 2) + sent_take("5", 2) + sent_flush());
+    wait_for_status(client, "output 3", "5,5");
+    expect_to_stay(client, "output 3", "5,5");
+}
+
+TEST_F(Confirmation, RouterThatTookAnotherSourceIsBelieved) {
+    driver_process driver(
+        scripted(small_router(join({{"expect queue=flush"}, report_outputs({"o2.input.all=7"})}))));
+    test_client client(driver.socket_path());
+    wait_for_status(client, "output 3", "1,1");
+    client.route("3=5");
+    wait_for_status(client, "output 3", "8,8");
+    expect_to_stay(client, "output 3", "8,8");
+}
+
+TEST_F(Confirmation, ReportOfAnUnknownLevelConfirmsWhatIsShown) {
+    driver_process driver(
+        scripted(small_router(join({{"expect queue=flush"}, report_outputs({"o2.input.aux=7"})}))));
+    test_client client(driver.socket_path());
+    wait_for_status(client, "output 3", "1,1");
+    driver.hold(); // so that the report is there long before the second is over
+    const test_client taking(driver.socket_path());
+    taking.send_bytes(request_bytes("route", {"3=5"}));
+    driver.let_go();
+    driver.wait_for_trace("STDOUT: 'o2.input.aux=7'\n");
+    wait_for_status(client, "output 3", "5,5");
+    expect_to_stay(client, "output 3", "5,5");
+}
+
+// The driver hands the backend one message per pass, so a take can stand behind many others while a report
+// that knows nothing of it comes in.
+TEST_F(Confirmation, ReportThatOvertakesAWaitingTakeIsShownUntilTheTakeIsDone) {
+    driver_process driver(
+        scripted(small_router(join({{"expect output.0.name=first"},
+                                    report_outputs({"o2.input.all=3"}),
+                                    {"expect queue=flush", "log <NOTE>the take arrived", at("go")},
+                                    report_outputs({"o2.input.all=4"})}))));
+    test_client client(driver.socket_path());
+    wait_for_status(client, "output 3", "1,1");
+    name_values many(300, {"output.1.name", "waiting"});
+    many.front().second = "first";
+    const auto replies =
+        ask_at_once(driver.socket_path(), {request_bytes("router set", {}, many),
+                                           request_bytes("route", {"3=5"}), request_bytes("status")});
+    EXPECT_EQ(replies.at(2).entry("output 3"), "5,5");
+    const std::size_t reported = driver.wait_for_trace("STDOUT: 'o2.input.all=3'\nSTDOUT: ''\n");
+    EXPECT_EQ(client.status().entry("output 3"), "4,4");
+    driver.wait_for_trace("STDERR<NOTE>: 'the take arrived'\n", reported);
+    EXPECT_EQ(client.status().entry("output 3"), "4,4");
+    go("go");
+    wait_for_status(client, "output 3", "5,5");
+    expect_to_stay(client, "output 3", "5,5");
+}
+
+TEST_F(Confirmation, NothingIsAssumedWhenToldSo) {
+    const std::string item =
+        scripted(small_router(join({{"expect queue=flush", at("go")}, report_outputs({"o2.input.all=4"})})));
+    driver_process driver(driver_setup{.item = item, .switches = {"--dbg-nochg-assume"}});
+    test_client client(driver.socket_path());
+    wait_for_status(client, "output 3", "1,1");
+    EXPECT_EQ(shown_right_after(driver, "3=5"), "1,1");
+    expect_to_stay(client, "output 3", "1,1");
+    go("go");
+    wait_for_status(client, "output 3", "5,5");
+    expect_to_stay(client, "output 3", "5,5");
+}

@@ -1,0 +1,91 @@
+// Backends that write too much: clients are served all the same, and memory stays bounded.
+#include "finished_driver.h"
+#include "test_client.h"
+#include "test_files.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+namespace {
+
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool memory_tells = false; // the sanitizer keeps freed memory for a while
+#else
+constexpr bool memory_tells = true;
+#endif
+
+constexpr std::size_t mebibyte = 1048576;
+
+// How much a flood is; the environment may ask for more.
+std::size_t flood_bytes() {
+    const char* mebibytes = std::getenv("VRDX_FLOOD_MIB");
+    return (mebibytes != nullptr ? std::strtoul(mebibytes, nullptr, 10) : 64) * mebibyte;
+}
+
+// A driver whose trace nobody keeps, for backends that write much.
+class Flood : public testing::TestWithParam<const char*> {
+protected:
+    ~Flood() override {
+        close(null_);
+    }
+    // Runs `directives` while a client asks; every answer must come soon, and the driver must not grow.
+    void expect_service_during(const script& directives, long allowed_growth_kib) const {
+        const std::string done = directory_.file("done");
+        const std::string go = directory_.file("go");
+        const std::string item = write_scripted_item(
+            directory_,
+            join({announce_router(4, 3), {"wait-for-file " + go}, directives, {"touch " + done}}));
+        driver_process driver(driver_setup{.item = item, .standard_error = null_});
+        test_client client(driver.socket_path());
+        wait_for_status(client, "out points", "3");
+        const long before = resident_kib(driver.pid());
+        write_file(go, "");
+        long most = before;
+        int answers = 0;
+        while (!file_exists(done)) {
+            const auto asked = std::chrono::steady_clock::now();
+            ASSERT_EQ(client.status().entry("out points"), "3");
+            ++answers;
+            EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::seconds(5));
+            most = std::max(most, resident_kib(driver.pid()));
+        }
+        EXPECT_GT(answers, 10);
+        if (memory_tells) {
+            EXPECT_LT(most - before, allowed_growth_kib);
+            wait_until("memory is given back", [&] {
+                return client.status().result == 0 && resident_kib(driver.pid()) - before < 8192;
+            });
+        }
+        EXPECT_EQ(driver.stop(), ends_well);
+    }
+
+    const temporary_directory directory_;
+    const int null_ = open("/dev/null", O_WRONLY | O_CLOEXEC);
+};
+
+} // namespace
+
+TEST_P(Flood, OfLinesLeavesClientsServed) {
+    const std::string wire = GetParam();
+    expect_service_during({"flood " + wire + " " + std::to_string(flood_bytes()) + " <NOTE>all is well"},
+                          16384);
+}
+
+TEST_P(Flood, OfBlankLinesLeavesClientsServed) {
+    const std::string wire = GetParam();
+    expect_service_during({"flood " + wire + " " + std::to_string(8 * mebibyte) + " "}, 16384);
+}
+
+// Tagged, because as an error it would rightly stay in the log of last errors.
+TEST_P(Flood, LineOf64MebibytesIsSurvivedAndItsMemoryGivenBack) {
+    const std::string wire = GetParam();
+    expect_service_during({"raw " + wire + " " + to_hex("<DBG>"),
+                           "long-line " + wire + " " + std::to_string(64 * mebibyte), "blank"},
+                          long{6} * 64 * 1024);
+}
+
+INSTANTIATE_TEST_SUITE_P(BackendInput, Flood, testing::Values("stdout", "stderr"));

@@ -1,0 +1,227 @@
+// A thousand clients, good and bad ones: the good ones are served, the bad ones cost what their limits allow.
+#include "client_load.h"
+#include "comm_socket_v4_limits.h"
+#include "driver_process.h"
+#include "faults.h"
+#include "test_files.h"
+
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <memory>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+
+namespace {
+
+constexpr int active_clients = 50;
+constexpr std::size_t stallers = 200; // with half a packet
+constexpr std::size_t deaf_clients = 10;
+constexpr std::chrono::milliseconds stallers_last{3500}; // then the driver cuts them
+constexpr int flooders = 10;
+constexpr std::uint64_t longest_median_us = 250000; // holds on a loaded machine, too; the aim is far below
+constexpr rlim_t needed_descriptors = 1400;
+
+std::chrono::milliseconds phase() {
+    return std::chrono::milliseconds(long_form() ? 60000 : 3500);
+}
+
+bool enough_descriptors() {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = std::max(limit.rlim_cur, std::min(needed_descriptors, limit.rlim_max));
+    return setrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur >= needed_descriptors;
+}
+
+using client_crowd = std::vector<std::unique_ptr<test_client>>;
+
+// Connected and admitted.
+client_crowd connect_crowd(const std::string& socket_path, std::size_t count) {
+    client_crowd crowd;
+    for (std::size_t i = 0; i < count; ++i)
+        crowd.push_back(std::make_unique<test_client>(socket_path));
+    for (const auto& one : crowd)
+        one->request("ping");
+    return crowd;
+}
+
+// As many requests as the sockets take, and no look at the replies.
+void send_without_reading(const client_crowd& crowd) {
+    std::string requests;
+    for (int i = 0; i < 200; ++i)
+        requests += request_bytes("status");
+    for (const auto& one : crowd)
+        while (send(one->fd(), requests.data(), requests.size(), MSG_DONTWAIT | MSG_NOSIGNAL) > 0) {
+        }
+}
+
+bool closed_by_driver(const test_client& client) {
+    pollfd state{client.fd(), POLLRDHUP, 0};
+    return poll(&state, 1, 0) == 1 && (state.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
+}
+
+std::size_t count_closed(const client_crowd& crowd) {
+    return static_cast<std::size_t>(
+        std::count_if(crowd.begin(), crowd.end(), [](const auto& one) { return closed_by_driver(*one); }));
+}
+
+// Clients that send as much as goes, and read, too.
+class request_flood {
+public:
+    request_flood(const std::string& socket_path, const char* command, int clients) : command_(command) {
+        for (int i = 0; i < 100; ++i)
+            requests_ += request_bytes(command);
+        for (int i = 0; i < clients; ++i)
+            threads_.emplace_back([this, socket_path] {
+                const test_client client(socket_path);
+                while (!stop_)
+                    exchange_some(client.fd());
+            });
+        wait_until("the flood is on", [&] { return bytes_ > 100000; });
+    }
+    ~request_flood() {
+        stop_ = true;
+        for (std::thread& thread : threads_)
+            thread.join();
+        std::printf("figure: (flood of %s: %zu MiB of replies)\n", command_, bytes_.load() / 1048576);
+    }
+    request_flood(const request_flood&) = delete;
+    request_flood& operator=(const request_flood&) = delete;
+
+private:
+    void exchange_some(int fd) {
+        std::string bytes(65536, '\0');
+        pollfd wait{fd, POLLIN | POLLOUT, 0};
+        poll(&wait, 1, 100);
+        if ((wait.revents & POLLOUT) != 0)
+            send_whole(fd);
+        const ssize_t count = recv(fd, bytes.data(), bytes.size(), MSG_DONTWAIT);
+        bytes_ += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+    // All of it, or the next request would begin in the middle of one.
+    void send_whole(int fd) {
+        std::string bytes(65536, '\0');
+        for (std::size_t sent = 0; sent < requests_.size() && !stop_;) {
+            const ssize_t count =
+                send(fd, requests_.data() + sent, requests_.size() - sent, MSG_DONTWAIT | MSG_NOSIGNAL);
+            sent += count > 0 ? static_cast<std::size_t>(count) : 0;
+            const ssize_t got = recv(fd, bytes.data(), bytes.size(), MSG_DONTWAIT);
+            bytes_ += got > 0 ? static_cast<std::size_t>(got) : 0;
+        }
+    }
+
+    const char* command_;
+    std::string requests_;
+    std::atomic<bool> stop_ = false;
+    std::atomic<std::size_t> bytes_ = 0;
+    std::vector<std::thread> threads_;
+};
+
+class ClientLoad : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!enough_descriptors())
+            GTEST_SKIP() << "the limit on open files is too low here";
+        write_file(item_, "driver=route_simulator\nstay resident=1\nsimulated inputs=64\n"
+                          "simulated outputs=64\n");
+        driver_ = std::make_unique<driver_process>(item_);
+        witness_ = std::make_unique<test_client>(driver_->socket_path());
+        wait_for_status(*witness_, "output 64", "64,64");
+    }
+    load_figures measure(const char* beside, std::chrono::milliseconds duration = phase()) {
+        const load_figures figures = measure_load(driver_->socket_path(), active_clients, duration);
+        if (undisturbed_.requests == 0)
+            undisturbed_ = figures;
+        const auto ratio = [](std::uint64_t now, std::uint64_t before) {
+            return static_cast<double>(now) / static_cast<double>(std::max<std::uint64_t>(before, 1));
+        };
+        std::printf("figure: %-26s %5zu requests, %zu lost, median %6.2f ms (x%.2f), p99 %6.2f ms (x%.2f)\n",
+                    beside, figures.requests, figures.lost, static_cast<double>(figures.median_us) / 1000,
+                    ratio(figures.median_us, undisturbed_.median_us),
+                    static_cast<double>(figures.p99_us) / 1000, ratio(figures.p99_us, undisturbed_.p99_us));
+        EXPECT_GT(figures.requests, 0U);
+        EXPECT_EQ(figures.lost, 0U);
+        EXPECT_LT(figures.median_us, longest_median_us);
+        return figures;
+    }
+
+    const temporary_directory directory_;
+    const std::string item_ = directory_.file("item");
+    std::unique_ptr<driver_process> driver_;
+    std::unique_ptr<test_client> witness_;
+    load_figures undisturbed_;
+};
+
+} // namespace
+
+TEST_F(ClientLoad, ThousandClientsAmongThemStallersAndFloodsLoseNoRequest) {
+    const std::string socket = driver_->socket_path();
+    const std::size_t descriptors = driver_->descriptors().size();
+    client_crowd idle = connect_crowd(socket, 740);
+    measure("50 active, 740 idle");
+
+    client_crowd half = connect_crowd(socket, stallers);
+    for (const auto& one : half)
+        one->send_bytes(request_bytes("status").substr(0, 10));
+    client_crowd deaf = connect_crowd(socket, deaf_clients);
+    send_without_reading(deaf);
+    measure("and 200 halves, 10 deaf", stallers_last);
+    wait_until("half packets are cut", [&] { return count_closed(half) == stallers; });
+    wait_until("who does not read is cut", [&] { return count_closed(deaf) == deaf_clients; });
+    EXPECT_EQ(count_closed(idle), 0U);
+    for (const char* command : {"ping", "status"}) {
+        const request_flood flood(socket, command, flooders);
+        measure("and 10 that flood");
+    }
+    measure("afterwards");
+    for (const auto& one : idle)
+        EXPECT_EQ(one->request("ping").command, "ping");
+    idle.clear();
+    wait_until("all descriptors are back", [&] { return driver_->descriptors().size() == descriptors; });
+    EXPECT_EQ(driver_->stop(), (driver_end{0, 0}));
+}
+
+TEST_F(ClientLoad, MemoryOfACrowdIsGivenBackForTheNextOne) {
+    const auto crowd_comes_and_goes = [&] {
+        client_crowd crowd = connect_crowd(driver_->socket_path(), 1000);
+        for (const auto& one : crowd)
+            one->send_bytes(request_bytes("status"));
+        for (const auto& one : crowd)
+            wait_until("its reply", [&] {
+                char byte = 0;
+                return recv(one->fd(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 1;
+            });
+        crowd.clear();
+        wait_until("all have gone", [&] { return driver_->descriptors().size() < 30; });
+        return resident_kib(driver_->pid());
+    };
+    const long alone = resident_kib(driver_->pid());
+    crowd_comes_and_goes();
+    const long first = crowd_comes_and_goes();
+    long last = 0;
+    for (int i = 0; i < (long_form() ? 50 : 4); ++i)
+        last = crowd_comes_and_goes();
+    std::printf("figure: memory: %ld KiB alone, %ld KiB after crowds of 1000, %ld KiB after more of them\n",
+                alone, first, last);
+    EXPECT_LE(last * 100, first * 101);
+    EXPECT_LT(last - alone, 4096);
+}
+
+TEST_F(ClientLoad, FloodOfConnectionsIsAcceptedInBoundedPortions) {
+    client_crowd newcomers;
+    const std::string before = driver_->trace();
+    driver_->hold();
+    for (int i = 0; i < 200; ++i)
+        newcomers.push_back(std::make_unique<test_client>(driver_->socket_path()));
+    witness_->send_bytes(request_bytes("exit"));
+    driver_->let_go();
+    EXPECT_EQ(driver_->wait_exit(), (driver_end{0, 0}));
+    // The request was served in the turn it waited for: one turn in the wait, four in the pass at most.
+    const std::string trace = driver_->whole_trace().substr(before.size());
+    std::size_t accepted = 0;
+    for (std::size_t at = trace.find("Client connected: "); at != std::string::npos;
+         at = trace.find("Client connected: ", at + 1))
+        ++accepted;
+    std::printf("figure: %zu of 200 newcomers accepted before the request that waited\n", accepted);
+    EXPECT_LE(accepted, 5U * comm_accepts_per_turn);
+}

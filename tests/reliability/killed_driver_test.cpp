@@ -1,0 +1,37 @@
+// A driver that is killed without a word leaves nothing that stops the next start.
+#include "driver_process.h"
+#include "faults.h"
+#include "test_client.h"
+#include "test_files.h"
+
+#include <csignal>
+#include <gtest/gtest.h>
+#include <random>
+#include <thread>
+
+TEST(KilledDriver, AtAnyMomentLeavesNothingThatStopsTheNextStart) {
+    const temporary_directory directory;
+    const std::string item = write_scripted_item(directory, announce_router(4, 3));
+    const driver_setup setup{.item = item, .switches = {"--write-metadata", "--stderr-to-log"}};
+    std::minstd_rand random(20);
+    std::uniform_int_distribution<int> moment_us(0, 30000);
+    const int kills = long_form() ? 1000 : 60;
+    for (int i = 0; i < kills; ++i) {
+        driver_process killed(setup); // what it left runs on beside the next one
+        std::this_thread::sleep_for(std::chrono::microseconds(moment_us(random))); // any moment will do
+        killed.signal(SIGKILL);
+        EXPECT_EQ(killed.wait_exit(), (driver_end{-1, SIGKILL}));
+        if (i % 10 != 9)
+            continue;
+        driver_process next(setup);
+        wait_until("the next one serves", [&] {
+            if (!next.running())
+                throw std::runtime_error("refused: " + read_file(directory.file(".tavrixlog.item")));
+            return file_exists(next.socket_path());
+        });
+        test_client client(next.socket_path());
+        wait_for_status(client, "out points", "3");
+        EXPECT_EQ(next.stop(), (driver_end{0, 0}));
+        EXPECT_FALSE(file_exists(next.socket_path()));
+    }
+}

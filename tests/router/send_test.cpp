@@ -1,0 +1,97 @@
+#include "fresh_driver.h"
+
+#include <gmock/gmock.h>
+
+using namespace std::string_literals;
+using testing::ElementsAre;
+
+namespace {
+
+class Send : public fresh_driver {};
+
+TEST_F(Send, MessageIsQueuedWholeAndTracedLineByLine) {
+    TavrixAPIRouterMessage message;
+    message.command = "router set";
+    message.error = "none";
+    message.type = "command";
+    message.id = "7";
+    message.fields = {{"output.0.name", "Studio 1"}, {"input.0.name", ""}};
+    router_send_message(message);
+    EXPECT_THAT(pending_lines, ElementsAre("*COMMAND=router set\n*ERROR=none\n*TYPE=command\n*ID=7\n"
+                                           "input.0.name=\noutput.0.name=Studio 1\n\n"));
+    EXPECT_EQ(trace(), "STDIN: '*COMMAND=router set'\n"
+                       "STDIN: '*ERROR=none'\n"
+                       "STDIN: '*TYPE=command'\n"
+                       "STDIN: '*ID=7'\n"
+                       "STDIN: 'input.0.name='\n"
+                       "STDIN: 'output.0.name=Studio 1'\n"
+                       "STDIN: ''\n");
+}
+
+TEST_F(Send, EmptyMessageIsOneBlankLine) {
+    router_send_message(TavrixAPIRouterMessage());
+    EXPECT_THAT(pending_lines, ElementsAre("\n"));
+    EXPECT_EQ(trace(), "STDIN: ''\n");
+}
+
+TEST_F(Send, EachLineOfAValueIsTracedWithItsName) {
+    TavrixAPIRouterMessage message;
+    message.fields["value"] = "a\nb";
+    router_send_message(message);
+    EXPECT_THAT(pending_lines, ElementsAre("value=a\nvalue=b\n\n"));
+    EXPECT_EQ(trace(), "STDIN: 'value=a'\nSTDIN: 'value=b'\nSTDIN: ''\n");
+}
+
+TEST_F(Send, TrailingLineFeedOfAValueCostsOneMoreLine) {
+    TavrixAPIRouterMessage message;
+    message.fields["value"] = "a\n";
+    router_send_message(message);
+    EXPECT_THAT(pending_lines, ElementsAre("value=a\nvalue=\n\n"));
+    EXPECT_EQ(trace(), "STDIN: 'value=a'\nSTDIN: 'value='\nSTDIN: ''\n");
+}
+
+TEST_F(Send, MessagesAreQueuedInTheOrderOfSending) {
+    TavrixAPIRouterMessage message;
+    for (const char* command : {"first", "second", "third"}) {
+        message.command = command;
+        router_send_message(message);
+    }
+    EXPECT_THAT(pending_lines,
+                ElementsAre("*COMMAND=first\n\n", "*COMMAND=second\n\n", "*COMMAND=third\n\n"));
+}
+
+TEST_F(Send, SenderKeepsItsMessage) {
+    TavrixAPIRouterMessage message;
+    message.command = "set";
+    message.fields["name"] = "gain";
+    router_send_message(message);
+    EXPECT_EQ(message.command, "set");
+    EXPECT_THAT(message.fields, ElementsAre(testing::Pair("name", "gain")));
+}
+
+TEST_F(Send, MessageIsQueuedAlsoWithoutBackend) {
+    ASSERT_LT(backend_stdin_fd, 0);
+    TavrixAPIRouterMessage message;
+    message.command = "report";
+    router_send_message(message);
+    EXPECT_THAT(pending_lines, ElementsAre("*COMMAND=report\n\n"));
+    EXPECT_EQ(trace(), "STDIN: '*COMMAND=report'\nSTDIN: ''\n");
+}
+
+TEST_F(Send, BytesPassThroughUnchanged) {
+    TavrixAPIRouterMessage message;
+    message.fields["value"] = "100%s \xc3\xa9\xff\0z"s;
+    router_send_message(message);
+    EXPECT_THAT(pending_lines, ElementsAre("value=100%s \xc3\xa9\xff\0z\n\n"s));
+    EXPECT_EQ(trace(), "STDIN: 'value=100%s \xc3\xa9\xff\0z'\nSTDIN: ''\n"s);
+}
+
+TEST_F(Send, ReportIsAskedForOutputsThenInputs) {
+    request_router_report();
+    EXPECT_THAT(pending_lines, ElementsAre("*COMMAND=report\n*TYPE=command\nwhat=outputs\n\n",
+                                           "*COMMAND=report\n*TYPE=command\nwhat=inputs\n\n"));
+    EXPECT_EQ(trace(), "STDIN: '*COMMAND=report'\nSTDIN: '*TYPE=command'\nSTDIN: 'what=outputs'\nSTDIN: ''\n"
+                       "STDIN: '*COMMAND=report'\nSTDIN: '*TYPE=command'\nSTDIN: 'what=inputs'\nSTDIN: ''\n");
+}
+
+} // namespace

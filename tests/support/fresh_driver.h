@@ -1,0 +1,93 @@
+// The driver as it is when it starts: what tests of its modules stand on.
+#pragma once
+
+#include "backend.h"
+#include "captured_stream.h"
+#include "client.h"
+#include "driver.h"
+#include "router.h"
+#include "settable_clock.h"
+#include "vrdx.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+inline void reset_router() {
+    input_count = 0;
+    output_count = 0;
+    split_levels = false;
+    input_names.clear();
+    router_outputs.clear();
+    route_requests.clear();
+    dbg_nochg_assume = false;
+    router_changed();
+}
+
+// Forgets the child; whoever made one ends it.
+inline void reset_backend() {
+    for (std::int32_t* fd : {&backend_stdin_fd, &backend_stdout_fd, &backend_stderr_fd}) {
+        if (*fd >= 0)
+            close(*fd);
+        *fd = -1;
+    }
+    for (sliding_window_v4** buffer : {&backend_stdinbuf, &backend_stdoutbuf, &backend_stderrbuf})
+        *buffer = sliding_window_v4_destroy(*buffer);
+    backend_pid = -1;
+    backend_path.clear();
+    next_backend_check = 0;
+    ident_procs.clear();
+    stop_depth = 0;
+    pending_lines.clear();
+    stdout_line.clear();
+    stderr_line.clear();
+    clear_router_message(incoming_report);
+    debug_messages = false;
+    last_error.clear();
+    last_notes.clear();
+}
+
+inline void reset_item() {
+    driver_name.clear();
+    stay_resident = false;
+    item_file_mtime = 0;
+    vrdx_file = nullptr;
+    metadata_v4_context_free(vrdx_meta);
+    vrdx_meta = nullptr;
+    metadata_v4_metadata_free(vrdx_metadata);
+    vrdx_metadata = nullptr;
+    vrdx_metadata_may_update = false;
+    vrdx_do_write_metadata = false;
+}
+
+inline void reset_clients() {
+    pending_settings.clear();
+    auto_shutdown_delay = 0;
+    mono_auto_shutdown = 0;
+}
+
+inline void reset_driver() {
+    reset_router();
+    reset_backend();
+    reset_item();
+    reset_clients();
+    settable_clock_us = 1000000000;
+}
+
+// A fresh driver whose standard error is the test's to read.
+class fresh_driver : public testing::Test {
+protected:
+    fresh_driver() {
+        reset_driver();
+    }
+    ~fresh_driver() override {
+        reset_driver();
+    }
+
+    // What the driver traced since the last call.
+    std::string trace() {
+        return trace_.take();
+    }
+
+private:
+    captured_stream trace_{stderr};
+};

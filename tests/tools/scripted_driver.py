@@ -1,0 +1,117 @@
+"""A driver that answers as a test tells it to, and keeps what it was asked; the standard library suffices."""
+
+import os
+import socket
+import struct
+import tempfile
+import threading
+
+ARGUMENT, END, ENTRY = "argument", "end of arguments", "entry"
+
+
+def packet(command, *items, result=0):
+    """The bytes of a packet; items are (ARGUMENT, text), (END,) or (ENTRY, name, value), as bytes or str."""
+
+    def counted(text):
+        raw = text if isinstance(text, bytes) else text.encode()
+        return struct.pack(">I", len(raw)) + raw
+
+    body = b"C" + counted(command)
+    for kind, *texts in items:
+        body += {ARGUMENT: b"A", END: b"E", ENTRY: b"N"}[kind] + b"".join(map(counted, texts))
+    return struct.pack(">4sHHIQ", b"TVX4", 1, 0, len(body), result) + body
+
+
+def items_of(body):
+    """The items of a body, the command first."""
+    items, at = [], 0
+
+    def text():
+        nonlocal at
+        (length,) = struct.unpack_from(">I", body, at)
+        at += 4 + length
+        return body[at - length : at].decode()
+
+    while at < len(body):
+        kind = body[at : at + 1]
+        at += 1
+        if kind == b"E":
+            items.append((END,))
+        elif kind == b"N":
+            items.append((ENTRY, text(), text()))
+        else:
+            items.append(({b"C": "command", b"A": ARGUMENT}[kind], text()))
+    return items
+
+
+def status(inputs, outputs, source="1,1"):
+    """The reply to "status" of a router of this size, with the same source everywhere."""
+    entries = [(ENTRY, f"input.name {i}", f"Camera {i}") for i in range(1, inputs + 1)]
+    entries += [(ENTRY, f"output.name {i}", f"Monitor {i}") for i in range(1, outputs + 1)]
+    entries += [(ENTRY, f"output {i}", source) for i in range(1, outputs + 1)]
+    counts = [(ENTRY, "in points", str(inputs)), (ENTRY, "out points", str(outputs))]
+    return packet("status", *entries, (END,), *counts)
+
+
+def no_router():
+    return packet("status", (ARGUMENT, "no router"), (END,), result=1)
+
+
+def error(text):
+    return packet("error", (ARGUMENT, text), (END,), result=1)
+
+
+class ScriptedDriver:
+    """Answers each command with `replies[command]`: bytes, or a list of them, one for each request and the last
+    for all that follow. None closes the connection without an answer."""
+
+    def __init__(self, replies):
+        self.replies = replies
+        self.requests = []  # (command, further items), in the order in which they came
+        self._directory = tempfile.TemporaryDirectory(prefix="vrdx_test.")
+        self.item = os.path.join(self._directory.name, "router")
+        self._listener = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+        self._listener.bind(os.path.join(self._directory.name, ".tavrixsock.router"))
+        self._listener.listen(8)
+        self._thread = threading.Thread(target=self._serve)
+        self._thread.start()
+
+    def _serve(self):
+        while True:
+            try:
+                client, _ = self._listener.accept()
+            except OSError:
+                return
+            with client, client.makefile("rb") as stream:
+                try:
+                    while self._answer_one(client, stream):
+                        pass
+                except ConnectionError:
+                    pass  # the client left without reading
+
+    def _answer_one(self, client, stream):
+        header = stream.read(20)
+        if len(header) < 20:
+            return False
+        (length,) = struct.unpack_from(">I", header, 8)
+        (_, command), *items = items_of(stream.read(length))
+        self.requests.append((command, items))
+        reply = self.replies.get(command, packet(command, (END,)))
+        if isinstance(reply, list):
+            reply = reply.pop(0) if len(reply) > 1 else reply[0]
+        if reply is None:
+            return False
+        client.sendall(reply)
+        return True
+
+    def file(self, name):
+        return os.path.join(self._directory.name, name)
+
+    def files(self):
+        return sorted(os.listdir(self._directory.name))
+
+    def close(self):
+        self._listener.shutdown(socket.SHUT_RDWR)
+        self._listener.close()
+        self._thread.join()
+        self._directory.cleanup()
