@@ -1,0 +1,184 @@
+#!/usr/bin/env python3
+"""Writes the seeds of the fuzz targets to corpus/TARGET/. What a fuzzer found stands beside them, named
+finding-*, and is left alone."""
+
+import pathlib
+import struct
+
+CORPUS = pathlib.Path(__file__).resolve().parent / "corpus"
+
+
+def text(content):
+    data = content if isinstance(content, bytes) else content.encode()
+    return struct.pack(">I", len(data)) + data
+
+
+def body(command, arguments=(), entries=(), last_entries=()):
+    items = [b"C" + text(command)]
+    items += [b"A" + text(argument) for argument in arguments]
+    items += [b"N" + text(name) + text(value) for name, value in entries]
+    items += [b"E"]
+    items += [b"N" + text(name) + text(value) for name, value in last_entries]
+    return b"".join(items)
+
+
+def packet(content, result=0, version=1, length=None):
+    return struct.pack(">4sHHIQ", b"TVX4", version, 0, len(content) if length is None else length, result) + content
+
+
+def short(content):
+    """A text as the targets draw it: its length in one byte."""
+    data = content.encode()
+    return bytes([len(data)]) + data
+
+
+STATUS = body(
+    "status",
+    entries=[
+        ("input.name 1", "Camera 1"),
+        ("input.name 2", "VTR"),
+        ("output.name 1", "Program"),
+        ("output 1", "1,2"),
+    ],
+    last_entries=[("router", "?"), ("in points", "2"), ("out points", "1"), ("input channels", "A,V")],
+)
+NO_ROUTER = body("status", ["no router"], last_entries=[("in points", "0"), ("out points", "0")])
+REPORT = body(
+    "report",
+    last_entries=[("*active", "1; mem 3.1 MiB resident; cpu 1 %"), ("*last error", "a\nb"), ("*last notes", "")],
+)
+
+SEEDS = {
+    "packet_server": {
+        "route": packet(body("route", ["3=2", "4=5,6"], last_entries=[("set", "1=1  2=2,2 ")])),
+        "router-set": packet(body("router set", entries=[("output.1.name", "Cam")])),
+        "status-and-ping": packet(body("status")) + packet(body("ping"), result=2**64 - 1),
+        "half": packet(body("status"))[:15],
+        "old-version": packet(body("status"), version=0),
+        "wrong-length": packet(body("status"), length=5),
+        "huge-text": packet(b"C\x00\x00\x00\x01xN\xff\xff\xff\xff"),
+        "two-commands": packet(b"C\x00\x00\x00\x01xC\x00\x00\x00\x01x"),
+        "argument-after-end": packet(body("route") + b"A" + text("1=1")),
+        "nul-texts": packet(body(b"a\0b", [b"\0"], last_entries=[(b"\0n", b"v\0")])),
+    },
+    "packet_client": {
+        "status": STATUS,
+        "status-packet": packet(STATUS),
+        "no-router": packet(NO_ROUTER, result=1),
+        "report": REPORT,
+        "error": body("error", ["unknown command 'x'"]),
+        "wild-counts": body("status", last_entries=[("in points", "99999"), ("out points", "-1")]),
+        "wild-numbers": body("status", entries=[("out points", "2"), ("output 2", "9999999999,"), ("output 1", ",x")]),
+        "names-without-utf8": body("status", entries=[("in points", "1"), ("input.name 1", b"\xff\xc3\x28\x1b[1m")]),
+    },
+    "snapshot_file": {
+        "one-output": '{"format": "vrdx crosspoints", "version": 1, "inputs": 4, "outputs": 1,'
+        ' "crosspoints": [{"output": 1, "audio": 3, "video": 0}]}',
+        "two-outputs": '{"format":"vrdx crosspoints","version":1,"inputs":200,"outputs":2,"crosspoints":'
+        '[{"output":2,"audio":300,"video":1},{"output":1,"audio":0,"video":0}]}',
+        "cut-short": '{"format": "vrdx crosspoints", "version": 1, "inputs": 4',
+        "no-object": "[1, 2]",
+        "wild-numbers": '{"format":"vrdx crosspoints","version":1e0,"inputs":18446744073709551615,"outputs":-1}',
+    },
+    "message_lines": {
+        "take": "*COMMAND=route output\n*TYPE=command\nfrom input=3\nqueue=add\nto output=0\n",
+        "several-lines": "*ERROR=x\n*ERROR=y\nname=a\nname=\nname=b\n",
+        "no-equals": "hello\n=\n=x\n==\n",
+        "prefixes": "*COMMANDX=1\n*COMMAND\n*ID=7\n*COMMAND=\n*COMMAND=b\n",
+    },
+    "backend_reports": {
+        "whole-router": "*COMMAND=info\n*TYPE=message\ninputs=4\noutputs=3\noutput routing controls=video,audio\n\n"
+        "*COMMAND=inputs\n*TYPE=message\ni0.name=Camera\ni02.name=VTR\ni2x.name=no\n\n"
+        "*COMMAND=outputs\n*TYPE=message\no0.name=Program\no0.input.all=2\no1.input.audio=1\no2.input.aux=5\n\n",
+        "odd-sizes": "*COMMAND=info\n*TYPE=message\ninputs=5000\noutputs=-3\n\n",
+        "largest": "*COMMAND=info\n*TYPE=message\ninputs=99999999999999999999\noutputs=12abc\n\n",
+        "odd-numbers": "*COMMAND=info\n*TYPE=message\ninputs=2\noutputs=2\n\n*COMMAND=outputs\n*TYPE=message\n"
+        "o99999999999999999999.input.all=1\no1.input.video=99999999999999999999\no0.input.audio=-1\no-1.name=x\n\n",
+        "names-too-early": "*COMMAND=inputs\n*TYPE=message\ni2.name=x\n\n",
+        "other-type": "*COMMAND=info\n*TYPE=command\ninputs=4\noutputs=4\n\n",
+        "shrinking": "*COMMAND=info\n*TYPE=message\ninputs=9\noutputs=9\n\n*COMMAND=info\n*TYPE=message\noutputs=1\n\n",
+        "error-alone": "*ERROR=refused\n\n*TYPE=message\n\n",
+    },
+    "item_file": {
+        "simulator": "driver=route_simulator\nstay resident=1\nenable debug messages=1\n",
+        "old-name": "driver = sierra_video_aspen_hdsdi\r\n",
+        "path": "driver=route_../../bin/sh\n",
+        "no-driver": "\n\ndriver=\nstay resident=0x10\n",
+        "long-line": "driver=route_" + "x" * 1100 + "\n",
+    },
+    "metadata_file": {
+        "item-and-streams": "name=Router\n0:kind=video\n1:kind=audio\n# by hand\n\n",
+        "odd-streams": "03:a=1\n-1:b=2\n-0:c=3\n3:=4\n99999999999:d=5\n=6\n3:4:e=7\n",
+        "line-ends": "a=b\r\nc=\r\n\r\n=\r\nd=e",
+        "twice": "a=1\na=2\ntally=3\n3:tally=4\n",
+    },
+    "name_value_file": {
+        "item": "driver=route_simulator\n# remark\n\nsimulated inputs = 16\n",
+        "repeated": "a=1\na = 2\na=\n=x\n = y\n",
+        "long-line": "a=" + "x" * 4100 + "=y\nb=1\n",
+        "no-line-end": "a=1\nno equals\nb=2",
+    },
+    "route_request": {
+        "plain": "3=2",
+        "levels": "5=2,3",
+        "none": "5=0",
+        "many": "1=1,2,3,4,5,6,7,8,9,10",
+        "odd": " x= 2x ,3",
+        "empty": "3=",
+        "far": "99999999999999999999=-99999999999999999999,2147483648",
+        "smallest": "-2147483648=-2147483647",
+    },
+    "client_packet": {
+        "takes": bytes([0x1C]) + bytes([2]) + short("3=2") + short("4=1,2") + b"\0" + short("1=1  2=2,2 "),
+        "takes-wait": bytes([0x10]) + bytes([1]) + short("3=2"),
+        "properties": bytes([0x1D, 0, 1])
+        + short("output.1.name") + short("Cam") + b"\1" + short("input.4.x") + short("")
+        + b"\1" + short("output.0.name") + short("x") + b"\1" + short("output.9.name") + short("x"),
+        "odd-properties": bytes([0x1D, 0, 1]) + short("output.1.a=b") + short("c")
+        + b"\1" + short("output.1.a\nb") + short("c") + b"\1" + short("input.1.") + short("\na"),
+        "status": bytes([0x12]),
+        "unknown": bytes([3]),
+        "long-token": bytes([0x14, 0, 0]) + short("1=" + "0" * 70 + "2"),
+    },
+    "status_reply": {
+        "four-by-two": bytes([5, 4, 3, 2, 1, 3, 1, 2]) + short("Program") + bytes([1, 0, 1, 4]) + short("Clean")
+        + short("Camera"),
+        "no-outputs": bytes([1, 4, 1, 0]),
+        "largest": bytes([0, 0, 0, 16, 0, 0, 0, 0, 4, 0]),
+        "odd-sources": bytes([1, 2, 1, 2, 0, 0x7F, 255, 255, 255, 0, 128, 0, 0, 0, 0]),
+    },
+    "simulator_texts": {
+        "settings": "simulated inputs=4\nsimulated outputs = 4\nsimulated levels=video,audio\n"
+        "simulated delay ms= 60000 \nsimulated refuse outputs=1, 2 3\nsimulated state file=state\n",
+        "odd-settings": "simulated inputs=0\nsimulated outputs=1025\nsimulated levels=audio\n"
+        "simulated delay ms=-1\nsimulated refuse outputs=1,x\nsimulated state file=x/\n",
+        "state": "*COMMAND=simulated router\n*TYPE=state\ni0.name=Camera\no0.input.audio=1\no0.input.video=none\n"
+        "o0.name=Program\no9.name=gone\ni9.name=gone\no1.input.audio=9\n\n",
+        "broken-state": "*COMMAND=simulated router\n*TYPE=state\no0.input.audio=x\n\n",
+    },
+    # Steps as the target draws them: 0 size, 1 names, 2 sources, 4 takes, 7 pass, 9 time, 11 property, 12 the
+    # backend comes or goes, 13 setting, 14 status.
+    "schedule": {
+        "take-and-confirm": bytes([0, 0, 22, 14, 1, 4, 1, 2, 3, 0, 0, 7, 2, 1, 2, 3, 0, 1, 7, 14]),
+        "take-and-rollback": bytes([0, 0, 22, 14, 1, 4, 2, 2, 3, 1, 4, 1, 5, 0, 0, 7, 9, 128, 7, 14]),
+        "take-while-away": bytes([0, 0, 22, 14, 0, 12, 4, 1, 2, 3, 0, 1, 1, 1, 0, 7, 12, 7, 9, 60, 7]),
+        "nothing-assumed": bytes([7, 0, 22, 14, 1, 4, 1, 2, 3, 1, 4, 0, 7, 9, 100, 7, 14]),
+        "resizes": bytes([0, 0, 22, 14, 1, 4, 1, 7, 3, 0, 0, 0, 3, 3, 0, 7, 0, 4, 4, 1, 9, 128, 7, 14]),
+        "half-report": bytes([0, 0, 22, 14, 1, 2, 1, 1, 2, 0, 0, 12, 12, 2, 1, 1, 3, 1, 1, 14]),
+        "properties": bytes([0, 0, 22, 14, 1, 11, 1, 3]) + short("Program") + bytes([13]) + short("b") + short("1")
+        + bytes([7, 14]),
+        "same-output-twice": bytes([0, 0, 22, 14, 1, 4, 2, 2, 3, 0, 2, 4, 0, 1, 2, 5, 0, 9, 127, 7, 14]),
+    },
+}
+
+
+def main():
+    for target, seeds in SEEDS.items():
+        folder = CORPUS / target
+        folder.mkdir(parents=True, exist_ok=True)
+        for name, content in seeds.items():
+            (folder / name).write_bytes(content if isinstance(content, bytes) else content.encode())
+
+
+if __name__ == "__main__":
+    main()
