@@ -1,0 +1,145 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and shows the driver at work on a simulated router of 16 x 8. Ends by itself.
+#
+#   ./demo.sh           the tour
+#   ./demo.sh --keep    the tour, and the driver stays up for your own commands
+set -euo pipefail
+cd "$(dirname "$0")"
+. packaging/needs.sh
+
+case "${1-}" in
+"" | --keep) ;;
+-h | --help)
+    sed -n '2,5s/^# \{0,1\}//p' "$0"
+    exit 0
+    ;;
+*)
+    echo "demo.sh: unknown argument '$1' (only --keep is known)" >&2
+    exit 2
+    ;;
+esac
+
+need_packages "${build_packages[@]}"
+echo "Building ..."
+cmake --preset demo >/dev/null
+cmake --build --preset demo -- --quiet
+
+PATH=$PWD/build/demo/bin:$PATH
+if [ "${1-}" = --keep ]; then
+    studio=$PWD/build/demo/studio
+    mkdir -p "$studio"
+else
+    studio=$(mktemp -d)
+fi
+cd "$studio"
+if vrdx_routectl studio.item ping >/dev/null 2>&1; then
+    echo "A driver from an earlier ./demo.sh --keep is still up. Stop it first:" >&2
+    echo "    $(command -v vrdx_routectl) $studio/studio.item exit" >&2
+    exit 1
+fi
+driver=
+
+clean_up() {
+    local code=$?
+    [ -n "$driver" ] && kill "$driver" 2>/dev/null && wait "$driver"
+    cd / && rm -rf "$studio"
+    exit $code
+}
+trap clean_up EXIT
+
+say() {
+    printf '\n# %s\n' "$*"
+}
+
+# Shows a command the way a reader would type it, then runs it.
+run() {
+    local word line='$'
+    for word in "$@"; do
+        case $word in
+        *[!A-Za-z0-9_./=,:-]*) line+=" \"$word\"" ;;
+        *) line+=" $word" ;;
+        esac
+    done
+    printf '%s\n' "$line"
+    "$@"
+}
+
+# The same for a command that has to fail, which is what it is there to show.
+run_refused() {
+    local code=0
+    run "$@" || code=$?
+    printf '(exit code %d)\n' "$code"
+    [ "$code" -eq 1 ]
+}
+
+# Waits until the router's status shows the text.
+wait_for_status() {
+    local _
+    for _ in $(seq 200); do
+        vrdx_routectl studio.item status 2>/dev/null | grep -q "$1" && return 0
+        sleep 0.05
+    done
+    echo "demo.sh: the status never showed '$1'" >&2
+    return 1
+}
+
+say "An item file: which backend, and what it needs to know. Output 5 will refuse every take."
+cat >studio.item <<'ITEM'
+driver=route_simulator
+simulated inputs=16
+simulated outputs=8
+simulated levels=video,audio
+simulated refuse outputs=5
+ITEM
+run cat studio.item
+
+say "The driver: one process per router. It starts the backend, and its trace goes to standard error."
+echo '$ vrdx_routedriver --file studio.item --no-autoshutdown 2>trace.txt &'
+setsid vrdx_routedriver --file studio.item --no-autoshutdown 2>trace.txt </dev/null >/dev/null &
+driver=$!
+wait_for_status "Output 8"
+
+say "The router, as any client sees it."
+run vrdx_routectl studio.item status
+
+say "A take: input 3 to output 1. Then one that takes audio from 4 and video from 7, and one of no source."
+run vrdx_routectl studio.item route 1=3 --wait
+run vrdx_routectl studio.item route 2=4,7 --wait
+run vrdx_routectl studio.item route 3=0 --wait
+run vrdx_routectl studio.item status
+
+say "What the backend was sent for the split take, and what it confirmed."
+run grep -A 24 "'2' = '4,7'" trace.txt
+
+say "A take that the router refuses: shown at once ..."
+run vrdx_routectl studio.item route 5=9
+run vrdx_routectl studio.item status
+say "... and rolled back a second later, because the router never confirmed it."
+wait_for_status "5 Input 5 *5 Input 5"
+run vrdx_routectl studio.item status
+say "With --wait the take itself says so."
+run_refused vrdx_routectl studio.item route 5=9 --wait
+
+say "A name."
+run vrdx_routectl studio.item router-set "output.1.name=Studio A monitor"
+wait_for_status "Studio A monitor"
+run vrdx_routectl studio.item status
+
+if [ "${1-}" = --keep ]; then
+    trap - EXIT
+    say "The driver stays up. Talk to it, follow its trace, and stop it with:"
+    echo "    export PATH=$PWD/../bin:\$PATH"
+    echo "    cd $PWD"
+    echo "    vrdx_routectl studio.item status"
+    echo "    vrdx_routectl studio.item route 1=5 --wait"
+    echo "    tail -f trace.txt"
+    echo "    vrdx_routectl studio.item exit"
+    exit 0
+fi
+
+say "The end: the driver stops its backend and leaves nothing behind."
+run vrdx_routectl studio.item exit
+wait "$driver"
+driver=
+run tail -n 9 trace.txt
+run ls -A

@@ -1,0 +1,79 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and runs the tests: as released, then under the address and
+# undefined-behaviour sanitizers.
+#
+#   ./test.sh           all tests
+#   ./test.sh NAME      the tests whose name matches the regular expression NAME
+#   ./test.sh reliability [--long]  faults, load and time alone, with their figures; long: about an hour
+#   ./test.sh coverage  the share of lines that the tests run, by folder
+#   ./test.sh lint      formatting, clang's build and clang-tidy, instead of tests
+set -euo pipefail
+cd "$(dirname "$0")"
+. packaging/needs.sh
+
+jobs=$(nproc)
+
+build() {
+    cmake --preset "$1" >/dev/null
+    cmake --build --preset "$1" -- -j "$jobs"
+}
+
+# More at once than there are cores: the tests of the process mostly wait.
+run_tests() {
+    local preset=$1
+    shift
+    echo "--- tests, $preset"
+    ctest --preset "$preset" -j $((jobs * 2)) --no-tests=error "$@"
+}
+
+lint() {
+    need_packages "${build_packages[@]}" "${test_packages[@]}" "${lint_packages[@]}"
+    git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror
+    build clang
+    git ls-files '*.cpp' | xargs -P "$jobs" -n 4 clang-tidy --quiet -p build/clang
+    echo "lint: clean"
+}
+
+reliability() {
+    need_packages "${build_packages[@]}" "${test_packages[@]}"
+    build release
+    if [ "${1-}" = --long ]; then export VRDX_LONG=1; fi
+    run_tests release -L reliability
+    sed -n 's/^figure: //p' build/release/Testing/Temporary/LastTest.log
+}
+
+coverage() {
+    need_packages "${build_packages[@]}" "${test_packages[@]}"
+    build coverage
+    find build/coverage -name '*.gcda' -delete
+    # The shares are worth seeing even when a test fails; the failure is told at the end all the same. An
+    # allocation that fails inside the counting itself ends a program there, and would tell nothing of ours.
+    local failed=0
+    run_tests coverage -E 'FailingCalls.*/malloc' || failed=1
+    python3 -B tests/line_coverage.py build/coverage routedriver framework
+    return "$failed"
+}
+
+case "${1-}" in
+-h | --help)
+    sed -n '2,10s/^# \{0,1\}//p' "$0"
+    ;;
+reliability)
+    reliability "${2-}"
+    ;;
+coverage)
+    coverage
+    ;;
+lint)
+    lint
+    ;;
+*)
+    need_packages "${build_packages[@]}" "${test_packages[@]}"
+    build release
+    build sanitize
+    filter=()
+    [ -n "${1-}" ] && filter=(-R "$1")
+    run_tests release "${filter[@]}"
+    run_tests sanitize "${filter[@]}"
+    ;;
+esac
