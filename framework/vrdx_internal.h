@@ -13,5 +13,8 @@ std::size_t vrdx_raise_descriptor_limit();
 // Puts it back; for a child that executes another program.
 void vrdx_restore_descriptor_limit();
 
+// Makes the allocator give large blocks back to the system as soon as they are freed.
+void vrdx_give_back_large_memory();
+
 // The log file of the item, and a look at its size (vrdx_logfile.cpp).
 void vrdx_rotate_logfile_when_due();

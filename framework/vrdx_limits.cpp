@@ -3,9 +3,13 @@
 #include "comm_socket_v4_limits.h"
 
 #include <algorithm>
+#include <malloc.h>
 #include <sys/resource.h>
 
 namespace {
+
+constexpr int large_block_bytes = 262144; // packets and backlogs of unusual size; replies are far smaller
+constexpr int unused_heap_bytes = 1048576;
 
 rlimit inherited_limit{};
 bool limit_raised = false;
@@ -33,4 +37,11 @@ std::size_t vrdx_raise_descriptor_limit() {
 void vrdx_restore_descriptor_limit() {
     if (limit_raised)
         setrlimit(RLIMIT_NOFILE, &inherited_limit);
+}
+
+// Left to itself the allocator learns from the first large block to keep the next ones, and a driver that was
+// flooded once would hold that memory for the months to come.
+void vrdx_give_back_large_memory() {
+    mallopt(M_MMAP_THRESHOLD, large_block_bytes);
+    mallopt(M_TRIM_THRESHOLD, unused_heap_bytes);
 }

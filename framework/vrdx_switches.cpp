@@ -195,6 +195,7 @@ int vrdx_init_argv(int argc, char** argv) {
     next_argument = 1;
     auto_shutdown_delay = static_cast<std::uint64_t>(default_delay_seconds * microseconds_per_second);
     auto_shutdown_delay_initial = auto_shutdown_delay;
+    vrdx_give_back_large_memory();
     if (!open_standard_descriptors() || !prepare_signals() || !close_others_on_exec()) {
         std::fprintf(stderr, "Cannot prepare descriptors and signals: %s\n", std::strerror(errno));
         return -1;
