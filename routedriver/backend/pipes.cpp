@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <initializer_list>
 #include <string_view>
 #include <unistd.h>
 
@@ -43,9 +44,22 @@ void consume_lines(sliding_window_v4* buffer, std::string& line, void (*take_lin
     }
 }
 
-// Floods are traced, too: no lock per call, as there is only one thread.
-void trace(std::string_view text) {
-    fwrite_unlocked(text.data(), 1, text.size(), stderr);
+// Floods are traced, too: one call for a line of ordinary length, and no lock, as there is only one thread.
+void trace(std::initializer_list<std::string_view> pieces) {
+    char line[512];
+    std::size_t length = 0;
+    for (const std::string_view piece : pieces) {
+        if (piece.size() > sizeof(line) - length) {
+            fwrite_unlocked(line, 1, length, stderr);
+            length = 0;
+        }
+        if (piece.size() > sizeof(line)) {
+            fwrite_unlocked(piece.data(), 1, piece.size(), stderr);
+            continue;
+        }
+        length += piece.copy(line + length, piece.size());
+    }
+    fwrite_unlocked(line, 1, length, stderr);
 }
 
 // Splits "<TAG>message"; a line without a tag is an error message as it stands.
@@ -57,11 +71,7 @@ void take_log_line(std::string_view line) {
         tag = line.substr(1, close - 1);
         message = line.substr(std::min(close + 1, line.size()));
     }
-    trace("STDERR<");
-    trace(tag);
-    trace(">: '");
-    trace(message);
-    trace("'\n");
+    trace({"STDERR<", tag, ">: '", message, "'\n"});
     if (tag == "INFO" || tag == "NOTE" || (tag == "DBG" && debug_messages))
         append_log_line(last_notes, message);
     else if (tag != "DBG") // ERR, WARN, and whatever tag nobody knows
@@ -69,9 +79,7 @@ void take_log_line(std::string_view line) {
 }
 
 void take_report_line(std::string_view line) {
-    trace("STDOUT: '");
-    trace(line);
-    trace("'\n");
+    trace({"STDOUT: '", line, "'\n"});
     take_backend_report_line(line);
 }
 

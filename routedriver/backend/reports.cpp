@@ -3,6 +3,7 @@
 #include "router.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <limits>
 #include <string_view>
@@ -26,26 +27,33 @@ std::int32_t read_count(const std::string& value, std::int32_t most) {
     return static_cast<std::int32_t>(std::clamp(std::strtol(value.c_str(), nullptr, 10), 0L, long{most}));
 }
 
-// "3" is input 3; anything that does not begin with a digit means no source.
-std::int32_t read_source(const std::string& value) {
-    if (value.empty() || !is_digit(value.front()))
+// The number that `text` begins with; negative when it begins with none. Too large a number is the largest
+// there is. `rest` is what follows it.
+std::int32_t read_number(std::string_view text, std::string_view* rest) {
+    if (text.empty() || !is_digit(text.front()))
         return -1;
-    return static_cast<std::int32_t>(
-        std::min(std::strtol(value.c_str(), nullptr, 10), long{std::numeric_limits<std::int32_t>::max()}));
+    std::int32_t number = 0;
+    const char* const text_end = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), text_end, number);
+    *rest = {end, static_cast<std::size_t>(text_end - end)};
+    return error == std::errc::result_out_of_range ? std::numeric_limits<std::int32_t>::max() : number;
+}
+
+// "3" is input 3; anything that does not begin with a digit means no source.
+std::int32_t read_source(std::string_view value) {
+    return read_number(value, &value);
 }
 
 // The element that a key such as "o12.name" addresses, and what follows its number; null when it addresses
 // none.
 template<typename element>
-element* addressed(const std::string& key, char prefix, std::vector<element>& list, std::string_view* rest) {
-    if (key.size() < 2 || key.front() != prefix || !is_digit(key[1]))
+element* addressed(std::string_view key, char prefix, std::vector<element>& list, std::string_view* rest) {
+    if (!key.starts_with(prefix))
         return nullptr;
-    char* end = nullptr;
-    const long number = std::strtol(key.c_str() + 1, &end, 10);
-    if (number >= static_cast<long>(list.size()))
-        return nullptr;
-    *rest = std::string_view(key).substr(static_cast<std::size_t>(end - key.c_str()));
-    return &list[static_cast<std::size_t>(number)];
+    const std::int32_t number = read_number(key.substr(1), rest);
+    return number >= 0 && static_cast<std::size_t>(number) < list.size()
+               ? &list[static_cast<std::size_t>(number)]
+               : nullptr;
 }
 
 void apply_info() {
