@@ -17,31 +17,34 @@ void put_number(char* data, std::size_t size, std::uint64_t number) {
     }
 }
 
-void append_text(std::string* bytes, std::string_view text) {
-    std::array<char, comm_packet_text_length_bytes> length{};
-    put_number(length.data(), length.size(), text.size());
-    bytes->append(length.data(), length.size());
-    bytes->append(text);
+// Puts length and text at `at`; gives what is behind them.
+char* put_text(char* at, std::string_view text) {
+    put_number(at, comm_packet_text_length_bytes, text.size());
+    at += comm_packet_text_length_bytes;
+    return at + text.copy(at, text.size());
 }
 
-// True when an item of one or two texts may be added; else nothing more will be.
-bool make_room(comm_socket_v4_packet* packet, std::size_t texts, std::size_t first, std::size_t second) {
+// Where an item of none, one or two texts is to be put, behind its kind; null when nothing more may be added.
+char* add_item(comm_socket_v4_packet* packet, comm_packet_item_kind kind, std::size_t texts,
+               std::size_t first, std::size_t second) {
     if (!packet->writing || packet->too_large)
-        return false;
+        return nullptr;
     const std::size_t room = comm_packet_header_bytes + comm_max_packet_bytes - packet->bytes.size();
     const std::size_t fixed = 1 + texts * comm_packet_text_length_bytes;
-    if (fixed <= room && first <= room - fixed && second <= room - fixed - first)
-        return true;
-    packet->too_large = true;
-    packet->bytes.clear();
-    return false;
+    if (fixed > room || first > room - fixed || second > room - fixed - first) {
+        packet->too_large = true;
+        packet->bytes.clear();
+        return nullptr;
+    }
+    const std::size_t at = packet->bytes.size();
+    packet->bytes.resize(at + fixed + first + second);
+    packet->bytes[at] = static_cast<char>(kind);
+    return packet->bytes.data() + at + 1;
 }
 
 void append_item(comm_socket_v4_packet* packet, comm_packet_item_kind kind, std::string_view text) {
-    if (!make_room(packet, 1, text.size(), 0))
-        return;
-    packet->bytes.push_back(static_cast<char>(kind));
-    append_text(&packet->bytes, text);
+    if (char* at = add_item(packet, kind, 1, text.size(), 0))
+        put_text(at, text);
 }
 
 } // namespace
@@ -76,17 +79,13 @@ void comm_socket_v4_packet_write_arg(comm_socket_v4_packet* packet, std::string_
 }
 
 void comm_socket_v4_packet_write_argv_end(comm_socket_v4_packet* packet) {
-    if (make_room(packet, 0, 0, 0))
-        packet->bytes.push_back(static_cast<char>(comm_packet_item_kind::end_of_arguments));
+    add_item(packet, comm_packet_item_kind::end_of_arguments, 0, 0, 0);
 }
 
 void comm_socket_v4_packet_write_nv_pair(comm_socket_v4_packet* packet, std::string_view name,
                                          std::string_view value) {
-    if (!make_room(packet, 2, name.size(), value.size()))
-        return;
-    packet->bytes.push_back(static_cast<char>(comm_packet_item_kind::name_value));
-    append_text(&packet->bytes, name);
-    append_text(&packet->bytes, value);
+    if (char* at = add_item(packet, comm_packet_item_kind::name_value, 2, name.size(), value.size()))
+        put_text(put_text(at, name), value);
 }
 
 void comm_socket_v4_packet_write_nv_pairf(comm_socket_v4_packet* packet, std::string_view name,

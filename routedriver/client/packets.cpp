@@ -4,6 +4,7 @@
 #include "vrdx_assert.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -134,24 +135,38 @@ struct status_size {
     std::int32_t out_points;
 };
 
-std::string numbered(const char* text, std::int32_t number) {
-    return text + std::to_string(number);
+void append_number(std::string& text, std::int32_t number) {
+    char digits[11];
+    text.append(digits, std::to_chars(std::begin(digits), std::end(digits), number).ptr);
+}
+
+// One entry for each of `count` places: the name and the place's number (1-based), the value of the place
+// (0-based).
+template<typename get_value>
+void write_numbered(comm_socket_v4_packet* respkt, std::string name, std::int32_t count, get_value value) {
+    const std::size_t stem = name.size();
+    for (std::int32_t place = 0; place < count; ++place) {
+        name.resize(stem);
+        append_number(name, place + 1);
+        comm_socket_v4_packet_write_nv_pair(respkt, name, value(static_cast<std::size_t>(place)));
+    }
 }
 
 void write_router(comm_socket_v4_packet* respkt, status_size size) {
-    for (std::int32_t i = 1; i <= size.in_points; ++i)
-        comm_socket_v4_packet_write_nv_pair(respkt, numbered("input.name ", i),
-                                            input_names[static_cast<std::size_t>(i - 1)]);
-    for (std::int32_t j = 1; j <= size.out_points; ++j)
-        comm_socket_v4_packet_write_nv_pair(respkt, numbered("output.name ", j),
-                                            router_outputs[static_cast<std::size_t>(j - 1)].name);
+    write_numbered(respkt, "input.name ", size.in_points,
+                   [](std::size_t place) -> const std::string& { return input_names[place]; });
+    write_numbered(respkt, "output.name ", size.out_points,
+                   [](std::size_t place) -> const std::string& { return router_outputs[place].name; });
     const router_output none;
-    for (std::int32_t j = 1; j <= size.out_points; ++j) {
-        const auto place = static_cast<std::size_t>(j - 1);
+    std::string sources;
+    write_numbered(respkt, "output ", size.out_points, [&](std::size_t place) -> const std::string& {
         const router_output& output = place < router_outputs.size() ? router_outputs[place] : none;
-        comm_socket_v4_packet_write_nv_pairf(respkt, numbered("output ", j), "%d,%d",
-                                             to_number(output.audio_input), to_number(output.video_input));
-    }
+        sources.clear();
+        append_number(sources, to_number(output.audio_input));
+        sources += ',';
+        append_number(sources, to_number(output.video_input));
+        return sources;
+    });
 }
 
 void write_status_block(comm_socket_v4_packet* respkt, status_size size) {
