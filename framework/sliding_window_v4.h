@@ -25,9 +25,8 @@ bool sliding_window_v4_is_sane(const sliding_window_v4* buffer);
 // Gives back the room of consumed bytes: afterwards everything free lies between `end` and `fence`.
 void sliding_window_v4_lazy_flush(sliding_window_v4* buffer);
 
-// What one refill reads at the most, a full pipe: a peer that never stops writing gets a share of the loop,
-// not all.
-constexpr std::size_t sliding_window_refill_bytes = 65536;
+// What one refill reads at the most: a peer that never stops writing gets a share of the loop, not all.
+constexpr std::size_t sliding_window_refill_bytes = 262144;
 
 // Reads from the non-blocking `fd` into the free room until would-block, full, end of file, or its share is
 // read. `flags` must be 0. The count of bytes read; 0 when nothing was there or nothing fits; negative at end

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Builds the fuzz targets with clang and runs them one after the other, each on a copy of its corpus.
 #
-#   fuzz/run.sh [--seconds N | --runs N] [--keep DIRECTORY] [TARGET ...]
+#   fuzz/run.sh [--seconds N] [--runs N] [--keep DIRECTORY] [TARGET ...]
 #
-#   --seconds N        of each target (default 15)
-#   --runs N           executions of each target instead
+#   --seconds N        of each target (15 when neither is given)
+#   --runs N           executions of each target; with both, whichever comes first ends it
 #   --keep DIRECTORY   leaves the grown corpora and the findings there
 #
 # One line per target. The exit code is 1 when one of them found something; its input is then shown in base64.
@@ -12,7 +12,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . packaging/needs.sh
 
-amount=-max_total_time=15
+amount=()
 kept=
 targets=()
 while [ $# -gt 0 ]; do
@@ -20,8 +20,8 @@ while [ $# -gt 0 ]; do
     --seconds | --runs | --keep)
         [ $# -ge 2 ] || { echo "$1 needs a value" >&2; exit 2; }
         case "$1" in
-        --seconds) amount=-max_total_time=$2 ;;
-        --runs) amount=-runs=$2 ;;
+        --seconds) amount+=("-max_total_time=$2") ;;
+        --runs) amount+=("-runs=$2") ;;
         --keep) kept=$2 ;;
         esac
         shift 2
@@ -40,6 +40,7 @@ while [ $# -gt 0 ]; do
         ;;
     esac
 done
+[ ${#amount[@]} -eq 0 ] && amount=(-max_total_time=15)
 if [ ${#targets[@]} -eq 0 ]; then
     for source in fuzz/*_target.cpp; do
         target=${source#fuzz/}
@@ -80,7 +81,7 @@ failed=0
 for target in "${targets[@]}"; do
     cp -r "fuzz/corpus/$target" "$work/corpus"
     found=none
-    if ! TMPDIR="$work/tmp" "$build/bin/fuzz_$target" "$amount" -max_len="$(longest_input "$target")" \
+    if ! TMPDIR="$work/tmp" "$build/bin/fuzz_$target" "${amount[@]}" -max_len="$(longest_input "$target")" \
         -timeout=25 -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix="$work/findings/$target-" \
         "$work/corpus" >"$work/log" 2>&1; then
         found="see below"

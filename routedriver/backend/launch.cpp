@@ -27,6 +27,10 @@ namespace {
 
 constexpr std::uint64_t start_check_period_us = 5000000;
 constexpr std::size_t pipe_buffer_bytes = 1048576;
+// A full report of the largest router fits, so that one pass can take it in, and a simple backend program
+// that does not expect a full pipe gets it out. (A hundred drivers of one user stay within what the system
+// lets a user have.)
+constexpr int report_pipe_bytes = 262144;
 
 struct backend_pipe {
     int read_end = -1;
@@ -50,6 +54,7 @@ bool open_pipes(backend_pipes& pipes) {
         one.read_end = ends[0];
         one.write_end = ends[1];
     }
+    fcntl(pipes[STDOUT_FILENO].read_end, F_SETPIPE_SZ, report_pipe_bytes); // else it is smaller, and works
     return true;
 }
 

@@ -45,6 +45,11 @@ TEST_F(Launch, IsNotedAndHoldsThreePipesWithTheirBuffers) {
     }
 }
 
+TEST_F(Launch, ReportPipeTakesAFullReportOfTheLargestRouter) {
+    start_program(wait_for_ever);
+    EXPECT_GE(fcntl(backend_stdout_fd, F_GETPIPE_SZ), 262144);
+}
+
 TEST_F(Launch, ProgramGetsTheItemFile) {
     start_program("echo \"<INFO>$# $1 $2\" >&2\necho \"<INFO>$0\" >&2\nexec sleep 3600\n");
     serve_until("arguments", [] { return last_notes.ends_with(backend_path); });

@@ -84,6 +84,15 @@ TEST_F(SlidingWindow, ReadsMoreThanOneReadDelivers) {
     EXPECT_EQ(held(), line + line);
 }
 
+TEST_F(SlidingWindow, LeavesAFloodsRestForTheNextRefill) {
+    constexpr int pipe_bytes = 2 * sliding_window_refill_bytes;
+    ASSERT_EQ(fcntl(writer(), F_SETPIPE_SZ, pipe_bytes), pipe_bytes);
+    type(std::string(pipe_bytes, 'x'));
+    EXPECT_EQ(refill(), pipe_bytes / 2);
+    EXPECT_EQ(refill(), pipe_bytes / 2);
+    EXPECT_EQ(refill(), 0);
+}
+
 TEST_F(SlidingWindow, TellsThatADescriptorIsNotOpen) {
     constexpr int never_open = 1 << 30;
     EXPECT_LT(sliding_window_v4_refill_from_fd(buffer_, never_open, 0), 0);
