@@ -14,7 +14,7 @@ constexpr std::size_t comm_descriptors_beside_clients = 64; // kept free for the
 
 // Shares of one turn, so that no client holds the others up.
 constexpr int comm_accepts_per_turn = 16;               // new connections
-constexpr int comm_packets_per_client_turn = 8;         // packets handled for one client
+constexpr int comm_packets_per_client_turn = 1;         // a request waits for one of each flooder
 constexpr std::size_t comm_read_bytes_per_turn = 65536; // bytes read from one client
 constexpr std::uint64_t comm_turn_us = 5000;            // a turn starts no further client after this long
 

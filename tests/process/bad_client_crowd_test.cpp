@@ -111,6 +111,10 @@ TEST_F(ClientCrowd, Of1100ConnectionsTheServerTakes1024AndRefusesTheRest) {
     std::vector<std::unique_ptr<test_client>> crowd;
     for (std::size_t i = 0; i < connections; ++i)
         crowd.push_back(std::make_unique<test_client>(socket()));
+    // Before that, one that is served and goes would leave its place to another.
+    wait_until("each is taken or refused", [&] {
+        return told("Client connected: ") + told("Client refused: ") == connections + 1; // and the witness
+    });
     // Refused ones have been told already; their request no longer arrives.
     std::size_t served = 0;
     std::size_t refused = 0;
