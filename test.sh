@@ -4,7 +4,8 @@
 #
 #   ./test.sh           all tests
 #   ./test.sh NAME      the tests whose name matches the regular expression NAME
-#   ./test.sh reliability [--long]  faults, load and time alone, with their figures; long: about an hour
+#   ./test.sh reliability [--long]  faults, load, time and fuzzing alone, with their figures: five minutes;
+#                       long: some hours
 #   ./test.sh coverage  the share of lines that the tests run, by folder
 #   ./test.sh lint      formatting, clang's build and clang-tidy, instead of tests
 set -euo pipefail
@@ -35,11 +36,17 @@ lint() {
 }
 
 reliability() {
-    need_packages "${build_packages[@]}" "${test_packages[@]}"
+    local fuzz=(--seconds 3)
+    if [ "${1-}" = --long ]; then
+        export VRDX_LONG=1
+        fuzz=(--seconds 600 --runs 10000000)
+    fi
+    need_packages "${build_packages[@]}" "${test_packages[@]}" "${fuzz_packages[@]}"
     build release
-    if [ "${1-}" = --long ]; then export VRDX_LONG=1; fi
-    run_tests release -L reliability
+    run_tests release -L 'reliability|model|fuzz'
     sed -n 's/^figure: //p' build/release/Testing/Temporary/LastTest.log
+    echo "--- fuzzing"
+    fuzz/run.sh "${fuzz[@]}"
 }
 
 coverage() {
@@ -56,7 +63,7 @@ coverage() {
 
 case "${1-}" in
 -h | --help)
-    sed -n '2,10s/^# \{0,1\}//p' "$0"
+    sed -n '2,11s/^# \{0,1\}//p' "$0"
     ;;
 reliability)
     reliability "${2-}"

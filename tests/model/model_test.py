@@ -141,7 +141,7 @@ def arguments():
     parser.add_argument("program")
     amount = parser.add_mutually_exclusive_group()
     amount.add_argument("--schedules", type=int)
-    amount.add_argument("--seconds", type=float, default=20)
+    amount.add_argument("--seconds", type=float, default=600 if os.environ.get("VRDX_LONG") == "1" else 20)
     parser.add_argument("--seed", type=int, default=random.randrange(2**32))
     parser.add_argument("--first", type=int, default=0)
     parser.add_argument("--drivers", type=int, default=24)
@@ -163,9 +163,9 @@ def main():
     def total(what):
         return sum(getattr(worker, what) for worker in workers)
 
-    print(f"{total('completed')} schedules with {total('steps')} steps agree")
-    print(f"{total('commands')} commands were compared, {total('backends')} backends died")
-    print(f"{total('overtaken')} schedules told nothing, because the machine was slow")
+    print(f"figure: {total('completed')} schedules with {total('steps')} steps agree")
+    print(f"figure: {total('commands')} commands were compared, {total('backends')} backends died")
+    print(f"figure: {total('overtaken')} schedules told nothing, because the machine was slow")
     if total("completed") <= 2 * total("overtaken"):
         print("Too few schedules told anything")
         return 1
