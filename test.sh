@@ -7,6 +7,7 @@
 #   ./test.sh reliability [--long]  faults, load, time and fuzzing alone, with their figures: five minutes;
 #                       long: some hours
 #   ./test.sh coverage  the share of lines that the tests run, by folder
+#   ./test.sh valgrind  the units and the driver under memcheck: some minutes
 #   ./test.sh lint      formatting, clang's build and clang-tidy, instead of tests
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -67,13 +68,18 @@ coverage() {
 
 case "${1-}" in
 -h | --help)
-    sed -n '2,11s/^# \{0,1\}//p' "$0"
+    sed -n '2,12s/^# \{0,1\}//p' "$0"
     ;;
 reliability)
     reliability "${2-}"
     ;;
 coverage)
     coverage
+    ;;
+valgrind)
+    need_packages "${build_packages[@]}" "${test_packages[@]}" valgrind
+    build release
+    tests/under_valgrind.sh build/release $((jobs * 2))
     ;;
 lint)
     lint
