@@ -46,16 +46,16 @@ std::string help(const std::vector<std::string>& words) {
 TEST(CommandLine, ItemLeadsToItsSocket) {
     const invocation call = good({"/srv/items/router", "status"});
     EXPECT_STREQ(call.what->name, "status");
-    EXPECT_EQ(call.socket, "/srv/items/.tavrixsock.router");
+    EXPECT_EQ(call.place.socket, "/srv/items/.tavrixsock.router");
     EXPECT_EQ(call.timeout_us, 5000000U);
     EXPECT_FALSE(call.json);
-    EXPECT_EQ(good({"--metadir", "/run/meta", "/srv/items/router", "ping"}).socket,
+    EXPECT_EQ(good({"--metadir", "/run/meta", "/srv/items/router", "ping"}).place.socket,
               "/run/meta/.tavrixsock.router");
 }
 
 TEST(CommandLine, SocketCanBeGivenInsteadOfAnItem) {
-    EXPECT_EQ(good({"--sock", "/run/s", "ping"}).socket, "/run/s");
-    EXPECT_EQ(good({"--sock=/run/s", "item", "ping"}).socket, "/run/s");
+    EXPECT_EQ(good({"--sock", "/run/s", "ping"}).place.socket, "/run/s");
+    EXPECT_EQ(good({"--sock=/run/s", "item", "ping"}).place.socket, "/run/s");
 }
 
 TEST(CommandLine, OptionsMayStandBehindTheCommand) {
@@ -82,7 +82,7 @@ TEST(CommandLine, WordsArriveAsTheyWereWritten) {
     EXPECT_EQ(good(line).words, words);
     EXPECT_THAT(good({"item", "send", "x", "--entry", "[a=b]", "--entry=[c=d]"}).entries,
                 ElementsAre("[a=b]", "[c=d]"));
-    EXPECT_EQ(good({"[item]", "ping"}).socket, "./.tavrixsock.[item]");
+    EXPECT_EQ(good({"./[item]", "ping"}).place.socket, "./.tavrixsock.[item]");
 }
 
 TEST(CommandLine, NamesOfCommandsAreWordsBehindACommand) {
@@ -111,6 +111,24 @@ TEST(CommandLine, WrongUseIsToldInOneLine) {
     EXPECT_THAT(refusal({"--unknown", "item", "ping"}), HasSubstr("--unknown"));
 }
 
+TEST(CommandLine, OwnOptionsOfACommandAreItsAlone) {
+    EXPECT_TRUE(good({"item", "logs", "-f", "--lines", "7"}).follow);
+    EXPECT_EQ(good({"item", "logs", "--lines", "7"}).lines, 7);
+    EXPECT_EQ(good({"item", "logs"}).lines, 20);
+    EXPECT_EQ(good({"item", "status", "--observe", "1.5"}).observe_us, 1500000U);
+    EXPECT_EQ(good({"list", "--observe=2"}).observe_us, 2000000U);
+    EXPECT_EQ(good({"item", "status"}).observe_us, 0U);
+    EXPECT_THAT(refusal({"item", "ping", "--lines", "7"}), HasSubstr("--lines"));
+    EXPECT_THAT(refusal({"item", "logs", "--lines", "-1"}), HasSubstr("--lines"));
+    EXPECT_THAT(refusal({"item", "status", "--observe", "x"}), HasSubstr("--observe"));
+}
+
+TEST(CommandLine, ListTakesNoItem) {
+    EXPECT_EQ(good({"list", "--json"}).place.socket, "");
+    EXPECT_THAT(refusal({"item", "list"}), HasSubstr("all routers"));
+    EXPECT_THAT(refusal({"--sock", "/run/s", "list"}), HasSubstr("all routers"));
+}
+
 TEST(CommandLine, TimeoutIsAPositiveNumberOfSeconds) {
     for (const char* text : {"", "x", "0", "-1", "1x", "nan", "inf", "1e99"})
         EXPECT_THAT(refusal({"item", "ping", std::string("--timeout=") + text}), HasSubstr("--timeout"))
@@ -130,6 +148,8 @@ TEST(CommandLine, EachCommandHasAHelpWithExamples) {
     for (const command& what : all_commands()) {
         const std::string text = help({what.name, "--help"});
         EXPECT_THAT(text, HasSubstr("Example")) << what.name;
-        EXPECT_THAT(text, HasSubstr(std::string("vrdx_routectl /srv/items/router ") + what.name));
+        const bool about_all = (what.takes & takes_no_item) != 0;
+        const std::string call = about_all ? "vrdx_routectl " : "vrdx_routectl studio ";
+        EXPECT_THAT(text, HasSubstr(call + what.name));
     }
 }

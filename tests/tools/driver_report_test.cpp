@@ -21,6 +21,7 @@ driver_report report_of(const char* active, const char* errors, const char* note
 TEST(DriverReport, TellsConnectionConditionAndLogs) {
     const driver_report report = report_of("1; shm 1.0 MiB used; cpu 0.3 %, load 0.5", "", "one\ntwo\n");
     EXPECT_TRUE(report.connected);
+    EXPECT_TRUE(report.told);
     EXPECT_EQ(report.machine, (std::vector<std::string>{"shm 1.0 MiB used", "cpu 0.3 %, load 0.5"}));
     EXPECT_TRUE(report.errors.empty());
     EXPECT_EQ(report.notes, (std::vector<std::string>{"one", "two"}));
@@ -34,6 +35,7 @@ TEST(DriverReport, WithoutABackend) {
     EXPECT_FALSE(report_of("0; shm 1", "", "").connected);
     EXPECT_FALSE(report_of("", "", "").connected);
     EXPECT_FALSE(decode_report(comm_socket_v4_packet()).connected);
+    EXPECT_FALSE(decode_report(comm_socket_v4_packet()).told);
     EXPECT_TRUE(report_of("1", "", "").machine.empty());
 }
 

@@ -3,7 +3,8 @@ if(NOT VRDX_BACKEND_PREFIX STREQUAL "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/vrdx_")
   return() # the driver would look for its backends elsewhere
 endif()
 
-foreach(file routectl_end_to_end_test routectl_snapshot_end_to_end_test routectl_watch_end_to_end_test)
+foreach(file routectl_end_to_end_test routectl_list_end_to_end_test routectl_restart_end_to_end_test
+    routectl_snapshot_end_to_end_test routectl_watch_end_to_end_test)
   set(program ${CMAKE_CURRENT_LIST_DIR}/${file}.py)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${program})
   file(STRINGS ${program} definitions REGEX "^(class|    def test_)")

@@ -52,7 +52,7 @@ TEST(JsonOutput, StatusNamesEveryInputAndOutput) {
 }
 
 TEST(JsonOutput, ReportIsOneObject) {
-    EXPECT_EQ(json_line(json_of_report({true, {"shm 1"}, {}, {"a", "b"}})),
+    EXPECT_EQ(json_line(json_of_report({true, true, {"shm 1"}, {}, {"a", "b"}})),
               R"({"connected":true,"machine":["shm 1"],"errors":[],"notes":["a","b"]})");
 }
 

@@ -40,8 +40,9 @@ class RoutectlStatus(RoutectlTest):
 
     def test_no_router_is_exit_code_1(self):
         self.start_driver("")
-        self.expect(self.routectl("status"), REFUSED, "no router\n")
-        self.expect(self.routectl("--json", "status"), REFUSED, '{"router":false}\n')
+        self.expect(self.routectl("status"), REFUSED, "! no backend: the item file names no driver\nno router\n")
+        shown = json.loads(self.routectl("--json", "status").stdout)
+        self.assertEqual((shown["router"], shown["backend"]), (False, "none"))
         snapshot = self.driver.file("snapshot")
         self.expect(self.routectl("save", snapshot), REFUSED, "", "vrdx_routectl: no router\n")
         self.assertFalse(os.path.exists(snapshot))

@@ -52,7 +52,7 @@ class RoutectlProgram(unittest.TestCase):
     def test_no_router_is_exit_code_1(self):
         driver = self.driver(status=no_router())
         told = "vrdx_routectl: no router\n"
-        self.expect(self.routectl(driver, "status"), REFUSED, "no router\n")
+        self.expect(self.routectl(driver, "status"), REFUSED, "! there is no item file\nno router\n")
         self.expect(self.routectl(driver, "status", "--json"), REFUSED, '{"router":false}\n')
         self.expect(self.routectl(driver, "route", "--wait", "1=1"), REFUSED, "", told)
         self.expect(self.routectl(driver, "save", driver.file("snapshot")), REFUSED, "", told)

@@ -77,6 +77,14 @@ std::vector<change> changes_between(const watched_state& before, const watched_s
     return changes;
 }
 
+change rolled_back(const rollback& one) {
+    json_object object = {{"change", "rollback"}};
+    object.update(json_of_rollbacks({one}).front());
+    return {"output " + std::to_string(one.output) + " rolled back: the take of " +
+                crosspoint_text(one.taken) + " was not confirmed",
+            object};
+}
+
 change driver_gone() {
     return {"driver gone", {{"change", "driver"}, {"before", true}, {"after", false}}};
 }

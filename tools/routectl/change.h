@@ -2,6 +2,7 @@
 #pragma once
 
 #include "json_output.h"
+#include "rollback.h"
 #include "router_status.h"
 
 #include <optional>
@@ -22,6 +23,9 @@ struct change {
 // inputs, outputs. What a router newly shows is a change from no name and no source; what it no longer shows
 // is told by the size alone.
 std::vector<change> changes_between(const watched_state& before, const watched_state& after);
+
+// A take that the driver rolled back.
+change rolled_back(const rollback& one);
 
 // The driver came or went.
 change driver_gone();

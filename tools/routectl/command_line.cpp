@@ -2,6 +2,7 @@
 
 #include "client_failure.h"
 #include "command_table.h"
+#include "decimal_number.h"
 #include "display_text.h"
 #include "exit_code.h"
 #include "item_paths.h"
@@ -23,6 +24,9 @@ const char* const exit_codes_help =
     "  1  the driver answered, but with \"no router\" or an error, or a route was not confirmed\n"
     "  2  wrong use; nothing was sent\n"
     "  3  no driver, or no answer in time\n"
+    "Environment:\n"
+    "  VRDX_ITEMS  directory of the installed items (default: /etc/vrdx/items)\n"
+    "  VRDX_RUN    directory of their sockets (default: /run/vrdx)\n"
     "\"vrdx_routectl COMMAND --help\" shows a command's options and examples.";
 
 struct raw_options {
@@ -32,6 +36,9 @@ struct raw_options {
     std::string timeout = "5";
     bool json = false;
     bool wait = false;
+    bool follow = false;
+    std::string lines = "20";
+    std::string observe = "0";
     std::vector<std::string> words;
     std::vector<std::string> entries;
 };
@@ -52,7 +59,8 @@ void remove_guard(std::string* word) {
 }
 
 void remove_guards(raw_options* options) {
-    for (std::string* word : {&options->sock, &options->metadir, &options->item, &options->timeout})
+    for (std::string* word : {&options->sock, &options->metadir, &options->item, &options->timeout,
+                              &options->lines, &options->observe})
         remove_guard(word);
     std::for_each(options->words.begin(), options->words.end(),
                   [](std::string& word) { remove_guard(&word); });
@@ -83,9 +91,18 @@ void add_command(CLI::App* app, const command& what, raw_options* options) {
     CLI::App* sub = app->add_subcommand(what.name, what.help);
     sub->footer(what.examples);
     add_common_options(sub, options);
-    if (what.takes_wait)
+    if ((what.takes & takes_wait) != 0)
         sub->add_flag("--wait", options->wait, "Wait until the router should have followed, and look");
-    if (what.takes_entries)
+    if ((what.takes & takes_follow) != 0) {
+        sub->add_flag("-f,--follow", options->follow, "Go on as the trace grows, until interrupted");
+        sub->add_option("--lines", options->lines, "How many of the last lines")
+            ->type_name("N")
+            ->capture_default_str();
+    }
+    if ((what.takes & takes_observe) != 0)
+        sub->add_option("--observe", options->observe, "Watch so long for takes that are rolled back")
+            ->type_name("SECONDS");
+    if ((what.takes & takes_entries) != 0)
         sub->add_option("--entry", append_to(&options->entries), "An entry of the packet; may be repeated")
             ->type_name("NAME=VALUE")
             ->expected(1)
@@ -101,7 +118,9 @@ void build_parser(CLI::App* app, raw_options* options) {
     app->name("vrdx_routectl");
     app->footer(exit_codes_help);
     app->set_help_flag("-h,--help", "Print this help");
-    app->add_option("ITEM", options->item, "Path of the item file whose driver is meant")->type_name("");
+    app->add_option("ITEM", options->item,
+                    "Item file whose driver is meant: its path, or NAME for /etc/vrdx/items/NAME.item")
+        ->type_name("");
     add_common_options(app, options);
     app->require_subcommand(1);
     for (const command& what : all_commands())
@@ -133,16 +152,47 @@ std::uint64_t microseconds_in(const std::string& text) {
     return static_cast<std::uint64_t>(std::ceil(seconds * 1e6));
 }
 
-// Checks what the parser does not, and fills *call. -1, or the exit code of a wrong use.
-int complete_call(const raw_options& options, invocation* call) {
+// Finds the router. -1, or the exit code of a wrong use.
+int complete_place(const raw_options& options, invocation* call) {
+    if ((call->what->takes & takes_no_item) != 0) {
+        if (options.sock.empty() && options.item.empty())
+            return -1;
+        return failed(exit_usage, std::string(call->what->name) + " is about all routers: it takes no item");
+    }
+    const bool has_item = !item_file_name(options.item).empty();
+    if (options.sock.empty() && !has_item)
+        return failed(exit_usage, "which driver? Give the name or the path of its item file, or --sock");
+    if (has_item)
+        call->place = place_of_item(options.item, options.metadir);
+    if (!options.sock.empty())
+        call->place.socket = options.sock;
+    return -1;
+}
+
+// -1, or the exit code of a wrong use.
+int complete_numbers(const raw_options& options, invocation* call) {
     call->timeout_us = microseconds_in(options.timeout);
     if (call->timeout_us == 0)
         return failed(exit_usage, "--timeout needs a number of seconds above 0");
-    if (options.sock.empty() && item_file_name(options.item).empty())
-        return failed(exit_usage, "which driver? Give the path of its item file, or --sock");
-    call->socket = options.sock.empty() ? item_socket_path(options.item, options.metadir) : options.sock;
+    call->observe_us = microseconds_in(options.observe);
+    if (call->observe_us == 0 && options.observe != "0")
+        return failed(exit_usage, "--observe needs a number of seconds");
+    call->lines = decimal_number(options.lines);
+    if (call->lines < 0)
+        return failed(exit_usage, "--lines needs a whole number");
+    return -1;
+}
+
+// Checks what the parser does not, and fills *call. -1, or the exit code of a wrong use.
+int complete_call(const raw_options& options, invocation* call) {
+    for (const auto complete : {complete_numbers, complete_place}) {
+        const int result = complete(options, call);
+        if (result >= 0)
+            return result;
+    }
     call->json = options.json;
     call->wait = options.wait;
+    call->follow = options.follow;
     call->words = options.words;
     call->entries = options.entries;
     const command& what = *call->what;

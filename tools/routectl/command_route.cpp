@@ -33,5 +33,5 @@ int run_route(const invocation& call) {
         return send_takes(call, &link, takes);
     std::vector<take_result> results;
     const int result = take_and_check(&link, takes, &results);
-    return result == exit_done ? tell_results(call, results) : result;
+    return result == exit_done ? tell_results(call, results) : failed(result, link.problem);
 }

@@ -3,6 +3,7 @@
 #include "driver_link.h"
 #include "exit_code.h"
 #include "json_output.h"
+#include "restore_takes.h"
 #include "snapshot.h"
 #include "snapshot_file.h"
 #include "take_request.h"
@@ -66,10 +67,12 @@ int run_restore(const invocation& call) {
         return failed(exit_refused, error);
 
     std::vector<take_result> results;
-    result = take_and_check(&link, one->takes, &results);
-    if (result != exit_done)
-        return result;
-    result = tell_results(call, results);
+    const int taken = restore_takes(&link, *one, &results);
+    if (taken != exit_done)
+        failed(taken, link.problem);
+    result = results.empty() ? taken : tell_results(call, results);
+    if (taken != exit_done)
+        return taken;
     if (result == exit_done && !call.json)
         std::printf("%s restored\n", outputs_text(one->outputs).c_str());
     return result;

@@ -6,14 +6,20 @@
 #include <cstddef>
 #include <span>
 
+// A command's own options.
+constexpr unsigned takes_wait = 1;     // --wait
+constexpr unsigned takes_entries = 2;  // --entry
+constexpr unsigned takes_follow = 4;   // --follow and --lines
+constexpr unsigned takes_observe = 8;  // --observe
+constexpr unsigned takes_no_item = 16; // it is about all routers: neither ITEM nor --sock
+
 struct command {
     const char* name;
     int (*run)(const invocation& call); // the exit code
     const char* words;                  // name of what follows the command, for the help; null: nothing may
     std::size_t least;                  // how many words have to follow
     std::size_t most;
-    bool takes_wait;    // --wait
-    bool takes_entries; // --entry
+    unsigned takes; // its own options
     const char* help;
     const char* examples; // below the help of the command
 };

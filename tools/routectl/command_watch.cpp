@@ -2,33 +2,20 @@
 #include "client_failure.h"
 #include "commands.h"
 #include "driver_link.h"
-#include "driver_report.h"
+#include "end_on_signals.h"
 #include "exit_code.h"
 #include "json_output.h"
 #include "monotonic_us.h"
+#include "router_look.h"
 
 #include <array>
-#include <csignal>
 #include <cstdio>
 #include <ctime>
 #include <poll.h>
-#include <unistd.h>
 
 namespace {
 
 constexpr std::uint64_t period_us = 200000; // between two looks
-
-// Every line has been flushed when it was printed, so there is nothing left to do.
-void end_at_once(int) {
-    _exit(exit_done);
-}
-
-void end_on_signals() {
-    struct sigaction action {};
-    action.sa_handler = end_at_once;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
-}
 
 // The time of day with milliseconds and the zone: "2026-03-01T12:00:00.250+0100".
 std::string timestamp() {
@@ -57,42 +44,46 @@ bool print_change(const invocation& call, const change& one) {
     return std::fflush(stdout) == 0;
 }
 
-// Asks for all that is watched. exit_done, or why it is not known; link->problem tells.
-int look(driver_link* link, watched_state* state) {
-    comm_socket_v4_packet reply;
-    int result = ask_quietly(link, simple_request("status"), &reply);
-    if (result != exit_done)
+struct watching {
+    driver_link link;
+    watched_state state; // at the last look
+    rollback_tracker tracker;
+    bool gone = false; // the driver did not answer the last look
+};
+
+// One look, with the takes that were rolled back since the one before. exit_done, or why nothing is known;
+// link.problem tells.
+int look(watching* all, watched_state* state, std::vector<rollback>* rollbacks) {
+    router_look seen;
+    const int result = look_at_router(&all->link, &seen);
+    if (result != exit_done) {
+        all->tracker = {};
         return result;
-    state->router = decode_status(reply);
-    bool good = state->router || is_no_router(reply);
-    if (good) {
-        result = ask_quietly(link, simple_request("report"), &reply);
-        good = result == exit_done && !is_error(reply);
-        state->connected = good && decode_report(reply).connected;
     }
-    if (result == exit_done && !good) {
-        link->problem = is_error(reply) ? error_text(reply) : "the driver's answer is no status";
-        return exit_refused;
-    }
-    return result;
+    *rollbacks = rollbacks_seen(&all->tracker, seen.router, seen.time);
+    *state = {std::move(seen.router), seen.report.connected};
+    return exit_done;
 }
 
 // One look after the first. False when nobody can read on.
-bool look_again(const invocation& call, driver_link* link, watched_state* state, bool* gone) {
+bool look_again(const invocation& call, watching* all) {
     watched_state now;
-    const bool answered = look(link, &now) == exit_done;
+    std::vector<rollback> rollbacks;
+    const bool answered = look(all, &now, &rollbacks) == exit_done;
     bool readable = true;
-    if (answered == *gone) {
-        *gone = !answered;
-        readable = print_change(call, *gone ? driver_gone() : driver_back());
+    if (answered == all->gone) {
+        all->gone = !answered;
+        readable = print_change(call, all->gone ? driver_gone() : driver_back());
     }
     if (!answered) {
-        comm_socket_v4_disconnect(&link->connection);
+        comm_socket_v4_disconnect(&all->link.connection);
         return readable;
     }
-    for (const change& one : changes_between(*state, now))
+    for (const change& one : changes_between(all->state, now))
         readable = readable && print_change(call, one);
-    *state = std::move(now);
+    for (const rollback& one : rollbacks)
+        readable = readable && print_change(call, rolled_back(one));
+    all->state = std::move(now);
     return readable;
 }
 
@@ -106,17 +97,15 @@ void sleep_until(std::uint64_t time) {
 
 int run_watch(const invocation& call) {
     end_on_signals();
-    driver_link link = link_of(call);
-    watched_state state;
-    const int result = look(&link, &state);
+    watching all{link_of(call), {}, {}};
+    std::vector<rollback> none_yet;
+    const int result = look(&all, &all.state, &none_yet);
     if (result != exit_done)
-        return failed(result, link.problem);
-    bool readable = print_change(call, watch_begins(state));
-    bool gone = false;
+        return failed(result, all.link.problem);
+    bool readable = print_change(call, watch_begins(all.state));
     while (readable) {
-        const std::uint64_t next = monotonic_us() + period_us;
-        sleep_until(next);
-        readable = look_again(call, &link, &state, &gone);
+        sleep_until(monotonic_us() + period_us);
+        readable = look_again(call, &all);
     }
     return exit_refused; // the output cannot be written, which main tells of
 }

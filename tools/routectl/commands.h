@@ -4,6 +4,7 @@
 
 #include "invocation.h"
 
+int run_list(const invocation& call);
 int run_status(const invocation& call);
 int run_route(const invocation& call);
 int run_router_set(const invocation& call);
@@ -12,6 +13,7 @@ int run_report(const invocation& call);
 int run_watch(const invocation& call);
 int run_save(const invocation& call);
 int run_restore(const invocation& call);
+int run_logs(const invocation& call);
 int run_send(const invocation& call);
 int run_ping(const invocation& call);
 int run_exit(const invocation& call);

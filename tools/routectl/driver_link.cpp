@@ -27,10 +27,17 @@ int fail(driver_link* link, int exit_code, const std::string& problem) {
     return exit_code;
 }
 
+int fail_to_connect(driver_link* link, int error) {
+    link->connect_error = error;
+    return fail(link, exit_no_driver,
+                "no driver at " + link->socket + ": " + std::strerror(error) + link->advice);
+}
+
 int connect_link(driver_link* link, std::uint64_t deadline) {
+    link->connect_error = 0;
     while (comm_socket_v4_connect(&link->connection, link->socket) < 0) {
         if (errno != EAGAIN)
-            return fail(link, exit_no_driver, "no driver at " + link->socket + ": " + std::strerror(errno));
+            return fail_to_connect(link, errno);
         if (monotonic_us() >= deadline)
             return fail(link, exit_no_driver,
                         "the driver accepts no connection within " + seconds_text(link->timeout_us) + " s");
@@ -41,8 +48,13 @@ int connect_link(driver_link* link, std::uint64_t deadline) {
 
 } // namespace
 
+driver_link link_to(const item_place& place, std::uint64_t timeout_us) {
+    const std::string advice = place.name.empty() ? "" : " (\"vrdx_routectl list\" shows all routers)";
+    return {place.socket, timeout_us, advice, {}, {}};
+}
+
 driver_link link_of(const invocation& call) {
-    return {call.socket, call.timeout_us, {}, {}};
+    return link_to(call.place, call.timeout_us);
 }
 
 int ask_quietly(driver_link* link, const comm_socket_v4_packet& request, comm_socket_v4_packet* reply) {
@@ -80,16 +92,24 @@ int ask_for_success(driver_link* link, const comm_socket_v4_packet& request, com
     return result;
 }
 
-int ask_status(driver_link* link, router_status* status) {
+int ask_status_quietly(driver_link* link, router_status* status) {
     comm_socket_v4_packet reply;
-    const int result = ask_for_success(link, simple_request("status"), &reply);
+    const int result = ask_quietly(link, simple_request("status"), &reply);
     if (result != exit_done)
         return result;
     auto decoded = decode_status(reply);
-    if (!decoded)
-        return failed(exit_refused, is_no_router(reply) ? "no router" : "the driver's answer is no status");
-    *status = std::move(*decoded);
-    return exit_done;
+    if (decoded) {
+        *status = std::move(*decoded);
+        return exit_done;
+    }
+    if (is_error(reply))
+        return fail(link, exit_refused, error_text(reply));
+    return fail(link, exit_refused, is_no_router(reply) ? "no router" : "the driver's answer is no status");
+}
+
+int ask_status(driver_link* link, router_status* status) {
+    const int result = ask_status_quietly(link, status);
+    return result == exit_done ? exit_done : failed(result, link->problem);
 }
 
 bool is_error(const comm_socket_v4_packet& reply) {

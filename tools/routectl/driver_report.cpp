@@ -37,6 +37,7 @@ driver_report decode_report(const comm_socket_v4_packet& reply) {
         const std::string_view name = comm_socket_v4_packet_item_name(&reply, entry);
         const std::string_view value = comm_socket_v4_packet_item_value(&reply, entry);
         if (name == "*active") {
+            report.told = true;
             report.connected = value.starts_with('1');
             report.machine = split(value.substr(value.empty() ? 0 : 1), "; ");
         } else if (name == "*last error") {

@@ -7,6 +7,7 @@
 #include <vector>
 
 struct driver_report {
+    bool told = false;                // the reply says whether a backend is connected
     bool connected = false;           // a backend program is connected
     std::vector<std::string> machine; // the machine's condition, one text each
     std::vector<std::string> errors;  // the last errors, oldest first

@@ -66,6 +66,15 @@ json_object json_of_takes(const std::vector<take_result>& results) {
     return {{"confirmed", all_confirmed(results)}, {"outputs", outputs}};
 }
 
+json_object json_of_rollbacks(const std::vector<rollback>& seen) {
+    json_object rollbacks = json_object::array();
+    for (const rollback& one : seen)
+        rollbacks.push_back({{"output", one.output},
+                             {"taken", json_of_crosspoint(one.taken)},
+                             {"kept", json_of_crosspoint(one.kept)}});
+    return rollbacks;
+}
+
 std::string json_line(const json_object& object) {
     return object.dump(-1, ' ', false, json_object::error_handler_t::replace);
 }

@@ -3,6 +3,7 @@
 
 #include "comm_socket_v4_packet.h"
 #include "driver_report.h"
+#include "rollback.h"
 #include "router_status.h"
 #include "take_check.h"
 
@@ -27,6 +28,9 @@ json_object json_of_report(const driver_report& report);
 // {"confirmed": false, "outputs": [{"output": 1, "asked": {"audio": 3, "video": 3}, "shown": {...} or null,
 // "confirmed": false}]}
 json_object json_of_takes(const std::vector<take_result>& results);
+
+// [{"output": 5, "taken": {...}, "kept": {...}}]
+json_object json_of_rollbacks(const std::vector<rollback>& seen);
 
 // The object on one line, without a line end. Never throws for what texts hold.
 std::string json_line(const json_object& object);

@@ -24,6 +24,15 @@ void sleep_until(std::uint64_t deadline) {
         poll(nullptr, 0, static_cast<int>((deadline - now + 999) / 1000));
 }
 
+int send_takes(driver_link* link, const std::vector<take>& takes) {
+    comm_socket_v4_packet reply;
+    const int result = ask_quietly(link, route_request(takes), &reply);
+    if (result != exit_done || !is_error(reply))
+        return result;
+    link->problem = error_text(reply);
+    return exit_refused;
+}
+
 } // namespace
 
 comm_socket_v4_packet route_request(const std::vector<take>& takes) {
@@ -37,8 +46,7 @@ comm_socket_v4_packet route_request(const std::vector<take>& takes) {
 }
 
 int take_and_check(driver_link* link, const std::vector<take>& takes, std::vector<take_result>* results) {
-    comm_socket_v4_packet reply;
-    int result = ask_for_success(link, route_request(takes), &reply);
+    int result = send_takes(link, takes);
     if (result != exit_done)
         return result;
     std::uint64_t next_look = monotonic_us() + confirmation_us;
@@ -46,7 +54,7 @@ int take_and_check(driver_link* link, const std::vector<take>& takes, std::vecto
     for (;;) {
         sleep_until(next_look);
         router_status status;
-        result = ask_status(link, &status);
+        result = ask_status_quietly(link, &status);
         if (result != exit_done)
             return result;
         *results = check_takes(takes, status);

@@ -11,7 +11,8 @@
 comm_socket_v4_packet route_request(const std::vector<take>& takes);
 
 // Sends the takes, waits until the driver has given up on those that the router did not confirm, and looks;
-// again for a while when there are many. exit_done with *results filled; any failure on the way is told.
+// again for a while when there are many. exit_done with *results filled, else the exit code, and the reason
+// is in link->problem.
 int take_and_check(driver_link* link, const std::vector<take>& takes, std::vector<take_result>* results);
 
 // Prints the results as JSON if so asked, and a line for each output that does not show what was asked. The

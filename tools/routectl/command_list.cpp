@@ -1,0 +1,69 @@
+#include "client_failure.h"
+#include "commands.h"
+#include "exit_code.h"
+#include "json_output.h"
+#include "known_routers.h"
+#include "router_line.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <limits>
+#include <sys/ioctl.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::size_t most_at_once =
+    128; // drivers asked at the same time; each has a thread that mostly waits
+constexpr std::size_t least_columns = 60;
+
+// All at the same time: a driver that does not answer holds no other's line up. A thread writes only the
+// lines that it drew a number for.
+std::vector<router_line> look_at_all(const std::vector<item_place>& places, const invocation& call) {
+    std::vector<router_line> lines(places.size());
+    std::atomic<std::size_t> next{0};
+    const auto look_at_next = [&] {
+        for (std::size_t i = next++; i < places.size(); i = next++)
+            lines[i] = look_at_known_router(places[i], call.timeout_us, call.observe_us);
+    };
+    std::vector<std::thread> threads(std::min(places.size(), most_at_once));
+    for (std::thread& one : threads)
+        one = std::thread(look_at_next);
+    for (std::thread& one : threads)
+        one.join();
+    return lines;
+}
+
+// A terminal's width; into a file or a pipe everything goes whole.
+std::size_t columns_of_output() {
+    winsize size{};
+    if (isatty(STDOUT_FILENO) != 1 || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
+        return std::numeric_limits<std::size_t>::max();
+    return std::max<std::size_t>(size.ws_col, least_columns);
+}
+
+void print_lines(const invocation& call, const std::vector<router_line>& lines) {
+    if (call.json) {
+        json_object routers = json_object::array();
+        std::transform(lines.begin(), lines.end(), std::back_inserter(routers), json_of_router_line);
+        std::puts(json_line({{"routers", routers}}).c_str());
+    } else if (lines.empty()) {
+        std::printf("no routers: no item file in %s, no socket in %s\n", items_directory().c_str(),
+                    run_directory().c_str());
+    } else {
+        std::fputs(router_lines_table(lines, columns_of_output(), isatty(STDOUT_FILENO) == 1).c_str(),
+                   stdout);
+    }
+}
+
+} // namespace
+
+int run_list(const invocation& call) {
+    std::vector<item_place> places;
+    std::string error;
+    const int found = find_known_routers(&places, &error);
+    print_lines(call, look_at_all(places, call));
+    return found == 0 ? exit_done : failed(exit_refused, error);
+}
