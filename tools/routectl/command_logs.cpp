@@ -74,10 +74,11 @@ int run_logs(const invocation& call) {
     std::string last_lines;
     if (open_log(&reader, call.lines, &last_lines) == 0)
         return show_file(call, &reader, last_lines);
+    // A service writes no log file unless told, and its directory is not open to everybody.
+    if (!call.place.name.empty() && (errno == ENOENT || errno == EACCES))
+        return show_journal(call);
     if (errno != ENOENT)
         return failed(exit_refused, "cannot read " + reader.path + ": " + std::strerror(errno));
-    if (!call.place.name.empty())
-        return show_journal(call);
     return failed(exit_refused, "there is no log file " + reader.path +
                                     ": a driver writes one with --stderr-to-log, else its trace goes to its "
                                     "standard error");

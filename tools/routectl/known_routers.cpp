@@ -28,12 +28,14 @@ int find_known_routers(std::vector<item_place>* routers, std::string* error) {
     std::vector<std::string> items;
     std::vector<std::string> sockets;
     int result = names_in(items_directory(), item_suffix, &items, error);
-    if (names_in(run_directory(), socket_suffix, &sockets, error) != 0)
+    const bool sockets_known = names_in(run_directory(), socket_suffix, &sockets, error) == 0;
+    if (!sockets_known)
         result = -1;
     std::map<std::string, item_place> known;
     for (const std::string& name : items) {
         item_place& place = known[name] = place_of_installed_item(name, {});
-        place.socket.clear();
+        if (sockets_known)
+            place.socket.clear();
     }
     for (const std::string& name : sockets) {
         item_place& place = known[name];

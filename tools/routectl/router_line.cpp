@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 
 namespace {
 
@@ -24,7 +25,7 @@ void describe_silence(const driver_link& link, const item_place& place, router_l
         line->running = false;
         line->problems.emplace_back("not running");
     } else {
-        line->problems.push_back(link.problem);
+        line->problems.push_back(std::string("cannot connect: ") + std::strerror(error));
     }
     const std::string problem = item_problem(place);
     if (!problem.empty())
