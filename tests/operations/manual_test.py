@@ -127,6 +127,13 @@ class Completion(unittest.TestCase):
         self.assertEqual(self.complete("st"), ["stage", "studio"])
         self.assertEqual(self.complete("--timeout", "3", "--json", "ga"), ["gallery"])
 
+    def test_names_of_items_are_never_carried_out(self):
+        name = "$(touch ran) x"
+        with open(os.path.join(self.items, name + ".item"), "w", encoding="utf-8"):
+            pass
+        self.assertIn("\\$\\(touch\\ ran\\)\\ x", self.complete(""))
+        self.assertFalse(os.path.exists("ran"))
+
     def test_item_may_be_a_path(self):
         self.assertEqual(self.complete(self.items + "/no"), [self.items + "/notes"])
 

@@ -45,6 +45,14 @@ TEST_F(ItemPlace, PathStaysAPath) {
     EXPECT_EQ(place.name, "");
 }
 
+TEST_F(ItemPlace, PathOfAnInstalledItemIsAdvisedAgainst) {
+    EXPECT_EQ(advice_on(place_of_item(root.file("items/studio.item"), "")),
+              " (an installed item is called by its name: \"vrdx_routectl studio\")");
+    EXPECT_EQ(advice_on(place_of_item(root.file("items/studio"), "")), "");
+    EXPECT_EQ(advice_on(place_of_item("/srv/studio.item", "")), "");
+    EXPECT_EQ(advice_on(place_of_item("studio", "")), " (\"vrdx_routectl list\" shows all routers)");
+}
+
 TEST_F(ItemPlace, FileOfThatNameComesFirst) {
     const auto before = std::filesystem::current_path();
     std::filesystem::current_path(root.path());

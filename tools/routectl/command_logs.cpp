@@ -79,7 +79,7 @@ int run_logs(const invocation& call) {
         return show_journal(call);
     if (errno != ENOENT)
         return failed(exit_refused, "cannot read " + reader.path + ": " + std::strerror(errno));
-    return failed(exit_refused, "there is no log file " + reader.path +
+    return failed(exit_refused, "there is no log file " + reader.path + advice_on(call.place) +
                                     ": a driver writes one with --stderr-to-log, else its trace goes to its "
                                     "standard error");
 }

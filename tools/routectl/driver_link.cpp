@@ -49,8 +49,7 @@ int connect_link(driver_link* link, std::uint64_t deadline) {
 } // namespace
 
 driver_link link_to(const item_place& place, std::uint64_t timeout_us) {
-    const std::string advice = place.name.empty() ? "" : " (\"vrdx_routectl list\" shows all routers)";
-    return {place.socket, timeout_us, advice, {}, {}};
+    return {place.socket, timeout_us, advice_on(place), {}, {}};
 }
 
 driver_link link_of(const invocation& call) {
@@ -61,7 +60,7 @@ int ask_quietly(driver_link* link, const comm_socket_v4_packet& request, comm_so
     if (request.too_large)
         return fail(link, exit_usage,
                     "the request is larger than " + std::to_string(comm_max_packet_bytes) + " bytes");
-    const std::uint64_t deadline = monotonic_us() + link->timeout_us;
+    const std::uint64_t deadline = link->deadline != 0 ? link->deadline : monotonic_us() + link->timeout_us;
     if (link->connection.fd < 0) {
         const int connected = connect_link(link, deadline);
         if (connected != exit_done)

@@ -14,6 +14,7 @@ struct driver_link {
     comm_socket_v4_connection connection; // made with the first request
     std::string problem;                  // why the last request had no answer
     int connect_error = 0;                // errno of the last attempt to connect, 0 when it worked
+    std::uint64_t deadline = 0;           // of all requests together (monotonic_us); 0: each has timeout_us
 };
 
 driver_link link_to(const item_place& place, std::uint64_t timeout_us);

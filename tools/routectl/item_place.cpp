@@ -36,6 +36,15 @@ std::string without_suffix(const std::string& path, const std::string& suffix) {
     return path.substr(0, path.size() - suffix.size());
 }
 
+std::string advice_on(const item_place& place) {
+    if (!place.name.empty())
+        return " (\"vrdx_routectl list\" shows all routers)";
+    const std::string name = without_suffix(item_file_name(place.item), item_suffix);
+    if (!name.empty() && item_directory(place.item) == items_directory())
+        return " (an installed item is called by its name: \"vrdx_routectl " + name + "\")";
+    return {};
+}
+
 item_place place_of_installed_item(const std::string& name, const std::string& metadir) {
     const std::string item = items_directory() + '/' + name + item_suffix;
     return {item, run_directory() + '/' + name + socket_suffix,

@@ -30,5 +30,8 @@ item_place place_of_item(const std::string& item, const std::string& metadir);
 // The place of the installed item with this short name.
 item_place place_of_installed_item(const std::string& name, const std::string& metadir);
 
+// What to say when nobody serves the place: how to find the right name. Begins with a blank; may be empty.
+std::string advice_on(const item_place& place);
+
 // `path` without `suffix`, empty when it does not end in it or is nothing else.
 std::string without_suffix(const std::string& path, const std::string& suffix);

@@ -43,6 +43,14 @@ void describe_look(const router_look& look, const item_place& place, router_line
         line->last_error = look.report.errors.back();
 }
 
+// One timeout for both requests.
+int look_in_time(driver_link* link, router_look* look) {
+    link->deadline = monotonic_us() + link->timeout_us;
+    const int result = look_at_router(link, look);
+    link->deadline = 0;
+    return result;
+}
+
 std::string size_cell(const router_line& line) {
     if (!line.router)
         return "-";
@@ -86,11 +94,11 @@ router_line look_at_known_router(const item_place& place, std::uint64_t timeout_
     }
     driver_link link = link_to(place, timeout_us);
     router_look look;
-    int result = look_at_router(&link, &look);
+    int result = look_in_time(&link, &look);
     if (result == exit_done && observe_us > 0) {
         result = observe_rollbacks(&link, observe_us, &line.rollbacks);
         if (result == exit_done)
-            result = look_at_router(&link, &look);
+            result = look_in_time(&link, &look);
     }
     if (result == exit_no_driver) {
         describe_silence(link, place, &line);
