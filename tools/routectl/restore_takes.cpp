@@ -28,6 +28,7 @@ bool wait_for_router(driver_link* link, const snapshot& one, std::uint64_t deadl
 
 std::vector<take_result> unknown_results(const std::vector<take>& takes) {
     std::vector<take_result> results;
+    results.reserve(takes.size());
     for (const take& each : takes)
         results.push_back({each.output, each.source, std::nullopt,
                            "output " + std::to_string(each.output) + " may not have followed"});
