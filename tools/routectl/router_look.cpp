@@ -55,8 +55,17 @@ backend_state backend_state_of(const driver_report& report, const std::string& i
 }
 
 const char* backend_state_name(backend_state state) {
-    constexpr std::array<const char*, 4> names{"connected", "restarting", "none", "unknown"};
-    return names[static_cast<std::size_t>(state)];
+    switch (state) {
+    case backend_state::connected:
+        return "connected";
+    case backend_state::restarting:
+        return "restarting";
+    case backend_state::none:
+        return "none";
+    case backend_state::unknown:
+        break;
+    }
+    return "unknown";
 }
 
 std::vector<std::string> problems_of(const router_look& look, const std::string& item) {
