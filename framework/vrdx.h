@@ -98,12 +98,13 @@ void fd_debug_dump_open_files(FILE* stream); // one line per open descriptor
 // Tell whoever started us (--ready-fd, and the service manager when NOTIFY_SOCKET is set).
 void vrdx_status_write(int percent, const char* text); // start-up progress, 0..100
 void vrdx_ready_write(int ready, const char* text);    // once; closes --ready-fd
+void vrdx_stopping_write(const char* text);            // once, at an end behind vrdx_ready_write
 
 // --- one pass ----------------------------------------------------------------------------------------------
 
 int idle_vrdx_server_comm();     // accepts clients; the amount of work done, <= 0 for none
 int idle_vrdx_client_contexts(); // serves clients; the amount of work done, <= 0 for none
-void vrdx_idle_housekeeping();   // log file size
+void vrdx_idle_housekeeping();   // log file size, the service manager's watchdog
 
 // --- shutdown ----------------------------------------------------------------------------------------------
 

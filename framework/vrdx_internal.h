@@ -16,5 +16,10 @@ void vrdx_restore_descriptor_limit();
 // Makes the allocator give large blocks back to the system as soon as they are freed.
 void vrdx_give_back_large_memory();
 
+// The service manager's watchdog (vrdx_notify.cpp). What the environment says is read at start-up, while we
+// are still the process that it was meant for; --daemon makes us another.
+void vrdx_watchdog_begin();
+void vrdx_watchdog_feed_when_due(); // sends without waiting; asks the kernel for nothing when it is not due
+
 // The log file of the item, and a look at its size (vrdx_logfile.cpp).
 void vrdx_rotate_logfile_when_due();

@@ -200,6 +200,7 @@ int vrdx_init_argv(int argc, char** argv) {
         std::fprintf(stderr, "Cannot prepare descriptors and signals: %s\n", std::strerror(errno));
         return -1;
     }
+    vrdx_watchdog_begin();
     return vrdx_trace_begin();
 }
 

@@ -240,6 +240,7 @@ bool run_pass() {
 // --- shutdown ----------------------------------------------------------------------------------------------
 
 void shut_down() {
+    vrdx_stopping_write("Stopping");
     close_vrdx_client_contexts();
     std::fputs("--------------REMAINING CNB BUFFER ALLOCATIONS----------------\n", stderr);
     std::fputs("** PLEASE REVIEW FOR DEBUGGING PURPOSES TO CATCH CNB MEMORY LEAKS\n", stderr);

@@ -1,5 +1,6 @@
 // How a driver tells its starter that it is ready.
 #include "finished_driver.h"
+#include "notification_socket.h"
 #include "test_client.h"
 #include "test_files.h"
 
@@ -8,9 +9,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 namespace {
@@ -57,39 +55,6 @@ private:
     int ends_[2] = {-1, -1};
 };
 
-// What a service manager listens on. A name that begins with "@" is an abstract one.
-class notification_socket {
-public:
-    explicit notification_socket(const std::string& name)
-        : fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        name.copy(address.sun_path, sizeof(address.sun_path) - 1);
-        if (name.front() == '@')
-            address.sun_path[0] = '\0';
-        const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
-        EXPECT_EQ(bind(fd_, reinterpret_cast<const sockaddr*>(&address), size), 0);
-    }
-    ~notification_socket() {
-        close(fd_);
-    }
-    notification_socket(const notification_socket&) = delete;
-    notification_socket& operator=(const notification_socket&) = delete;
-
-    // The next datagram; empty when none comes in time.
-    [[nodiscard]] std::string receive() const {
-        pollfd wait{fd_, POLLIN, 0};
-        if (poll(&wait, 1, static_cast<int>(std::chrono::milliseconds(test_patience).count())) != 1)
-            return "";
-        std::array<char, 4096> bytes{};
-        const ssize_t count = recv(fd_, bytes.data(), bytes.size(), 0);
-        return count > 0 ? std::string(bytes.data(), static_cast<std::size_t>(count)) : "";
-    }
-
-private:
-    int fd_;
-};
-
 void expect_notifications(const notification_socket& manager, const std::string& name) {
     const temporary_directory directory;
     write_file(directory.file("item"), "");
@@ -100,6 +65,7 @@ void expect_notifications(const notification_socket& manager, const std::string&
               "\nREADY=1\nSTATUS=Ready to serve data\nMAINPID=" + std::to_string(driver.pid()) + "\n");
     EXPECT_EQ(test_client(driver.socket_path()).request("ping").command, "ping");
     EXPECT_EQ(driver.stop(), ends_well);
+    EXPECT_EQ(manager.receive(), "STOPPING=1\nSTATUS=Stopping");
 }
 
 } // namespace
