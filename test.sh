@@ -8,6 +8,7 @@
 #                       long: some hours
 #   ./test.sh coverage  the share of lines that the tests run, by folder
 #   ./test.sh valgrind  the units and the driver under memcheck: some minutes
+#   ./test.sh packages  the Debian packages on a fresh Debian 12: installed, run, upgraded, removed; some minutes, as root
 #   ./test.sh lint      formatting, clang's build and clang-tidy, instead of tests
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -54,6 +55,12 @@ reliability() {
     fuzz/run.sh "${fuzz[@]}"
 }
 
+packages() {
+    need_packages "${build_packages[@]}" "${package_packages[@]}" "${package_test_packages[@]}"
+    cmake --preset package >/dev/null
+    run_tests package -L package
+}
+
 coverage() {
     need_packages "${build_packages[@]}" "${test_packages[@]}"
     build coverage
@@ -68,7 +75,7 @@ coverage() {
 
 case "${1-}" in
 -h | --help)
-    sed -n '2,12s/^# \{0,1\}//p' "$0"
+    sed -n '2,13s/^# \{0,1\}//p' "$0"
     ;;
 reliability)
     reliability "${2-}"
@@ -80,6 +87,9 @@ valgrind)
     need_packages "${build_packages[@]}" "${test_packages[@]}" valgrind
     build release
     tests/under_valgrind.sh build/release $((jobs * 2))
+    ;;
+packages)
+    packages
     ;;
 lint)
     lint
