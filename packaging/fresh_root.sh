@@ -7,6 +7,7 @@ service_pid=  # the booted root's first process
 
 make_fresh_root() {
     root=$(mktemp -d)
+    chmod 755 "$root" # inside it is "/", for all users
     debootstrap --variant=minbase --include=systemd,libstdc++6 bookworm "$root" >"$root.log" 2>&1 && return 0
     tail -n 5 "$root.log" >&2
     return 1

@@ -64,6 +64,7 @@ run_case() {
 
 clean_up() {
     local code=$? job
+    set +e # all of it, whatever fails
     if [ -n "$case" ]; then
         cat "$work/case.log" >&3
         [ -z "$booted_pid" ] || in_booted journalctl --no-pager -n 30 >&3

@@ -1,0 +1,192 @@
+"""The installed tree: what is where, the unit as the service manager judges it, and its command line
+as the driver understands it.
+
+Usage: staged_tree_test.py [CLASS.METHOD ...]
+"""
+
+import glob
+import gzip
+import os
+import shlex
+import shutil
+import socket
+import subprocess
+import sys
+import tempfile
+import unittest
+
+from running_driver import PATIENCE, wait_until
+
+BUILD = os.environ["VRDX_BUILD"]
+SOURCE = os.environ["VRDX_SOURCE"]
+CMAKE = os.environ["CMAKE"]
+UNIT = "vrdx-routedriver@.service"
+INSTANCE = "vrdx-routedriver@studio.service"
+SYSTEM_UNITS = "/lib/systemd/system"
+
+
+class StagedTree(unittest.TestCase):
+    def setUp(self):
+        directory = tempfile.TemporaryDirectory(prefix="vrdx_test.")
+        self.addCleanup(directory.cleanup)
+        self.root = directory.name
+        self.usr = os.path.join(self.root, "usr")
+        self.run_command(CMAKE, "--install", BUILD, "--prefix", self.usr)
+
+    def run_command(self, *command):
+        result = subprocess.run(
+            command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False, timeout=200
+        )
+        self.assertEqual(result.returncode, 0, f"{command}\n{result.stdout}")
+        return result.stdout
+
+    def staged(self, *parts):
+        return os.path.join(self.usr, *parts)
+
+    def read_staged(self, *parts):
+        with open(self.staged(*parts), encoding="utf-8") as file:
+            return file.read()
+
+    def unit_settings(self):
+        """The unit's settings; of one that is given more than once, the last."""
+        lines = self.read_staged("lib", "systemd", "system", UNIT).splitlines()
+        return dict(line.split("=", 1) for line in lines if "=" in line and not line.startswith("#"))
+
+    def need_service_manager(self):
+        # What the unit refers to, from the system that the test runs on.
+        if shutil.which("systemd-analyze") is None or not os.path.isdir(SYSTEM_UNITS):
+            self.skipTest("no systemd here")
+        for unit in glob.glob(f"{SYSTEM_UNITS}/*.target") + glob.glob(f"{SYSTEM_UNITS}/*.slice"):
+            shutil.copy(unit, self.staged("lib", "systemd", "system"))
+
+    def judge_unit(self):
+        return subprocess.run(
+            ["systemd-analyze", "verify", "--man=no", f"--root={self.root}", INSTANCE],
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            text=True,
+            check=False,
+            timeout=200,
+        )
+
+    def test_programs_and_documents_are_where_a_system_looks(self):
+        for name in ("vrdx_routedriver", "vrdx_routectl", "vrdx_backend_check", "vrdx_route_simulator"):
+            self.assertTrue(os.access(self.staged("bin", name), os.X_OK), name)
+        for package in ("vrdx-routedriver", "libvrdx-endpoint-dev"):
+            self.assertIn("MIT License", self.read_staged("share", "doc", package, "copyright"))
+            with gzip.open(self.staged("share", "doc", package, "changelog.gz"), "rt") as changelog:
+                self.assertTrue(changelog.readline().startswith(f"{package} ("))
+        for page in glob.glob(f"{SOURCE}/docs/*.md"):
+            name = os.path.basename(page)
+            installed = self.staged("share", "doc", "vrdx-routedriver", "docs", name)
+            self.assertTrue(os.path.exists(installed), name)
+
+    def test_manual_and_completion_are_where_a_system_looks(self):
+        for page in glob.glob(f"{SOURCE}/man/*.[158]"):
+            name = os.path.basename(page)
+            with open(page, "rb") as source:
+                with gzip.open(self.staged("share", "man", "man" + name[-1], name + ".gz")) as installed:
+                    self.assertEqual(installed.read(), source.read(), name)
+        for completion in glob.glob(f"{SOURCE}/completion/vrdx_*"):
+            name = os.path.basename(completion)
+            with open(completion, encoding="utf-8") as source:
+                installed = self.read_staged("share", "bash-completion", "completions", name)
+                self.assertEqual(installed, source.read())
+
+    def test_unit_is_valid(self):
+        self.need_service_manager()
+        result = self.judge_unit()
+        self.assertEqual((result.returncode, result.stdout), (0, ""))
+
+    def test_unit_without_its_program_is_not_valid(self):
+        self.need_service_manager()
+        os.remove(self.staged("bin", "vrdx_routedriver"))
+        result = self.judge_unit()
+        self.assertNotEqual(result.returncode, 0)
+        self.assertIn("/usr/bin/vrdx_routedriver is not executable", result.stdout)
+
+    def test_unit_exposes_little(self):
+        self.need_service_manager()
+        unit = self.staged("lib", "systemd", "system", UNIT)
+        report = self.run_command("systemd-analyze", "security", "--offline=true", "--threshold=20", unit)
+        self.assertIn("Overall exposure level", report)
+
+    def test_unit_for_a_serial_line_exposes_little(self):
+        self.need_service_manager()
+        drop_ins = self.staged("lib", "systemd", "system", UNIT + ".d")
+        os.mkdir(drop_ins)
+        shutil.copy(self.staged("share", "doc", "vrdx-routedriver", "examples", "serial-line.conf"), drop_ins)
+        result = self.judge_unit()
+        self.assertEqual((result.returncode, result.stdout), (0, ""))
+        unit = self.staged("lib", "systemd", "system", UNIT)
+        self.run_command("systemd-analyze", "security", "--offline=true", "--threshold=20", unit)
+
+    def test_user_and_directories_are_made(self):
+        if shutil.which("systemd-sysusers") is None or os.geteuid() != 0:
+            self.skipTest("no systemd here, or not root")
+        os.mkdir(os.path.join(self.root, "etc"))
+        self.run_command("systemd-sysusers", f"--root={self.root}")
+        self.run_command("systemd-tmpfiles", f"--root={self.root}", "--create")
+        with open(os.path.join(self.root, "etc", "passwd"), encoding="utf-8") as users:
+            (line,) = [user for user in users if user.startswith("vrdx:")]
+        user = int(line.split(":")[2])
+        for path, wanted in (
+            ("etc/vrdx/items", (0o755, 0)),
+            ("run/vrdx", (0o750, user)),
+            ("var/lib/vrdx", (0o750, user)),
+        ):
+            status = os.stat(os.path.join(self.root, path))
+            self.assertEqual((status.st_mode & 0o777, status.st_uid), wanted, path)
+
+    def test_unit_names_the_directories_that_are_made(self):
+        settings = self.unit_settings()
+        made = self.read_staged("lib", "tmpfiles.d", "vrdx-routedriver.conf")
+        for path in ("/run/" + settings["RuntimeDirectory"], "/var/lib/" + settings["StateDirectory"]):
+            self.assertRegex(made, rf"(?m)^d {path} +0750 {settings['User']} {settings['Group']} ")
+        self.assertEqual(settings["RuntimeDirectoryPreserve"], "yes")
+        self.assertIn("u vrdx ", self.read_staged("lib", "sysusers.d", "vrdx-routedriver.conf"))
+
+    def take_on_a_router(self, socket_path):
+        control = [self.staged("bin", "vrdx_routectl"), "--sock", socket_path, "studio"]
+
+        def status():
+            return subprocess.run([*control, "status"], stdout=subprocess.PIPE, text=True, check=False).stdout
+
+        wait_until("the router is there", lambda: "Output 16" in status())
+        self.run_command(*control, "route", "1=3", "--wait")
+
+    def test_driver_understands_the_units_command_line(self):
+        for path in ("etc/vrdx/items", "run/vrdx", "var/lib/vrdx"):
+            os.makedirs(os.path.join(self.root, path))
+        with open(os.path.join(self.root, "etc/vrdx/items/studio.item"), "w", encoding="utf-8") as item:
+            item.write("driver=route_simulator\n")
+        command = [
+            self.root + word if word.startswith("/") else word
+            for word in shlex.split(self.unit_settings()["ExecStart"].replace("%i", "studio"))
+        ]
+        with socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM) as manager:
+            manager.bind(os.path.join(self.root, "notify"))
+            manager.settimeout(PATIENCE)
+            told_by_manager = {"NOTIFY_SOCKET": manager.getsockname(), "WATCHDOG_USEC": "20000000"}
+            driver = subprocess.Popen(
+                command,
+                stdin=subprocess.DEVNULL,
+                stderr=subprocess.DEVNULL,
+                env={**os.environ, **told_by_manager},
+            )
+            self.addCleanup(driver.wait)
+            self.addCleanup(driver.kill)
+            told = [manager.recv(4096).decode() for _ in range(3)]
+            self.assertIn(f"READY=1\nSTATUS=Ready to serve data\nMAINPID={driver.pid}", told)
+            self.assertIn("WATCHDOG=1", told)
+            self.take_on_a_router(self.root + "/run/vrdx/studio.sock")
+            driver.terminate()
+            self.assertEqual(driver.wait(PATIENCE), 0)
+            while not manager.recv(4096).startswith(b"STOPPING=1"):
+                pass
+        self.assertEqual(os.listdir(os.path.join(self.root, "run/vrdx")), [])
+        self.assertEqual(os.listdir(os.path.join(self.root, "var/lib/vrdx")), [".tavrixmeta.studio.item"])
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv)
