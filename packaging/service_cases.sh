@@ -2,6 +2,7 @@
 service_cases=(
     the_unit_is_valid_and_exposes_little
     one_command_starts_a_router
+    routers_are_found_by_name_and_listed
     the_driver_is_confined
     a_killed_driver_is_started_again
     a_hanging_driver_is_started_again
@@ -47,6 +48,19 @@ one_command_starts_a_router() {
     expect_equal "$(owner_and_mode /run/vrdx/studio.sock)" "vrdx:vrdx 660"
     expect_equal "$(owner_and_mode /var/lib/vrdx/.tavrixmeta.studio.item)" "vrdx:vrdx 640"
     in_booted journalctl --no-pager -u "$(unit studio)" | grep "Media item setting"
+}
+
+routers_are_found_by_name_and_listed() {
+    in_booted vrdx_routectl studio route 4=6 --wait
+    head -c 5000 /dev/urandom >"$root/etc/vrdx/items/broken.item"
+    in_booted systemctl start "$(unit broken)" # a broken item file is no reason not to start
+    expect_code 1 in_booted vrdx_routectl broken status
+    in_booted vrdx_routectl list >"$work/list" || true
+    grep -E '^studio +yes +16x8 +connected' "$work/list"
+    grep -E '^broken +yes .*no router' "$work/list"
+    in_booted vrdx_routectl studio logs | grep "'4' = '6'"
+    in_booted systemctl stop "$(unit broken)"
+    rm "$root/etc/vrdx/items/broken.item"
 }
 
 the_driver_is_confined() {
@@ -128,12 +142,15 @@ an_upgrade_goes_on_with_the_new_program() {
         done
     ) &
     local takes=$!
+    in_booted vrdx_routectl studio watch >"$work/watch" &
     install_package "$work/later.deb"
     wait_for runs_anew studio "$pid"
     rm "$work/takes"
     wait "$takes"
     [ ! -e "$work/odd" ]
-    ctl studio route 3=2 --wait
+    wait_for grep "driver back" "$work/watch"
+    ctl studio route 6=11 --wait
+    wait_for grep "output 6 source .* -> 11" "$work/watch"
     expect_equal "$(in_booted systemctl is-active "$(unit second)" || true)" inactive
 }
 
