@@ -1,0 +1,31 @@
+// The loop of a backend program with one router behind a link: waits for the driver and for the router.
+#pragma once
+
+#include "message.h"
+#include "router_link.h"
+
+#include <functional>
+
+// What the backend does in the loop. `now` is monotonic microseconds. None of them may wait.
+struct backend_handlers {
+    // A message from the driver has arrived.
+    std::function<void(const TavrixAPIRouterMessage& message, std::uint64_t now)> on_message;
+
+    // Once per pass, after the link was serviced: take in link.received, notice that link.connections or
+    // link.state is another one, do what is due, report, log.
+    std::function<void(std::uint64_t now)> on_pass;
+
+    // When on_pass is to be called at the latest; the largest number: whenever something happens.
+    std::function<std::uint64_t()> next_due;
+};
+
+// The monotonic clock in microseconds.
+std::uint64_t backend_clock_us();
+
+// To be called first: ignores SIGPIPE, checks that the arguments are "--file ITEM", prepares the descriptors.
+// The item's path; null, with the reason printed, when the program cannot go on.
+const char* start_backend_program(int argc, char** argv);
+
+// Runs until the driver is gone, then hands over what it may still read and returns. The link's log lines are
+// printed as they come.
+void run_backend_loop(router_link& link, const backend_handlers& handlers);

@@ -1,0 +1,209 @@
+#include "router_link.h"
+
+#include <cerrno>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <random>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::size_t most_read_at_once = 64 * 1024;
+
+bool try_again_later() {
+    return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
+}
+
+void close_link(router_link& link) {
+    cancel_tcp_opening(link.tcp);
+    if (link.fd >= 0) {
+        close(link.fd);
+        link.fd = -1;
+    }
+    link.received.clear();
+    link.unsent.clear();
+}
+
+// Each failure is said once until the link was connected again: not per try.
+void say_failure(router_link& link, const std::string& failure) {
+    if (link.said_connected) {
+        link.said_connected = false;
+        add_log_line(link.log, "WARN", "lost the connection to " + link.name + ": " + failure);
+        link.said_failures = {failure};
+    } else if (link.said_failures.insert(failure).second) {
+        add_log_line(link.log, "WARN", "not connected to " + link.name + ": " + failure);
+    }
+}
+
+void wait_for_next_try(router_link& link, const std::string& failure, std::uint64_t now) {
+    if (link.sound_since != 0 && now - link.sound_since >= link.delay.longest_us) {
+        reset_reconnect_delay(link.delay);
+    }
+    close_link(link);
+    say_failure(link, failure);
+    link.sound_since = 0;
+    link.state = link_state::waiting;
+    link.due = now + next_reconnect_delay(link.delay, link.chance());
+}
+
+void set_target(router_link& link, const std::string& name, bool any) {
+    close_link(link);
+    link.name = name;
+    link.state = any ? link_state::waiting : link_state::idle;
+    link.due = 0;
+    link.sound_since = 0;
+    link.said_connected = false;
+    link.said_failures.clear();
+    reset_reconnect_delay(link.delay);
+}
+
+void become_open(router_link& link, int fd, std::uint64_t now) {
+    link.fd = fd;
+    link.state = link_state::open;
+    link.last_received = now;
+    ++link.connections;
+}
+
+void begin_opening(router_link& link, std::uint64_t now) {
+    if (!link.open_device) {
+        begin_tcp_opening(link.tcp, link.host, link.port, now);
+        link.state = link_state::opening;
+        return;
+    }
+    std::string failure = "it cannot be opened";
+    const int fd = link.open_device(&failure);
+    if (fd < 0) {
+        wait_for_next_try(link, failure, now);
+    } else {
+        become_open(link, fd, now);
+    }
+}
+
+void continue_opening(router_link& link, std::uint64_t now) {
+    int fd = -1;
+    const opening_result result = continue_tcp_opening(link.tcp, now, &fd);
+    if (result == opening_result::open) {
+        become_open(link, fd, now);
+    } else if (result == opening_result::failed) {
+        wait_for_next_try(link, link.tcp.failure, now);
+    }
+}
+
+void read_from_router(router_link& link, std::uint64_t now) {
+    char bytes[16 * 1024];
+    std::size_t total = 0;
+    while (total < most_read_at_once) {
+        const ssize_t count = read(link.fd, bytes, sizeof bytes);
+        if (count < 0 && try_again_later()) {
+            break;
+        }
+        if (count <= 0) {
+            drop_link(link, count == 0 ? "the router closed it" : std::strerror(errno), now);
+            return;
+        }
+        link.received.append(bytes, static_cast<std::size_t>(count));
+        link.last_received = now;
+        total += static_cast<std::size_t>(count);
+        if (static_cast<std::size_t>(count) < sizeof bytes) {
+            break;
+        }
+    }
+}
+
+} // namespace
+
+void flush_link(router_link& link, std::uint64_t now) {
+    if (link.state != link_state::open || link.unsent.empty()) {
+        return;
+    }
+    const ssize_t count = write(link.fd, link.unsent.data(), link.unsent.size());
+    if (count > 0) {
+        link.unsent.erase(0, static_cast<std::size_t>(count));
+    } else if (count == 0 || !try_again_later()) {
+        drop_link(link, std::strerror(errno), now);
+    }
+}
+
+router_link::router_link() {
+    const auto engine = std::make_shared<std::minstd_rand>(std::random_device{}());
+    chance = [engine] { return std::uniform_real_distribution<double>(0, 1)(*engine); };
+}
+
+router_link::~router_link() {
+    close_link(*this);
+}
+
+void set_link_target_tcp(router_link& link, const std::string& host, std::uint16_t port,
+                         std::uint64_t timeout_us) {
+    set_target(link, host + " port " + std::to_string(port), !host.empty());
+    link.open_device = nullptr;
+    link.host = host;
+    link.port = port;
+    link.tcp.timeout_us = timeout_us;
+}
+
+void set_link_target_device(router_link& link, const std::string& name,
+                            std::function<int(std::string* failure)> open) {
+    set_target(link, name, true);
+    link.open_device = std::move(open);
+    link.host.clear();
+}
+
+void service_link(router_link& link, std::uint64_t now) {
+    if (link.state == link_state::open && link.received.size() > most_link_received) {
+        drop_link(link, "it sends what never ends", now);
+    }
+    if (link.state == link_state::waiting && link.due <= now) {
+        begin_opening(link, now);
+    }
+    if (link.state == link_state::opening) {
+        continue_opening(link, now);
+    }
+    if (link.state == link_state::open) {
+        read_from_router(link, now);
+    }
+    flush_link(link, now);
+}
+
+bool send_to_router(router_link& link, std::string_view text) {
+    if (link.state != link_state::open || link.unsent.size() + text.size() > most_link_unsent) {
+        return false;
+    }
+    link.unsent.append(text);
+    return true;
+}
+
+void drop_link(router_link& link, const std::string& failure, std::uint64_t now) {
+    if (link.state == link_state::open) {
+        wait_for_next_try(link, failure, now);
+    }
+}
+
+void link_is_sound(router_link& link, std::uint64_t now) {
+    if (link.state != link_state::open || link.sound_since != 0) {
+        return;
+    }
+    link.sound_since = now;
+    link.said_failures.clear();
+    link.said_connected = true;
+    add_log_line(link.log, "INFO", "connected to " + link.name);
+}
+
+pollfd link_wait(const router_link& link) {
+    if (link.state == link_state::opening) {
+        return tcp_opening_wait(link.tcp);
+    }
+    if (link.state != link_state::open) {
+        return {-1, 0, 0};
+    }
+    const bool unsent = !link.unsent.empty();
+    return {link.fd, static_cast<short>(unsent ? POLLIN | POLLOUT : POLLIN), 0};
+}
+
+std::uint64_t link_due(const router_link& link) {
+    if (link.state == link_state::waiting) {
+        return link.due;
+    }
+    return link.state == link_state::opening ? link.tcp.deadline : std::numeric_limits<std::uint64_t>::max();
+}
