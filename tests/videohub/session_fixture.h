@@ -1,0 +1,79 @@
+// A session whose clock the test sets, which plays the router's and the driver's part.
+#pragma once
+
+#include "session.h"
+#include "videohub_texts.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+constexpr std::uint64_t ms = 1000;
+constexpr std::uint64_t second = 1000000;
+
+class Session : public testing::Test {
+protected:
+    void SetUp() override {
+        open_session(session, now);
+    }
+
+    void router_says(const std::string& text) {
+        hear_router(session, text, now);
+        run_session_timers(session, now);
+    }
+
+    // The router of videohub_texts.h is known, and what that led to is forgotten.
+    void become_ready() {
+        router_says(whole_state_text);
+        ASSERT_EQ(session.state, session_state::ready);
+        forget();
+    }
+
+    void forget() {
+        session.reports.clear();
+        session.to_router.clear();
+        session.log.clear();
+    }
+
+    void wait(std::uint64_t time) {
+        now += time;
+        run_session_timers(session, now);
+    }
+
+    void driver_says(const std::string& command, const std::map<std::string, std::string>& fields) {
+        handle_driver_message(session, {command, "", "command", "", fields}, now);
+    }
+
+    void add_take(const std::string& output, const std::string& source) {
+        driver_says("route output", {{"queue", "add"}, {"to output", output}, {"from input", source}});
+    }
+
+    void flush() {
+        driver_says("route output", {{"queue", "flush"}});
+    }
+
+    void take(const std::string& output, const std::string& source) {
+        add_take(output, source);
+        flush();
+    }
+
+    // The reports so far, as "outputs o0.input.all=3 o1.input.all=0"; they are forgotten.
+    std::vector<std::string> told() {
+        std::vector<std::string> texts;
+        for (const TavrixAPIRouterMessage& report : session.reports) {
+            std::string text = report.command;
+            for (const auto& [name, value] : report.fields) {
+                text.append(" ").append(name).append("=").append(value);
+            }
+            texts.push_back(text);
+        }
+        session.reports.clear();
+        return texts;
+    }
+
+    std::string sent() {
+        return std::exchange(session.to_router, "");
+    }
+
+    videohub_session session;
+    std::uint64_t now = 1000 * second;
+};

@@ -1,0 +1,53 @@
+#include "settings.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+TEST(VideohubSettings, HaveTheirDefaults) {
+    log_lines log;
+    const videohub_settings settings = settings_from_item({{"driver", "route_videohub"}}, log);
+    EXPECT_EQ(settings.address, "");
+    EXPECT_EQ(settings.port, 9990);
+    EXPECT_EQ(settings.connect_timeout_ms, 3000);
+    EXPECT_EQ(settings.ping_ms, 15000);
+    EXPECT_EQ(settings.silence_ms, 30000);
+    EXPECT_THAT(log, IsEmpty());
+}
+
+TEST(VideohubSettings, AreReadFromTheItem) {
+    log_lines log;
+    const videohub_settings settings = settings_from_item(
+        {{"address", " router.example "}, {"port", "1234"}, {"connect timeout ms", "500"}}, log);
+    EXPECT_EQ(settings.address, "router.example");
+    EXPECT_EQ(settings.port, 1234);
+    EXPECT_EQ(settings.connect_timeout_ms, 500);
+}
+
+TEST(VideohubSettings, MalformedOnesKeepTheirDefaultsAndAreTold) {
+    log_lines log;
+    const videohub_settings settings =
+        settings_from_item({{"connect timeout ms", "0"}, {"port", "65536"}}, log);
+    EXPECT_EQ(settings.port, 9990);
+    EXPECT_EQ(settings.connect_timeout_ms, 3000);
+    EXPECT_THAT(log, ElementsAre("<ERR>setting connect timeout ms = 0 is malformed, the default is used",
+                                 "<ERR>setting port = 65536 is malformed, the default is used"));
+}
+
+TEST(VideohubSettings, ChangeWhileTheProgramRuns) {
+    log_lines log;
+    videohub_settings settings;
+    EXPECT_TRUE(change_setting(settings, "address", "10.0.0.5", log));
+    EXPECT_FALSE(change_setting(settings, "address", "10.0.0.5", log));
+    EXPECT_TRUE(change_setting(settings, "port", "9991", log));
+    EXPECT_FALSE(change_setting(settings, "port", "9991", log));
+    EXPECT_TRUE(change_setting(settings, "connect timeout ms", "1", log));
+    EXPECT_FALSE(change_setting(settings, "videohub ping ms", "1", log));
+    EXPECT_FALSE(change_setting(settings, "somebody else's", "1", log));
+    EXPECT_THAT(log, IsEmpty());
+    EXPECT_FALSE(change_setting(settings, "port", "ninety", log));
+    EXPECT_THAT(log, ElementsAre("<ERR>setting port = ninety is malformed, nothing is changed"));
+    EXPECT_EQ(settings.port, 9991);
+}
