@@ -10,7 +10,7 @@
 constexpr std::uint64_t ms = 1000;
 constexpr std::uint64_t second = 1000000;
 
-class Session : public testing::Test {
+class VideohubSession : public testing::Test {
 protected:
     void SetUp() override {
         open_session(session, now);

@@ -6,7 +6,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-TEST_F(Session, TakeIsSentByItsFlushAndConfirmedByTheRouter) {
+TEST_F(VideohubSession, TakeIsSentByItsFlushAndConfirmedByTheRouter) {
     become_ready();
     add_take("0", "2");
     EXPECT_EQ(sent(), "");
@@ -20,7 +20,7 @@ TEST_F(Session, TakeIsSentByItsFlushAndConfirmedByTheRouter) {
     EXPECT_THAT(session.log, IsEmpty());
 }
 
-TEST_F(Session, SalvoIsOneBlockAndTheLastTakeOfAnOutputCounts) {
+TEST_F(VideohubSession, SalvoIsOneBlockAndTheLastTakeOfAnOutputCounts) {
     become_ready();
     add_take("2", "0");
     add_take("0", "1");
@@ -29,14 +29,14 @@ TEST_F(Session, SalvoIsOneBlockAndTheLastTakeOfAnOutputCounts) {
     EXPECT_EQ(sent(), "VIDEO OUTPUT ROUTING:\n0 1\n2 3\n\n");
 }
 
-TEST_F(Session, FlushOfNothingSendsNothing) {
+TEST_F(VideohubSession, FlushOfNothingSendsNothing) {
     become_ready();
     flush();
     EXPECT_EQ(sent(), "");
     EXPECT_THAT(told(), IsEmpty());
 }
 
-TEST_F(Session, TakeOfTheSourceItHasIsConfirmedByTheAcknowledgement) {
+TEST_F(VideohubSession, TakeOfTheSourceItHasIsConfirmedByTheAcknowledgement) {
     become_ready();
     take("0", "3");
     EXPECT_EQ(sent(), "VIDEO OUTPUT ROUTING:\n0 3\n\n");
@@ -45,7 +45,7 @@ TEST_F(Session, TakeOfTheSourceItHasIsConfirmedByTheAcknowledgement) {
     EXPECT_THAT(told(), ElementsAre("outputs o0.input.all=3"));
 }
 
-TEST_F(Session, AcknowledgedButUnconfirmedTakeIsToldAfterASecond) {
+TEST_F(VideohubSession, AcknowledgedButUnconfirmedTakeIsToldAfterASecond) {
     become_ready();
     take("0", "2");
     router_says("ACK\n\n");
@@ -56,7 +56,7 @@ TEST_F(Session, AcknowledgedButUnconfirmedTakeIsToldAfterASecond) {
     EXPECT_THAT(told(), IsEmpty());
 }
 
-TEST_F(Session, LateConfirmationIsReportedAllTheSame) {
+TEST_F(VideohubSession, LateConfirmationIsReportedAllTheSame) {
     become_ready();
     take("0", "2");
     wait(5 * second);
@@ -65,7 +65,7 @@ TEST_F(Session, LateConfirmationIsReportedAllTheSame) {
     EXPECT_EQ(session.failure, "");
 }
 
-TEST_F(Session, RefusedTakeIsToldWithTheSourcesThatWereKept) {
+TEST_F(VideohubSession, RefusedTakeIsToldWithTheSourcesThatWereKept) {
     become_ready();
     add_take("0", "2");
     add_take("2", "2");
@@ -75,7 +75,7 @@ TEST_F(Session, RefusedTakeIsToldWithTheSourcesThatWereKept) {
     EXPECT_THAT(told(), ElementsAre("outputs o0.input.all=3 o2.input.all=1"));
 }
 
-TEST_F(Session, LockedOutputIsNotTakenButToldAndTheRestIs) {
+TEST_F(VideohubSession, LockedOutputIsNotTakenButToldAndTheRestIs) {
     become_ready();
     add_take("0", "2");
     add_take("1", "2");
@@ -90,7 +90,7 @@ TEST_F(Session, LockedOutputIsNotTakenButToldAndTheRestIs) {
     EXPECT_EQ(sent(), "VIDEO OUTPUT ROUTING:\n1 2\n\n");
 }
 
-TEST_F(Session, NoSourceIsUnknownToTheRouter) {
+TEST_F(VideohubSession, NoSourceIsUnknownToTheRouter) {
     become_ready();
     take("0", "none");
     EXPECT_EQ(sent(), "");
@@ -98,7 +98,7 @@ TEST_F(Session, NoSourceIsUnknownToTheRouter) {
     EXPECT_THAT(session.log, ElementsAre(HasSubstr("output 1 keeps its source")));
 }
 
-TEST_F(Session, NonsenseIsSkippedWithAWarning) {
+TEST_F(VideohubSession, NonsenseIsSkippedWithAWarning) {
     become_ready();
     add_take("x", "1");
     add_take("-1", "1");
@@ -118,7 +118,7 @@ TEST_F(Session, NonsenseIsSkippedWithAWarning) {
     EXPECT_EQ(sent(), "");
 }
 
-TEST_F(Session, OneBlockOfTakesIsUnderWayAndWhatWaitsIsMerged) {
+TEST_F(VideohubSession, OneBlockOfTakesIsUnderWayAndWhatWaitsIsMerged) {
     become_ready();
     take("0", "0");
     sent();
@@ -130,7 +130,7 @@ TEST_F(Session, OneBlockOfTakesIsUnderWayAndWhatWaitsIsMerged) {
     EXPECT_EQ(sent(), "VIDEO OUTPUT ROUTING:\n0 2\n2 3\n\n");
 }
 
-TEST_F(Session, SupersededTakeIsNeitherRepeatedNorShown) {
+TEST_F(VideohubSession, SupersededTakeIsNeitherRepeatedNorShown) {
     become_ready();
     take("0", "0");
     take("0", "2");
@@ -140,7 +140,7 @@ TEST_F(Session, SupersededTakeIsNeitherRepeatedNorShown) {
     EXPECT_THAT(told(), ElementsAre("outputs o0.input.all=2"));
 }
 
-TEST_F(Session, WaitingTakeIsGivenUpWhenTheDriverHasGivenItUp) {
+TEST_F(VideohubSession, WaitingTakeIsGivenUpWhenTheDriverHasGivenItUp) {
     become_ready();
     take("0", "0");
     sent();
@@ -154,7 +154,7 @@ TEST_F(Session, WaitingTakeIsGivenUpWhenTheDriverHasGivenItUp) {
     EXPECT_EQ(sent(), "");
 }
 
-TEST_F(Session, ConfirmedBlockHoldsUpNothingThoughItIsNotAnswered) {
+TEST_F(VideohubSession, ConfirmedBlockHoldsUpNothingThoughItIsNotAnswered) {
     become_ready();
     take("0", "0");
     sent();
@@ -163,7 +163,7 @@ TEST_F(Session, ConfirmedBlockHoldsUpNothingThoughItIsNotAnswered) {
     EXPECT_EQ(sent(), "VIDEO OUTPUT ROUTING:\n0 1\n\n");
 }
 
-TEST_F(Session, InterimSourceOfAnotherControllerDoesNotEndTheWait) {
+TEST_F(VideohubSession, InterimSourceOfAnotherControllerDoesNotEndTheWait) {
     become_ready();
     take("0", "2");
     router_says("VIDEO OUTPUT ROUTING:\n0 1\n\n");
@@ -172,7 +172,7 @@ TEST_F(Session, InterimSourceOfAnotherControllerDoesNotEndTheWait) {
     EXPECT_THAT(told(), ElementsAre("outputs o0.input.all=2"));
 }
 
-TEST_F(Session, SourceOfAnotherControllerThatStaysIsShownAtTheDeadline) {
+TEST_F(VideohubSession, SourceOfAnotherControllerThatStaysIsShownAtTheDeadline) {
     become_ready();
     take("0", "2");
     router_says("ACK\n\nVIDEO OUTPUT ROUTING:\n0 1\n\n");
@@ -182,7 +182,7 @@ TEST_F(Session, SourceOfAnotherControllerThatStaysIsShownAtTheDeadline) {
 }
 
 // The driver would take the old source for the confirmation.
-TEST_F(Session, ReportKeepsQuietAboutOpenTakes) {
+TEST_F(VideohubSession, ReportKeepsQuietAboutOpenTakes) {
     become_ready();
     take("0", "2");
     driver_says("report", {{"what", "outputs"}});
@@ -190,7 +190,7 @@ TEST_F(Session, ReportKeepsQuietAboutOpenTakes) {
                                     "o2.name=Air"));
 }
 
-TEST_F(Session, UnansweredTakeBreaksTheConnection) {
+TEST_F(VideohubSession, UnansweredTakeBreaksTheConnection) {
     become_ready();
     take("0", "2");
     wait(1 * second);
@@ -201,7 +201,7 @@ TEST_F(Session, UnansweredTakeBreaksTheConnection) {
     EXPECT_EQ(session.failure, "it does not answer");
 }
 
-TEST_F(Session, AnswersBelongToTheirBlocksInOrder) {
+TEST_F(VideohubSession, AnswersBelongToTheirBlocksInOrder) {
     become_ready();
     wait(15 * second); // a PING
     driver_says("router set", {{"output.0.name", "A"}});
@@ -215,7 +215,7 @@ TEST_F(Session, AnswersBelongToTheirBlocksInOrder) {
     EXPECT_EQ(session.log.size(), 2U);
 }
 
-TEST_F(Session, TakesAreRefusedWhileReadingAndNotKept) {
+TEST_F(VideohubSession, TakesAreRefusedWhileReadingAndNotKept) {
     router_says(preamble_text);
     take("0", "2");
     EXPECT_THAT(session.log,
@@ -225,7 +225,7 @@ TEST_F(Session, TakesAreRefusedWhileReadingAndNotKept) {
     EXPECT_EQ(sent(), "");
 }
 
-TEST_F(Session, TakesAreRefusedWhileOfflineAndNotKept) {
+TEST_F(VideohubSession, TakesAreRefusedWhileOfflineAndNotKept) {
     close_session(session);
     take("0", "2");
     EXPECT_THAT(session.log, ElementsAre("<WARN>take to output 1 refused: not connected to the router"));
@@ -235,7 +235,7 @@ TEST_F(Session, TakesAreRefusedWhileOfflineAndNotKept) {
     EXPECT_EQ(sent(), "");
 }
 
-TEST_F(Session, TakesOnTheirWayDieWithTheConnection) {
+TEST_F(VideohubSession, TakesOnTheirWayDieWithTheConnection) {
     become_ready();
     take("0", "2");
     take("2", "2");
@@ -249,7 +249,7 @@ TEST_F(Session, TakesOnTheirWayDieWithTheConnection) {
     EXPECT_EQ(sent(), "");
 }
 
-TEST_F(Session, AnotherDeviceEndsTheTakesOfTheOldOne) {
+TEST_F(VideohubSession, AnotherDeviceEndsTheTakesOfTheOldOne) {
     become_ready();
     take("2", "2");
     router_says("VIDEOHUB DEVICE:\nDevice present: true\nVideo inputs: 1\nVideo outputs: 1\n\nNAK\n\n");
@@ -257,7 +257,7 @@ TEST_F(Session, AnotherDeviceEndsTheTakesOfTheOldOne) {
     EXPECT_THAT(session.log, Contains(HasSubstr("take to output 3 given up")));
 }
 
-TEST_F(Session, NamesAreSentAsLabelsAndShownOnceTheRouterShowsThem) {
+TEST_F(VideohubSession, NamesAreSentAsLabelsAndShownOnceTheRouterShowsThem) {
     become_ready();
     driver_says("router set", {{"output.2.name", "On air\nVIDEO"}, {"input.0.name", "Cam 1"}});
     EXPECT_EQ(sent(), "INPUT LABELS:\n0 Cam 1\n\nOUTPUT LABELS:\n2 On air VIDEO\n\n");
@@ -267,7 +267,7 @@ TEST_F(Session, NamesAreSentAsLabelsAndShownOnceTheRouterShowsThem) {
     EXPECT_THAT(told(), ElementsAre("outputs o2.name=On air VIDEO"));
 }
 
-TEST_F(Session, UnknownPropertiesAreSkippedWithAWarning) {
+TEST_F(VideohubSession, UnknownPropertiesAreSkippedWithAWarning) {
     become_ready();
     driver_says("router set", {{"output.3.name", "x"},
                                {"output.0.colour", "red"},
@@ -278,13 +278,13 @@ TEST_F(Session, UnknownPropertiesAreSkippedWithAWarning) {
     EXPECT_THAT(session.log, ElementsAre("<WARN>5 properties skipped that this router does not have"));
 }
 
-TEST_F(Session, NamesAreRefusedWhileThereIsNoRouter) {
+TEST_F(VideohubSession, NamesAreRefusedWhileThereIsNoRouter) {
     driver_says("router set", {{"output.0.name", "x"}});
     EXPECT_THAT(session.log, ElementsAre("<WARN>names refused: the router's state is still being read"));
     EXPECT_EQ(sent(), "");
 }
 
-TEST_F(Session, NamesThatTheRouterCannotTakeInAreRefused) {
+TEST_F(VideohubSession, NamesThatTheRouterCannotTakeInAreRefused) {
     become_ready();
     driver_says("router set", {{"output.0.name", std::string(100000, 'x')}});
     for (int n = 0; n < 5; ++n) {

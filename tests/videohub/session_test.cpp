@@ -8,7 +8,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-TEST_F(Session, AnnouncesTheRouterOnceItsStateIsComplete) {
+TEST_F(VideohubSession, AnnouncesTheRouterOnceItsStateIsComplete) {
     router_says(preamble_text + device_text + labels_text + locks_text + routing_text);
     EXPECT_THAT(told(), IsEmpty());
     EXPECT_TRUE(session.sound);
@@ -20,7 +20,7 @@ TEST_F(Session, AnnouncesTheRouterOnceItsStateIsComplete) {
     EXPECT_THAT(session.log, ElementsAre("<INFO>Smart Videohub, 4 inputs, 3 outputs, protocol 2.7"));
 }
 
-TEST_F(Session, OldRouterIsCompleteAfterAShortQuietTime) {
+TEST_F(VideohubSession, OldRouterIsCompleteAfterAShortQuietTime) {
     router_says("PROTOCOL PREAMBLE:\nVersion: 2.3\n\n" + device_text + labels_text + routing_text);
     EXPECT_EQ(next_session_time(session, now), now + 300 * ms);
     wait(299 * ms);
@@ -29,7 +29,7 @@ TEST_F(Session, OldRouterIsCompleteAfterAShortQuietTime) {
     EXPECT_EQ(told().size(), 3U);
 }
 
-TEST_F(Session, AsksOnceForWhatIsMissing) {
+TEST_F(VideohubSession, AsksOnceForWhatIsMissing) {
     router_says(preamble_text + device_text + routing_text);
     wait(2 * second);
     const std::string request = sent();
@@ -42,7 +42,7 @@ TEST_F(Session, AsksOnceForWhatIsMissing) {
     EXPECT_EQ(session.state, session_state::ready);
 }
 
-TEST_F(Session, RouterWithoutLabelsIsUsedAllTheSame) {
+TEST_F(VideohubSession, RouterWithoutLabelsIsUsedAllTheSame) {
     router_says(preamble_text + device_text + routing_text);
     wait(2 * second);
     router_says("NAK\n\nNAK\n\nNAK\n\nNAK\n\n");
@@ -50,13 +50,13 @@ TEST_F(Session, RouterWithoutLabelsIsUsedAllTheSame) {
     EXPECT_EQ(session.state, session_state::ready);
 }
 
-TEST_F(Session, MissingSizeIsAskedFor) {
+TEST_F(VideohubSession, MissingSizeIsAskedFor) {
     router_says(preamble_text + "VIDEOHUB DEVICE:\nDevice present: true\n\n");
     wait(2 * second);
     EXPECT_EQ(sent(), "VIDEOHUB DEVICE:\n\n");
 }
 
-TEST_F(Session, ReportsWhatIsAskedForOnlyWhenReady) {
+TEST_F(VideohubSession, ReportsWhatIsAskedForOnlyWhenReady) {
     driver_says("report", {{"what", "outputs"}});
     EXPECT_THAT(told(), IsEmpty());
     become_ready();
@@ -67,14 +67,14 @@ TEST_F(Session, ReportsWhatIsAskedForOnlyWhenReady) {
     EXPECT_THAT(session.log, ElementsAre("<WARN>report of the unknown 'weather' skipped"));
 }
 
-TEST_F(Session, ChangesMadeElsewhereAreReportedAtOnce) {
+TEST_F(VideohubSession, ChangesMadeElsewhereAreReportedAtOnce) {
     become_ready();
     router_says("VIDEO OUTPUT ROUTING:\n1 2\n\n");
     router_says("OUTPUT LABELS:\n2 Live\n\nINPUT LABELS:\n0 Cam\n\n");
     EXPECT_THAT(told(), ElementsAre("outputs o1.input.all=2", "outputs o2.name=Live", "inputs i0.name=Cam"));
 }
 
-TEST_F(Session, AnotherDeviceIsAnnouncedWhenItIsComplete) {
+TEST_F(VideohubSession, AnotherDeviceIsAnnouncedWhenItIsComplete) {
     become_ready();
     router_says("VIDEOHUB DEVICE:\nDevice present: true\nVideo inputs: 2\nVideo outputs: 1\n\n");
     EXPECT_EQ(session.state, session_state::reading);
@@ -85,7 +85,7 @@ TEST_F(Session, AnotherDeviceIsAnnouncedWhenItIsComplete) {
                                     "outputs o0.input.all=1 o0.name=c"));
 }
 
-TEST_F(Session, MissingDeviceIsToldAndWaitedForForEver) {
+TEST_F(VideohubSession, MissingDeviceIsToldAndWaitedForForEver) {
     router_says(preamble_text + "VIDEOHUB DEVICE:\nDevice present: false\n\n");
     EXPECT_THAT(session.log, ElementsAre(HasSubstr("no device is attached")));
     for (int n = 0; n < 10; ++n) {
@@ -100,7 +100,7 @@ TEST_F(Session, MissingDeviceIsToldAndWaitedForForEver) {
     EXPECT_EQ(session.state, session_state::ready);
 }
 
-TEST_F(Session, DeviceThatNeedsAnUpdateIsTold) {
+TEST_F(VideohubSession, DeviceThatNeedsAnUpdateIsTold) {
     router_says(preamble_text + "VIDEOHUB DEVICE:\nDevice present: needs_update\n\n");
     take("0", "1");
     EXPECT_THAT(session.log,
@@ -108,13 +108,13 @@ TEST_F(Session, DeviceThatNeedsAnUpdateIsTold) {
                             "<WARN>take to output 1 refused: the device needs an update of its firmware"));
 }
 
-TEST_F(Session, AnotherMajorVersionIsNotSpoken) {
+TEST_F(VideohubSession, AnotherMajorVersionIsNotSpoken) {
     router_says("PROTOCOL PREAMBLE:\nVersion: 3.0\n\n" + device_text);
     EXPECT_EQ(session.failure, "it speaks version 3.0 of the protocol, not 2.x");
     EXPECT_FALSE(session.sound);
 }
 
-TEST_F(Session, WhatDoesNotGreetIsGivenUp) {
+TEST_F(VideohubSession, WhatDoesNotGreetIsGivenUp) {
     wait(9 * second);
     router_says("login: \n\n");
     EXPECT_EQ(session.failure, "");
@@ -122,7 +122,7 @@ TEST_F(Session, WhatDoesNotGreetIsGivenUp) {
     EXPECT_EQ(session.failure, "it does not speak the Videohub protocol");
 }
 
-TEST_F(Session, IncompleteStateIsGivenUp) {
+TEST_F(VideohubSession, IncompleteStateIsGivenUp) {
     router_says(preamble_text + device_text);
     for (int n = 0; n < 30; ++n) {
         EXPECT_EQ(session.failure, "");
@@ -132,7 +132,7 @@ TEST_F(Session, IncompleteStateIsGivenUp) {
     EXPECT_EQ(session.failure, "it does not tell its whole state");
 }
 
-TEST_F(Session, PingsEvery15SecondsAndGivesUpAfter30SecondsOfSilence) {
+TEST_F(VideohubSession, PingsEvery15SecondsAndGivesUpAfter30SecondsOfSilence) {
     become_ready();
     EXPECT_EQ(next_session_time(session, now), now + 15 * second);
     wait(15 * second);
@@ -146,7 +146,7 @@ TEST_F(Session, PingsEvery15SecondsAndGivesUpAfter30SecondsOfSilence) {
     EXPECT_EQ(session.failure, "it is silent");
 }
 
-TEST_F(Session, EndlessBlockIsAFailure) {
+TEST_F(VideohubSession, EndlessBlockIsAFailure) {
     router_says(preamble_text + "INPUT LABELS:\n");
     const std::string piece(64 * 1024, 'x');
     for (int n = 0; n < 17; ++n) {
@@ -155,7 +155,7 @@ TEST_F(Session, EndlessBlockIsAFailure) {
     EXPECT_EQ(session.failure, "it sends a block of more than 1 MiB");
 }
 
-TEST_F(Session, ReconnectForgetsAllThatWasKnown) {
+TEST_F(VideohubSession, ReconnectForgetsAllThatWasKnown) {
     become_ready();
     close_session(session);
     EXPECT_EQ(next_session_time(session, now), std::numeric_limits<std::uint64_t>::max());
@@ -168,7 +168,7 @@ TEST_F(Session, ReconnectForgetsAllThatWasKnown) {
     EXPECT_EQ(told().size(), 3U);
 }
 
-TEST_F(Session, HalfABlockOfTheOldConnectionIsNotContinued) {
+TEST_F(VideohubSession, HalfABlockOfTheOldConnectionIsNotContinued) {
     router_says(whole_state_text + "VIDEO OUTPUT ROUTING:\n0 ");
     close_session(session);
     open_session(session, now);
@@ -176,7 +176,7 @@ TEST_F(Session, HalfABlockOfTheOldConnectionIsNotContinued) {
     EXPECT_EQ(session.model.outputs[0].source, 3);
 }
 
-TEST_F(Session, WholeStateCutAtEveryByteIsReadTheSame) {
+TEST_F(VideohubSession, WholeStateCutAtEveryByteIsReadTheSame) {
     for (std::size_t cut = 0; cut <= whole_state_text.size(); ++cut) {
         open_session(session, now);
         router_says(whole_state_text.substr(0, cut));
@@ -185,7 +185,7 @@ TEST_F(Session, WholeStateCutAtEveryByteIsReadTheSame) {
     }
 }
 
-TEST_F(Session, UnknownMessagesAreSkipped) {
+TEST_F(VideohubSession, UnknownMessagesAreSkipped) {
     become_ready();
     driver_says("make coffee", {});
     handle_driver_message(session, {"report", "", "message", "", {{"what", "outputs"}}}, now);

@@ -1,0 +1,122 @@
+"""A Videohub router under the real driver: what works. Usage: videohub_driver_test.py [CLASS.METHOD ...]"""
+
+import socket
+
+from running_driver import wait_until
+from videohub_fixture import VideohubTest, item_text, main
+
+
+class VideohubUnderTheDriver(VideohubTest):
+    def test_shows_sizes_names_and_sources(self):
+        _, driver = self.connected(8, 6)
+        status = self.status(driver)
+        self.assertEqual([entry["name"] for entry in status["inputs"]], [f"Source {n}" for n in range(1, 9)])
+        self.assertEqual(status["outputs"][5]["name"], "Destination 6")
+        self.assertEqual(self.sources(driver), [1, 2, 3, 4, 5, 6])
+        driver.wait_for_trace("STDERR<INFO>: 'connected to 127.0.0.1 port")
+        self.assertNotIn("STDERR<WARN>", driver.trace())
+
+    def test_take_is_confirmed_by_the_router(self):
+        emulator, driver = self.connected(8, 6)
+        self.assertEqual(self.take(driver, "3=8"), 0)
+        self.assertEqual(emulator.routing[2], 7)
+        self.assertEqual(self.sources(driver)[2], 8)
+
+    def test_take_of_the_source_it_has_is_confirmed(self):
+        _, driver = self.connected(8, 6)
+        self.assertEqual(self.take(driver, "3=3"), 0)
+
+    def test_salvo_is_one_block(self):
+        emulator, driver = self.connected(8, 6)
+        self.assertEqual(self.take(driver, "1=5", "2=5", "6=1"), 0)
+        self.assertEqual(emulator.blocks("VIDEO OUTPUT ROUTING"), [["0 4", "1 4", "5 0"]])
+
+    def test_switching_at_the_panel_is_shown(self):
+        emulator, driver = self.connected(8, 6)
+        emulator.take_at_panel(1, 7)
+        self.wait_for_sources(driver, [1, 8, 3, 4, 5, 6])
+
+    def test_names_become_labels(self):
+        emulator, driver = self.connected(8, 6)
+        self.routectl(driver, "router-set", "output.2.name=Studio Süd", "input.1.name=a=b")
+        wait_until("renamed", lambda: self.status(driver)["outputs"][1]["name"] == "Studio Süd")
+        wait_until("renamed", lambda: self.status(driver)["inputs"][0]["name"] == "a=b")
+        self.assertEqual((emulator.output_labels[1], emulator.input_labels[0]), ("Studio Süd", "a=b"))
+
+    def test_two_controllers_at_once_see_each_other(self):
+        emulator, driver = self.connected(8, 6)
+        other = self.drive(emulator)
+        self.wait_for_picture(other, emulator)
+        with socket.create_connection(emulator.address) as panel:
+            for number in range(1, 7):
+                self.assertEqual(self.take(driver, f"1={number}"), 0)
+                self.assertEqual(self.take(other, f"2={number}"), 0)
+                panel.sendall(f"VIDEO OUTPUT ROUTING:\n2 {number}\n\n".encode())
+        wait_until("all are in", lambda: emulator.take_blocks == 18)
+        for one in (driver, other):
+            self.wait_for_sources(one, [6, 6, 7, 4, 5, 6])
+
+    def test_large_router_in_many_pieces(self):
+        emulator = self.emulate(288, 288, listening=False)
+        emulator.piece = 100
+        emulator.listen()
+        driver = self.drive(emulator)
+        self.wait_for_picture(driver, emulator)
+        driver.wait_for_trace("STDOUT: 'o287.input.all=287'")
+        self.assertEqual(self.take(driver, "1=288", "128=288"), 0)
+        self.routectl(driver, "route", "288=1")
+        driver.wait_for_trace("STDOUT: 'o287.input.all=0'")
+        self.assertEqual(emulator.routing[287], 0)
+
+    def test_blocks_cut_at_every_byte(self):
+        emulator = self.emulate(8, 6, listening=False)
+        emulator.piece = 1
+        emulator.listen()
+        driver = self.drive(emulator)
+        self.wait_for_picture(driver, emulator)
+        self.assertEqual(self.take(driver, "3=8"), 0)
+
+    def test_old_router_that_does_not_end_its_state(self):
+        emulator = self.emulate(40, 12, listening=False)
+        emulator.version, emulator.end_prelude, emulator.crlf = "2.3", False, True
+        emulator.listen()
+        driver = self.drive(emulator)
+        self.wait_for_picture(driver, emulator)
+        self.assertEqual(self.take(driver, "12=40"), 0)
+
+    def test_host_name_is_looked_up(self):
+        emulator = self.emulate()
+        driver = self.drive_item(item_text(emulator.port, address="localhost"))
+        self.wait_for_picture(driver, emulator)
+
+    def test_ipv6_address(self):
+        try:
+            emulator = self.emulate(host="::1")
+        except OSError as error:
+            self.skipTest(f"no IPv6 here: {error}")
+        driver = self.drive_item(item_text(emulator.port, address="::1"))
+        self.wait_for_picture(driver, emulator)
+
+    def test_address_and_port_change_while_it_runs(self):
+        _, driver = self.connected(8, 6)
+        other = self.emulate(4, 3)
+        self.routectl(driver, "set", f"port={other.port}")
+        self.wait_for_picture(driver, other)
+        self.assertEqual(self.take(driver, "1=4"), 0)
+        self.routectl(driver, "set", "address=")
+        driver.wait_for_trace('STDERR<WARN>: \'not connected: the item has no setting "address"')
+
+    def test_connection_is_kept_alive(self):
+        emulator, driver = self.connected(8, 6, videohub_ping_ms=50, videohub_silence_ms=20000)
+        wait_until("it pings", lambda: len(emulator.blocks("PING")) >= 10)
+        self.assertEqual(emulator.connections, 1)
+        self.assertEqual(self.take(driver, "1=2"), 0)
+
+    def test_ends_with_the_driver_and_logs_no_errors(self):
+        _, driver = self.connected(8, 6)
+        self.assertEqual(driver.stop(), 0)
+        self.assertNotIn("STDERR<ERR>", driver.trace())
+
+
+if __name__ == "__main__":
+    main()
