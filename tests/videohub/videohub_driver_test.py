@@ -1,5 +1,7 @@
 """A Videohub router under the real driver: what works. Usage: videohub_driver_test.py [CLASS.METHOD ...]"""
 
+import os
+import re
 import socket
 
 from running_driver import wait_until
@@ -105,6 +107,15 @@ class VideohubUnderTheDriver(VideohubTest):
         self.assertEqual(self.take(driver, "1=4"), 0)
         self.routectl(driver, "set", "address=")
         driver.wait_for_trace('STDERR<WARN>: \'not connected: the item has no setting "address"')
+
+    def test_example_item_is_sound(self):
+        emulator = self.emulate(8, 6)
+        with open(os.environ["VRDX_EXAMPLE_ITEM"], encoding="utf-8") as example:
+            text = example.read()
+        text = re.sub("(?m)^address=.*", "address=127.0.0.1", text)
+        driver = self.drive_item(re.sub("(?m)^port=.*", f"port={emulator.port}", text))
+        self.wait_for_picture(driver, emulator)
+        self.assertNotIn("STDERR<ERR>", driver.trace())
 
     def test_connection_is_kept_alive(self):
         emulator, driver = self.connected(8, 6, videohub_ping_ms=50, videohub_silence_ms=20000)
