@@ -35,14 +35,18 @@ bool read_messages(const backend_handlers& handlers) {
 }
 
 // How long nothing is to be done unless somebody speaks.
-int idle_ms(const router_link& link, const backend_handlers& handlers) {
+int idle_ms(const router_link& link, const backend_handlers& handlers, bool driver_reads) {
     const std::uint64_t now = backend_clock_us();
-    const std::uint64_t due = std::min(link_due(link), handlers.next_due());
+    const std::uint64_t due =
+        driver_reads ? std::min(link_due(link), handlers.next_due()) : handlers.next_due();
     return due <= now ? 0 : static_cast<int>((std::min(due - now, longest_wait_us) + 999) / 1000);
 }
 
+// A driver that does not read must not make us collect what the router goes on to say.
 void serve_router(router_link& link, const backend_handlers& handlers) {
-    service_link(link, backend_clock_us());
+    if (!endpoint_output_pending()) {
+        service_link(link, backend_clock_us());
+    }
     handlers.on_pass(backend_clock_us());
     flush_link(link, backend_clock_us());
     print_log(link.log);
@@ -50,9 +54,11 @@ void serve_router(router_link& link, const backend_handlers& handlers) {
 
 // False when standard input has ended or the driver is gone.
 bool run_pass(router_link& link, const backend_handlers& handlers) {
-    const short output_events = endpoint_output_pending() ? POLLOUT : 0;
-    pollfd waits[] = {{STDIN_FILENO, POLLIN, 0}, {STDOUT_FILENO, output_events, 0}, link_wait(link)};
-    if (poll(waits, 3, idle_ms(link, handlers)) < 0) {
+    const bool driver_reads = !endpoint_output_pending();
+    pollfd waits[] = {{STDIN_FILENO, POLLIN, 0},
+                      {STDOUT_FILENO, static_cast<short>(driver_reads ? 0 : POLLOUT), 0},
+                      driver_reads ? link_wait(link) : pollfd{-1, 0, 0}};
+    if (poll(waits, 3, idle_ms(link, handlers, driver_reads)) < 0) {
         return errno == EINTR;
     }
     if ((waits[1].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0) {
@@ -61,8 +67,11 @@ bool run_pass(router_link& link, const backend_handlers& handlers) {
     if (waits[0].revents != 0 && !read_messages(handlers)) {
         return false;
     }
+    if (endpoint_flush() != 0) {
+        return false;
+    }
     serve_router(link, handlers);
-    return endpoint_flush() == 0;
+    return true;
 }
 
 // The driver may close our input and still read what it asked for.

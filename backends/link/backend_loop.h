@@ -27,5 +27,5 @@ std::uint64_t backend_clock_us();
 const char* start_backend_program(int argc, char** argv);
 
 // Runs until the driver is gone, then hands over what it may still read and returns. The link's log lines are
-// printed as they come.
+// printed as they come. While the driver does not read, the router is not read either.
 void run_backend_loop(router_link& link, const backend_handlers& handlers);

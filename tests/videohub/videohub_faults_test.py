@@ -1,6 +1,8 @@
 """A Videohub router under the real driver: what goes wrong. Usage: videohub_faults_test.py [CLASS.METHOD ...]"""
 
 import random
+import signal
+import time
 
 from running_driver import wait_until
 from videohub_emulator import UNLOCKED
@@ -146,6 +148,24 @@ class VideohubNonsense(VideohubTest):
         self.assertLess(emulator.bytes_sent, 16 * MEBIBYTE * emulator.connections)
         emulator.greeting = None
         self.wait_for_picture(driver, emulator)
+
+    def test_chatty_router_is_not_read_while_the_driver_does_not_read(self):
+        emulator, driver = self.connected(8, 6)
+        driver.send_signal(signal.SIGSTOP)  # its fixture continues it in the end
+        offered = 32
+        changes = emulator.block("VIDEO OUTPUT ROUTING", ["0 1"]) * (MEBIBYTE // 26)
+        for _ in range(offered):
+            emulator.broadcast(changes)
+        waiting = emulator.clients[0].outgoing
+        counts = [-1]
+
+        def stands_still():
+            time.sleep(0.5)
+            counts.append(waiting.qsize())
+            return counts[-1] == counts[-2] < offered or counts[-1] == 0
+
+        wait_until("nothing is sent any more", stands_still)
+        self.assertGreater(waiting.qsize(), 0)
 
     def test_gibibyte_without_a_line_feed(self):
         self.offer_a_gibibyte("x" * MEBIBYTE)
