@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr std::size_t most_read_at_once = 64 * 1024;
+constexpr std::size_t most_read_at_once = 64UL * 1024;
 
 bool try_again_later() {
     return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;

@@ -55,8 +55,8 @@ struct router_link {
 
 // The protocol's unconsumed rest, and the send queue: beyond these the connection is dropped, or the sending
 // refused.
-constexpr std::size_t most_link_received = 1024 * 1024;
-constexpr std::size_t most_link_unsent = 256 * 1024;
+constexpr std::size_t most_link_received = 1024UL * 1024;
+constexpr std::size_t most_link_unsent = 256UL * 1024;
 
 // From now on the router is at `host` (a name or a literal IPv4 or IPv6 address) and `port`; an empty host is
 // no target at all. `timeout_us` bounds the look-up of the name and the wait for each of its addresses. What

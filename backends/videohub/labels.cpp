@@ -9,7 +9,7 @@
 namespace {
 
 // The send queue is bounded, and nothing of a router is known that likes more.
-constexpr std::size_t most_text = 48 * 1024;
+constexpr std::size_t most_text = 48UL * 1024;
 constexpr std::ptrdiff_t most_unanswered = 4;
 
 // The N of "PREFIX.N.name", when there are more than N ports.

@@ -15,7 +15,7 @@ struct videohub_block {
 };
 
 // A line, or a block, of more bytes than this is an error.
-constexpr std::size_t most_videohub_block_bytes = 1024 * 1024;
+constexpr std::size_t most_videohub_block_bytes = 1024UL * 1024;
 
 // Takes in bytes in any pieces. What has not become a block yet waits here, at most two times
 // most_videohub_block_bytes.
