@@ -63,6 +63,7 @@ measurement measure_status_16(int rounds);
 measurement measure_crowd(int rounds);
 measurement measure_crowd_redis(int rounds);
 measurement measure_take(int rounds);
+measurement measure_videohub(int rounds);
 measurement measure_report(int rounds);
 measurement measure_trace_share(int rounds);
 measurement measure_idle_cpu(int rounds);
