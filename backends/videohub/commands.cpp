@@ -5,31 +5,32 @@
 
 namespace {
 
-void on_report(videohub_session& session, const TavrixAPIRouterMessage& message) {
+void on_report(videohub_conversation& conversation, const TavrixAPIRouterMessage& message) {
     const auto entry = message.fields.find("what");
     const std::string what = entry == message.fields.end() ? "" : entry->second;
     if (what != "outputs" && what != "inputs") {
-        warn(session, "report of the unknown '" + what + "' skipped");
-    } else if (session.state != session_state::ready) {
+        warn(conversation, "report of the unknown '" + what + "' skipped");
+    } else if (conversation.state != conversation_state::ready) {
         return; // nothing is shown that the router has not told
     } else if (what == "outputs") {
-        report_outputs(session);
+        report_outputs(conversation);
     } else {
-        report_inputs(session);
+        report_inputs(conversation);
     }
 }
 
 } // namespace
 
-void handle_driver_message(videohub_session& session, const TavrixAPIRouterMessage& message,
+void handle_driver_message(videohub_conversation& conversation, const TavrixAPIRouterMessage& message,
                            std::uint64_t now) {
     if (message.type == "command" && message.command == "route output") {
-        route_output(session, message, now);
+        route_output(conversation, message, now);
     } else if (message.type == "command" && message.command == "report") {
-        on_report(session, message);
+        on_report(conversation, message);
     } else if (message.type == "command" && message.command == "router set") {
-        set_labels(session, message, now);
+        set_labels(conversation, message, now);
     } else {
-        warn(session, "unknown message '" + message.command + "' of type '" + message.type + "' skipped");
+        warn(conversation,
+             "unknown message '" + message.command + "' of type '" + message.type + "' skipped");
     }
 }

@@ -27,50 +27,52 @@ std::optional<int> named_port(std::string_view key, std::string_view prefix, std
     return number;
 }
 
-bool router_keeps_up(const videohub_session& session) {
+bool router_keeps_up(const videohub_conversation& conversation) {
     const auto is_labels = [](const sent_block& block) { return block.kind == sent_block::labels; };
-    return std::count_if(session.unanswered.begin(), session.unanswered.end(), is_labels) < most_unanswered;
+    return std::count_if(conversation.unanswered.begin(), conversation.unanswered.end(), is_labels) <
+           most_unanswered;
 }
 
-void send_labels(videohub_session& session, const char* header, const std::map<int, std::string>& labels,
-                 std::uint64_t now) {
+void send_labels(videohub_conversation& conversation, const char* header,
+                 const std::map<int, std::string>& labels, std::uint64_t now) {
     if (labels.empty()) {
         return;
     }
     const std::string text = videohub_block_text(header, labels);
     if (text.size() > most_text) {
-        warn(session, "names refused: they are too long");
-    } else if (!router_keeps_up(session)) {
-        warn(session, "names refused: the router has not answered the ones before");
+        warn(conversation, "names refused: they are too long");
+    } else if (!router_keeps_up(conversation)) {
+        warn(conversation, "names refused: the router has not answered the ones before");
     } else {
-        session.unanswered.push_back({sent_block::labels, {}, now});
-        session.to_router += text;
+        conversation.unanswered.push_back({sent_block::labels, {}, now});
+        conversation.to_router += text;
     }
 }
 
 } // namespace
 
-void set_labels(videohub_session& session, const TavrixAPIRouterMessage& message, std::uint64_t now) {
-    if (session.state != session_state::ready) {
-        warn(session, "names refused: " + why_not_ready(session));
+void set_labels(videohub_conversation& conversation, const TavrixAPIRouterMessage& message,
+                std::uint64_t now) {
+    if (conversation.state != conversation_state::ready) {
+        warn(conversation, "names refused: " + why_not_ready(conversation));
         return;
     }
     std::map<int, std::string> inputs;
     std::map<int, std::string> outputs;
     int skipped = 0;
     for (const auto& [key, value] : message.fields) {
-        if (const auto input = named_port(key, "input.", session.model.inputs.size())) {
+        if (const auto input = named_port(key, "input.", conversation.model.inputs.size())) {
             inputs[*input] = value;
-        } else if (const auto output = named_port(key, "output.", session.model.outputs.size())) {
+        } else if (const auto output = named_port(key, "output.", conversation.model.outputs.size())) {
             outputs[*output] = value;
         } else {
             ++skipped;
         }
     }
     if (skipped > 0) {
-        warn(session, std::to_string(skipped) + (skipped == 1 ? " property" : " properties") +
-                          " skipped that this router does not have");
+        warn(conversation, std::to_string(skipped) + (skipped == 1 ? " property" : " properties") +
+                               " skipped that this router does not have");
     }
-    send_labels(session, "INPUT LABELS", inputs, now);
-    send_labels(session, "OUTPUT LABELS", outputs, now);
+    send_labels(conversation, "INPUT LABELS", inputs, now);
+    send_labels(conversation, "OUTPUT LABELS", outputs, now);
 }

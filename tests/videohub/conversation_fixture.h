@@ -1,7 +1,7 @@
-// A session whose clock the test sets, which plays the router's and the driver's part.
+// A conversation whose clock the test sets, which plays the router's and the driver's part.
 #pragma once
 
-#include "session.h"
+#include "conversation.h"
 #include "videohub_texts.h"
 
 #include <gmock/gmock.h>
@@ -10,37 +10,37 @@
 constexpr std::uint64_t ms = 1000;
 constexpr std::uint64_t second = 1000000;
 
-class VideohubSession : public testing::Test {
+class VideohubConversation : public testing::Test {
 protected:
     void SetUp() override {
-        open_session(session, now);
+        open_conversation(conversation, now);
     }
 
     void router_says(const std::string& text) {
-        hear_router(session, text, now);
-        run_session_timers(session, now);
+        hear_router(conversation, text, now);
+        run_conversation_timers(conversation, now);
     }
 
     // The router of videohub_texts.h is known, and what that led to is forgotten.
     void become_ready() {
         router_says(whole_state_text);
-        ASSERT_EQ(session.state, session_state::ready);
+        ASSERT_EQ(conversation.state, conversation_state::ready);
         forget();
     }
 
     void forget() {
-        session.reports.clear();
-        session.to_router.clear();
-        session.log.clear();
+        conversation.reports.clear();
+        conversation.to_router.clear();
+        conversation.log.clear();
     }
 
     void wait(std::uint64_t time) {
         now += time;
-        run_session_timers(session, now);
+        run_conversation_timers(conversation, now);
     }
 
     void driver_says(const std::string& command, const std::map<std::string, std::string>& fields) {
-        handle_driver_message(session, {command, "", "command", "", fields}, now);
+        handle_driver_message(conversation, {command, "", "command", "", fields}, now);
     }
 
     void add_take(const std::string& output, const std::string& source) {
@@ -59,21 +59,21 @@ protected:
     // The reports so far, as "outputs o0.input.all=3 o1.input.all=0"; they are forgotten.
     std::vector<std::string> told() {
         std::vector<std::string> texts;
-        for (const TavrixAPIRouterMessage& report : session.reports) {
+        for (const TavrixAPIRouterMessage& report : conversation.reports) {
             std::string text = report.command;
             for (const auto& [name, value] : report.fields) {
                 text.append(" ").append(name).append("=").append(value);
             }
             texts.push_back(text);
         }
-        session.reports.clear();
+        conversation.reports.clear();
         return texts;
     }
 
     std::string sent() {
-        return std::exchange(session.to_router, "");
+        return std::exchange(conversation.to_router, "");
     }
 
-    videohub_session session;
+    videohub_conversation conversation;
     std::uint64_t now = 1000 * second;
 };

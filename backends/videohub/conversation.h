@@ -1,5 +1,6 @@
-// The conversation with the router and what it means for the driver. No input or output behind this: the main
-// loop carries out what a session asks for. Times are monotonic microseconds, numbers are 0-based.
+// What is said between the router and us, and what it means for the driver. No input or output behind this:
+// the main loop carries out what a conversation asks for. Times are monotonic microseconds, numbers are
+// 0-based.
 //
 //   state      entered                                takes
 //   offline    at the start, when the link is lost    refused
@@ -20,9 +21,9 @@
 #include <string>
 #include <vector>
 
-enum class session_state { offline, reading, ready };
+enum class conversation_state { offline, reading, ready };
 
-struct session_periods {
+struct conversation_periods {
     std::uint64_t ping_us = 15000000;
     std::uint64_t silence_us = 30000000;
     std::uint64_t answer_us = 10000000;
@@ -45,9 +46,9 @@ struct sent_block {
     std::uint64_t sent = 0;
 };
 
-struct videohub_session {
-    session_periods periods;
-    session_state state = session_state::offline;
+struct videohub_conversation {
+    conversation_periods periods;
+    conversation_state state = conversation_state::offline;
     videohub_reader reader;
     videohub_model model;
     bool greeted = false;     // the router has said that it speaks the protocol
@@ -68,32 +69,32 @@ struct videohub_session {
     std::string failure; // not empty: the connection must be dropped
 };
 
-// The link was opened at `now`: nothing of the conversation before counts any more.
-void open_session(videohub_session& session, std::uint64_t now);
+// The link was opened at `now`: nothing of the one before counts any more.
+void open_conversation(videohub_conversation& conversation, std::uint64_t now);
 
 // The link is lost. Takes on their way are given up.
-void close_session(videohub_session& session);
+void close_conversation(videohub_conversation& conversation);
 
 // Takes in what the router has said.
-void hear_router(videohub_session& session, std::string_view bytes, std::uint64_t now);
+void hear_router(videohub_conversation& conversation, std::string_view bytes, std::uint64_t now);
 
 // Does what is due.
-void run_session_timers(videohub_session& session, std::uint64_t now);
+void run_conversation_timers(videohub_conversation& conversation, std::uint64_t now);
 
-// When run_session_timers() is to be called again at the latest; the largest number: not before something
-// happens.
-std::uint64_t next_session_time(const videohub_session& session, std::uint64_t now);
+// When run_conversation_timers() is to be called again at the latest; the largest number: not before
+// something happens.
+std::uint64_t next_conversation_time(const videohub_conversation& conversation, std::uint64_t now);
 
 // Handles one message from the driver; "set" is not among them.
-void handle_driver_message(videohub_session& session, const TavrixAPIRouterMessage& message,
+void handle_driver_message(videohub_conversation& conversation, const TavrixAPIRouterMessage& message,
                            std::uint64_t now);
 
-// --- used among the files of the session
+// --- used among the files of the conversation
 
-void warn(videohub_session& session, const std::string& text);
+void warn(videohub_conversation& conversation, const std::string& text);
 
 // "output 3" or "outputs 3, 5, 8 and 40 more", counted from 1.
 std::string shown_outputs(const std::set<int>& outputs);
 
-// Why takes and names cannot be sent, while the session is not ready.
-std::string why_not_ready(const videohub_session& session);
+// Why takes and names cannot be sent, while the conversation is not ready.
+std::string why_not_ready(const videohub_conversation& conversation);

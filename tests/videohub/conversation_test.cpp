@@ -1,5 +1,5 @@
-// How a session begins, keeps up the connection, and what breaks it.
-#include "session_fixture.h"
+// How a conversation begins, keeps up the connection, and what breaks it.
+#include "conversation_fixture.h"
 
 #include <limits>
 
@@ -8,28 +8,28 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-TEST_F(VideohubSession, AnnouncesTheRouterOnceItsStateIsComplete) {
+TEST_F(VideohubConversation, AnnouncesTheRouterOnceItsStateIsComplete) {
     router_says(preamble_text + device_text + labels_text + locks_text + routing_text);
     EXPECT_THAT(told(), IsEmpty());
-    EXPECT_TRUE(session.sound);
+    EXPECT_TRUE(conversation.sound);
     router_says(end_text);
     EXPECT_THAT(told(), ElementsAre("info inputs=4 outputs=3",
                                     "inputs i0.name=Camera 1 i1.name=Camera 2 i2.name= i3.name=VTR",
                                     "outputs o0.input.all=3 o0.name=Studio o1.input.all=0 o1.name=Monitor A "
                                     "o2.input.all=1 o2.name=Air"));
-    EXPECT_THAT(session.log, ElementsAre("<INFO>Smart Videohub, 4 inputs, 3 outputs, protocol 2.7"));
+    EXPECT_THAT(conversation.log, ElementsAre("<INFO>Smart Videohub, 4 inputs, 3 outputs, protocol 2.7"));
 }
 
-TEST_F(VideohubSession, OldRouterIsCompleteAfterAShortQuietTime) {
+TEST_F(VideohubConversation, OldRouterIsCompleteAfterAShortQuietTime) {
     router_says("PROTOCOL PREAMBLE:\nVersion: 2.3\n\n" + device_text + labels_text + routing_text);
-    EXPECT_EQ(next_session_time(session, now), now + 300 * ms);
+    EXPECT_EQ(next_conversation_time(conversation, now), now + 300 * ms);
     wait(299 * ms);
     EXPECT_THAT(told(), IsEmpty());
     wait(1 * ms);
     EXPECT_EQ(told().size(), 3U);
 }
 
-TEST_F(VideohubSession, AsksOnceForWhatIsMissing) {
+TEST_F(VideohubConversation, AsksOnceForWhatIsMissing) {
     router_says(preamble_text + device_text + routing_text);
     wait(2 * second);
     const std::string request = sent();
@@ -39,24 +39,24 @@ TEST_F(VideohubSession, AsksOnceForWhatIsMissing) {
     EXPECT_EQ(sent(), "");
     router_says("ACK\n\nACK\n\nACK\n\nACK\n\n" + labels_text);
     wait(300 * ms);
-    EXPECT_EQ(session.state, session_state::ready);
+    EXPECT_EQ(conversation.state, conversation_state::ready);
 }
 
-TEST_F(VideohubSession, RouterWithoutLabelsIsUsedAllTheSame) {
+TEST_F(VideohubConversation, RouterWithoutLabelsIsUsedAllTheSame) {
     router_says(preamble_text + device_text + routing_text);
     wait(2 * second);
     router_says("NAK\n\nNAK\n\nNAK\n\nNAK\n\n");
     wait(2 * second);
-    EXPECT_EQ(session.state, session_state::ready);
+    EXPECT_EQ(conversation.state, conversation_state::ready);
 }
 
-TEST_F(VideohubSession, MissingSizeIsAskedFor) {
+TEST_F(VideohubConversation, MissingSizeIsAskedFor) {
     router_says(preamble_text + "VIDEOHUB DEVICE:\nDevice present: true\n\n");
     wait(2 * second);
     EXPECT_EQ(sent(), "VIDEOHUB DEVICE:\n\n");
 }
 
-TEST_F(VideohubSession, ReportsWhatIsAskedForOnlyWhenReady) {
+TEST_F(VideohubConversation, ReportsWhatIsAskedForOnlyWhenReady) {
     driver_says("report", {{"what", "outputs"}});
     EXPECT_THAT(told(), IsEmpty());
     become_ready();
@@ -64,20 +64,20 @@ TEST_F(VideohubSession, ReportsWhatIsAskedForOnlyWhenReady) {
     driver_says("report", {{"what", "outputs"}});
     EXPECT_THAT(told(), ElementsAre(HasSubstr("inputs i0.name=Camera 1"), HasSubstr("o2.input.all=1")));
     driver_says("report", {{"what", "weather"}});
-    EXPECT_THAT(session.log, ElementsAre("<WARN>report of the unknown 'weather' skipped"));
+    EXPECT_THAT(conversation.log, ElementsAre("<WARN>report of the unknown 'weather' skipped"));
 }
 
-TEST_F(VideohubSession, ChangesMadeElsewhereAreReportedAtOnce) {
+TEST_F(VideohubConversation, ChangesMadeElsewhereAreReportedAtOnce) {
     become_ready();
     router_says("VIDEO OUTPUT ROUTING:\n1 2\n\n");
     router_says("OUTPUT LABELS:\n2 Live\n\nINPUT LABELS:\n0 Cam\n\n");
     EXPECT_THAT(told(), ElementsAre("outputs o1.input.all=2", "outputs o2.name=Live", "inputs i0.name=Cam"));
 }
 
-TEST_F(VideohubSession, AnotherDeviceIsAnnouncedWhenItIsComplete) {
+TEST_F(VideohubConversation, AnotherDeviceIsAnnouncedWhenItIsComplete) {
     become_ready();
     router_says("VIDEOHUB DEVICE:\nDevice present: true\nVideo inputs: 2\nVideo outputs: 1\n\n");
-    EXPECT_EQ(session.state, session_state::reading);
+    EXPECT_EQ(conversation.state, conversation_state::reading);
     router_says("INPUT LABELS:\n0 a\n1 b\n\nOUTPUT LABELS:\n0 c\n\nVIDEO OUTPUT ROUTING:\n0 1\n\n");
     EXPECT_THAT(told(), IsEmpty());
     router_says(end_text);
@@ -85,111 +85,111 @@ TEST_F(VideohubSession, AnotherDeviceIsAnnouncedWhenItIsComplete) {
                                     "outputs o0.input.all=1 o0.name=c"));
 }
 
-TEST_F(VideohubSession, MissingDeviceIsToldAndWaitedForForEver) {
+TEST_F(VideohubConversation, MissingDeviceIsToldAndWaitedForForEver) {
     router_says(preamble_text + "VIDEOHUB DEVICE:\nDevice present: false\n\n");
-    EXPECT_THAT(session.log, ElementsAre(HasSubstr("no device is attached")));
+    EXPECT_THAT(conversation.log, ElementsAre(HasSubstr("no device is attached")));
     for (int n = 0; n < 10; ++n) {
         wait(15 * second);
         router_says("ACK\n\n");
     }
-    EXPECT_EQ(session.failure, "");
+    EXPECT_EQ(conversation.failure, "");
     take("0", "1");
-    EXPECT_THAT(session.log,
+    EXPECT_THAT(conversation.log,
                 Contains("<WARN>take to output 1 refused: no device is attached to the Videohub server"));
     router_says(device_text + labels_text + routing_text + end_text);
-    EXPECT_EQ(session.state, session_state::ready);
+    EXPECT_EQ(conversation.state, conversation_state::ready);
 }
 
-TEST_F(VideohubSession, DeviceThatNeedsAnUpdateIsTold) {
+TEST_F(VideohubConversation, DeviceThatNeedsAnUpdateIsTold) {
     router_says(preamble_text + "VIDEOHUB DEVICE:\nDevice present: needs_update\n\n");
     take("0", "1");
-    EXPECT_THAT(session.log,
+    EXPECT_THAT(conversation.log,
                 ElementsAre("<WARN>the Videohub device needs an update of its firmware",
                             "<WARN>take to output 1 refused: the device needs an update of its firmware"));
 }
 
-TEST_F(VideohubSession, AnotherMajorVersionIsNotSpoken) {
+TEST_F(VideohubConversation, AnotherMajorVersionIsNotSpoken) {
     router_says("PROTOCOL PREAMBLE:\nVersion: 3.0\n\n" + device_text);
-    EXPECT_EQ(session.failure, "it speaks version 3.0 of the protocol, not 2.x");
-    EXPECT_FALSE(session.sound);
+    EXPECT_EQ(conversation.failure, "it speaks version 3.0 of the protocol, not 2.x");
+    EXPECT_FALSE(conversation.sound);
 }
 
-TEST_F(VideohubSession, WhatDoesNotGreetIsGivenUp) {
+TEST_F(VideohubConversation, WhatDoesNotGreetIsGivenUp) {
     wait(9 * second);
     router_says("login: \n\n");
-    EXPECT_EQ(session.failure, "");
+    EXPECT_EQ(conversation.failure, "");
     wait(1 * second);
-    EXPECT_EQ(session.failure, "it does not speak the Videohub protocol");
+    EXPECT_EQ(conversation.failure, "it does not speak the Videohub protocol");
 }
 
-TEST_F(VideohubSession, IncompleteStateIsGivenUp) {
+TEST_F(VideohubConversation, IncompleteStateIsGivenUp) {
     router_says(preamble_text + device_text);
     for (int n = 0; n < 30; ++n) {
-        EXPECT_EQ(session.failure, "");
+        EXPECT_EQ(conversation.failure, "");
         wait(1 * second);
         router_says("ACK\n\n");
     }
-    EXPECT_EQ(session.failure, "it does not tell its whole state");
+    EXPECT_EQ(conversation.failure, "it does not tell its whole state");
 }
 
-TEST_F(VideohubSession, PingsEvery15SecondsAndGivesUpAfter30SecondsOfSilence) {
+TEST_F(VideohubConversation, PingsEvery15SecondsAndGivesUpAfter30SecondsOfSilence) {
     become_ready();
-    EXPECT_EQ(next_session_time(session, now), now + 15 * second);
+    EXPECT_EQ(next_conversation_time(conversation, now), now + 15 * second);
     wait(15 * second);
     EXPECT_EQ(sent(), "PING:\n\n");
     router_says("ACK\n\n");
     wait(15 * second);
     EXPECT_EQ(sent(), "PING:\n\n");
     wait(14 * second);
-    EXPECT_EQ(session.failure, "");
+    EXPECT_EQ(conversation.failure, "");
     wait(1 * second);
-    EXPECT_EQ(session.failure, "it is silent");
+    EXPECT_EQ(conversation.failure, "it is silent");
 }
 
-TEST_F(VideohubSession, EndlessBlockIsAFailure) {
+TEST_F(VideohubConversation, EndlessBlockIsAFailure) {
     router_says(preamble_text + "INPUT LABELS:\n");
     const std::string piece(64 * 1024, 'x');
     for (int n = 0; n < 17; ++n) {
         router_says(piece);
     }
-    EXPECT_EQ(session.failure, "it sends a block of more than 1 MiB");
+    EXPECT_EQ(conversation.failure, "it sends a block of more than 1 MiB");
 }
 
-TEST_F(VideohubSession, ReconnectForgetsAllThatWasKnown) {
+TEST_F(VideohubConversation, ReconnectForgetsAllThatWasKnown) {
     become_ready();
-    close_session(session);
-    EXPECT_EQ(next_session_time(session, now), std::numeric_limits<std::uint64_t>::max());
+    close_conversation(conversation);
+    EXPECT_EQ(next_conversation_time(conversation, now), std::numeric_limits<std::uint64_t>::max());
     driver_says("report", {{"what", "outputs"}});
-    open_session(session, now);
+    open_conversation(conversation, now);
     driver_says("report", {{"what", "outputs"}});
     EXPECT_THAT(told(), IsEmpty());
-    EXPECT_EQ(session.model.outputs.size(), 0U);
+    EXPECT_EQ(conversation.model.outputs.size(), 0U);
     router_says(whole_state_text);
     EXPECT_EQ(told().size(), 3U);
 }
 
-TEST_F(VideohubSession, HalfABlockOfTheOldConnectionIsNotContinued) {
+TEST_F(VideohubConversation, HalfABlockOfTheOldConnectionIsNotContinued) {
     router_says(whole_state_text + "VIDEO OUTPUT ROUTING:\n0 ");
-    close_session(session);
-    open_session(session, now);
+    close_conversation(conversation);
+    open_conversation(conversation, now);
     router_says(whole_state_text);
-    EXPECT_EQ(session.model.outputs[0].source, 3);
+    EXPECT_EQ(conversation.model.outputs[0].source, 3);
 }
 
-TEST_F(VideohubSession, WholeStateCutAtEveryByteIsReadTheSame) {
+TEST_F(VideohubConversation, WholeStateCutAtEveryByteIsReadTheSame) {
     for (std::size_t cut = 0; cut <= whole_state_text.size(); ++cut) {
-        open_session(session, now);
+        open_conversation(conversation, now);
         router_says(whole_state_text.substr(0, cut));
         router_says(whole_state_text.substr(cut));
         ASSERT_EQ(told().size(), 3U) << "cut at byte " << cut;
     }
 }
 
-TEST_F(VideohubSession, UnknownMessagesAreSkipped) {
+TEST_F(VideohubConversation, UnknownMessagesAreSkipped) {
     become_ready();
     driver_says("make coffee", {});
-    handle_driver_message(session, {"report", "", "message", "", {{"what", "outputs"}}}, now);
-    EXPECT_THAT(session.log, ElementsAre("<WARN>unknown message 'make coffee' of type 'command' skipped",
-                                         "<WARN>unknown message 'report' of type 'message' skipped"));
+    handle_driver_message(conversation, {"report", "", "message", "", {{"what", "outputs"}}}, now);
+    EXPECT_THAT(conversation.log, ElementsAre("<WARN>unknown message 'make coffee' of type 'command' skipped",
+                                              "<WARN>unknown message 'report' of type 'message' skipped"));
     EXPECT_THAT(told(), IsEmpty());
 }
