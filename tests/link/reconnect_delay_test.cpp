@@ -4,7 +4,8 @@
 
 TEST(ReconnectDelay, DoublesFromHalfASecondToTenSeconds) {
     reconnect_delay delay;
-    for (const std::uint64_t expected : {500000, 1000000, 2000000, 4000000, 8000000, 10000000, 10000000}) {
+    for (const std::uint64_t expected :
+         {500000U, 1000000U, 2000000U, 4000000U, 8000000U, 10000000U, 10000000U}) {
         EXPECT_EQ(next_reconnect_delay(delay, 0), expected);
     }
 }
