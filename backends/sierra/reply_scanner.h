@@ -1,0 +1,46 @@
+// Steps through the content of one string. What a step takes is gone from `rest`; a step that finds something
+// else takes nothing.
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+struct reply_scanner {
+    std::string_view rest;
+};
+
+// The letter as a capital; any other character as it is.
+char capital(char letter);
+
+bool at_end(const reply_scanner& scanner);
+
+// True where a part may end: at the end, at a blank, and at the letter of the next part.
+bool at_boundary(const reply_scanner& scanner);
+
+void skip_blanks(reply_scanner& scanner);
+void skip_letters(reply_scanner& scanner);
+
+// True when `character` came next.
+bool take_character(reply_scanner& scanner, char character);
+
+// True when `word`, given in capitals, came next.
+bool take_prefix(reply_scanner& scanner, std::string_view word);
+
+// The same for a whole word: behind it stands neither a letter nor a digit.
+bool take_word(reply_scanner& scanner, std::string_view word);
+
+// The next character as a capital.
+char take_letter(reply_scanner& scanner);
+
+// Decimal digits, perhaps padded with zeros; what no int holds is the largest int. Nothing when there is no
+// digit.
+std::optional<int> take_number(reply_scanner& scanner);
+
+// What stands before the next "~", without outer blanks; takes the "~" too. Nothing when there is none.
+std::optional<std::string_view> take_name(reply_scanner& scanner);
+
+// Everything that is left, without outer blanks.
+std::string_view take_rest(reply_scanner& scanner);
+
+// At least one character, and what follows up to a blank.
+std::string_view take_to_blank(reply_scanner& scanner);

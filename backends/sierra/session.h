@@ -1,0 +1,80 @@
+// The conversation with the router: from the first link test over its state to takes and reports of changes.
+// No input or output behind this: the main loop carries out what a reaction asks for. Times are microseconds
+// of a monotonic clock.
+#pragma once
+
+#include "command_queue.h"
+#include "levels.h"
+#include "message.h"
+#include "router_picture.h"
+#include "settings.h"
+#include "string_reader.h"
+#include "takes.h"
+
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+constexpr std::uint64_t status_period_us = 30000000;
+constexpr std::uint64_t link_test_period_us = 10000000; // of silence
+constexpr std::uint64_t garbage_period_us = 5000000;    // garbage is told and mended no more often
+constexpr std::uint64_t confirmation_us = 800000;       // of the second that the driver waits
+constexpr std::uint64_t oldest_take_us = 2000000;       // a take that was not sent for so long is dropped,
+constexpr std::uint64_t oldest_line_take_us = 5000000;  // on a serial line, where a salvo needs its time
+constexpr std::size_t most_takes_in_string = 64;        // what a router's buffer holds is not known
+
+enum class session_phase {
+    offline,
+    reading, // connected, the state is being read
+    ready
+};
+
+struct session {
+    sierra_settings settings;
+    session_phase phase = session_phase::offline;
+    string_reader reader;
+    router_picture picture;
+    level_groups groups;
+    command_queue queue;
+    awaited_outputs awaited;
+    std::vector<asked_take> collected; // takes that wait for their flush
+    std::set<int> changed;             // outputs whose routing the driver has yet to hear, 1-based
+    std::string letters;               // commands that the router has; empty: it did not say
+    std::string model;
+    std::size_t stray_told = 0;      // bytes of reader.stray that are dealt with
+    std::uint64_t garbage_at = 0;    // when garbage was told last; 0: never
+    std::uint64_t status_due = 0;    // while ready
+    std::uint64_t link_test_due = 0; // while ready
+};
+
+// What the main loop is to do.
+struct reaction {
+    std::vector<TavrixAPIRouterMessage> reports; // for the driver, in this order
+    log_lines log;
+    std::string to_router; // bytes to be written
+    std::string failure;   // not empty: this connection is of no use any more, and why
+};
+
+// The connection stands: begins to read the router's state. `us_per_byte` is a serial line's pace, else 0.
+void session_connected(session& session, std::uint64_t us_per_byte, std::uint64_t now, reaction& reaction);
+
+// The connection is gone: everything is unknown, and takes under way are given up.
+void session_lost(session& session, reaction& reaction);
+
+// Takes in what the router sent.
+void take_router_bytes(session& session, std::string_view bytes, std::uint64_t now, reaction& reaction);
+
+// Does what is due at `now`, and ends each pass: also writes the next command and reports what has changed.
+void run_due(session& session, std::uint64_t now, reaction& reaction);
+
+// When run_due has something to do; nothing while offline.
+std::optional<std::uint64_t> next_due_time(const session& session);
+
+// The levels as the settings group them now; tells the driver everything again.
+void regroup_levels(session& session, reaction& reaction);
+
+// Puts takes, each for crosspoints the router has, into the queue, in place of those that they supersede.
+void queue_takes(session& session, std::vector<crosspoint_take> takes, std::uint64_t now);

@@ -1,0 +1,148 @@
+#include "session_answers.h"
+
+#include "commands.h"
+#include "session_start.h"
+#include "take_commands.h"
+
+#include <algorithm>
+
+namespace {
+
+const reply& part_of_kind(const std::vector<reply>& parts, reply_kind kind) {
+    return *std::find_if(parts.begin(), parts.end(), [&](const reply& part) { return part.kind == kind; });
+}
+
+void refuse_command(session& session, const command& refused, const std::string& text, reaction& reaction) {
+    switch (refused.kind) {
+    case command_kind::take:
+        refuse_take(session, refused, text, reaction);
+        break;
+    case command_kind::verify: // an output cannot be read singly
+        std::erase(session.letters, 'O');
+        enqueue(session.queue, status_command(session));
+        break;
+    case command_kind::size:
+    case command_kind::status:
+        reaction.failure = "the router refuses " + refused.text + ": " + text;
+        break;
+    case command_kind::reports:
+        add_log_line(reaction.log, "WARN",
+                     "the router does not tell changes, they are seen every 30 seconds: " + text);
+        break;
+    default: // it is of use, but not needed
+        add_log_line(reaction.log, "NOTE", "the router refuses " + refused.text + ": " + text);
+    }
+}
+
+void take_answer(session& session, const std::vector<reply>& parts, std::uint64_t now, reaction& reaction) {
+    const answer verdict = judge_answer(session.queue, parts);
+    if (verdict == answer::not_ours) {
+        return;
+    }
+    const bool repeated = session.queue.repeated;
+    const command ended = take_outstanding(session.queue, verdict == answer::done ? now : 0);
+    if (verdict == answer::refused) {
+        refuse_command(session, ended, part_of_kind(parts, reply_kind::error).text, reaction);
+    } else {
+        if (ended.kind == command_kind::status || ended.kind == command_kind::verify) {
+            session.queue.status_without_ok = false;
+        }
+        finish_command(session, ended, parts, now, reaction);
+    }
+    // What was written twice may be answered twice.
+    if (repeated && session.phase == session_phase::ready) {
+        enqueue_first(session.queue, plain_command(command_kind::resync));
+    }
+}
+
+void take_routing(session& session, const reply& part) {
+    for (const seen_crosspoint& seen : apply_routing(session.picture, part)) {
+        note_seen(session.queue, seen.output, seen.level);
+        if (seen.changed) {
+            session.changed.insert(seen.output);
+        }
+        if (note_shown(session.awaited, seen)) {
+            session.awaited.erase(seen.output);
+            session.changed.insert(seen.output);
+        }
+    }
+}
+
+// Garbage may have been a report or an answer: the state is read again.
+void note_garbage(session& session, const std::string& what, std::uint64_t now, reaction& reaction) {
+    const bool is_told = session.garbage_at != 0 && now < session.garbage_at + garbage_period_us;
+    if (is_told || session.phase != session_phase::ready) {
+        return;
+    }
+    session.garbage_at = now;
+    add_log_line(reaction.log, "WARN", "the router sent what cannot be read: " + what);
+    enqueue(session.queue, plain_command(command_kind::resync));
+    session.status_due = now;
+}
+
+void note_unreadable_parts(session& session, const std::vector<reply>& parts, std::uint64_t now,
+                           reaction& reaction) {
+    constexpr std::size_t most_shown = 40;
+    for (const reply& part : parts) {
+        if (part.kind == reply_kind::unreadable) {
+            note_garbage(session, "'" + part.text.substr(0, most_shown) + "'", now, reaction);
+        }
+    }
+}
+
+} // namespace
+
+void finish_command(session& session, const command& done, const std::vector<reply>& parts, std::uint64_t now,
+                    reaction& reaction) {
+    switch (done.kind) {
+    case command_kind::letters:
+        session.letters = part_of_kind(parts, reply_kind::letters).text;
+        break;
+    case command_kind::model:
+        session.model = part_of_kind(parts, reply_kind::model).text;
+        break;
+    case command_kind::size:
+        take_over_size(session, part_of_kind(parts, reply_kind::size), reaction);
+        break;
+    case command_kind::resync:
+        if (!same_size(session.picture, part_of_kind(parts, reply_kind::size))) {
+            begin_anew(session, "the router's size has changed", reaction);
+        }
+        break;
+    case command_kind::status:
+        session.status_due = now + status_period_us;
+        if (session.phase == session_phase::reading) {
+            become_ready(session, now, reaction);
+        }
+        break;
+    case command_kind::take:
+        finish_take(session, done);
+        break;
+    case command_kind::link_test:
+    case command_kind::reports:
+    case command_kind::verify:
+        break;
+    }
+}
+
+void take_string(session& session, std::uint64_t now, reaction& reaction) {
+    const std::vector<reply> parts = parse_replies(session.reader.content);
+    const auto is_reset = [](const reply& part) { return part.kind == reply_kind::reset; };
+    if (std::any_of(parts.begin(), parts.end(), is_reset)) {
+        begin_anew(session, "the router has restarted", reaction);
+        return;
+    }
+    for (const reply& part : parts) {
+        take_routing(session, part);
+    }
+    take_answer(session, parts, now, reaction);
+    note_unreadable_parts(session, parts, now, reaction);
+}
+
+void note_stray_bytes(session& session, std::uint64_t now, reaction& reaction) {
+    const std::size_t count = session.reader.stray - session.stray_told;
+    session.stray_told = session.reader.stray;
+    if (count > 0) {
+        note_garbage(session, std::to_string(count) + " bytes outside of a string", now, reaction);
+    }
+}

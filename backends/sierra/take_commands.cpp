@@ -1,0 +1,206 @@
+#include "take_commands.h"
+
+#include "commands.h"
+
+#include <algorithm>
+
+namespace {
+
+command command_of(std::vector<crosspoint_take> takes, std::uint64_t wanted_since) {
+    command result = plain_command(command_kind::take);
+    result.takes = std::move(takes);
+    result.text = take_request(result.takes);
+    result.wanted_since = wanted_since;
+    return result;
+}
+
+std::vector<int> outputs_of(const std::vector<crosspoint_take>& takes) {
+    std::set<int> outputs;
+    for (const crosspoint_take& take : takes) {
+        outputs.insert(take.output);
+    }
+    return {outputs.begin(), outputs.end()};
+}
+
+std::string shown_outputs(const std::vector<int>& outputs) {
+    constexpr std::size_t most_shown = 12;
+    std::string text = outputs.size() == 1 ? "output" : "outputs";
+    for (std::size_t index = 0; index < std::min(outputs.size(), most_shown); ++index) {
+        text += (index == 0 ? " " : ", ") + std::to_string(outputs[index]);
+    }
+    return outputs.size() > most_shown ? text + " and more" : text;
+}
+
+void warn_of(reaction& reaction, const std::vector<int>& outputs, const std::string& text) {
+    add_log_line(reaction.log, "WARN", shown_outputs(outputs) + ": " + text);
+}
+
+bool switches_same(const crosspoint_take& earlier, const std::vector<crosspoint_take>& later) {
+    return std::any_of(later.begin(), later.end(),
+                       [&](const auto& take) { return touches(take, earlier.output, earlier.level); });
+}
+
+// A route that a newer one replaces is never sent.
+void remove_superseded(command_queue& queue, const std::vector<crosspoint_take>& takes) {
+    for (command& waiting : queue.waiting) {
+        const auto superseded = [&](const auto& earlier) { return switches_same(earlier, takes); };
+        const auto end = std::remove_if(waiting.takes.begin(), waiting.takes.end(), superseded);
+        waiting.takes.erase(end, waiting.takes.end());
+        if (waiting.kind == command_kind::take) {
+            waiting.text = take_request(waiting.takes);
+        }
+    }
+    const auto empty = [](const command& waiting) {
+        return waiting.kind == command_kind::take && waiting.takes.empty();
+    };
+    queue.waiting.erase(std::remove_if(queue.waiting.begin(), queue.waiting.end(), empty),
+                        queue.waiting.end());
+}
+
+// Where the string that begins at `begin` ends: the takes of one output stay together.
+std::size_t string_end(const std::vector<crosspoint_take>& takes, std::size_t begin) {
+    std::size_t end = std::min(begin + most_takes_in_string, takes.size());
+    while (end < takes.size() && takes[end].output == takes[end - 1].output) {
+        ++end;
+    }
+    return end;
+}
+
+void stop_waiting(session& session, const std::vector<crosspoint_take>& takes) {
+    // An output that a newer take wants otherwise goes on waiting.
+    for (const int output : outputs_of(not_shown(session.awaited, takes))) {
+        session.awaited.erase(output);
+    }
+}
+
+std::vector<crosspoint_take> take_all_waiting(command_queue& queue, std::uint64_t wanted_before) {
+    std::vector<crosspoint_take> takes;
+    const auto is_old = [&](const command& waiting) {
+        const bool old = waiting.kind == command_kind::take && waiting.wanted_since <= wanted_before;
+        if (old) {
+            takes.insert(takes.end(), waiting.takes.begin(), waiting.takes.end());
+        }
+        return old;
+    };
+    queue.waiting.erase(std::remove_if(queue.waiting.begin(), queue.waiting.end(), is_old),
+                        queue.waiting.end());
+    return takes;
+}
+
+std::uint64_t longest_wait(const session& session) {
+    return session.queue.us_per_byte == 0 ? oldest_take_us : oldest_line_take_us;
+}
+
+} // namespace
+
+void queue_takes(session& session, std::vector<crosspoint_take> takes, std::uint64_t now) {
+    remove_superseded(session.queue, takes);
+    const int levels = static_cast<int>(session.picture.levels.size());
+    await_takes(session.awaited, takes, levels, now + confirmation_us);
+    const auto by_output = [](const auto& one, const auto& other) { return one.output < other.output; };
+    std::stable_sort(takes.begin(), takes.end(), by_output);
+    for (std::size_t begin = 0; begin < takes.size();) {
+        const std::size_t end = string_end(takes, begin);
+        const auto first = takes.begin() + static_cast<std::ptrdiff_t>(begin);
+        enqueue(session.queue, command_of({first, takes.begin() + static_cast<std::ptrdiff_t>(end)}, now));
+        begin = end;
+    }
+}
+
+void finish_take(session& session, const command& take) {
+    const std::vector<int> outputs = outputs_of(not_shown(session.awaited, take.takes));
+    if (!outputs.empty()) {
+        enqueue_first(session.queue, verify_command(session, outputs));
+    }
+}
+
+void refuse_take(session& session, const command& take, const std::string& text, reaction& reaction) {
+    const std::vector<int> outputs = outputs_of(take.takes);
+    const std::vector<crosspoint_take> left = not_shown(session.awaited, take.takes);
+    if (outputs.size() == 1 || left.empty()) {
+        warn_of(reaction, outputs, "the router refuses the take: " + text);
+        for (const int output : outputs_of(left)) {
+            session.awaited[output].refused = true;
+        }
+        enqueue_first(session.queue, verify_command(session, outputs));
+        return;
+    }
+    std::vector<int> single_outputs = outputs_of(left);
+    std::reverse(single_outputs.begin(), single_outputs.end()); // each is put in front
+    for (const int output : single_outputs) {
+        std::vector<crosspoint_take> single;
+        std::copy_if(left.begin(), left.end(), std::back_inserter(single),
+                     [&](const auto& entry) { return entry.output == output; });
+        enqueue_first(session.queue, command_of(std::move(single), take.wanted_since));
+    }
+}
+
+void repeat_take(session& session, reaction& reaction) {
+    command& take = *session.queue.outstanding;
+    take.takes = not_shown(session.awaited, take.takes);
+    if (take.takes.empty()) {
+        take_outstanding(session.queue, 0);
+        enqueue_first(session.queue, plain_command(command_kind::resync));
+        return;
+    }
+    take.text = take_request(take.takes);
+    reaction.to_router += take.text;
+}
+
+void give_up_take(session& session, const command& take, reaction& reaction) {
+    const std::vector<int> outputs = outputs_of(take.takes);
+    warn_of(reaction, outputs, "the router does not answer to the take");
+    stop_waiting(session, take.takes);
+    enqueue_first(session.queue, verify_command(session, outputs));
+    enqueue_first(session.queue, plain_command(command_kind::resync));
+}
+
+void expire_takes(session& session, std::uint64_t now, reaction& reaction) {
+    const std::uint64_t longest = longest_wait(session);
+    const auto dropped = take_all_waiting(session.queue, now > longest ? now - longest : 0);
+    if (!dropped.empty()) {
+        stop_waiting(session, dropped);
+        warn_of(reaction, outputs_of(dropped), "take dropped, the router was busy for too long");
+    }
+    std::vector<int> others;
+    for (auto entry = session.awaited.begin(); entry != session.awaited.end();) {
+        if (entry->second.deadline > now) {
+            ++entry;
+            continue;
+        }
+        if (entry->second.seen) {
+            others.push_back(entry->first);
+            session.changed.insert(entry->first);
+        }
+        entry = session.awaited.erase(entry);
+    }
+    if (!others.empty()) {
+        warn_of(reaction, others, "the router shows another source than was taken");
+    }
+}
+
+std::optional<std::uint64_t> next_take_expiry(const session& session) {
+    std::optional<std::uint64_t> next;
+    for (const auto& [output, awaited] : session.awaited) {
+        next = std::min(next.value_or(awaited.deadline), awaited.deadline);
+    }
+    for (const command& waiting : session.queue.waiting) {
+        if (waiting.kind == command_kind::take) {
+            const std::uint64_t dropped_at = waiting.wanted_since + longest_wait(session);
+            next = std::min(next.value_or(dropped_at), dropped_at);
+        }
+    }
+    return next;
+}
+
+void drop_all_takes(session& session, const std::string& reason, reaction& reaction) {
+    std::vector<crosspoint_take> takes = take_all_waiting(session.queue, UINT64_MAX);
+    if (session.queue.outstanding) {
+        const auto& under_way = session.queue.outstanding->takes;
+        takes.insert(takes.end(), under_way.begin(), under_way.end());
+    }
+    if (!takes.empty()) {
+        warn_of(reaction, outputs_of(takes), "take given up, " + reason);
+    }
+    session.awaited.clear();
+}
