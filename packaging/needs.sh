@@ -28,10 +28,9 @@ need_packages() {
 }
 
 build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev)
-test_packages=(libgtest-dev libgmock-dev python3-minimal libpython3-stdlib pkg-config groff-base)
+test_packages=(libgtest-dev libgmock-dev python3-minimal libpython3-stdlib pkg-config groff-base systemd)
 package_packages=(dpkg-dev file gzip)
 package_test_packages=(debootstrap lintian pkg-config procps)
-test_packages=(libgtest-dev libgmock-dev python3-minimal libpython3-stdlib pkg-config systemd)
 lint_packages=(clang clang-format clang-tidy cppcheck)
 fuzz_packages=(clang libclang-rt-14-dev)
 bench_packages=(redis-server valgrind libbenchmark-dev)
