@@ -9,7 +9,7 @@
 #   ./test.sh coverage  the share of lines that the tests run, by folder
 #   ./test.sh valgrind  the units and the driver under memcheck: some minutes
 #   ./test.sh packages  the Debian packages on a fresh Debian 12: installed, run, upgraded, removed; some minutes, as root
-#   ./test.sh lint      formatting, clang's build and clang-tidy, instead of tests
+#   ./test.sh lint      formatting, cppcheck, clang's build and clang-tidy, instead of tests
 set -euo pipefail
 cd "$(dirname "$0")"
 . packaging/needs.sh

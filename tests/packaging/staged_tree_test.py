@@ -70,7 +70,8 @@ class StagedTree(unittest.TestCase):
         )
 
     def test_programs_and_documents_are_where_a_system_looks(self):
-        for name in ("vrdx_routedriver", "vrdx_routectl", "vrdx_backend_check", "vrdx_route_simulator"):
+        backends = ("vrdx_route_simulator", "vrdx_route_videohub", "vrdx_route_sierra_video_aspen_hdsdi")
+        for name in ("vrdx_routedriver", "vrdx_routectl", "vrdx_backend_check", *backends):
             self.assertTrue(os.access(self.staged("bin", name), os.X_OK), name)
         for package in ("vrdx-routedriver", "libvrdx-endpoint-dev"):
             self.assertIn("MIT License", self.read_staged("share", "doc", package, "copyright"))
@@ -79,6 +80,9 @@ class StagedTree(unittest.TestCase):
         for page in glob.glob(f"{SOURCE}/docs/*.md"):
             name = os.path.basename(page)
             installed = self.staged("share", "doc", "vrdx-routedriver", "docs", name)
+            self.assertTrue(os.path.exists(installed), name)
+        for name in ("videohub.item", "sierra.item", "serial-line.conf"):
+            installed = self.staged("share", "doc", "vrdx-routedriver", "examples", name)
             self.assertTrue(os.path.exists(installed), name)
 
     def test_manual_and_completion_are_where_a_system_looks(self):
