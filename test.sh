@@ -21,12 +21,12 @@ build() {
     cmake --build --preset "$1" -- -j "$jobs"
 }
 
-# More at once than there are cores: the tests of the process mostly wait.
+# Far more at once than there are cores: the tests of the process mostly wait.
 run_tests() {
     local preset=$1
     shift
     echo "--- tests, $preset"
-    ctest --preset "$preset" -j $((jobs * 2)) --no-tests=error "$@"
+    ctest --preset "$preset" -j $((jobs * 3)) --no-tests=error "$@"
 }
 
 lint() {
@@ -100,7 +100,9 @@ lint)
     build sanitize
     filter=()
     [ -n "${1-}" ] && filter=(-R "$1")
-    run_tests release "${filter[@]}"
-    run_tests sanitize "${filter[@]}"
+    failed=0
+    run_tests release "${filter[@]}" || failed=1
+    run_tests sanitize "${filter[@]}" || failed=1
+    exit "$failed"
     ;;
 esac

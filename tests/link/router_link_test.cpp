@@ -40,6 +40,9 @@ TEST_F(Link, ConnectsToAnAddress) {
 
 // A name may have several addresses ("::1" before "127.0.0.1"), of which only one is served.
 TEST_F(Link, ConnectsToAName) {
+    if (access("/etc/hosts", R_OK) != 0) {
+        GTEST_SKIP() << "this machine has no name for itself";
+    }
     const listening_port router;
     router.listen_now();
     set_link_target_tcp(link, "localhost", router.port(), 60 * second);

@@ -19,7 +19,9 @@ class SerialLine : public testing::Test {
 protected:
     void SetUp() override {
         router = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
-        ASSERT_GE(router, 0);
+        if (router < 0) {
+            GTEST_SKIP() << "no pseudo-terminals here";
+        }
         ASSERT_EQ(grantpt(router), 0);
         ASSERT_EQ(unlockpt(router), 0);
         char name[128];
@@ -28,7 +30,9 @@ protected:
     }
 
     void TearDown() override {
-        close(router);
+        if (router >= 0) {
+            close(router);
+        }
         if (line >= 0) {
             close(line);
         }
