@@ -5,6 +5,8 @@
 #include <limits>
 #include <memory>
 #include <random>
+#include <sys/socket.h>
+#include <termios.h>
 #include <unistd.h>
 
 namespace {
@@ -25,6 +27,22 @@ void close_link(router_link& link) {
     link.unsent.clear();
 }
 
+// The kernel would go on to deliver what was written, though the takes in it were given up: it is to throw
+// that away. What a socket or a serial line does not know fails without harm.
+void discard_in_kernel(const router_link& link) {
+    const linger at_once = {1, 0};
+    setsockopt(link.fd, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+    tcflush(link.fd, TCIOFLUSH);
+}
+
+// Closes an open link without leaving anything on its way.
+void abort_link(router_link& link) {
+    if (link.fd >= 0) {
+        discard_in_kernel(link);
+    }
+    close_link(link);
+}
+
 // Each failure is said once until the link was connected again: not per try.
 void say_failure(router_link& link, const std::string& failure) {
     if (link.said_connected) {
@@ -40,7 +58,7 @@ void wait_for_next_try(router_link& link, const std::string& failure, std::uint6
     if (link.sound_since != 0 && now - link.sound_since >= link.delay.longest_us) {
         reset_reconnect_delay(link.delay);
     }
-    close_link(link);
+    abort_link(link);
     say_failure(link, failure);
     link.sound_since = 0;
     link.state = link_state::waiting;
@@ -48,7 +66,7 @@ void wait_for_next_try(router_link& link, const std::string& failure, std::uint6
 }
 
 void set_target(router_link& link, const std::string& name, bool any) {
-    close_link(link);
+    abort_link(link);
     link.name = name;
     link.state = any ? link_state::waiting : link_state::idle;
     link.due = 0;

@@ -80,7 +80,8 @@ void flush_link(router_link& link, std::uint64_t now);
 // Queues `text` for the router. False, with nothing queued, when the link is not open or its queue is full.
 bool send_to_router(router_link& link, std::string_view text);
 
-// Closes an open connection because of `failure`, which is logged, and opens it again after a wait.
+// Closes an open connection because of `failure`, which is logged, and opens it again after a wait. What was
+// sent and has not left yet is thrown away; a router on TCP sees a reset.
 void drop_link(router_link& link, const std::string& failure, std::uint64_t now);
 
 // The protocol says that the router has answered sensibly: logged as connected, once. A connection that stays

@@ -38,6 +38,13 @@ void begin_attempt(tcp_opening& opening, std::uint64_t now) {
     }
 }
 
+// A take must not arrive late: what the router has not acknowledged by now breaks the connection, instead of
+// being sent again for minutes while the cable is out.
+void bound_delivery(int fd) {
+    const unsigned int longest_ms = 2000;
+    setsockopt(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &longest_ms, sizeof longest_ms);
+}
+
 // A connection to a port of this machine that nobody serves may by chance end at itself.
 bool is_connected_to_itself(int fd) {
     sockaddr_storage ours = {};
@@ -100,6 +107,7 @@ opening_result continue_tcp_opening(tcp_opening& opening, std::uint64_t now, int
                 return opening_result::pending;
             }
             if (error == 0) {
+                bound_delivery(opening.fd); // not earlier: it would end the connecting, too
                 *connected = opening.fd;
                 opening.fd = -1;
                 opening.addresses.clear();

@@ -1,6 +1,9 @@
 // What goes over an open link, and its bounds.
 #include "link_fixture.h"
 
+#include <cerrno>
+#include <netinet/tcp.h>
+
 using testing::Contains;
 using testing::HasSubstr;
 
@@ -101,4 +104,62 @@ TEST_F(Link, UnsentTextDiesWithItsConnection) {
     char byte = 0;
     EXPECT_EQ(read(peer, &byte, 1), -1); // nothing came
     EXPECT_EQ(link.connections, 2U);
+}
+
+namespace {
+
+// Reads to the end of the connection: how many bytes came, and in *error how it ended, 0 for an orderly end.
+std::size_t read_to_the_end(int fd, int* error) {
+    std::size_t total = 0;
+    char bytes[8192];
+    ssize_t count = 0;
+    while ((count = read(fd, bytes, sizeof bytes)) > 0) {
+        total += static_cast<std::size_t>(count);
+    }
+    *error = count < 0 ? errno : 0;
+    return total;
+}
+
+} // namespace
+
+TEST_F(Link, WhatTheKernelHasNotDeliveredDiesWithItsConnection) {
+    const listening_port router;
+    router.listen_now();
+    set_link_target_tcp(link, "127.0.0.1", router.port(), 60000000);
+    wait_for_state(link_state::open);
+    peer = router.accept_one();
+    const std::string text(most_link_unsent, 'x');
+    std::size_t written = 0;
+    while (link.unsent.empty()) { // until the peer, which does not read, has filled the kernel's buffers
+        ASSERT_TRUE(send_to_router(link, text));
+        flush_link(link, now);
+        written += text.size() - link.unsent.size();
+    }
+    drop_link(link, "silent", now);
+    int error = 0;
+    EXPECT_LT(read_to_the_end(peer, &error), written);
+    EXPECT_EQ(error, ECONNRESET);
+}
+
+TEST_F(Link, AnotherTargetResetsTheOldConnection) {
+    const listening_port router;
+    router.listen_now();
+    set_link_target_tcp(link, "127.0.0.1", router.port(), 60000000);
+    wait_for_state(link_state::open);
+    peer = router.accept_one();
+    set_link_target_tcp(link, "", 0, 0);
+    int error = 0;
+    read_to_the_end(peer, &error);
+    EXPECT_EQ(error, ECONNRESET);
+}
+
+TEST_F(Link, WhatIsNotAcknowledgedForTwoSecondsBreaksTheConnection) {
+    const listening_port router;
+    router.listen_now();
+    set_link_target_tcp(link, "127.0.0.1", router.port(), 60000000);
+    wait_for_state(link_state::open);
+    unsigned int longest_ms = 0;
+    socklen_t size = sizeof longest_ms;
+    ASSERT_EQ(getsockopt(link.fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &longest_ms, &size), 0);
+    EXPECT_EQ(longest_ms, 2000U);
 }
