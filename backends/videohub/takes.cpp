@@ -110,12 +110,16 @@ int source_of(const videohub_conversation& conversation, int output) {
     return conversation.model.outputs[static_cast<std::size_t>(output)].source;
 }
 
-// Once all of it is confirmed, nothing depends on a block's answer any more.
-void release_confirmed_blocks(videohub_conversation& conversation) {
+bool is_take(const sent_block& block) {
+    return block.kind == sent_block::take;
+}
+
+// The block that took `output` last has been confirmed there. Once all of it is, nothing depends on its
+// answer any more. A take that was only waited for too long is not confirmed: its block still needs the
+// answer.
+void note_confirmed(videohub_conversation& conversation, int output) {
     for (sent_block& block : conversation.unanswered) {
-        const auto is_open = [&](int output) { return conversation.unconfirmed.contains(output); };
-        if (block.kind == sent_block::take &&
-            std::none_of(block.outputs.begin(), block.outputs.end(), is_open)) {
+        if (is_take(block) && block.outputs.erase(output) > 0 && block.outputs.empty()) {
             block.kind = sent_block::other;
         }
     }
@@ -136,7 +140,6 @@ void route_output(videohub_conversation& conversation, const TavrixAPIRouterMess
 }
 
 void send_waiting_takes(videohub_conversation& conversation, std::uint64_t now) {
-    const auto is_take = [](const sent_block& block) { return block.kind == sent_block::take; };
     if (conversation.waiting.empty() ||
         std::any_of(conversation.unanswered.begin(), conversation.unanswered.end(), is_take)) {
         return;
@@ -192,6 +195,7 @@ void hear_routing(videohub_conversation& conversation, const std::vector<int>& o
         }
         if (take != conversation.unconfirmed.end()) {
             conversation.unconfirmed.erase(take);
+            note_confirmed(conversation, output);
         }
         if (!conversation.waiting.contains(output)) {
             settled.insert(output);
@@ -200,7 +204,6 @@ void hear_routing(videohub_conversation& conversation, const std::vector<int>& o
     if (conversation.state == conversation_state::ready) {
         report_sources(conversation, settled);
     }
-    release_confirmed_blocks(conversation);
 }
 
 void expire_takes(videohub_conversation& conversation, std::uint64_t now) {
@@ -240,6 +243,11 @@ void give_up_takes(videohub_conversation& conversation, const std::string& why) 
     outputs.merge(outputs_of(conversation.unconfirmed));
     conversation.waiting.clear();
     conversation.unconfirmed.clear();
+    for (sent_block& block : conversation.unanswered) {
+        if (is_take(block)) {
+            block.kind = sent_block::other; // a new device is not to wait for the old one's answer
+        }
+    }
     if (!outputs.empty()) {
         warn(conversation, "take to " + shown_outputs(outputs) + " given up: " + why);
     }

@@ -202,6 +202,42 @@ TEST_F(VideohubConversation, UnansweredTakeBreaksTheConnection) {
     EXPECT_EQ(conversation.failure, "it does not answer");
 }
 
+TEST_F(VideohubConversation, UnansweredTakeBreaksTheConnectionOfARouterThatTalksOn) {
+    become_ready();
+    take("0", "2");
+    for (int n = 0; n < 10; ++n) {
+        EXPECT_EQ(conversation.failure, "");
+        wait(1 * second);
+        router_says("OUTPUT LABELS:\n2 Live\n\n");
+    }
+    EXPECT_EQ(conversation.failure, "it does not answer");
+}
+
+TEST_F(VideohubConversation, TakeThatIsNotWaitedForAnyMoreIsStillToBeAnswered) {
+    become_ready();
+    take("0", "2");
+    sent();
+    wait(2 * second);
+    router_says("OUTPUT LABELS:\n2 Live\n\n");
+    take("2", "3");
+    EXPECT_EQ(sent(), "");
+    router_says("NAK\n\n");
+    EXPECT_THAT(conversation.log, Contains("<WARN>the router refused the take to output 1"));
+    EXPECT_EQ(sent(), "VIDEO OUTPUT ROUTING:\n2 3\n\n");
+}
+
+TEST_F(VideohubConversation, HalfConfirmedBlockIsRefusedForTheOtherHalf) {
+    become_ready();
+    add_take("0", "2");
+    add_take("2", "2");
+    flush();
+    router_says("VIDEO OUTPUT ROUTING:\n0 2\n\n");
+    told();
+    router_says("NAK\n\n");
+    EXPECT_THAT(conversation.log, ElementsAre("<WARN>the router refused the take to output 3"));
+    EXPECT_THAT(told(), ElementsAre("outputs o2.input.all=1"));
+}
+
 TEST_F(VideohubConversation, AnswersBelongToTheirBlocksInOrder) {
     become_ready();
     wait(15 * second); // a PING
@@ -256,6 +292,17 @@ TEST_F(VideohubConversation, AnotherDeviceEndsTheTakesOfTheOldOne) {
     router_says("VIDEOHUB DEVICE:\nDevice present: true\nVideo inputs: 1\nVideo outputs: 1\n\nNAK\n\n");
     EXPECT_THAT(told(), IsEmpty());
     EXPECT_THAT(conversation.log, Contains(HasSubstr("take to output 3 given up")));
+}
+
+TEST_F(VideohubConversation, AnotherDeviceDoesNotWaitForTheAnswerOfTheOldOne) {
+    become_ready();
+    take("2", "2");
+    router_says("VIDEOHUB DEVICE:\nDevice present: true\nVideo inputs: 4\nVideo outputs: 2\n\n" +
+                whole_state_text);
+    ASSERT_EQ(conversation.state, conversation_state::ready);
+    sent();
+    take("0", "1");
+    EXPECT_EQ(sent(), "VIDEO OUTPUT ROUTING:\n0 1\n\n");
 }
 
 TEST_F(VideohubConversation, NamesAreSentAsLabelsAndShownOnceTheRouterShowsThem) {
