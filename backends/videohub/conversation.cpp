@@ -56,11 +56,17 @@ void ask_for_what_is_missing(videohub_conversation& conversation, std::uint64_t 
     }
 }
 
+// A router that tells changes all the time is never quiet: by this time it has told what it tells by itself.
+std::uint64_t longest_prelude(const videohub_conversation& conversation) {
+    return conversation.opened + 2 * conversation.periods.ask_us;
+}
+
 // A device that is attached again may not tell all by itself, and a router may have no labels.
 void continue_reading(videohub_conversation& conversation, std::uint64_t now) {
     const std::uint64_t quiet = now - conversation.last_heard;
-    become_ready_when_complete(conversation, quiet >= conversation.periods.quiet_us);
-    if (!is_incomplete(conversation) || quiet < conversation.periods.ask_us) {
+    const bool long_enough = now >= longest_prelude(conversation);
+    become_ready_when_complete(conversation, long_enough || quiet >= conversation.periods.quiet_us);
+    if (!is_incomplete(conversation) || (!long_enough && quiet < conversation.periods.ask_us)) {
         return;
     }
     if (conversation.asked == 0) {
@@ -88,10 +94,11 @@ void forget_unanswered(videohub_conversation& conversation, std::uint64_t now) {
 // The next moment at which continue_reading() may find something to do.
 std::uint64_t next_reading_time(const videohub_conversation& conversation, std::uint64_t now) {
     std::uint64_t next = never;
-    for (const std::uint64_t time : {conversation.last_heard + conversation.periods.quiet_us,
-                                     conversation.last_heard + conversation.periods.ask_us,
-                                     conversation.asked + conversation.periods.ask_us,
-                                     conversation.opened + conversation.periods.silence_us}) {
+    for (const std::uint64_t time :
+         {conversation.last_heard + conversation.periods.quiet_us,
+          conversation.last_heard + conversation.periods.ask_us,
+          conversation.asked + conversation.periods.ask_us, longest_prelude(conversation),
+          conversation.opened + conversation.periods.silence_us}) {
         next = time > now ? std::min(next, time) : next;
     }
     return next;

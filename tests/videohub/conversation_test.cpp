@@ -29,6 +29,40 @@ TEST_F(VideohubConversation, OldRouterIsCompleteAfterAShortQuietTime) {
     EXPECT_EQ(told().size(), 3U);
 }
 
+TEST_F(VideohubConversation, OldRouterThatIsNeverQuietIsCompleteAfterFourSeconds) {
+    router_says("PROTOCOL PREAMBLE:\nVersion: 2.3\n\n" + device_text + labels_text + routing_text);
+    for (int n = 0; n < 20; ++n) {
+        EXPECT_EQ(conversation.state, conversation_state::reading);
+        wait(200 * ms);
+        router_says("VIDEO OUTPUT ROUTING:\n0 1\n\n");
+    }
+    EXPECT_EQ(conversation.state, conversation_state::ready);
+    EXPECT_EQ(sent(), "");
+}
+
+TEST_F(VideohubConversation, RouterThatIsNeverQuietIsAskedForWhatIsMissing) {
+    router_says(preamble_text + device_text + routing_text);
+    for (int n = 0; n < 20; ++n) {
+        EXPECT_EQ(sent(), "");
+        wait(200 * ms);
+        router_says("VIDEO OUTPUT ROUTING:\n0 1\n\n");
+    }
+    EXPECT_THAT(sent(), HasSubstr("INPUT LABELS:\n\n"));
+    for (int n = 0; n < 10; ++n) {
+        EXPECT_EQ(conversation.state, conversation_state::reading);
+        wait(200 * ms);
+        router_says("VIDEO OUTPUT ROUTING:\n0 1\n\n");
+    }
+    EXPECT_EQ(conversation.state, conversation_state::ready);
+}
+
+TEST_F(VideohubConversation, EndOfTheLongestPreludeIsAMomentToWakeAt) {
+    router_says("PROTOCOL PREAMBLE:\nVersion: 2.3\n\n" + device_text + labels_text + routing_text);
+    now += 3900 * ms;
+    hear_router(conversation, "VIDEO OUTPUT ROUTING:\n0 1\n\n", now);
+    EXPECT_EQ(next_conversation_time(conversation, now), now + 100 * ms);
+}
+
 TEST_F(VideohubConversation, AsksOnceForWhatIsMissing) {
     router_says(preamble_text + device_text + routing_text);
     wait(2 * second);
