@@ -5,8 +5,9 @@
 
 #include <string>
 
-// Writes `line` and a line feed to standard error. Waits while the driver is slow to read, so that no line is
-// lost; a log that nobody reads any more is dropped.
+// Writes `line` and a line feed to standard error. Waits for a driver that is slow to read, but no longer
+// than a second: then the line is dropped, and those after it without a wait until one gets through. SIGPIPE
+// must be ignored; a log that nobody reads any more is dropped.
 void print_log_line(std::string line);
 
 // Prints all lines of `log` and empties it.
