@@ -10,3 +10,6 @@ using log_lines = std::vector<std::string>; // "<TAG>text" each, without a line 
 // Appends one line. `tag` is "ERR", "WARN", "INFO" or "NOTE"; control characters in `text` become blanks, so
 // that what a client sent cannot begin a line of its own.
 void add_log_line(log_lines& log, std::string_view tag, std::string_view text);
+
+// `text` in quotation marks, cut off after 60 bytes: for what a client sent, so that it cannot fill the log.
+std::string quoted(std::string_view text);

@@ -7,15 +7,10 @@
 
 namespace {
 
-constexpr std::size_t longest_quoted = 60;
 constexpr std::size_t most_collected = 65536; // far more than any router has crosspoints to take
 
 void warn(reaction& reaction, const std::string& text) {
     add_log_line(reaction.log, "WARN", text);
-}
-
-std::string quoted(const std::string& text) {
-    return "'" + text.substr(0, longest_quoted) + "'";
 }
 
 const std::string& field(const TavrixAPIRouterMessage& message, const std::string& name) {

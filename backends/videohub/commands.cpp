@@ -9,7 +9,7 @@ void on_report(videohub_conversation& conversation, const TavrixAPIRouterMessage
     const auto entry = message.fields.find("what");
     const std::string what = entry == message.fields.end() ? "" : entry->second;
     if (what != "outputs" && what != "inputs") {
-        warn(conversation, "report of the unknown '" + what + "' skipped");
+        warn(conversation, "report of the unknown " + quoted(what) + " skipped");
     } else if (conversation.state != conversation_state::ready) {
         return; // nothing is shown that the router has not told
     } else if (what == "outputs") {
@@ -31,6 +31,6 @@ void handle_driver_message(videohub_conversation& conversation, const TavrixAPIR
         set_labels(conversation, message, now);
     } else {
         warn(conversation,
-             "unknown message '" + message.command + "' of type '" + message.type + "' skipped");
+             "unknown message " + quoted(message.command) + " of type " + quoted(message.type) + " skipped");
     }
 }

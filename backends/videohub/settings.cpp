@@ -11,6 +11,7 @@ namespace {
 constexpr std::string_view blanks = " \t\r\n\v\f";
 constexpr int longest_ms = 600000;
 constexpr int highest_port = 65535;
+constexpr std::size_t longest_shown = 60; // bytes of a value in the log
 
 std::string_view without_outer_blanks(std::string_view text) {
     const auto first = text.find_first_not_of(blanks);
@@ -53,7 +54,8 @@ std::optional<int> read_number(const number_setting& setting, const std::string&
         return number;
     }
     std::string text = "setting ";
-    text.append(setting.name).append(" = ").append(value).append(" is malformed, ").append(consequence);
+    text.append(setting.name).append(" = ").append(value.substr(0, longest_shown));
+    text.append(" is malformed, ").append(consequence);
     add_log_line(log, "ERR", text);
     return std::nullopt;
 }

@@ -26,9 +26,10 @@ void collect_take(videohub_conversation& conversation, const TavrixAPIRouterMess
     const std::optional<int> input = source == "none" ? std::optional(no_source) : whole_number(source);
     const std::optional<int> output = whole_number(field(message, "to output"));
     if (!input || *input < no_source) {
-        warn(conversation, "take from the unreadable input '" + source + "' skipped");
+        warn(conversation, "take from the unreadable input " + quoted(source) + " skipped");
     } else if (!output || *output < 0) {
-        warn(conversation, "take to the unreadable output '" + field(message, "to output") + "' skipped");
+        warn(conversation,
+             "take to the unreadable output " + quoted(field(message, "to output")) + " skipped");
     } else if (*output >= most_videohub_ports) {
         warn(conversation, "take skipped: there is no output " + std::to_string(*output + 1L));
     } else {
@@ -135,7 +136,7 @@ void route_output(videohub_conversation& conversation, const TavrixAPIRouterMess
     } else if (queue == "flush") {
         flush(conversation, now);
     } else {
-        warn(conversation, "route output with the unknown queue '" + queue + "' skipped");
+        warn(conversation, "route output with the unknown queue " + quoted(queue) + " skipped");
     }
 }
 

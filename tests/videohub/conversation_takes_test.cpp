@@ -118,6 +118,23 @@ TEST_F(VideohubConversation, NonsenseIsSkippedWithAWarning) {
     EXPECT_EQ(sent(), "");
 }
 
+TEST_F(VideohubConversation, LongNonsenseDoesNotFillTheLog) {
+    become_ready();
+    const std::string nonsense(10000, 'x');
+    const std::string shown = "'" + std::string(60, 'x') + "' skipped";
+    add_take(nonsense, "1");
+    add_take("0", nonsense);
+    driver_says("route output", {{"queue", nonsense}});
+    driver_says("report", {{"what", nonsense}});
+    driver_says(nonsense, {});
+    EXPECT_THAT(conversation.log, ElementsAre("<WARN>take to the unreadable output " + shown,
+                                              "<WARN>take from the unreadable input " + shown,
+                                              "<WARN>route output with the unknown queue " + shown,
+                                              "<WARN>report of the unknown " + shown,
+                                              "<WARN>unknown message '" + std::string(60, 'x') +
+                                                  "' of type 'command' skipped"));
+}
+
 TEST_F(VideohubConversation, OneBlockOfTakesIsUnderWayAndWhatWaitsIsMerged) {
     become_ready();
     take("0", "0");

@@ -51,3 +51,11 @@ TEST(VideohubSettings, ChangeWhileTheProgramRuns) {
     EXPECT_THAT(log, ElementsAre("<ERR>setting port = ninety is malformed, nothing is changed"));
     EXPECT_EQ(settings.port, 9991);
 }
+
+TEST(VideohubSettings, LongValueDoesNotFillTheLog) {
+    log_lines log;
+    videohub_settings settings;
+    EXPECT_FALSE(change_setting(settings, "port", std::string(10000, '9'), log));
+    EXPECT_THAT(log, ElementsAre("<ERR>setting port = " + std::string(60, '9') +
+                                 " is malformed, nothing is changed"));
+}
