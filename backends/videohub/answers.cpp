@@ -35,14 +35,18 @@ void greet(videohub_conversation& conversation) {
 
 void hear_device(videohub_conversation& conversation, std::uint64_t now) {
     give_up_takes(conversation, "another device is attached to the router's address");
-    if (conversation.state == conversation_state::ready) {
-        conversation.opened = now;
+    const videohub_presence presence = conversation.model.presence;
+    const bool waited = conversation.no_device;
+    conversation.no_device =
+        presence == videohub_presence::absent || presence == videohub_presence::needs_update;
+    if (conversation.state == conversation_state::ready || (waited && !conversation.no_device)) {
+        conversation.opened = now; // its time to tell its whole state begins
     }
     conversation.state = conversation_state::reading;
     conversation.asked = 0;
-    if (conversation.model.presence == videohub_presence::absent) {
+    if (presence == videohub_presence::absent) {
         warn(conversation, "the Videohub server answers, but no device is attached to it");
-    } else if (conversation.model.presence == videohub_presence::needs_update) {
+    } else if (presence == videohub_presence::needs_update) {
         warn(conversation, "the Videohub device needs an update of its firmware");
     }
 }

@@ -25,9 +25,7 @@ std::string time_run_out(const videohub_conversation& conversation, std::uint64_
     if (!conversation.greeted && now >= conversation.opened + periods.answer_us) {
         return "it does not speak the Videohub protocol";
     }
-    const bool may_wait = conversation.state == conversation_state::ready ||
-                          conversation.model.presence == videohub_presence::absent ||
-                          conversation.model.presence == videohub_presence::needs_update;
+    const bool may_wait = conversation.state == conversation_state::ready || conversation.no_device;
     if (!may_wait && now >= conversation.opened + periods.silence_us) {
         return "it does not tell its whole state";
     }
@@ -111,6 +109,7 @@ void open_conversation(videohub_conversation& conversation, std::uint64_t now) {
     conversation.reader = {};
     conversation.model = {};
     conversation.greeted = false;
+    conversation.no_device = false;
     conversation.asked = 0;
     conversation.opened = now;
     conversation.last_heard = now;

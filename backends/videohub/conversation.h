@@ -51,9 +51,11 @@ struct videohub_conversation {
     conversation_state state = conversation_state::offline;
     videohub_reader reader;
     videohub_model model;
-    bool greeted = false;     // the router has said that it speaks the protocol
-    std::uint64_t asked = 0;  // when what is missing of its state was asked for; 0: not yet
-    std::uint64_t opened = 0; // when the link was opened, or a ready router became another one
+    bool greeted = false;    // the router has said that it speaks the protocol
+    std::uint64_t asked = 0; // when what is missing of its state was asked for; 0: not yet
+    std::uint64_t opened =
+        0; // when the link was opened, a ready router became another one, or one was attached
+    bool no_device = false; // the router's device is missing, or waits for an update
     std::uint64_t last_heard = 0;
     std::uint64_t next_ping = 0;
     std::deque<sent_block> unanswered;

@@ -134,6 +134,21 @@ TEST_F(VideohubConversation, MissingDeviceIsToldAndWaitedForForEver) {
     EXPECT_EQ(conversation.state, conversation_state::ready);
 }
 
+TEST_F(VideohubConversation, DeviceThatIsAttachedLateHasTimeToTellItsState) {
+    router_says(preamble_text + "VIDEOHUB DEVICE:\nDevice present: false\n\n");
+    for (int n = 0; n < 4; ++n) {
+        wait(15 * second);
+        router_says("ACK\n\n");
+    }
+    sent();
+    router_says(device_text);
+    EXPECT_EQ(conversation.failure, "");
+    EXPECT_EQ(sent(), "");
+    wait(1 * second);
+    router_says(labels_text + routing_text + end_text);
+    EXPECT_EQ(conversation.state, conversation_state::ready);
+}
+
 TEST_F(VideohubConversation, DeviceThatNeedsAnUpdateIsTold) {
     router_says(preamble_text + "VIDEOHUB DEVICE:\nDevice present: needs_update\n\n");
     take("0", "1");
