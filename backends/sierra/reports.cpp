@@ -11,15 +11,17 @@ TavrixAPIRouterMessage report_of(const std::string& command) {
     return report;
 }
 
+// What the router does not know, and a level that an output does not have, has no source: the driver would
+// show the one before for ever.
 void add_source(TavrixAPIRouterMessage& report, int output, const std::string& level, int source) {
-    if (source == source_unknown) {
-        return;
-    }
-    const std::string value = source == source_disconnected ? "none" : std::to_string(source - 1);
+    const std::string value = source < 1 ? "none" : std::to_string(source - 1);
     report.fields["o" + std::to_string(output - 1) + ".input." + level] = value;
 }
 
 void add_routing(TavrixAPIRouterMessage& report, const session& session, int output) {
+    if (session.phase != session_phase::ready) {
+        return;
+    }
     const level_groups& groups = session.groups;
     const int video = source_of(session.picture, output, groups.video);
     if (groups.split) {
@@ -88,6 +90,9 @@ void report_outputs(const session& session, reaction& reaction) {
 }
 
 void report_changed(session& session, reaction& reaction) {
+    if (session.phase != session_phase::ready) {
+        return;
+    }
     TavrixAPIRouterMessage report = report_of("outputs");
     for (auto output = session.changed.begin(); output != session.changed.end();) {
         if (session.awaited.contains(*output)) {

@@ -1,10 +1,11 @@
-// What the driver is told. Only what the router has told since the connection was made; outputs whose takes
-// are under way are left out, since what they show is about to change.
+// What the driver is told. Only what the router has told since the connection was made, the routing once the
+// state is read; a source that the router does not know then is none. Outputs whose takes are under way are
+// left out, since what they show is about to change.
 #pragma once
 
 #include "session.h"
 
-// The size, the names and the known routing.
+// The size, the names and, once it is read, the routing.
 void report_all(session& session, reaction& reaction);
 
 // The answers to the driver's questions; nothing while the size is not known.

@@ -30,6 +30,9 @@ void become_ready(session& session, std::uint64_t now, reaction& reaction) {
     session.phase = session_phase::ready;
     session.link_test_due = now + link_test_period_us;
     const router_picture& picture = session.picture;
+    for (int output = 1; output <= picture.outputs; ++output) {
+        session.changed.insert(output);
+    }
     std::string text = "router " + session.model + ": " + std::to_string(picture.outputs) + " outputs, " +
                        std::to_string(picture.inputs) + " inputs, " + level_text(picture, session.groups);
     add_log_line(reaction.log, "NOTE", text);

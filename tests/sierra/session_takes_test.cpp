@@ -63,6 +63,14 @@ TEST_F(SierraSession, TakeOfTheSameSourceIsConfirmedToo) {
     EXPECT_THAT(reported, Contains(Pair("o2.input.video", "2")));
 }
 
+TEST_F(SierraSession, TakeOfAnOutputWithoutAudioIsReportedWithoutAudio) {
+    become_ready();
+    EXPECT_EQ(take("2", "4"), "**X3,5,0!!");
+    EXPECT_EQ(pass("** X3,5,1 OK !!"), "**O3!!");
+    pass("** V3,5,0,0 OK !!");
+    EXPECT_THAT(reported, ElementsAre(Pair("o2.input.audio", "none"), Pair("o2.input.video", "4")));
+}
+
 TEST_F(SierraSession, BareOkIsNoConfirmation) {
     become_ready();
     EXPECT_EQ(take("2", "4"), "**X3,5,0!!");
