@@ -55,13 +55,23 @@ bool answers_in_words(const command_queue& queue, const std::vector<reply>& part
     return false;
 }
 
-std::uint64_t limit_of(const command_queue& queue) {
-    const std::uint64_t line_time = queue.outstanding->text.size() * queue.us_per_byte;
-    if (queue.outstanding->kind != command_kind::take) {
-        return answer_limit_us + line_time;
-    }
+bool is_take(const command_queue& queue) {
+    return queue.outstanding->kind == command_kind::take;
+}
+
+std::uint64_t line_time_of(const command_queue& queue) {
+    return queue.outstanding->text.size() * queue.us_per_byte;
+}
+
+std::uint64_t patience_for(const command_queue& queue) {
     const std::uint64_t pace = std::min(2 * queue.slowest_answer, answer_limit_us);
-    return std::max(take_answer_limit_us, pace) + line_time;
+    return is_take(queue) ? std::max(take_answer_limit_us, pace) : answer_limit_us;
+}
+
+// Reports of other controllers' takes do not keep a lost take alive: it is repeated while the driver still
+// waits. Its answer takes about as long on the line as the take itself.
+std::uint64_t longest_answer(const command_queue& queue) {
+    return is_take(queue) ? 3 * patience_for(queue) / 2 + 2 * line_time_of(queue) : longest_answer_us;
 }
 
 std::uint64_t silent_since(const command_queue& queue) {
@@ -69,7 +79,8 @@ std::uint64_t silent_since(const command_queue& queue) {
 }
 
 std::uint64_t expires_at(const command_queue& queue) {
-    return std::min(silent_since(queue) + limit_of(queue), queue.written_at + longest_answer_us);
+    return std::min(silent_since(queue) + patience_for(queue) + line_time_of(queue),
+                    queue.written_at + longest_answer(queue));
 }
 
 bool complete_without_ok(const command_queue& queue) {

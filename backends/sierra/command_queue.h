@@ -48,7 +48,7 @@ constexpr std::uint64_t answer_limit_us = 6000000;     // without a byte, for al
 constexpr std::uint64_t take_answer_limit_us = 400000; // the driver waits for one second altogether
 constexpr std::uint64_t status_quiet_us = 300000; // a complete status without an OK has ended so long after
 constexpr std::uint64_t incomplete_status_quiet_us = 2000000; // one that left crosspoints out, at the least
-constexpr std::uint64_t longest_answer_us = 60000000;         // with bytes coming all the time
+constexpr std::uint64_t longest_answer_us = 60000000; // of all but takes, with bytes coming all the time
 
 struct command_queue {
     std::deque<command> waiting;

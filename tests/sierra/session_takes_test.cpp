@@ -152,6 +152,18 @@ TEST_F(SierraSession, UnansweredTakeIsSentASecondTimeAndNoMore) {
     EXPECT_THAT(reported, Contains(Pair("o2.input.video", "4"))); // late, and true
 }
 
+TEST_F(SierraSession, ReportsOfOthersDoNotKeepALostTakeAlive) {
+    become_ready();
+    EXPECT_EQ(take("2", "4"), "**X3,5,0!!");
+    std::string sent;
+    for (int n = 0; n < 12; ++n) {
+        sent += pass_after(100 * millisecond, "** X1,7,1 !!");
+        EXPECT_EQ(sent.empty(), n < 5) << n;
+    }
+    EXPECT_EQ(sent, "**X3,5,0!!**L!!");
+    EXPECT_THAT(log, ElementsAre("<WARN>output 3: the router does not answer to the take"));
+}
+
 TEST_F(SierraSession, AfterARepetitionAnswersAreSortedOutFirst) {
     become_ready();
     take("2", "4");
