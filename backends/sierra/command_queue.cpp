@@ -25,6 +25,14 @@ bool is_nothing_but_ok(const std::vector<reply>& parts) {
     return parts.size() == 1 && parts.front().kind == reply_kind::ok;
 }
 
+// OK, perhaps behind the command itself.
+bool is_ok_with_echo(const std::vector<reply>& parts) {
+    const auto is_either = [](const reply& part) {
+        return part.kind == reply_kind::ok || part.kind == reply_kind::other;
+    };
+    return has_kind(parts, reply_kind::ok) && std::all_of(parts.begin(), parts.end(), is_either);
+}
+
 bool speaks_of(const std::vector<reply>& parts, const std::vector<crosspoint_take>& takes) {
     const auto is_taken = [&](const reply& part) {
         const auto same_output = [&](const crosspoint_take& take) { return take.output == part.output; };
@@ -36,8 +44,9 @@ bool speaks_of(const std::vector<reply>& parts, const std::vector<crosspoint_tak
 bool answers_in_words(const command_queue& queue, const std::vector<reply>& parts) {
     switch (queue.outstanding->kind) {
     case command_kind::link_test:
-    case command_kind::reports:
         return is_nothing_but_ok(parts);
+    case command_kind::reports:
+        return is_ok_with_echo(parts);
     case command_kind::letters:
         return has_kind(parts, reply_kind::letters);
     case command_kind::model:

@@ -21,6 +21,16 @@ TEST_F(SierraSession, ReadsTheRouterInOrder) {
                               "(audio), AudioR (audio)"));
 }
 
+TEST_F(SierraSession, EchoOfTheCommandBeforeTheOkIsAnAnswer) {
+    ASSERT_EQ(connect(), "**!!");
+    pass("** OK !!");
+    pass("** ILSXOUV~ OK !!");
+    pass("** QAspen~1.0~ OK !!");
+    ASSERT_EQ(pass("** L3,3,8,VIDEO~AudioL~AudioR~~ OK !!"), "**U2!!");
+    EXPECT_EQ(pass("** X1,2,1 OK !!"), "") << "the answer to the take of somebody else";
+    EXPECT_EQ(pass("** U2 OK !!"), "**S!!");
+}
+
 TEST_F(SierraSession, UnknownIsNoSourceOnceTheStateIsRead) {
     read_up_to_status();
     pass("** X1,5,1 X1,6,2 X1,6,3 X2,-,1 X2,0,2 X2,0,3 OK !!\r");
