@@ -42,13 +42,13 @@ TavrixAPIRouterMessage info_report(const session& session) {
     return report;
 }
 
-// A name that was given and taken back is an empty one.
+// Every number, also those without a name: the driver may still hold the names of another router.
 void add_names(TavrixAPIRouterMessage& report, const std::string& letter, int count,
                const std::map<int, std::string>& names) {
-    for (const auto& [number, name] : names) {
-        if (number <= count) {
-            report.fields[letter + std::to_string(number - 1) + ".name"] = name;
-        }
+    for (int number = 1; number <= count; ++number) {
+        const auto name = names.find(number);
+        report.fields[letter + std::to_string(number - 1) + ".name"] =
+            name == names.end() ? "" : name->second;
     }
 }
 
