@@ -106,6 +106,12 @@ std::uint64_t status_ends_at(const command_queue& queue) {
     return silent_since(queue) + (complete ? status_quiet_us : pause);
 }
 
+void mark_salvo_begun(command_queue& queue) {
+    for (command& waiting : queue.waiting) {
+        waiting.salvo_begun |= waiting.wanted_since == queue.outstanding->wanted_since;
+    }
+}
+
 } // namespace
 
 void enqueue(command_queue& queue, command command) {
@@ -127,6 +133,9 @@ const command* start_next(command_queue& queue, std::uint64_t now) {
     queue.repeated = false;
     queue.status_begun = false;
     queue.written_at = now;
+    if (is_take(queue)) {
+        mark_salvo_begun(queue);
+    }
     return &*queue.outstanding;
 }
 

@@ -30,6 +30,7 @@ struct command {
     std::vector<crosspoint_take> takes;   // of a take
     std::set<std::pair<int, int>> unseen; // of status and verify: (output, level) not yet told, 1-based
     std::uint64_t wanted_since = 0;       // of a take: when its flush came
+    bool salvo_begun = false;             // of a take: a string of the same flush was written before
 };
 
 enum class answer {

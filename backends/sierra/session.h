@@ -22,8 +22,8 @@ constexpr std::uint64_t status_period_us = 30000000;
 constexpr std::uint64_t link_test_period_us = 10000000; // of silence
 constexpr std::uint64_t garbage_period_us = 5000000;    // garbage is told and mended no more often
 constexpr std::uint64_t confirmation_us = 800000;       // of the second that the driver waits
-constexpr std::uint64_t oldest_take_us = 2000000;       // a take that was not sent for so long is dropped,
-constexpr std::uint64_t oldest_line_take_us = 5000000;  // on a serial line, where a salvo needs its time
+constexpr std::uint64_t oldest_take_us = 1000000;       // later the driver has rolled the take back
+constexpr std::uint64_t oldest_line_take_us = 5000000;  // the rest of a salvo that was begun on a serial line
 constexpr std::size_t most_takes_in_string = 64;        // what a router's buffer holds is not known
 
 enum class session_phase {

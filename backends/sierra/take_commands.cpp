@@ -73,22 +73,24 @@ void stop_waiting(session& session, const std::vector<crosspoint_take>& takes) {
     }
 }
 
-std::vector<crosspoint_take> take_all_waiting(command_queue& queue, std::uint64_t wanted_before) {
+std::uint64_t dropped_at(const session& session, const command& take) {
+    const bool needs_time = take.salvo_begun && session.queue.us_per_byte != 0;
+    return take.wanted_since + (needs_time ? oldest_line_take_us : oldest_take_us);
+}
+
+// Those that are to be dropped by `now`.
+std::vector<crosspoint_take> take_out_waiting(session& session, std::uint64_t now) {
     std::vector<crosspoint_take> takes;
     const auto is_old = [&](const command& waiting) {
-        const bool old = waiting.kind == command_kind::take && waiting.wanted_since <= wanted_before;
+        const bool old = waiting.kind == command_kind::take && dropped_at(session, waiting) <= now;
         if (old) {
             takes.insert(takes.end(), waiting.takes.begin(), waiting.takes.end());
         }
         return old;
     };
-    queue.waiting.erase(std::remove_if(queue.waiting.begin(), queue.waiting.end(), is_old),
-                        queue.waiting.end());
+    auto& waiting = session.queue.waiting;
+    waiting.erase(std::remove_if(waiting.begin(), waiting.end(), is_old), waiting.end());
     return takes;
-}
-
-std::uint64_t longest_wait(const session& session) {
-    return session.queue.us_per_byte == 0 ? oldest_take_us : oldest_line_take_us;
 }
 
 } // namespace
@@ -131,7 +133,9 @@ void refuse_take(session& session, const command& take, const std::string& text,
         std::vector<crosspoint_take> single;
         std::copy_if(left.begin(), left.end(), std::back_inserter(single),
                      [&](const auto& entry) { return entry.output == output; });
-        enqueue_first(session.queue, command_of(std::move(single), take.wanted_since));
+        command next = command_of(std::move(single), take.wanted_since);
+        next.salvo_begun = true;
+        enqueue_first(session.queue, std::move(next));
     }
 }
 
@@ -156,8 +160,7 @@ void give_up_take(session& session, const command& take, reaction& reaction) {
 }
 
 void expire_takes(session& session, std::uint64_t now, reaction& reaction) {
-    const std::uint64_t longest = longest_wait(session);
-    const auto dropped = take_all_waiting(session.queue, now > longest ? now - longest : 0);
+    const auto dropped = take_out_waiting(session, now);
     if (!dropped.empty()) {
         stop_waiting(session, dropped);
         warn_of(reaction, outputs_of(dropped), "take dropped, the router was busy for too long");
@@ -186,15 +189,15 @@ std::optional<std::uint64_t> next_take_expiry(const session& session) {
     }
     for (const command& waiting : session.queue.waiting) {
         if (waiting.kind == command_kind::take) {
-            const std::uint64_t dropped_at = waiting.wanted_since + longest_wait(session);
-            next = std::min(next.value_or(dropped_at), dropped_at);
+            const std::uint64_t end = dropped_at(session, waiting);
+            next = std::min(next.value_or(end), end);
         }
     }
     return next;
 }
 
 void drop_all_takes(session& session, const std::string& reason, reaction& reaction) {
-    std::vector<crosspoint_take> takes = take_all_waiting(session.queue, UINT64_MAX);
+    std::vector<crosspoint_take> takes = take_out_waiting(session, UINT64_MAX);
     if (session.queue.outstanding) {
         const auto& under_way = session.queue.outstanding->takes;
         takes.insert(takes.end(), under_way.begin(), under_way.end());

@@ -240,6 +240,41 @@ TEST_F(SierraSession, TakeThatWaitedTooLongIsDropped) {
     EXPECT_EQ(pass("** V2,2,2,2 V3,3,3,3 OK !!"), "");
 }
 
+TEST_F(SierraSession, TakeIsNotSentAfterTheDriverHasRolledItBack) {
+    become_ready();
+    EXPECT_EQ(pass_after(status_period_us), "**S!!");
+    take("0", "4");
+    EXPECT_EQ(pass_after(second - 1, "** V1,1,1,1 V2,2,2,2 V3,3,3,3 OK !!"), "**X1,5,0!!");
+    pass("** X1,5,0 OK !!");
+    EXPECT_EQ(pass_after(status_period_us), "**S!!");
+    take("0", "6");
+    EXPECT_EQ(pass_after(second, "** V1,1,1,1 V2,2,2,2 V3,3,3,3 OK !!"), "");
+    EXPECT_THAT(log, Contains("<WARN>output 1: take dropped, the router was busy for too long"));
+}
+
+TEST_F(SierraSession, OnASerialLineOnlyTheRestOfASalvoMayBeLate) {
+    ASSERT_EQ(connect(1000), "**!!");
+    pass("** OK !!");
+    pass("** ILSXO~ OK !!");
+    pass("** Qa~b~ OK !!");
+    pass("** L140,1,32,SDI~~ OK !!");
+    pass("** OK !!");
+    pass("** Y1,1 OK !!");
+    for (int output = 0; output < 140; ++output) {
+        add_take(std::to_string(output), "4");
+    }
+    const auto echo = [](const std::string& text) {
+        return "** " + text.substr(2, text.size() - 4) + " OK !!";
+    };
+    const std::string first = flush();
+    const std::string second_string = pass_after(1200 * millisecond, echo(first));
+    EXPECT_THAT(second_string, HasSubstr("X65,5,0"));
+    add_take("0", "6"); // this one is not of the salvo
+    tell("route output", "command", {{"queue", "flush"}});
+    EXPECT_THAT(pass_after(1200 * millisecond, echo(second_string)), HasSubstr("X129,5,0"));
+    EXPECT_THAT(log, Contains("<WARN>output 1: take dropped, the router was busy for too long"));
+}
+
 TEST_F(SierraSession, FarRouterIsGivenMoreTime) {
     ASSERT_EQ(connect(), "**!!");
     pass_after(5 * second, "** OK !!");
