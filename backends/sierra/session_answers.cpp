@@ -71,7 +71,11 @@ void take_routing(session& session, const reply& part) {
 // Garbage may have been a report or an answer: the state is read again.
 void note_garbage(session& session, const std::string& what, std::uint64_t now, reaction& reaction) {
     const bool is_told = session.garbage_at != 0 && now < session.garbage_at + garbage_period_us;
-    if (is_told || session.phase != session_phase::ready) {
+    if (session.phase != session_phase::ready) {
+        return;
+    }
+    if (is_told) {
+        session.status_due = std::min(session.status_due, session.garbage_at + garbage_period_us);
         return;
     }
     session.garbage_at = now;

@@ -229,6 +229,18 @@ TEST_F(SierraSession, AfterGarbageTheStateIsReadAgain) {
     EXPECT_EQ(log.size(), 1U); // not once per byte of it
 }
 
+TEST_F(SierraSession, SecondGarbageIsReadAgainWhenThePeriodIsOver) {
+    become_ready();
+    EXPECT_EQ(pass("noise"), "**L!!");
+    EXPECT_EQ(pass("** L3,3,8,VIDEO~AudioL~AudioR~~ OK !!"), "**S!!");
+    EXPECT_EQ(pass("** V1,1,1,1 V2,2,2,2 V3,3,3,3 OK !!"), "");
+    EXPECT_EQ(pass_after(second, "** X2,#,1 !!"), "");
+    EXPECT_EQ(pass_after(garbage_period_us - second - 1), "");
+    EXPECT_EQ(next_due_time(talk), now + 1);
+    EXPECT_EQ(pass_after(1), "**S!!");
+    EXPECT_EQ(log.size(), 1U);
+}
+
 TEST_F(SierraSession, AnotherSizeThanBeforeReadsEverythingAgain) {
     become_ready();
     EXPECT_EQ(pass("noise ** V1,1,1,1 !!"), "**L!!");
