@@ -177,6 +177,22 @@ class Connections:
                 controller.end()
             self.master = None
 
+    def flood(self, piece, most):
+        """To the only controller, again and again until its connection fails or `most` bytes are sent; returns
+        how many were."""
+        with self.lock:
+            (controller,) = self.controllers
+        data = ("** " + piece).encode("latin-1")
+        sent = 0
+        try:
+            while sent < most:
+                controller.write(data)
+                sent += len(data)
+                data = piece.encode("latin-1")
+        except OSError:
+            pass
+        return sent
+
     def send_raw(self, text):
         """To all controllers, whatever it is."""
         with self.lock:
