@@ -61,6 +61,7 @@ double cpu_per_second(const std::vector<pid_t>& pids) {
 } // namespace
 
 measurement measure_client_growth(int rounds) {
+    const shared_processor processor;
     const work_directory directory;
     const running_driver driver(directory, "clients", "route_simulator", small);
     const load_target target = status_target(driver.socket());
@@ -82,6 +83,7 @@ measurement measure_client_growth(int rounds) {
 
 // The rows between compare with the straight line from the smallest router to the largest.
 measurement measure_output_growth(int rounds) {
+    const shared_processor processor;
     const work_directory directory;
     constexpr int outputs[] = {1, 16, 64, 128};
     std::vector<load_target> targets;

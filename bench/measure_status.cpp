@@ -11,6 +11,7 @@ constexpr int crowd_clients = 50;
 constexpr double crowd_seconds = 0.5;
 
 measurement measure_round_trips(int rounds, router_size size) {
+    const shared_processor processor;
     const work_directory directory;
     const running_driver driver(directory, "status", "route_simulator", size);
     const load_target ours = status_target(driver.socket());

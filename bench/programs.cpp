@@ -100,6 +100,20 @@ work_directory::~work_directory() {
     std::filesystem::remove_all(path_, ignored);
 }
 
+shared_processor::shared_processor() {
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    if (sched_getaffinity(0, sizeof(before_), &before_) != 0)
+        throw std::runtime_error("cannot ask for the processors");
+    CPU_SET(sched_getcpu(), &one);
+    if (sched_setaffinity(0, sizeof(one), &one) != 0)
+        throw std::runtime_error("cannot choose a processor");
+}
+
+shared_processor::~shared_processor() {
+    sched_setaffinity(0, sizeof(before_), &before_);
+}
+
 running_program::running_program(const std::vector<std::string>& arguments, const program_streams& streams)
     : pid_(spawn(arguments, streams)) {}
 

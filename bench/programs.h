@@ -3,6 +3,7 @@
 
 #include "board.h"
 
+#include <sched.h>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -21,6 +22,19 @@ public:
 
 private:
     std::string path_;
+};
+
+// While it lives, this process and the programs that it starts share one processor. What an idle processor needs to
+// wake up is more than a round trip, and differs from one moment to the next.
+class shared_processor {
+public:
+    shared_processor();
+    ~shared_processor();
+    shared_processor(const shared_processor&) = delete;
+    shared_processor& operator=(const shared_processor&) = delete;
+
+private:
+    cpu_set_t before_;
 };
 
 // What a program gets for its standard streams, and for descriptor 3; -1: /dev/null, and nothing.
