@@ -249,6 +249,9 @@ void comm_socket_v4_drop_client(comm_socket_v4* server, comm_socket_v4_client* c
 }
 
 int comm_socket_v4_serve_clients(comm_socket_v4* server) {
+    constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
+    if (server->ready.empty() && server->limits_check == never)
+        return 0;
     int work = 0;
     const std::uint64_t turn_end = monotonic_us() + comm_turn_us;
     // Each ready client gets its share once; who has more to do stands at the end of the line for the next
@@ -263,7 +266,7 @@ int comm_socket_v4_serve_clients(comm_socket_v4* server) {
         if (monotonic_us() >= turn_end)
             break;
     }
-    if (server->limits_check != std::numeric_limits<std::uint64_t>::max())
+    if (server->limits_check != never)
         enforce_time_limits(server);
     return work;
 }
