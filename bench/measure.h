@@ -5,6 +5,7 @@
 #include "programs.h"
 
 #include <functional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -40,6 +41,19 @@ private:
 };
 
 void sleep_ms(double milliseconds);
+
+// Pauses of random length: the same ones in every round and on both sides.
+class random_gap {
+public:
+    random_gap(double least_ms, double most_ms) : length_(least_ms, most_ms) {}
+    void wait() {
+        sleep_ms(length_(engine_));
+    }
+
+private:
+    std::mt19937 engine_{1}; // NOLINT(cert-msc51-cpp)
+    std::uniform_real_distribution<double> length_;
+};
 
 // Waits until the condition, which events of `board` make true, holds. Throws when it does not within
 // seconds.

@@ -4,7 +4,6 @@
 #include "requests.h"
 
 #include <fcntl.h>
-#include <random>
 #include <stdexcept>
 #include <unistd.h>
 
@@ -19,18 +18,6 @@ constexpr double most_gap_ms = 15;
 double microseconds(std::uint64_t from, std::uint64_t to) {
     return static_cast<double>(to - from) / 1000;
 }
-
-// The same gaps in every round and on both sides.
-class random_gap {
-public:
-    void wait() {
-        sleep_ms(length_(engine_));
-    }
-
-private:
-    std::mt19937 engine_{1}; // NOLINT(cert-msc51-cpp)
-    std::uniform_real_distribution<double> length_{least_gap_ms, most_gap_ms};
-};
 
 struct pipe_ends {
     int read_end = -1;
@@ -92,7 +79,7 @@ std::string take_command(int output, int input) {
 std::vector<double> echo_and_hop_times(const load_target& echo, const bare_hop& hop, int count) {
     const load_connection connection(echo.socket);
     const std::string command = take_command(3, 5);
-    random_gap gap;
+    random_gap gap(least_gap_ms, most_gap_ms);
     std::vector<double> times;
     for (int i = 0; i < count; ++i) {
         gap.wait();
@@ -107,7 +94,7 @@ std::vector<double> echo_and_hop_times(const load_target& echo, const bare_hop& 
 std::vector<double> take_times(const running_driver& driver, int count) {
     const load_connection connection(driver.socket());
     bench_board& board = driver.board();
-    random_gap gap;
+    random_gap gap(least_gap_ms, most_gap_ms);
     std::vector<double> times;
     for (int i = 0; i < count; ++i) {
         gap.wait();

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <fcntl.h>
 #include <fstream>
-#include <random>
 #include <stdexcept>
 #include <string_view>
 #include <sys/socket.h>
@@ -26,18 +25,6 @@ constexpr std::size_t trace_window = 65536; // bytes; a take leaves some hundred
 double milliseconds(std::uint64_t from, std::uint64_t to) {
     return static_cast<double>(to - from) / 1000000;
 }
-
-// The same gaps in every round and on both sides.
-class random_gap {
-public:
-    void wait() {
-        sleep_ms(length_(engine_));
-    }
-
-private:
-    std::mt19937 engine_{1}; // NOLINT(cert-msc51-cpp)
-    std::uniform_real_distribution<double> length_{least_gap_ms, most_gap_ms};
-};
 
 // A driver with the Videohub backend below it, that shows takes only once they are confirmed. Its trace is
 // read as it grows: that tells when to ask for its status, without a question that would hurry the driver.
@@ -106,7 +93,7 @@ private:
 
 std::vector<double> driver_times(const videohub_driver& driver) {
     const load_connection connection(driver.socket());
-    random_gap gap;
+    random_gap gap(least_gap_ms, most_gap_ms);
     std::vector<double> times;
     for (int i = 0; i < takes_per_round; ++i) {
         gap.wait();
@@ -124,7 +111,7 @@ std::vector<double> bare_times(const videohub_peer& peer) {
             throw std::runtime_error("the emulated router does not answer");
     };
     receive(peer.greeting().size());
-    random_gap gap;
+    random_gap gap(least_gap_ms, most_gap_ms);
     std::vector<double> times;
     for (int i = 0; i < takes_per_round; ++i) {
         const std::string take = videohub_take(i % points, (i + 3) % points);

@@ -16,14 +16,7 @@ namespace {
 class Launch : public launched_backend {
 protected:
     static void expect_nothing_left() {
-        EXPECT_EQ(backend_pid, -1);
-        EXPECT_EQ(backend_stdin_fd, -1);
-        EXPECT_EQ(backend_stdout_fd, -1);
-        EXPECT_EQ(backend_stderr_fd, -1);
-        EXPECT_EQ(backend_stdinbuf, nullptr);
-        EXPECT_EQ(backend_stdoutbuf, nullptr);
-        EXPECT_EQ(backend_stderrbuf, nullptr);
-        EXPECT_EQ(stop_depth, 0);
+        expect_no_backend();
         EXPECT_THAT(ident_procs, IsEmpty());
     }
 };

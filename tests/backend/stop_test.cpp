@@ -11,16 +11,6 @@ namespace {
 
 class Stop : public fresh_driver {
 protected:
-    static void expect_no_backend() {
-        EXPECT_EQ(backend_pid, -1);
-        EXPECT_EQ(backend_stdin_fd, -1);
-        EXPECT_EQ(backend_stdout_fd, -1);
-        EXPECT_EQ(backend_stderr_fd, -1);
-        EXPECT_EQ(backend_stdinbuf, nullptr);
-        EXPECT_EQ(backend_stdoutbuf, nullptr);
-        EXPECT_EQ(backend_stderrbuf, nullptr);
-        EXPECT_EQ(stop_depth, 0);
-    }
     // As when a stop is called from within a stop.
     static void stop_nested() {
         stop_depth = 1;

@@ -87,6 +87,16 @@ protected:
     std::string trace() {
         return trace_.take();
     }
+    static void expect_no_backend() {
+        EXPECT_EQ(backend_pid, -1);
+        EXPECT_EQ(backend_stdin_fd, -1);
+        EXPECT_EQ(backend_stdout_fd, -1);
+        EXPECT_EQ(backend_stderr_fd, -1);
+        EXPECT_EQ(backend_stdinbuf, nullptr);
+        EXPECT_EQ(backend_stdoutbuf, nullptr);
+        EXPECT_EQ(backend_stderrbuf, nullptr);
+        EXPECT_EQ(stop_depth, 0);
+    }
 
 private:
     captured_stream trace_{stderr};
