@@ -8,49 +8,65 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
 
-struct load_figures {
-    std::size_t requests = 0;
-    std::size_t lost = 0; // no reply, or a wrong one
-    std::uint64_t median_us = 0;
-    std::uint64_t p99_us = 0;
+// What clients saw during one or more spans of time.
+struct load_sample {
+    std::vector<std::uint64_t> times_us; // of each request that was answered, in no order
+    std::size_t lost = 0;                // no reply, or a wrong one
+
+    void add(const load_sample& other) {
+        times_us.insert(times_us.end(), other.times_us.begin(), other.times_us.end());
+        lost += other.lost;
+    }
+    // 0 without any request.
+    [[nodiscard]] std::uint64_t percentile_us(std::size_t percent) const {
+        if (times_us.empty())
+            return 0;
+        std::vector<std::uint64_t> sorted = times_us;
+        const auto place = static_cast<std::ptrdiff_t>(sorted.size() * percent / 100);
+        std::nth_element(sorted.begin(), sorted.begin() + place, sorted.end());
+        return sorted[static_cast<std::size_t>(place)];
+    }
 };
 
-// `clients` ask for `duration`, each every 50 ms: mostly statuses, now and then a take of an output of its
-// own.
-inline load_figures measure_load(const std::string& socket_path, int clients,
-                                 std::chrono::milliseconds duration) {
-    std::vector<std::vector<std::uint64_t>> times(static_cast<std::size_t>(clients));
-    std::atomic<std::size_t> lost = 0;
+// One client's requests until `end`: mostly statuses, now and then a take of output `number`, at uneven
+// times, or all clients would ask in step and measure each other.
+inline load_sample work_of_a_client(const std::string& socket_path, std::size_t number,
+                                    std::chrono::steady_clock::time_point end) {
+    load_sample seen;
+    std::minstd_rand random(static_cast<std::minstd_rand::result_type>(number));
+    try {
+        test_client client(socket_path);
+        while (std::chrono::steady_clock::now() < end) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(random() % 100)); // the load, not a wait
+            const bool takes = random() % 10 == 0;
+            const std::uint64_t start = monotonic_us();
+            const test_reply reply = takes ? client.route(std::to_string(number) + "=1") : client.status();
+            seen.times_us.push_back(monotonic_us() - start);
+            seen.lost += reply.command == (takes ? "route" : "status") && reply.result == 0 ? 0U : 1U;
+        }
+    } catch (const std::exception&) {
+        ++seen.lost;
+    }
+    return seen;
+}
+
+// `clients` at work for `duration`, each about twenty times a second.
+inline load_sample measure_load(const std::string& socket_path, std::size_t clients,
+                                std::chrono::milliseconds duration) {
+    std::vector<load_sample> seen(clients);
     std::vector<std::thread> threads;
     const auto end = std::chrono::steady_clock::now() + duration;
-    for (std::size_t number = 0; number < times.size(); ++number)
-        threads.emplace_back([&, number] {
-            try {
-                test_client client(socket_path);
-                const std::string take = std::to_string(number + 1) + "=1";
-                for (int i = 0; std::chrono::steady_clock::now() < end; ++i) {
-                    const std::string command = i % 10 == 9 ? "route" : "status";
-                    const std::uint64_t start = monotonic_us();
-                    const test_reply reply = i % 10 == 9 ? client.route(take) : client.status();
-                    times[number].push_back(monotonic_us() - start);
-                    lost += reply.command == command && reply.result == 0 ? 0 : 1;
-                    std::this_thread::sleep_for(std::chrono::milliseconds(50)); // the load, not a wait
-                }
-            } catch (const std::exception&) {
-                ++lost;
-            }
-        });
+    for (std::size_t i = 0; i < clients; ++i)
+        threads.emplace_back([&, i] { seen[i] = work_of_a_client(socket_path, i + 1, end); });
     for (std::thread& thread : threads)
         thread.join();
-    std::vector<std::uint64_t> all;
-    for (const auto& one : times)
-        all.insert(all.end(), one.begin(), one.end());
-    std::sort(all.begin(), all.end());
-    if (all.empty())
-        return {.lost = lost};
-    return {all.size(), lost, all[all.size() / 2], all[all.size() * 99 / 100]};
+    load_sample all;
+    for (const load_sample& one : seen)
+        all.add(one);
+    return all;
 }
