@@ -23,6 +23,8 @@
 
 struct TavrixAPIRouterMessage;
 
+constexpr std::size_t backend_pipe_buffer_bytes = 1048576; // a longer message cannot be sent
+
 extern std::int32_t backend_pid;      // -1: none
 extern std::int32_t backend_stdin_fd; // our end of each pipe, non-blocking; -1: closed
 extern std::int32_t backend_stdout_fd;

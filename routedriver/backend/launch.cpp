@@ -26,7 +26,6 @@ std::int32_t stop_depth = 0;
 namespace {
 
 constexpr std::uint64_t start_check_period_us = 5000000;
-constexpr std::size_t pipe_buffer_bytes = 1048576;
 // A full report of the largest router fits, so that one pass can take it in, and a simple backend program
 // that does not expect a full pipe gets it out. (A hundred drivers of one user stay within what the system
 // lets a user have.)
@@ -60,7 +59,7 @@ bool open_pipes(backend_pipes& pipes) {
 
 bool create_buffers() {
     for (sliding_window_v4** buffer : {&backend_stdinbuf, &backend_stdoutbuf, &backend_stderrbuf}) {
-        *buffer = sliding_window_v4_create_buffer(pipe_buffer_bytes);
+        *buffer = sliding_window_v4_create_buffer(backend_pipe_buffer_bytes);
         if (*buffer == nullptr)
             return false;
     }
@@ -149,7 +148,9 @@ void terminate_child() {
 void check_backend_start(std::uint64_t now) {
     if (!periodic_timer_due(&next_backend_check, start_check_period_us, now))
         return;
-    if (backend_pid < 0 && !backend_path.empty())
+    if (backend_path.empty())
+        pending_lines.clear(); // nobody will read them: the backend that is named next is told its own
+    else if (backend_pid < 0)
         start_backend();
 }
 

@@ -121,7 +121,7 @@ void forward_property(const char* name, const char* value) {
     message.command = "router set";
     message.type = "command";
     message.fields[property] = value;
-    router_send_message(message);
+    router_send_client_message(message);
 }
 
 // --- status ------------------------------------------------------------------------------------------------

@@ -25,7 +25,7 @@ void notify_backend_settings() {
         message.type = "message";
         message.fields["name"] = name;
         message.fields["value"] = value;
-        router_send_message(message);
+        router_send_client_message(message);
         pending_settings.erase(pending_settings.begin());
     }
 }

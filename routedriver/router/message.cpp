@@ -1,5 +1,7 @@
 #include "message.h"
 
+#include <algorithm>
+
 namespace {
 
 // The part of the message that lines beginning with "name=" carry; a field is created empty when it is new.
@@ -28,6 +30,15 @@ void encode_part(std::string_view name, std::string_view value, std::string& tex
     }
 }
 
+std::size_t encoded_field_length(std::string_view name, std::string_view value) {
+    const auto lines = static_cast<std::size_t>(std::count(value.begin(), value.end(), '\n')) + 1;
+    return lines * (name.size() + 1) + value.size() + 1;
+}
+
+std::size_t encoded_part_length(std::string_view name, std::string_view value) {
+    return value.empty() ? 0 : encoded_field_length(name, value);
+}
+
 } // namespace
 
 void encode_field(std::string_view name, std::string_view value, std::string& text) {
@@ -48,6 +59,18 @@ void encode_router_message(const TavrixAPIRouterMessage& message, std::string& t
         encode_field(name, value, text);
     }
     text.push_back('\n');
+}
+
+std::size_t encoded_router_message_length(const TavrixAPIRouterMessage& message) {
+    std::size_t length = 1;
+    length += encoded_part_length("*COMMAND", message.command);
+    length += encoded_part_length("*ERROR", message.error);
+    length += encoded_part_length("*TYPE", message.type);
+    length += encoded_part_length("*ID", message.id);
+    for (const auto& [name, value] : message.fields) {
+        length += encoded_field_length(name, value);
+    }
+    return length;
 }
 
 void parse_router_message_line(TavrixAPIRouterMessage& message, std::string_view line) {

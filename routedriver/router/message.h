@@ -20,6 +20,9 @@ struct TavrixAPIRouterMessage {
 // neither "=" nor a line feed; nothing is escaped.
 void encode_router_message(const TavrixAPIRouterMessage& message, std::string& text);
 
+// The length of that text, in bytes.
+std::size_t encoded_router_message_length(const TavrixAPIRouterMessage& message);
+
 // Appends one field in text form. The value's trailing line feed costs one extra "name=" line.
 void encode_field(std::string_view name, std::string_view value, std::string& text);
 

@@ -56,5 +56,9 @@ void expire_assumed_routes();
 // Queues a copy of `message` for the backend's standard input and traces its lines on standard error.
 void router_send_message(const TavrixAPIRouterMessage& message);
 
+// The same for a message that holds what a client made up. One that is too long for the backend's pipe would
+// stay in front of all takes: it is dropped, and told in the trace.
+void router_send_client_message(const TavrixAPIRouterMessage& message);
+
 // Asks the backend to report its outputs and its inputs.
 void request_router_report();

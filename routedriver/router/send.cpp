@@ -21,6 +21,17 @@ void router_send_message(const TavrixAPIRouterMessage& message) {
     pending_lines.push_back(std::move(text));
 }
 
+void router_send_client_message(const TavrixAPIRouterMessage& message) {
+    // Counted first: each line feed repeats a name, and what a client can send would encode to more than any
+    // memory holds.
+    const std::size_t length = encoded_router_message_length(message);
+    if (length <= backend_pipe_buffer_bytes)
+        router_send_message(message);
+    else
+        std::fprintf(stderr, "Dropped '%s' of %zu bytes: too long for the backend's pipe\n",
+                     message.command.c_str(), length);
+}
+
 void request_router_report() {
     TavrixAPIRouterMessage message;
     message.command = "report";

@@ -102,6 +102,13 @@ TEST_F(RouterSet, ValueOfSeveralLinesKeepsItsName) {
                                            "output.0.name=*COMMAND=x\n\n"));
 }
 
+// Each line feed repeats the name: this would be hundreds of gigabytes.
+TEST_F(RouterSet, PropertyThatNoPipeTakesIsDroppedAndTheNextIsSent) {
+    const std::string name = "output.1." + std::string(500000, 'n');
+    expect_reply({"router set", {}, {{name, std::string(500000, '\n')}, {"output.1.name", "Cam"}}});
+    EXPECT_THAT(pending_lines, ElementsAre(message("output.0.name", "Cam")));
+}
+
 TEST_F(RouterSet, ArgumentsAreIgnored) {
     expect_reply({"router set", {"output.1.name=Cam", "1=1"}});
     EXPECT_THAT(pending_lines, IsEmpty());

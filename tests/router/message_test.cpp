@@ -14,6 +14,7 @@ namespace {
 std::string encoded(const TavrixAPIRouterMessage& message) {
     std::string text;
     encode_router_message(message, text);
+    EXPECT_EQ(encoded_router_message_length(message), text.size());
     return text;
 }
 

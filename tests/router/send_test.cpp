@@ -28,6 +28,22 @@ TEST_F(Send, MessageIsQueuedWholeAndTracedLineByLine) {
                        "STDIN: ''\n");
 }
 
+TEST_F(Send, ClientsMessageThatFillsThePipeIsSentAndALongerOneIsDropped) {
+    TavrixAPIRouterMessage message;
+    message.command = "set";
+    message.type = "message";
+    message.fields["value"] =
+        std::string(backend_pipe_buffer_bytes - "*COMMAND=set\n*TYPE=message\nvalue=\n\n"s.size(), 'x');
+    router_send_client_message(message);
+    ASSERT_EQ(pending_lines.size(), 1U);
+    EXPECT_EQ(pending_lines.front().size(), backend_pipe_buffer_bytes);
+    EXPECT_EQ(trace().size(), backend_pipe_buffer_bytes + 4 * "STDIN: ''"s.size());
+    message.fields["value"] += 'x';
+    router_send_client_message(message);
+    EXPECT_EQ(pending_lines.size(), 1U);
+    EXPECT_EQ(trace(), "Dropped 'set' of 1048577 bytes: too long for the backend's pipe\n");
+}
+
 TEST_F(Send, EmptyMessageIsOneBlankLine) {
     router_send_message(TavrixAPIRouterMessage());
     EXPECT_THAT(pending_lines, ElementsAre("\n"));
