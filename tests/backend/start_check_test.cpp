@@ -64,6 +64,12 @@ TEST_F(StartCheck, EmptyPathStartsNoChild) {
     EXPECT_EQ(trace(), "");
 }
 
+TEST_F(StartCheck, WhatWaitsForABackendThatNobodyWantsIsDropped) {
+    pending_lines = {"*COMMAND=report\n\n"};
+    check_backend_start(now);
+    EXPECT_TRUE(pending_lines.empty());
+}
+
 TEST_F(StartCheck, FirstPassStartsTheBackend) {
     write_program(wait_for_ever);
     check_backend_start(now);
