@@ -165,13 +165,6 @@ void serve_backend_pipes() {
     pending_to_buffer();
 }
 
-bool auto_termination_due(std::uint64_t now) {
-    if (vrdx_no_autoshutdown || stay_resident || mono_auto_shutdown == 0 || mono_auto_shutdown > now)
-        return false;
-    std::fprintf(stderr, "Auto terminate: %s\n", vrdx_file);
-    return true;
-}
-
 // Serves the clients; the amount of work done.
 int do_idle_work() {
     int work = 0;

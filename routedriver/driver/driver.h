@@ -25,6 +25,10 @@ enum class item_file_check {
 // reopens and examines it. To be called every two seconds.
 item_file_check check_item_file();
 
+// True when no client has asked for anything for so long that the driver is to end; that is traced. `now` in
+// microseconds.
+bool auto_termination_due(std::uint64_t now);
+
 // Declares an item without audio, video and finite duration; drops stale item-wide entries that say
 // otherwise; writes the metadata back when that is allowed. Once, at start-up.
 void publish_item_metadata();
