@@ -119,5 +119,4 @@ void vrdx_free_all() {
     vrdx_metadata = nullptr;
     metadata_v4_context_free(vrdx_meta);
     vrdx_meta = nullptr;
-    vrdx_trace_finish();
 }

@@ -171,13 +171,21 @@ FILE* open_stream(trace_stream& stream, char* gathered, int mode) {
     std::abort();
 }
 
+// A wrong use or a failed start has said why; its reader may be busy with others'.
+void finish() {
+    std::fflush(stderr);
+    trace.reader_stuck = false;
+    flush_stream(trace, trace_last_patience_us);
+    flush_stream(output, 0);
+}
+
 } // namespace
 
 int vrdx_trace_begin() {
     static char gathered[2][gather_bytes];
     FILE* gathering_trace = open_stream(trace, gathered[0], _IOFBF);
     FILE* gathering_output = open_stream(output, gathered[1], _IOLBF);
-    if (gathering_trace == nullptr || gathering_output == nullptr)
+    if (gathering_trace == nullptr || gathering_output == nullptr || std::atexit(finish) != 0)
         return -1;
     std::fflush(stdout);
     stderr = gathering_trace;
@@ -194,12 +202,5 @@ void vrdx_trace_retarget() {
 void vrdx_trace_flush() {
     std::fflush(stderr);
     flush_stream(trace, trace_patience_us);
-    flush_stream(output, 0);
-}
-
-void vrdx_trace_finish() {
-    std::fflush(stderr);
-    trace.reader_stuck = false;
-    flush_stream(trace, trace_last_patience_us);
     flush_stream(output, 0);
 }

@@ -15,7 +15,8 @@ constexpr std::size_t trace_kept_bytes =
 constexpr std::uint64_t trace_patience_us = 20000;        // of one flush
 constexpr std::uint64_t trace_last_patience_us = 1000000; // of the last flush
 
-// Puts gathering streams in the places of `stderr` and `stdout`. 0, or -1 when memory is short.
+// Puts gathering streams in the places of `stderr` and `stdout`. The process's end gives them what is left,
+// with more patience. 0, or -1 when memory is short.
 int vrdx_trace_begin();
 
 // Looks anew at what standard error and output are. Due after their descriptors were pointed elsewhere.
@@ -23,6 +24,3 @@ void vrdx_trace_retarget();
 
 // Writes what was gathered, as far as it is taken. Due before each wait, before a fork, and before an abort.
 void vrdx_trace_flush();
-
-// The same with more patience, at the end of the process.
-void vrdx_trace_finish();

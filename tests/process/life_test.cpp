@@ -55,10 +55,13 @@ public:
     [[nodiscard]] std::string write_end() const {
         return std::to_string(ends_[1]);
     }
-    void drain() const {
+    // What was in it.
+    std::string drain() const {
+        std::string all;
         std::array<char, 65536> bytes{};
-        while (read(ends_[0], bytes.data(), bytes.size()) > 0) {
-        }
+        for (ssize_t count = 0; (count = read(ends_[0], bytes.data(), bytes.size())) > 0;)
+            all.append(bytes.data(), static_cast<std::size_t>(count));
+        return all;
     }
 
 private:
@@ -208,6 +211,26 @@ TEST_F(Life, GoesOnWhenTheReaderOfItsTraceIsGone) {
     wait_for_status(client, "out points", "16");
     EXPECT_EQ(client.request("nonsense").command, "error");
     EXPECT_EQ(driver.stop(), ends_well);
+}
+
+TEST_F(Life, WrongUseIsToldToAReaderThatIsBusyForAWhile) {
+    const full_pipe trace;
+    driver_process driver(
+        driver_setup{.item = write_item(""),
+                     .switches = {"--nonsense"},
+                     .standard_error = std::atoi(trace.write_end().c_str())}); // NOLINT(cert-err34-c)
+    wait_until("it waits for the reader or has ended", [&] {
+        const char state = process_state(driver.pid());
+        return state == 'S' || state == 'Z';
+    });
+    std::string told;
+    wait_until("the reason is told, or nothing more is", [&] {
+        const bool ended = !driver.running();
+        told += trace.drain();
+        return ended;
+    });
+    EXPECT_THAT(told, HasSubstr("Unknown switch 'nonsense'\n"));
+    EXPECT_EQ(driver.wait_exit(), refuses);
 }
 
 TEST_F(Life, AnswersWhileNobodyReadsItsTrace) {
