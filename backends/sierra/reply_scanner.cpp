@@ -6,6 +6,8 @@
 
 namespace {
 
+constexpr std::size_t longest_name = 1024;
+
 bool is_letter(char character) {
     return capital(character) >= 'A' && capital(character) <= 'Z';
 }
@@ -98,7 +100,9 @@ std::optional<int> take_number(reply_scanner& scanner) {
 }
 
 std::optional<std::string_view> take_name(reply_scanner& scanner) {
-    const auto end = scanner.rest.find('~');
+    // No further than a name can be, or a string of many parts without an end would be searched again by
+    // each.
+    const auto end = scanner.rest.substr(0, longest_name + 1).find('~');
     if (end == std::string_view::npos) {
         return std::nullopt;
     }

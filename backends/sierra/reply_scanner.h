@@ -36,7 +36,8 @@ char take_letter(reply_scanner& scanner);
 // digit.
 std::optional<int> take_number(reply_scanner& scanner);
 
-// What stands before the next "~", without outer blanks; takes the "~" too. Nothing when there is none.
+// What stands before the next "~", without outer blanks; takes the "~" too. Nothing when there is none within
+// 1024 characters.
 std::optional<std::string_view> take_name(reply_scanner& scanner);
 
 // Everything that is left, without outer blanks.

@@ -323,6 +323,13 @@ TEST_F(Simulator, LogLinesNeverHoldLineFeeds) {
                 ElementsAre("<WARN>unknown message 'x y' of type ' ' skipped"));
 }
 
+TEST(LogLines, TextIsCutAfter4096Bytes) {
+    log_lines log;
+    add_log_line(log, "NOTE", std::string(4096, 'a') + "b");
+    ASSERT_EQ(log.size(), 1U);
+    EXPECT_EQ(log.front(), "<NOTE>" + std::string(4096, 'a'));
+}
+
 TEST_F(Simulator, UnknownMessagesAreSkipped) {
     expect_skipped(message_of("dance", "command", {}));
     expect_skipped(message_of("", "", {{"a", "1"}}));

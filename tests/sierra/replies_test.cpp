@@ -169,6 +169,21 @@ TEST(SierraReplies, TooManyLevelsAreUnreadable) {
     expect_unreadable(most + ",1");
 }
 
+TEST(SierraReplies, NameEndsWithin1024CharactersOrIsUnreadable) {
+    const std::string longest(1024, 'm');
+    EXPECT_EQ(only_reply("Q" + longest + "~2~").text, longest + " 2");
+    EXPECT_EQ(kinds_of("Q" + longest + "m~2~").front(), reply_kind::unreadable);
+}
+
+// Each part looks for an end that is not there: a megabyte would take half a minute, were each to look all
+// the way.
+TEST(SierraReplies, MegabyteOfPartsWithoutAnEndIsReadInTimeForTheNextTake) {
+    std::string content;
+    while (content.size() < 1000000)
+        content += "I ";
+    EXPECT_EQ(parse_replies(content).size(), content.size() / 2);
+}
+
 TEST(SierraReplies, HugeNumbersDoNotWrap) {
     EXPECT_EQ(only_reply("X99999999999999999999,1,1").output, std::numeric_limits<int>::max());
 }
