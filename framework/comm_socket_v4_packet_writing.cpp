@@ -47,13 +47,21 @@ void append_item(comm_socket_v4_packet* packet, comm_packet_item_kind kind, std:
         put_text(at, text);
 }
 
+// A packet of nothing but empty arguments has hundreds of thousands of them; their room is not kept.
+template<class list> void empty_list(list& items) {
+    constexpr std::size_t kept_items = 16384;
+    if (items.capacity() > kept_items)
+        list().swap(items);
+    items.clear();
+}
+
 } // namespace
 
 void comm_packet_empty(comm_socket_v4_packet* packet) {
     packet->bytes.clear();
-    packet->items.clear();
-    packet->arguments.clear();
-    packet->entries.clear();
+    empty_list(packet->items);
+    empty_list(packet->arguments);
+    empty_list(packet->entries);
     packet->writing = false;
     packet->too_large = false;
 }

@@ -84,3 +84,10 @@ TEST(Log, HasNoLimitInBytes) {
     const std::string line(3000000, 'x');
     EXPECT_EQ(appended(line, line), line + '\n' + line);
 }
+
+TEST(Log, GivesBackTheMemoryOfALongLineThatHasGone) {
+    std::string log(3000000, 'x');
+    for (int line = 0; line < 30; ++line)
+        append_log_line(log, "short");
+    EXPECT_LT(log.capacity(), 1000U);
+}

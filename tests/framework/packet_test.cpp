@@ -228,6 +228,19 @@ TEST(Packet, KeepsItsMemoryWhenUsedAgain) {
     EXPECT_EQ(arrived.items.data(), items);
 }
 
+TEST(Packet, GivesBackTheMemoryOfAnAbsurdNumberOfArguments) {
+    comm_socket_v4_packet packet;
+    comm_socket_v4_packet_begin_writing(&packet, 0, "ping", nullptr);
+    for (int i = 0; i < 200000; ++i)
+        comm_socket_v4_packet_write_arg(&packet, "");
+    ASSERT_EQ(comm_socket_v4_packet_write_end(&packet), 0);
+    comm_socket_v4_packet arrived = delivered(packet);
+    ASSERT_GE(arrived.items.capacity(), 200000U);
+    ASSERT_TRUE(decode(&arrived, take_request().bytes));
+    EXPECT_LT(arrived.items.capacity(), 1000U);
+    EXPECT_LT(arrived.arguments.capacity(), 1000U);
+}
+
 TEST(Packet, WritingReplacesWhatWasRead) {
     comm_socket_v4_packet packet = delivered(take_request());
     ASSERT_EQ(comm_socket_v4_packet_begin_writing(&packet, 0, "ping", nullptr), 0);
