@@ -199,6 +199,12 @@ class BackendCheckOnBrokenPrograms(CheckTest):
             f"confirms a take of another source {IN_ONE_SECOND}: another source was reported for output 1",
         )
 
+    def test_shrinks_when_started_again(self):
+        result = self.check(os.path.join(BROKEN, "shrinks_when_started_again"))
+        self.assertEqual(result.returncode, FAILED)
+        self.assertIn("survives binary bytes", result.stdout)
+        self.assertIn("the router's size is not known", result.stdout)
+
     def test_dies_on_nonsense(self):
         self.expect_failed("dies_on_nonsense", "survives an unknown command: it ended with exit code 3")
 

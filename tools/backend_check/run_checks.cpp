@@ -21,12 +21,14 @@ bool make_it_run(conversation& talk) {
 }
 
 outcome run_check(const check& one, conversation& talk) {
-    if (one.needs_size && (input_count < 1 || output_count < 1))
-        return skipped("the router's size is not known");
     if (one.needs_program && !make_it_run(talk))
         return failed("it cannot be started again");
     if (one.needs_program)
         wait_for_silence(talk, silence_before_check);
+    if (one.needs_size && (input_count < 1 || output_count < 1))
+        return skipped("the router's size is not known");
+    if (talk.obedient_output >= output_count)
+        talk.obedient_output = 0; // the router has shrunk
     return one.run(talk);
 }
 

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <limits>
 #include <sys/ioctl.h>
+#include <system_error>
 #include <thread>
 #include <unistd.h>
 
@@ -28,9 +29,13 @@ std::vector<router_line> look_at_all(const std::vector<item_place>& places, cons
         for (std::size_t i = next++; i < places.size(); i = next++)
             lines[i] = look_at_known_router(places[i], call.timeout_us, call.observe_us);
     };
-    std::vector<std::thread> threads(std::min(places.size(), most_at_once));
-    for (std::thread& one : threads)
-        one = std::thread(look_at_next);
+    std::vector<std::thread> threads;
+    try {
+        while (threads.size() < std::min(places.size(), most_at_once))
+            threads.emplace_back(look_at_next);
+    } catch (const std::system_error&) {
+        look_at_next(); // the system allows no more of them
+    }
     for (std::thread& one : threads)
         one.join();
     return lines;
