@@ -74,7 +74,7 @@ const framework_switch switches[] = {
     {"no-autoshutdown", no_value{&vrdx_no_autoshutdown}, "",
      "run on without clients (default: end when they stay silent)"},
     {"auto-shutdown-delay", seconds_value{&auto_shutdown_delay}, "SECONDS",
-     "silence allowed after a client's packet (default: 60)"},
+     "silence allowed after a client's route, router set or status (default: 60)"},
     {"auto-shutdown-delay-initial", seconds_value{&auto_shutdown_delay_initial}, "SECONDS",
      "silence allowed after start-up (default: 60)"},
     {"write-metadata", no_value{&vrdx_do_write_metadata}, "",
