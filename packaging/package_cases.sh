@@ -72,7 +72,7 @@ installing_makes_user_and_directories() {
     install_package "$driver_package"
     in_root getent passwd vrdx | grep ':/usr/sbin/nologin$'
     in_root getent group vrdx
-    expect_equal "$(owner_and_mode /etc/vrdx/items)" "root:root 755"
+    expect_equal "$(owner_and_mode /etc/vrdx/items)" "root:vrdx 750"
     expect_equal "$(owner_and_mode /run/vrdx)" "vrdx:vrdx 750"
     expect_equal "$(owner_and_mode /var/lib/vrdx)" "vrdx:vrdx 750"
 }

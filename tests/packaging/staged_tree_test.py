@@ -133,14 +133,11 @@ class StagedTree(unittest.TestCase):
         self.run_command("systemd-tmpfiles", f"--root={self.root}", "--create")
         with open(os.path.join(self.root, "etc", "passwd"), encoding="utf-8") as users:
             (line,) = [user for user in users if user.startswith("vrdx:")]
-        user = int(line.split(":")[2])
-        for path, wanted in (
-            ("etc/vrdx/items", (0o755, 0)),
-            ("run/vrdx", (0o750, user)),
-            ("var/lib/vrdx", (0o750, user)),
-        ):
+        user, group = (int(number) for number in line.split(":")[2:4])
+        for path, owner in (("etc/vrdx/items", 0), ("run/vrdx", user), ("var/lib/vrdx", user)):
             status = os.stat(os.path.join(self.root, path))
-            self.assertEqual((status.st_mode & 0o777, status.st_uid), wanted, path)
+            found = (status.st_mode & 0o777, status.st_uid, status.st_gid)
+            self.assertEqual(found, (0o750, owner, group), path)
 
     def test_unit_names_the_directories_that_are_made(self):
         settings = self.unit_settings()
