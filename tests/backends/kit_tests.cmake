@@ -1,29 +1,10 @@
-# The kit for authors of backend programs: the check, the examples, the installed library, the page. The tests
-# are Python; every test method is a test of its own.
-function(vrdx_python_tests script)
-  cmake_parse_arguments(arg "" "TIMEOUT;SUFFIX" "ENVIRONMENT" ${ARGN})
-  set(path ${CMAKE_CURRENT_LIST_DIR}/${script})
-  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${path})
-  file(STRINGS ${path} definitions REGEX "^(class|    def test_)")
-  foreach(definition ${definitions})
-    if(definition MATCHES "^class ([A-Za-z]+)")
-      set(test_class ${CMAKE_MATCH_1})
-    elseif(definition MATCHES "def (test_[a-z0-9_]+)")
-      set(method ${test_class}.${CMAKE_MATCH_1})
-      set(name ${method}${arg_SUFFIX})
-      add_test(NAME ${name} COMMAND ${Python3_EXECUTABLE} -B ${path} ${method})
-      set_tests_properties(${name} PROPERTIES
-        TIMEOUT ${arg_TIMEOUT} LABELS process ENVIRONMENT "${arg_ENVIRONMENT}")
-    endif()
-  endforeach()
-endfunction()
-
-vrdx_python_tests(backend_check_test.py TIMEOUT 240 ENVIRONMENT
+# The kit for authors of backend programs: the check, the examples, the installed library, the page.
+vrdx_python_tests(backend_check_test.py ENVIRONMENT
   PYTHONDONTWRITEBYTECODE=1
   VRDX_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
 
 foreach(language cpp python)
-  vrdx_python_tests(example_backend_test.py TIMEOUT 240 SUFFIX .${language} ENVIRONMENT
+  vrdx_python_tests(example_backend_test.py SUFFIX .${language} ENVIRONMENT
     PYTHONPATH=${CMAKE_SOURCE_DIR}/tests/support
     VRDX_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY}
     VRDX_EXAMPLE=route_example_${language})
@@ -32,7 +13,7 @@ endforeach()
 vrdx_python_tests(example_sources_test.py TIMEOUT 60 ENVIRONMENT
   VRDX_EXAMPLES=${CMAKE_SOURCE_DIR}/examples)
 
-vrdx_python_tests(backend_protocol_page_test.py TIMEOUT 240 ENVIRONMENT
+vrdx_python_tests(backend_protocol_page_test.py ENVIRONMENT
   VRDX_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY}
   VRDX_PAGE=${CMAKE_SOURCE_DIR}/docs/backend-protocol.md)
 
