@@ -30,7 +30,7 @@ run_tests() {
 }
 
 lint() {
-    need_packages "${build_packages[@]}" "${test_packages[@]}" "${lint_packages[@]}"
+    need_packages "${build_packages[@]}" "${test_packages[@]}" "${bench_packages[@]}" "${lint_packages[@]}"
     git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror
     # What it cannot parse, its compiler can: that is no finding.
     cppcheck --quiet --error-exitcode=1 --enable=warning,performance,portability --inline-suppr \

@@ -31,7 +31,7 @@ bool ask_status() {
     std::size_t bytes = 0;
     for (int i = 0; i < 2000; ++i)
         bytes += answer_request(request);
-    return bytes > 2000 * 128 * 3 * 20;
+    return bytes > std::size_t{2000} * 128 * 3 * 20;
 }
 
 // Takes, each confirmed by the router and looked at by one client.
@@ -46,14 +46,14 @@ bool take_and_confirm() {
         report_through_pipe(take_report(output, input));
         answer_request(request);
     }
-    return commands > 500 * 60;
+    return commands > std::size_t{500} * 60;
 }
 
 bool read_full_reports() {
     const std::string text = full_report(4096, 1024);
     for (int i = 0; i < 10; ++i)
         report_through_pipe(text);
-    return answer_request(status_request()) > 128 * 3 * 20;
+    return answer_request(status_request()) > std::size_t{128} * 3 * 20;
 }
 
 bool read_log_flood() {

@@ -27,7 +27,7 @@ TavrixAPIRouterMessage outputs_message(int outputs) {
 
 void encode(benchmark::State& state) {
     const TavrixAPIRouterMessage message = outputs_message(static_cast<int>(state.range(0)));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         std::string text;
         encode_router_message(message, text);
         benchmark::DoNotOptimize(text);
@@ -36,7 +36,7 @@ void encode(benchmark::State& state) {
 
 void parse_line(benchmark::State& state) {
     TavrixAPIRouterMessage message;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         parse_router_message_line(message, "o100.name=Studio A monitor");
         message.fields.clear();
     }
@@ -46,14 +46,14 @@ void apply_report(benchmark::State& state) {
     const auto outputs = static_cast<int>(state.range(0));
     report_through_pipe(full_report(points, outputs));
     incoming_report = outputs_message(outputs);
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         handle_backend_report();
     clear_router_message(incoming_report);
 }
 
 void plan(benchmark::State& state) {
     report_through_pipe(full_report(points, points));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         route_requests.push_back({2, 2, 3});
         plan_route_changes();
         pending_lines.clear();
@@ -64,7 +64,7 @@ void render_status(benchmark::State& state) {
     const auto outputs = static_cast<int>(state.range(0));
     report_through_pipe(full_report(outputs, outputs));
     const std::string request = status_request();
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(answer_request(request));
 }
 
@@ -72,7 +72,7 @@ void render_status_after_report(benchmark::State& state) {
     report_through_pipe(full_report(points, points));
     const std::string request = status_request();
     const std::string report = take_report(3, 2);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         report_through_pipe(report);
         benchmark::DoNotOptimize(answer_request(request));
     }
@@ -81,7 +81,7 @@ void render_status_after_report(benchmark::State& state) {
 void decode_packet(benchmark::State& state) {
     const std::string bytes = take_request(3, 2);
     comm_socket_v4_packet packet;
-    for (auto _ : state)
+    for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(comm_socket_v4_packet_decode(
             &packet, reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size()));
 }

@@ -84,16 +84,16 @@ int run(const invocation& invocation) {
 } // namespace
 
 int main(int argc, char** argv) {
-    invocation invocation;
-    CLI::App app("Measures the driver beside the floor of each row and prints one table.", "vrdx_bench");
-    app.add_option("--rounds", invocation.rounds, "rounds of each measurement; medians are shown")
-        ->check(CLI::PositiveNumber)
-        ->capture_default_str();
-    app.add_option("--row", invocation.row, "only the rows whose name contains this");
-    app.add_option("--json", invocation.json, "write the table to this file, too");
-    app.add_flag("--markdown", invocation.markdown, "print the table in Markdown");
-    CLI11_PARSE(app, argc, argv);
     try {
+        invocation invocation;
+        CLI::App app("Measures the driver beside the floor of each row and prints one table.", "vrdx_bench");
+        app.add_option("--rounds", invocation.rounds, "rounds of each measurement; medians are shown")
+            ->check(CLI::PositiveNumber)
+            ->capture_default_str();
+        app.add_option("--row", invocation.row, "only the rows whose name contains this");
+        app.add_option("--json", invocation.json, "write the table to this file, too");
+        app.add_flag("--markdown", invocation.markdown, "print the table in Markdown");
+        CLI11_PARSE(app, argc, argv);
         return run(invocation);
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "vrdx_bench: %s\n", failure.what());

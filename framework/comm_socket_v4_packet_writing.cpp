@@ -101,6 +101,7 @@ void comm_socket_v4_packet_write_nv_pairf(comm_socket_v4_packet* packet, std::st
     std::array<char, 512> local; // not initialised: this runs for every output of every status reply
     va_list values;
     va_start(values, format);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): it is, in the line before
     const int formatted = std::vsnprintf(local.data(), local.size(), format, values);
     va_end(values);
     const auto length = static_cast<std::size_t>(std::max(formatted, 0)); // unformattable: an empty value

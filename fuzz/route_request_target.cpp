@@ -40,7 +40,8 @@ std::vector<std::int32_t> simple_sources(std::string_view value) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const std::string text = std::string(as_text(data, size)).c_str(); // up to its first NUL
+    const std::string_view given = as_text(data, size);
+    const std::string text(given.substr(0, given.find('\0')));
     const std::size_t equals = std::min(text.find('='), text.size());
     const std::string name = text.substr(0, equals);
     const std::string value = text.substr(std::min(equals + 1, text.size()));

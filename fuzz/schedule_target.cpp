@@ -138,7 +138,8 @@ void set_property(byte_source& source) {
 }
 
 void change_setting(byte_source& source) {
-    const std::string name = next_text(source).c_str();
+    std::string name = next_text(source);
+    name.resize(std::min(name.size(), name.find('\0')));
     my_vrdx_on_set(nullptr, name.c_str(), next_text(source));
 }
 

@@ -35,7 +35,7 @@ void take() {
 
 void rename(const std::string& what, const std::string& before, texts& fields) {
     for (auto& [number, name] : names[what])
-        name = fields.try_emplace(before + number + ".name", name).first->second;
+        name = fields.try_emplace(std::string(before).append(number) + ".name", name).first->second;
     report_all(what);
 }
 

@@ -215,6 +215,7 @@ int my_vrdx_custom_packet(comm_socket_v4_packet* pkt, comm_socket_v4_packet* res
         for_each_entry(pkt, queue_set_entry);
         postpone_auto_shutdown();
         plan_route_changes();
+        // NOLINTNEXTLINE(modernize-use-nullptr): the assertion's text
         vrdx_assert(comm_socket_v4_packet_begin_writing(respkt,0,"route",NULL) == 0);
         comm_socket_v4_packet_write_argv_end(respkt);
         vrdx_assert(comm_socket_v4_packet_write_end(respkt) == 0);
@@ -224,6 +225,7 @@ int my_vrdx_custom_packet(comm_socket_v4_packet* pkt, comm_socket_v4_packet* res
         for_each_entry(pkt, forward_property);
         postpone_auto_shutdown();
         plan_route_changes();
+        // NOLINTNEXTLINE(modernize-use-nullptr): the assertion's text
         vrdx_assert(comm_socket_v4_packet_begin_writing(respkt,0,"router set",NULL) == 0);
         comm_socket_v4_packet_write_argv_end(respkt);
         vrdx_assert(comm_socket_v4_packet_write_end(respkt) == 0);
@@ -235,6 +237,7 @@ int my_vrdx_custom_packet(comm_socket_v4_packet* pkt, comm_socket_v4_packet* res
                                    std::clamp(output_count, 0, max_status_points)};
             if (input_count >= 1 && output_count >= 1) {
                 respkt->result = 0;
+                // NOLINTNEXTLINE(modernize-use-nullptr): the assertion's text
                 vrdx_assert(comm_socket_v4_packet_begin_writing(respkt,0,"status",NULL) == 0);
                 write_router(respkt, size);
             } else {

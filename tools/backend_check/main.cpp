@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <iostream>
 
 namespace {
@@ -82,9 +83,14 @@ int check_program(const options& chosen) {
 
 int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN); // a program that is gone shows in the results of writes
-    options chosen;
-    int code = exit_passed;
-    if (read_command_line(argc, argv, &chosen, &code))
-        code = check_program(chosen);
-    return code;
+    try {
+        options chosen;
+        int code = exit_passed;
+        if (read_command_line(argc, argv, &chosen, &code))
+            code = check_program(chosen);
+        return code;
+    } catch (const std::exception& failure) { // no memory
+        std::fprintf(stderr, "vrdx_backend_check: %s\n", failure.what());
+        return exit_failed;
+    }
 }

@@ -43,6 +43,7 @@ outcome check_take(conversation& talk, int audio, int video) {
 
 outcome confirms_salvo(conversation& talk) {
     std::vector<crosspoint> takes;
+    takes.reserve(router_outputs.size());
     for (int output = 0; output < output_count; ++output)
         takes.push_back({output, output % input_count, output % input_count});
     const taken result = take_all(talk, takes);
