@@ -61,7 +61,7 @@ protected:
 
     // A directory of the test whose path is longer than a socket address can be.
     std::string long_directory() const {
-        const std::string name = directory.path() + "/" + std::string(100, 'd') + "/" + std::string(200, 'e');
+        std::string name = directory.path() + "/" + std::string(100, 'd') + "/" + std::string(200, 'e');
         fs::create_directories(name);
         return name;
     }

@@ -56,7 +56,7 @@ TEST_P(BackendDeaths, LeaveNothingBehindAndLoseNoTake) {
         die_once();
         ASSERT_FALSE(HasFailure());
     }
-    const auto deaths = static_cast<std::size_t>(warm_up + deaths_of_each_kind());
+    const auto deaths = static_cast<std::size_t>(warm_up) + static_cast<std::size_t>(deaths_of_each_kind());
     EXPECT_EQ(takes_heard(), death == "unread command" ? 0 : deaths);
     expect_nothing_left(descriptors, memory_kib);
     EXPECT_EQ(driver_->stop(), (driver_end{0, 0}));
