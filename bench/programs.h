@@ -24,8 +24,8 @@ private:
     std::string path_;
 };
 
-// While it lives, this process and the programs that it starts share one processor. What an idle processor needs to
-// wake up is more than a round trip, and differs from one moment to the next.
+// While it lives, this process and the programs that it starts share one processor. What an idle processor
+// needs to wake up is more than a round trip, and differs from one moment to the next.
 class shared_processor {
 public:
     shared_processor();

@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstring>
 #include <limits>
-#include <memory>
 #include <random>
 #include <sys/socket.h>
 #include <termios.h>
@@ -143,10 +142,10 @@ void flush_link(router_link& link, std::uint64_t now) {
     }
 }
 
-router_link::router_link() {
-    const auto engine = std::make_shared<std::minstd_rand>(std::random_device{}());
-    chance = [engine] { return std::uniform_real_distribution<double>(0, 1)(*engine); };
-}
+router_link::router_link()
+    : chance([engine = std::minstd_rand(std::random_device{}())]() mutable {
+          return std::uniform_real_distribution<double>(0, 1)(engine);
+      }) {}
 
 router_link::~router_link() {
     close_link(*this);
