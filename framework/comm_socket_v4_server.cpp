@@ -21,6 +21,7 @@ namespace {
 
 constexpr unsigned socket_mode = 0660;
 constexpr int listen_backlog = 256;
+constexpr int longest_farewell_ms = 500;
 
 void watch_listener(comm_socket_v4* server, int operation, std::uint32_t events) {
     epoll_event event{};
@@ -167,6 +168,28 @@ void deliver_last_replies(comm_socket_v4* server) {
     }
 }
 
+// Connects, and waits whether the connection stays. 0 when it does, `hung_up` when it does not, else errno.
+int try_connection(const std::string& path, bool* hung_up) {
+    const int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (probe < 0)
+        return errno;
+    int reason = connect_socket_path(probe, path) == 0 ? 0 : errno;
+    if (reason == EAGAIN)
+        reason = 0; // a full backlog is a live driver, too
+    pollfd connection{probe, POLLRDHUP, 0};
+    *hung_up = reason == 0 && poll(&connection, 1, longest_farewell_ms) > 0;
+    close(probe);
+    return reason;
+}
+
+// 0 when somebody serves the socket, else why not. A driver that is ending, or the child that a killed one
+// had just forked, still takes connections for a moment, and drops them then.
+int ask_who_serves(const std::string& path) {
+    bool hung_up = false;
+    const int reason = try_connection(path, &hung_up);
+    return hung_up ? try_connection(path, &hung_up) : reason;
+}
+
 } // namespace
 
 bool comm_socket_v4_clear_stale_path(const std::string& path) {
@@ -181,16 +204,8 @@ bool comm_socket_v4_clear_stale_path(const std::string& path) {
         std::fprintf(stderr, "Socket path %s is taken by something that is no socket\n", path.c_str());
         return false;
     }
-    const int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (probe < 0) {
-        std::fprintf(stderr, "Cannot make a socket: %s\n", std::strerror(errno));
-        return false;
-    }
-    const int connected = connect_socket_path(probe, path);
-    const int reason = errno;
-    close(probe);
-    // A full backlog (EAGAIN) is a live driver, too.
-    if (connected == 0 || reason == EAGAIN) {
+    const int reason = ask_who_serves(path);
+    if (reason == 0) {
         std::fprintf(stderr, "Item is already served: a live driver answers on %s\n", path.c_str());
         return false;
     }

@@ -1,5 +1,6 @@
 // The socket of an item: whose it is, what becomes of a stale one, and where it may lie.
 #include "finished_driver.h"
+#include "socket_address.h"
 #include "test_client.h"
 #include "test_files.h"
 
@@ -7,6 +8,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
+#include <poll.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 
@@ -94,6 +97,21 @@ TEST(OneDriverPerItem, SocketOfAKilledDriverIsReplaced) {
     EXPECT_EQ(ping(next.socket_path()), "ping");
     EXPECT_EQ(next.stop(), ends_well);
     EXPECT_FALSE(file_exists(next.socket_path()));
+}
+
+// So it is in the moment in which the child of a killed driver has not become the backend yet.
+TEST(OneDriverPerItem, SocketThatDropsItsConnectionsAndGoesIsReplaced) {
+    const temporary_directory directory;
+    const std::string path = directory.file(".tavrixsock.item");
+    write_file(directory.file("item"), "");
+    const int dying = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(bind_socket_path(dying, path, 0660, 5), 0);
+    driver_process driver(directory.file("item"));
+    pollfd asked{dying, POLLIN, 0};
+    EXPECT_EQ(poll(&asked, 1, 60000), 1);
+    close(dying);
+    EXPECT_EQ(ping(path), "ping");
+    EXPECT_EQ(driver.stop(), ends_well);
 }
 
 TEST(OneDriverPerItem, SocketThatWasTakenAwayIsNotMissedAndAStrangersStays) {
