@@ -62,8 +62,9 @@ def main():
         print(f"not run: {path}:{','.join(numbers)}")
     for folder, counts in sorted(by_folder.items()):
         print(f"{folder:24} {share(counts)}")
-    total = [count for counts in by_folder.values() for count in counts]
-    print(f"{'total':24} {share(total)}")
+    for whole in folders:
+        counts = [count for folder, counts in by_folder.items() if folder.split(os.sep)[0] == whole for count in counts]
+        print(f"{whole + ', all':24} {share(counts)}")
 
 
 if __name__ == "__main__":

@@ -86,6 +86,7 @@ TEST_F(Launch, ProgramHasNoDescriptorOfTheDriver) {
     start_program(wait_for_ever);
     const std::string process = "/proc/" + std::to_string(backend_pid);
     wait_until("the shell's end", [&process] { return read_file(process + "/comm") == "sleep\n"; });
+    wait_until("the end of what it reads to start", [] { return descriptors_of(backend_pid).size() <= 3; });
     EXPECT_THAT(descriptors_of(backend_pid), ElementsAre(Key(0), Key(1), Key(2)));
 }
 

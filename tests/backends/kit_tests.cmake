@@ -18,7 +18,7 @@ vrdx_python_tests(backend_protocol_page_test.py ENVIRONMENT
   VRDX_PAGE=${CMAKE_SOURCE_DIR}/docs/backend-protocol.md)
 
 # What is built against the installed library is built as the library was.
-set(installed_cxx_flags "")
+set(installed_cxx_flags ${CMAKE_CXX_FLAGS})
 if(VRDX_SANITIZE)
   set(installed_cxx_flags "-fsanitize=address,undefined")
 endif()
