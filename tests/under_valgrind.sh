@@ -33,12 +33,13 @@ END
 chmod +x "$work/driver"
 VRDX_TEST_DRIVER=$work/driver ctest --test-dir "$build" -L process -E "$left_out" -j "$jobs" --output-on-failure || failed=1
 
-# Open to the end on purpose: what the trace is written to; the item and the socket of a start that was given up.
+# Open to the end on purpose: what the trace is written to, and whom the watchdog tells; the item and the socket of a start
+# that was given up.
 descriptors_left() {
     awk '/ Open file descriptor | Open AF_/ { opened = $0; next }
          opened == "" { next }
          /inherited from parent/ { opened = ""; next }
-         / by 0x/ { if ($0 !~ /choose_target|metadata_v4_context|comm_socket_v4_create_server|open_event_set/)
+         / by 0x/ { if ($0 !~ /choose_target|vrdx_watchdog_begin|metadata_v4_context|comm_socket_v4_create_server|open_event_set/)
                         print opened "\n" $0
                     opened = "" }' "$1"
 }
