@@ -39,9 +39,8 @@ extern bool vrdx_metadata_may_update; // the metadata could be read, so writing 
 extern bool vrdx_do_write_metadata;
 
 extern std::uint64_t auto_shutdown_delay_initial; // microseconds of silence allowed after start-up
-extern std::uint64_t
-    auto_shutdown_delay; // microseconds of silence allowed after a client asked for something of the router
-extern std::uint64_t mono_auto_shutdown; // monotonic_us at which the driver ends itself; 0: never
+extern std::uint64_t auto_shutdown_delay;         // the same after a route, router set or status
+extern std::uint64_t mono_auto_shutdown;          // monotonic_us at which the driver ends itself; 0: never
 
 extern std::atomic<std::int32_t> DIE4; // termination signals received
 
