@@ -34,8 +34,9 @@ lint() {
     git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror
     # What it cannot parse, its compiler can: that is no finding. Nor is one name in two programs.
     cppcheck --quiet --error-exitcode=1 --enable=warning,performance,portability --inline-suppr \
-        --suppress=internalAstError --suppress=ctuOneDefinitionRuleViolation --std=c++20 -I framework -I routedriver -I routedriver/backend -I routedriver/router \
-        -I routedriver/client -I routedriver/driver framework routedriver backends tools examples
+        --suppress=internalAstError --suppress=ctuOneDefinitionRuleViolation --std=c++20 \
+        -I framework -I routedriver -I routedriver/backend -I routedriver/router -I routedriver/client -I routedriver/driver \
+        framework routedriver backends tools examples
     build clang
     git ls-files '*.cpp' | xargs -P "$jobs" -n 4 clang-tidy --quiet -p build/clang
     echo "lint: clean"

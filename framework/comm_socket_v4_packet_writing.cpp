@@ -10,6 +10,8 @@
 
 namespace {
 
+constexpr std::size_t kept_items = 16384;
+
 void put_number(char* data, std::size_t size, std::uint64_t number) {
     for (std::size_t i = size; i > 0; --i) {
         data[i - 1] = static_cast<char>(number & 0xffU);
@@ -47,21 +49,19 @@ void append_item(comm_socket_v4_packet* packet, comm_packet_item_kind kind, std:
         put_text(at, text);
 }
 
-// A packet of nothing but empty arguments has hundreds of thousands of them; their room is not kept.
-template<class list> void empty_list(list& items) {
-    constexpr std::size_t kept_items = 16384;
-    if (items.capacity() > kept_items)
-        list().swap(items);
-    items.clear();
-}
-
 } // namespace
 
 void comm_packet_empty(comm_socket_v4_packet* packet) {
     packet->bytes.clear();
-    empty_list(packet->items);
-    empty_list(packet->arguments);
-    empty_list(packet->entries);
+    packet->items.clear();
+    packet->arguments.clear();
+    packet->entries.clear();
+    // A packet of nothing but empty arguments has hundreds of thousands of items; their room is not kept.
+    if (packet->items.capacity() > kept_items) {
+        packet->items.shrink_to_fit();
+        packet->arguments.shrink_to_fit();
+        packet->entries.shrink_to_fit();
+    }
     packet->writing = false;
     packet->too_large = false;
 }

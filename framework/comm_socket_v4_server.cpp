@@ -173,11 +173,10 @@ int try_connection(const std::string& path, bool* hung_up) {
     const int probe = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (probe < 0)
         return errno;
-    int reason = connect_socket_path(probe, path) == 0 ? 0 : errno;
-    if (reason == EAGAIN)
-        reason = 0; // a full backlog is a live driver, too
+    const bool connected = connect_socket_path(probe, path) == 0;
+    const int reason = connected || errno == EAGAIN ? 0 : errno; // a full backlog is a live driver, too
     pollfd connection{probe, POLLRDHUP, 0};
-    *hung_up = reason == 0 && poll(&connection, 1, longest_farewell_ms) > 0;
+    *hung_up = connected && poll(&connection, 1, longest_farewell_ms) > 0;
     close(probe);
     return reason;
 }

@@ -171,12 +171,16 @@ FILE* open_stream(trace_stream& stream, char* gathered, int mode) {
     std::abort();
 }
 
+void flush_both(std::uint64_t patience_us) {
+    std::fflush(stderr);
+    flush_stream(trace, patience_us);
+    flush_stream(output, 0);
+}
+
 // A wrong use or a failed start has said why; its reader may be busy with others'.
 void finish() {
-    std::fflush(stderr);
     trace.reader_stuck = false;
-    flush_stream(trace, trace_last_patience_us);
-    flush_stream(output, 0);
+    flush_both(trace_last_patience_us);
 }
 
 } // namespace
@@ -200,7 +204,5 @@ void vrdx_trace_retarget() {
 }
 
 void vrdx_trace_flush() {
-    std::fflush(stderr);
-    flush_stream(trace, trace_patience_us);
-    flush_stream(output, 0);
+    flush_both(trace_patience_us);
 }

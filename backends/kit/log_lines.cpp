@@ -11,6 +11,5 @@ void add_log_line(log_lines& log, std::string_view tag, std::string_view text) {
 }
 
 std::string quoted(std::string_view text) {
-    constexpr std::size_t longest_quoted = 60;
     return "'" + std::string(text.substr(0, longest_quoted)) + "'";
 }

@@ -11,7 +11,6 @@ namespace {
 constexpr std::string_view blanks = " \t\r\n\v\f";
 constexpr int longest_ms = 600000;
 constexpr int highest_port = 65535;
-constexpr std::size_t longest_shown = 60; // bytes of a value in the log
 
 std::string_view without_outer_blanks(std::string_view text) {
     const auto first = text.find_first_not_of(blanks);
@@ -54,7 +53,7 @@ std::optional<int> read_number(const number_setting& setting, const std::string&
         return number;
     }
     std::string text = "setting ";
-    text.append(setting.name).append(" = ").append(value.substr(0, longest_shown));
+    text.append(setting.name).append(" = ").append(value.substr(0, longest_quoted));
     text.append(" is malformed, ").append(consequence);
     add_log_line(log, "ERR", text);
     return std::nullopt;

@@ -24,6 +24,8 @@
 struct TavrixAPIRouterMessage;
 
 constexpr std::size_t backend_pipe_buffer_bytes = 1048576; // a longer message cannot be sent
+constexpr std::size_t kept_text_capacity =
+    1048576; // more, which a monstrous line needed, is given back after it
 
 extern std::int32_t backend_pid;      // -1: none
 extern std::int32_t backend_stdin_fd; // our end of each pipe, non-blocking; -1: closed

@@ -8,7 +8,6 @@ std::string last_notes;
 namespace {
 
 constexpr int kept_line_feeds = 20;
-constexpr std::size_t kept_capacity = 1048576;
 
 // The last line feed among the first `size` characters; npos when there is none. (rfind looks at one
 // character after the other, and every line of a flood comes by here.)
@@ -25,10 +24,11 @@ void append_log_line(std::string& log, std::string_view line) {
     std::size_t cut = log.size();
     for (int feeds = 0; feeds <= kept_line_feeds && cut != std::string::npos; ++feeds)
         cut = last_line_feed(log, cut);
-    if (cut != std::string::npos)
+    if (cut != std::string::npos) {
         log.erase(0, cut);
-    if (log.capacity() > kept_capacity && log.size() < kept_capacity / 2)
-        log.shrink_to_fit(); // a monstrous line has gone
+        if (log.capacity() > kept_text_capacity && log.size() < kept_text_capacity / 2)
+            log.shrink_to_fit();
+    }
     if (!log.empty())
         log += '\n';
     log += line;

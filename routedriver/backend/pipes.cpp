@@ -16,8 +16,6 @@ bool debug_messages = false;
 
 namespace {
 
-constexpr std::size_t kept_line_capacity = 1048576; // what one monstrous line needed is given back after it
-
 void append_without_carriage_returns(std::string& line, const unsigned char* from, const unsigned char* to) {
     while (from != to) {
         const auto* next =
@@ -39,7 +37,7 @@ void consume_lines(sliding_window_v4* buffer, std::string& line, void (*take_lin
             break;
         take_line(line);
         line.clear();
-        if (line.capacity() > kept_line_capacity)
+        if (line.capacity() > kept_text_capacity)
             line.shrink_to_fit();
     }
 }
