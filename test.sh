@@ -29,6 +29,17 @@ run_tests() {
     ctest --preset "$preset" -j $((jobs * 3)) --no-tests=error "$@"
 }
 
+# What the failed tests of a preset printed, once more: thousands of lines may stand between them and the end.
+tell_failed_tests() {
+    awk -v most=60 '
+        /^[0-9]+\/[0-9]+ Testing: / { lines = 0 }
+        { line[lines++] = $0 }
+        /^Test Failed\.$/ {
+            for (at = lines > most ? lines - most : 0; at < lines; at++)
+                print line[at]
+        }' "build/$1/Testing/Temporary/LastTest.log"
+}
+
 lint() {
     need_packages "${build_packages[@]}" "${test_packages[@]}" "${bench_packages[@]}" "${lint_packages[@]}"
     git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror
@@ -102,9 +113,13 @@ lint)
     build sanitize
     filter=()
     [ -n "${1-}" ] && filter=(-R "$1")
-    failed=0
-    run_tests release "${filter[@]}" || failed=1
-    run_tests sanitize "${filter[@]}" || failed=1
-    exit "$failed"
+    failed=()
+    run_tests release "${filter[@]}" || failed+=(release)
+    run_tests sanitize "${filter[@]}" || failed+=(sanitize)
+    for preset in "${failed[@]}"; do
+        echo "--- failed, $preset"
+        tell_failed_tests "$preset"
+    done
+    [ ${#failed[@]} -eq 0 ]
     ;;
 esac

@@ -23,6 +23,18 @@ process_line read_process_line(const std::string& pid) {
     return {line[name_end + 2], static_cast<pid_t>(std::strtol(line.c_str() + name_end + 4, nullptr, 10))};
 }
 
+// The value of a line of /proc/PID/`file`, without blanks around it; empty when there is none.
+std::string field_of(pid_t pid, const std::string& file, const std::string& name) {
+    std::ifstream stream("/proc/" + std::to_string(pid) + "/" + file);
+    for (std::string line; std::getline(stream, line);) {
+        if (!line.starts_with(name + ":"))
+            continue;
+        const std::size_t start = line.find_first_not_of(" \t", name.size() + 1);
+        return start == std::string::npos ? "" : line.substr(start);
+    }
+    return "";
+}
+
 } // namespace
 
 std::vector<pid_t> children_of(pid_t pid) {
@@ -55,16 +67,13 @@ std::map<int, std::string> descriptors_of(pid_t pid) {
 }
 
 std::string status_field(pid_t pid, const std::string& name) {
-    std::ifstream stream("/proc/" + std::to_string(pid) + "/status");
-    for (std::string line; std::getline(stream, line);) {
-        if (!line.starts_with(name + ":"))
-            continue;
-        const std::size_t start = line.find_first_not_of(" \t", name.size() + 1);
-        return start == std::string::npos ? "" : line.substr(start);
-    }
-    return "";
+    return field_of(pid, "status", name);
 }
 
 long resident_kib(pid_t pid) {
     return std::strtol(status_field(pid, "VmRSS").c_str(), nullptr, 10);
+}
+
+long own_memory_kib(pid_t pid) {
+    return std::strtol(field_of(pid, "smaps_rollup", "Anonymous").c_str(), nullptr, 10);
 }

@@ -21,3 +21,7 @@ std::string status_field(pid_t pid, const std::string& name);
 
 // Resident memory in KiB; 0 when there is no such process.
 long resident_kib(pid_t pid);
+
+// Memory of its own in KiB, counted page by page: no file's pages, which come and go with what runs. 0 when
+// there is no such process.
+long own_memory_kib(pid_t pid);
