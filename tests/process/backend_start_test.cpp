@@ -3,7 +3,7 @@
 #include "supervision.h"
 
 #include <csignal>
-#include <cstdlib>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -78,29 +78,28 @@ TEST_F(BackendStart, NonexistentProgramIsAnErrorInTheLog) {
     EXPECT_EQ(driver.stop(), ends_well);
 }
 
+// It tells its start in a file: what a backend logs within the pass that sees it gone may be lost.
 TEST_F(BackendStart, BackendThatExitsAtOnceIsStartedAgainEveryFiveSeconds) {
-    write_script(directory_.file("script"), {"log-clock <INFO>started", "exit 3"});
+    const std::string starts = directory_.file("starts");
+    write_script(directory_.file("script"), {"append-clock " + starts, "exit 3"});
     driver_process driver(item_);
     test_client client(driver.socket_path());
-    const std::string started = "STDERR<INFO>: 'started ";
-    const std::size_t first = driver.wait_for_trace(started);
-    driver.wait_for_trace("Stopping backend\n");
+    const std::size_t first = driver.wait_for_trace("Stopping backend\n");
     wait_until_childless(driver);
-    const std::size_t descriptors = driver.descriptors().size();
+    const std::size_t descriptors = driver.settled_descriptor_count();
 
-    const std::size_t second = driver.wait_for_trace(started, first);
-    driver.wait_for_trace("Stopping backend\n", second);
+    driver.wait_for_trace("Stopping backend\n", first);
     wait_until_childless(driver);
-    EXPECT_EQ(driver.descriptors().size(), descriptors);
-    const std::string trace = driver.trace();
-    const long between =
-        std::strtol(trace.c_str() + second, nullptr, 10) - std::strtol(trace.c_str() + first, nullptr, 10);
-    EXPECT_GT(between, 4000);
+    EXPECT_EQ(driver.settled_descriptor_count(), descriptors);
+    std::ifstream times(starts);
+    long first_ms = 0;
+    long second_ms = 0;
+    ASSERT_TRUE(times >> first_ms >> second_ms);
+    EXPECT_GT(second_ms - first_ms, 4000);
 
-    const std::string notes = client.request("report").entry("*last notes");
-    EXPECT_THAT(notes,
-                testing::MatchesRegex("Starting backend driver\nstarted [0-9]+\nStopping backend driver\n"
-                                      "Starting backend driver\nstarted [0-9]+\nStopping backend driver"));
+    EXPECT_EQ(client.request("report").entry("*last notes"),
+              "Starting backend driver\nStopping backend driver\n"
+              "Starting backend driver\nStopping backend driver");
     EXPECT_EQ(driver.stop(), ends_well);
 }
 
@@ -125,8 +124,8 @@ TEST_F(BackendStart, ThreeDescriptorsAreGivenBackWithTheBackend) {
     driver_process driver(item_);
     test_client client(driver.socket_path());
     wait_for_router(client);
-    const std::size_t with_backend = driver.descriptors().size();
+    const std::size_t with_backend = driver.settled_descriptor_count();
     go();
     driver.wait_for_trace("Stopping backend\n");
-    EXPECT_EQ(driver.descriptors().size(), with_backend - 3);
+    EXPECT_EQ(driver.settled_descriptor_count(), with_backend - 3);
 }

@@ -15,7 +15,7 @@ protected:
     void SetUp() override {
         wait_for_status(witness_, "output.name 128", "Output 128");
         backend_ = driver_.wait_for_backend();
-        descriptors_ = driver_.descriptors().size();
+        descriptors_ = driver_.settled_descriptor_count();
     }
     void TearDown() override {
         EXPECT_TRUE(driver_.running());

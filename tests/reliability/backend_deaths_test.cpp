@@ -23,9 +23,10 @@ protected:
     }
     std::size_t descriptors_beside_backend() {
         std::size_t descriptors = 0;
-        wait_until("a backend lives", [&] {
-            descriptors = backend_lives() ? driver_->descriptors().size() : 0;
-            return descriptors > 0 && active();
+        wait_until("one backend lives all the time", [&] {
+            const auto before = driver_->children();
+            descriptors = driver_->settled_descriptor_count();
+            return backend_lives() && driver_->children() == before;
         });
         return descriptors;
     }

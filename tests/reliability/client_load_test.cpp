@@ -175,7 +175,7 @@ protected:
 
 TEST_F(ClientLoad, ThousandClientsAmongThemStallersAndFloodsLoseNoRequest) {
     const std::string socket = driver_->socket_path();
-    const std::size_t descriptors = driver_->descriptors().size();
+    const std::size_t descriptors = driver_->settled_descriptor_count();
     client_crowd idle = connect_crowd(socket, 740);
     for (int round = 0; round < rounds(); ++round) {
         measure("50 active, 740 idle");

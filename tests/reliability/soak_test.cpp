@@ -146,7 +146,7 @@ TEST_F(Soak, StaysAsItWasAndEveryTakeSentArrives) {
     edit_item();
     kill_backend();
     work(std::chrono::seconds(2));
-    const std::size_t descriptors = driver_->descriptors().size();
+    const std::size_t descriptors = driver_->settled_descriptor_count();
     const long memory_kib = resident_kib(driver_->pid());
     long most_kib = memory_kib;
     const auto end = std::chrono::steady_clock::now() + soak_time();

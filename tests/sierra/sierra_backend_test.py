@@ -8,7 +8,6 @@ from sierra_backend import BIN, PROGRAM, RunningBackend, SierraTest
 from sierra_emulator import SierraEmulator
 
 
-
 class SierraBackendPassesTheCheck(SierraTest):
     def check(self, item_text, *notes):
         backend = RunningBackend(item_text)  # for its item file
@@ -59,12 +58,12 @@ class SierraBackendStart(SierraTest):
     def test_reads_the_router_in_order(self):
         router = self.router()
         backend = self.ready_backend(router)
+        backend.wait_for_fields(o7_input_video="7", o7_input_audio="7")
         self.assertEqual(router.received[:6], ["", "I", "Q", "L", "U2", "S"])
         self.assertEqual(backend.reports[0][0], "info")
         self.assertEqual(
             backend.reports[0][1], {"inputs": "8", "outputs": "8", "output routing controls": "video,audio"}
         )
-        backend.wait_for_fields(o7_input_video="7", o7_input_audio="7")
         self.assertEqual(backend.stop(), 0)
 
     def test_every_form_of_the_status_is_read(self):

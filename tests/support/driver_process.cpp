@@ -13,6 +13,7 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 extern char** environ; // NOLINT(readability-redundant-declaration)
 
@@ -178,6 +179,18 @@ driver_end driver_process::stop() {
 
 bool driver_process::running() {
     return !ended_ && !collect(WNOHANG);
+}
+
+std::size_t driver_process::settled_descriptor_count() const {
+    constexpr int looks = 10;
+    std::size_t count = 0;
+    int equal = 0;
+    wait_until("its descriptors are settled", [&] {
+        const std::size_t before = std::exchange(count, descriptors().size());
+        equal = count == before ? equal + 1 : 0;
+        return equal == looks;
+    });
+    return count;
 }
 
 pid_t driver_process::wait_for_backend() {

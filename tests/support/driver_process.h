@@ -93,6 +93,9 @@ public:
     [[nodiscard]] std::map<int, std::string> descriptors() const {
         return descriptors_of(pid_);
     }
+    // The number of descriptors, once many looks in a row have found the same one: what a pass opens and
+    // closes again does not count.
+    [[nodiscard]] std::size_t settled_descriptor_count() const;
     // Waits until there is exactly one living child; its pid.
     pid_t wait_for_backend();
 

@@ -56,11 +56,19 @@ void log(const std::string& text) {
     write_all(STDERR_FILENO, text + "\n");
 }
 
-// The monotonic clock in milliseconds, behind `text`.
-void log_clock(const std::string& text) {
+// The monotonic clock in milliseconds.
+std::string clock_text() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    log(text + " " + std::to_string(now.tv_sec * 1000 + now.tv_nsec / 1000000));
+    return std::to_string(now.tv_sec * 1000 + now.tv_nsec / 1000000);
+}
+
+void log_clock(const std::string& text) {
+    log(text + " " + clock_text());
+}
+
+void append_clock(const std::string& path) {
+    std::ofstream(path, std::ios::app) << clock_text() + "\n" << std::flush;
 }
 
 void raw(const std::string& arguments) {
@@ -172,6 +180,7 @@ const std::map<std::string, void (*)(const std::string&), std::less<>> directive
     {"blank", [](const std::string&) { say(""); }}, //
     {"log", log},                                   // TEXT: a line on standard error
     {"log-clock", log_clock},                       // TEXT: the same, with the time behind it
+    {"append-clock", append_clock},                 // FILE: a line with the time
     {"raw", raw},                                   // WIRE HEX: bytes in one write
     {"drip", drip},                                 // WIRE HEX: each byte in a read of its own
     {"flood", flood},                               // WIRE BYTES LINE: the line, again and again
