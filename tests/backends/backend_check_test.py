@@ -137,7 +137,7 @@ class BackendCheckOnALockedSimulator(CheckTest):
 
 
 class BackendCheckOnASlowSimulator(CheckTest):
-    item_text = "driver=route_simulator\nsimulated delay ms=1600\n"
+    item_text = "driver=route_simulator\nsimulated delay ms=2500\n"
 
     def test_late_confirmations_fail(self):
         result = self.check(os.path.join(BIN, "vrdx_route_simulator"))

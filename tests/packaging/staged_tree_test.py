@@ -60,7 +60,8 @@ class StagedTree(unittest.TestCase):
             shutil.copy(unit, self.staged("lib", "systemd", "system"))
 
     def judge_unit(self):
-        return subprocess.run(
+        """Its exit code, and what it says of our units: the machine's own may have faults, too."""
+        result = subprocess.run(
             ["systemd-analyze", "verify", "--man=no", f"--root={self.root}", INSTANCE],
             stdout=subprocess.PIPE,
             stderr=subprocess.STDOUT,
@@ -68,6 +69,8 @@ class StagedTree(unittest.TestCase):
             check=False,
             timeout=200,
         )
+        ours = [line for line in result.stdout.splitlines() if "vrdx" in line]
+        return result.returncode, "\n".join(ours)
 
     def test_programs_and_documents_are_where_a_system_looks(self):
         backends = ("vrdx_route_simulator", "vrdx_route_videohub", "vrdx_route_sierra_video_aspen_hdsdi")
@@ -99,15 +102,14 @@ class StagedTree(unittest.TestCase):
 
     def test_unit_is_valid(self):
         self.need_service_manager()
-        result = self.judge_unit()
-        self.assertEqual((result.returncode, result.stdout), (0, ""))
+        self.assertEqual(self.judge_unit(), (0, ""))
 
     def test_unit_without_its_program_is_not_valid(self):
         self.need_service_manager()
         os.remove(self.staged("bin", "vrdx_routedriver"))
-        result = self.judge_unit()
-        self.assertNotEqual(result.returncode, 0)
-        self.assertIn("/usr/bin/vrdx_routedriver is not executable", result.stdout)
+        code, complaints = self.judge_unit()
+        self.assertNotEqual(code, 0)
+        self.assertIn("/usr/bin/vrdx_routedriver is not executable", complaints)
 
     def test_unit_exposes_little(self):
         self.need_service_manager()
@@ -120,8 +122,7 @@ class StagedTree(unittest.TestCase):
         drop_ins = self.staged("lib", "systemd", "system", UNIT + ".d")
         os.mkdir(drop_ins)
         shutil.copy(self.staged("share", "doc", "vrdx-routedriver", "examples", "serial-line.conf"), drop_ins)
-        result = self.judge_unit()
-        self.assertEqual((result.returncode, result.stdout), (0, ""))
+        self.assertEqual(self.judge_unit(), (0, ""))
         unit = self.staged("lib", "systemd", "system", UNIT)
         self.run_command("systemd-analyze", "security", "--offline=true", "--threshold=20", unit)
 

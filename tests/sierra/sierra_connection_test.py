@@ -140,7 +140,7 @@ class SierraBackendOnASerialLine(SierraTest):
         backend.wait_for_log("<INFO>connected to /dev/pts/")
         backend.take(*((output, 4) for output in range(16)))
         backend.wait_for_fields(**{f"o{output}_input_video": "4" for output in range(16)})
-        self.assertEqual(len(router.takes()), 1)
+        self.assertEqual(len(set(router.takes())), 1, "one string, whether or not it was repeated")
 
     def test_device_that_is_none_is_told(self):
         backend = self.backend("device=/dev/vrdx_no_such_line\n")

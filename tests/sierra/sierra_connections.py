@@ -86,11 +86,16 @@ class Connections:
         """What stood between "**" and "!!"."""
         raise NotImplementedError
 
-    def listen_tcp(self, port=0):
+    def open_port(self):
+        """Bound, but refusing connections until listen_tcp()."""
         self.listener = socket.socket(socket.AF_INET, socket.SOCK_STREAM)
         self.listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-        self.listener.bind(("127.0.0.1", port or self.port or 0))
+        self.listener.bind(("127.0.0.1", self.port or 0))
         self.port = self.listener.getsockname()[1]
+
+    def listen_tcp(self):
+        if self.listener is None:
+            self.open_port()
         self.listener.listen(8)
         threading.Thread(target=self.accept, args=(self.listener,), daemon=True).start()
 
@@ -117,7 +122,11 @@ class Connections:
                 self.controllers[-1].socket = peer
 
     def stop_listening(self):
-        """Connections are refused from now on; those that stand stay."""
+        """Connections are refused until listen_tcp(); those that stand stay, and the port stays ours."""
+        self.close_port()
+        self.open_port()
+
+    def close_port(self):
         if self.listener is not None:
             try:
                 self.listener.shutdown(socket.SHUT_RDWR)
@@ -171,7 +180,7 @@ class Connections:
                 controller.end()
 
     def close(self):
-        self.stop_listening()
+        self.close_port()
         with self.lock:
             for controller in list(self.controllers):
                 controller.end()

@@ -20,7 +20,7 @@ class SierraBackendTakes(SierraTest):
         other.take((4, 1))
         backend.wait_for_fields(o4_input_video="1", o4_input_audio="1")
         other.wait_for_fields(o4_input_video="1", o4_input_audio="1")
-        self.assertEqual(router.takes(), ["X5,2,0"])
+        self.assertEqual(set(router.takes()), {"X5,2,0"})
 
     def test_two_controllers_at_once_end_with_one_picture(self):
         router = self.router()
@@ -28,7 +28,8 @@ class SierraBackendTakes(SierraTest):
         for source in range(8):
             for number, backend in enumerate(backends):
                 backend.take((0, (source + number) % 8), (1 + number, source))
-        wait_until("all is taken", lambda: router.shows(2)[0] == 8 and router.shows(3)[0] == 8)
+            for output in (2, 3):
+                wait_until("it is taken", lambda: router.shows(output)[0] == source + 1)
         for backend in backends:
             wait_until(
                 "the picture is the router's",
@@ -83,7 +84,7 @@ class SierraBackendTakes(SierraTest):
         backend.wait_for_log("<WARN>output 3: the router does not answer to the take")
         backend.take((2, 6))
         backend.wait_for_fields(o2_input_video="6")
-        self.assertEqual(router.takes(), ["X3,6,0"] * 2 + ["X3,7,0"])
+        self.assertEqual(router.takes()[:3], ["X3,6,0"] * 2 + ["X3,7,0"])
 
     def test_lost_answer_does_not_shift_the_later_ones(self):
         router = self.router(answers_to_lose=1)
@@ -100,7 +101,7 @@ class SierraBackendTakes(SierraTest):
     def test_levels_can_be_set(self):
         router = self.router(8, 8, ["SDI", "AES1", "AES2"])
         backend = self.ready_backend(router, "video level=SDI\naudio level=2\n")
-        self.assertEqual(backend.fields["output routing controls"], "video,audio")
+        backend.wait_for_fields(**{"output routing controls": "video,audio"})
         backend.take((0, 7, "audio"))
         backend.wait_for_fields(o0_input_audio="7")
         self.assertEqual(router.shows(1), [1, 8, 1])

@@ -92,8 +92,9 @@ class RoutectlList(unittest.TestCase):
         (self.root / "items" / "folder.item").mkdir()
         self.wait_for_problems("studio", [])
         wait_until("the exec failed", lambda: self.lines()["missing"]["last error"])
-        self.wait_for_problems("missing", ["backend restarting", "no router"])
-        lines = self.lines()
+        # Between two tries it is restarting, during one connected.
+        lines = wait_until("restarting", lambda: (now := self.lines())["missing"]["backend"] == "restarting" and now)
+        self.assertEqual(lines["missing"]["problems"], ["backend restarting", "no router"])
         self.assertEqual({name: line["running"] for name, line in lines.items()},
                          {"studio": True, "broken": True, "missing": True, "orphan": True, "stopped": False,
                           "wrong": False, "folder": False})
@@ -126,14 +127,14 @@ class RoutectlList(unittest.TestCase):
         for i in range(8):
             self.start(f"silent{i}", "").send_signal(signal.SIGSTOP)
         began = time.monotonic()
-        result = self.routectl("list", "--json", "--timeout", "3")
+        result = self.routectl("list", "--json", "--timeout", "8")
         took = time.monotonic() - began
         lines = {one["name"]: one for one in json.loads(result.stdout)["routers"]}
         self.assertEqual(lines["studio"]["problems"], [])
         for i in range(8):
             self.assertIs(lines[f"silent{i}"]["running"], True)
-            self.assertEqual(lines[f"silent{i}"]["problems"][0], "no answer within 3 s")
-        self.assertLess(took, 8 * 3, "they were waited for one after the other")
+            self.assertEqual(lines[f"silent{i}"]["problems"][0], "no answer within 8 s")
+        self.assertLess(took, 8 * 8, "they were waited for one after the other")
 
     def test_rollbacks_are_told_by_who_observes(self):
         self.start("studio", simulated(further="simulated refuse outputs=2\n"))

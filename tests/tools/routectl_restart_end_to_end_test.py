@@ -70,7 +70,7 @@ class RoutectlRestore(RoutectlTest):
         snapshot = self.driver.file("snapshot")
         self.save_and_change(snapshot)
         flushes = self.driver.trace().count("queue=flush")
-        restore = LongCommand(self, "--timeout", "0.5", self.driver.item, "restore", snapshot)
+        restore = LongCommand(self, "--timeout", "3", self.driver.item, "restore", snapshot)
         wait_until("the takes are sent", lambda: self.driver.trace().count("queue=flush") > flushes)
         self.driver.stop()
         self.assertIn("waiting for the driver to come back", restore.next_line())

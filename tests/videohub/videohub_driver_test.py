@@ -21,17 +21,17 @@ class VideohubUnderTheDriver(VideohubTest):
 
     def test_take_is_confirmed_by_the_router(self):
         emulator, driver = self.connected(8, 6)
-        self.assertEqual(self.take(driver, "3=8"), 0)
+        wait_until("one is confirmed in time", lambda: self.take(driver, "3=8") == 0)
         self.assertEqual(emulator.routing[2], 7)
         self.assertEqual(self.sources(driver)[2], 8)
 
     def test_take_of_the_source_it_has_is_confirmed(self):
         _, driver = self.connected(8, 6)
-        self.assertEqual(self.take(driver, "3=3"), 0)
+        self.expect_taken(driver, "3=3")
 
     def test_salvo_is_one_block(self):
         emulator, driver = self.connected(8, 6)
-        self.assertEqual(self.take(driver, "1=5", "2=5", "6=1"), 0)
+        self.expect_taken(driver, "1=5", "2=5", "6=1")
         self.assertEqual(emulator.blocks("VIDEO OUTPUT ROUTING"), [["0 4", "1 4", "5 0"]])
 
     def test_switching_at_the_panel_is_shown(self):
@@ -52,8 +52,8 @@ class VideohubUnderTheDriver(VideohubTest):
         self.wait_for_picture(other, emulator)
         with socket.create_connection(emulator.address) as panel:
             for number in range(1, 7):
-                self.assertEqual(self.take(driver, f"1={number}"), 0)
-                self.assertEqual(self.take(other, f"2={number}"), 0)
+                self.expect_taken(driver, f"1={number}")
+                self.expect_taken(other, f"2={number}")
                 panel.sendall(f"VIDEO OUTPUT ROUTING:\n2 {number}\n\n".encode())
         wait_until("all are in", lambda: emulator.take_blocks == 18)
         for one in (driver, other):
@@ -66,7 +66,7 @@ class VideohubUnderTheDriver(VideohubTest):
         driver = self.drive(emulator)
         self.wait_for_picture(driver, emulator)
         driver.wait_for_trace("STDOUT: 'o287.input.all=287'")
-        self.assertEqual(self.take(driver, "1=288", "128=288"), 0)
+        self.expect_taken(driver, "1=288", "128=288")
         self.routectl(driver, "route", "288=1")
         driver.wait_for_trace("STDOUT: 'o287.input.all=0'")
         self.assertEqual(emulator.routing[287], 0)
@@ -77,7 +77,7 @@ class VideohubUnderTheDriver(VideohubTest):
         emulator.listen()
         driver = self.drive(emulator)
         self.wait_for_picture(driver, emulator)
-        self.assertEqual(self.take(driver, "3=8"), 0)
+        self.expect_taken(driver, "3=8")
 
     def test_old_router_that_does_not_end_its_state(self):
         emulator = self.emulate(40, 12, listening=False)
@@ -85,7 +85,7 @@ class VideohubUnderTheDriver(VideohubTest):
         emulator.listen()
         driver = self.drive(emulator)
         self.wait_for_picture(driver, emulator)
-        self.assertEqual(self.take(driver, "12=40"), 0)
+        self.expect_taken(driver, "12=40")
 
     @unittest.skipUnless(os.path.exists("/etc/hosts"), "this machine has no name for itself")
     def test_host_name_is_looked_up(self):
@@ -106,7 +106,7 @@ class VideohubUnderTheDriver(VideohubTest):
         other = self.emulate(4, 3)
         self.routectl(driver, "set", f"port={other.port}")
         self.wait_for_picture(driver, other)
-        self.assertEqual(self.take(driver, "1=4"), 0)
+        self.expect_taken(driver, "1=4")
         self.routectl(driver, "set", "address=")
         driver.wait_for_trace('STDERR<WARN>: \'not connected: the item has no setting "address"')
 
@@ -123,7 +123,7 @@ class VideohubUnderTheDriver(VideohubTest):
         emulator, driver = self.connected(8, 6, videohub_ping_ms=50, videohub_silence_ms=20000)
         wait_until("it pings", lambda: len(emulator.blocks("PING")) >= 10)
         self.assertEqual(emulator.connections, 1)
-        self.assertEqual(self.take(driver, "1=2"), 0)
+        self.expect_taken(driver, "1=2")
 
     def test_ends_with_the_driver_and_logs_no_errors(self):
         _, driver = self.connected(8, 6)

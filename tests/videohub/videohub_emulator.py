@@ -143,13 +143,17 @@ class VideohubEmulator:
                 self.clients.append(client)
                 self.greet(client)
 
-    def refuse(self):
-        """Connections are refused from now on; those that are open stay."""
+    def close_port(self):
         if self.acceptor is not None:
             self.listener.shutdown(socket.SHUT_RDWR)
             self.acceptor.join()
             self.acceptor = None
         self.listener.close()
+
+    def refuse(self):
+        """Connections are refused until listen(); those that are open stay, and the port stays ours."""
+        self.close_port()
+        self.open_port()
 
     def drop_clients(self, reset=False):
         with self.lock:
@@ -160,7 +164,7 @@ class VideohubEmulator:
             client.join()
 
     def close(self):
-        self.refuse()
+        self.close_port()
         self.drop_clients()
 
     # --- the router

@@ -81,6 +81,17 @@ class VideohubTest(unittest.TestCase):
         """Waits for the confirmation; the exit code."""
         return self.routectl(driver, "route", "--wait", *routes).returncode
 
+    def expect_taken(self, driver, *routes):
+        """Asked for once, and reported by the router: on a busy machine that may miss the driver's second."""
+        self.assertEqual(self.routectl(driver, "route", *routes).returncode, 0)
+        for route in routes:
+            output, source = (int(number) - 1 for number in route.split("="))
+            asked = f"STDIN: 'to output={output}'"
+            report = f"STDOUT: 'o{output}.input.all={source}'"
+            wait_until(
+                f"{route} is confirmed", lambda: report in driver.trace().rpartition(asked)[2]
+            )
+
     def warnings(self, driver, text):
         """How often the backend has logged a warning with this text."""
         lines = driver.trace().splitlines()

@@ -101,7 +101,7 @@ class VideohubWithAnIndependentEmulator(VideohubTest):
 
     def test_takes_and_names(self):
         driver = self.connected_to(self.start())
-        self.assertEqual(self.take(driver, "3=16", "16=1"), 0)
+        self.expect_taken(driver, "3=16", "16=1")
         sources = self.sources(driver)
         self.assertEqual((sources[2], sources[15]), (16, 1))
         self.routectl(driver, "router-set", "output.2.name=Studio A")
@@ -117,7 +117,7 @@ class VideohubWithAnIndependentEmulator(VideohubTest):
     def test_restart_is_survived(self):
         emulator = self.start()
         driver = self.connected_to(emulator)
-        self.assertEqual(self.take(driver, "1=9"), 0)
+        self.expect_taken(driver, "1=9")
         emulator.close()
         driver.wait_for_trace("STDERR<WARN>: 'lost the connection")
         again = self.start()
