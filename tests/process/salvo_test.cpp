@@ -97,6 +97,9 @@ TEST_P(RouterOfSize, SalvoOfAllOutputsIsOneBatchAndAllFollow) {
     const std::string batch = driver.trace().substr(0, flushed);
     EXPECT_EQ(count_of("'queue=add'\n", batch), static_cast<std::size_t>(outputs));
     driver.wait_for_trace("STDERR<INFO>: 'took " + std::to_string(outputs) + " crosspoints'\n", flushed);
+    driver.wait_for_trace(numbered("STDOUT: 'o", outputs - 1) +
+                              numbered(".input.all=", salvo_source(outputs) - 1) + "'\n",
+                          flushed);
     EXPECT_EQ(count_of("'queue=flush'\n", driver.trace()), 1U);
 
     const int shown = std::min(outputs, shown_points);

@@ -129,9 +129,11 @@ TEST_F(Settings, ReportKeepsTheLinesOfABackendThatIsGone) {
     test_client client(driver.socket_path());
     driver.wait_for_trace("STDERR<NOTE>: 'farewell'\n");
     kill(driver.wait_for_backend(), SIGKILL);
-    wait_until("the driver has noticed",
-               [&] { return client.request("report").entry("*active").starts_with("0"); });
-    const test_reply report = client.request("report");
+    test_reply report;
+    wait_until("the driver has noticed", [&] {
+        report = client.request("report");
+        return report.entry("*active").starts_with("0");
+    });
     EXPECT_EQ(report.entry("*last error"), "smoke");
     EXPECT_EQ(report.entry("*last notes"), "Starting backend driver\nfarewell\nStopping backend driver");
 }

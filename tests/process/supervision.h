@@ -13,6 +13,11 @@ protected:
     void play(const script& directives) const {
         write_script(directory_.file("script"), join({announce_router(4, 3), directives}));
     }
+    // The same for one that neither its end nor SIGTERM ends.
+    void play_stubbornly(const script& directives) const {
+        write_script(directory_.file("script"),
+                     join({{"ignore-term", "ignore-eof"}, announce_router(4, 3), directives}));
+    }
     // A step that the script waits for.
     [[nodiscard]] std::string at_go() const {
         return "wait-for-file " + directory_.file("go");

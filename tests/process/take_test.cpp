@@ -130,7 +130,7 @@ TEST_F(Take, RenameThroughRouterSetComesBackAsTheNewName) {
 }
 
 TEST_F(Take, TakesMadeWithoutABackendGoOutInOneBatchWhenItStarts) {
-    const std::string item = scripted(announce_router(8, 8));
+    const std::string item = scripted(join({{at("go")}, announce_router(8, 8)}));
     write_file(item, "");
     driver_process driver(item);
     test_client client(driver.socket_path());
@@ -140,6 +140,7 @@ TEST_F(Take, TakesMadeWithoutABackendGoOutInOneBatchWhenItStarts) {
     EXPECT_THAT(driver.trace(), Not(HasSubstr("queue=")));
     replace_file(item, "driver=route_scripted\nscript=" + directory_.file("script") + "\n");
     driver.wait_for_trace(sent_take("1", 0) + sent_take("2", 1) + sent_take("3", 2) + sent_flush());
+    go("go");
     wait_for_status(client, "out points", "8");
     EXPECT_EQ(count_of("queue=flush", driver.trace()), 1U);
     EXPECT_EQ(client.status().entry("output 1"), "0,0"); // the router was not known when they were sent

@@ -81,7 +81,10 @@ TEST_F(Access, ForeignUserIsRefusedAndTheGroupIsLetIn) {
         GTEST_SKIP() << "only root can become another user";
     driver_process driver(item_);
     ASSERT_EQ(test_client(driver.socket_path()).request("ping").command, "ping");
-    EXPECT_EQ(connect_as(nobody, nobody, driver.socket_path()), EACCES);
+    const int error = connect_as(nobody, nobody, driver.socket_path());
+    if (error == -1)
+        GTEST_SKIP() << "there are no other users here";
+    EXPECT_EQ(error, EACCES);
     EXPECT_EQ(connect_as(nobody, getegid(), driver.socket_path()), 0);
     EXPECT_EQ(driver.stop(), ends_well);
 }
@@ -104,7 +107,8 @@ TEST_F(Access, StaleSocketOfAnotherUserStays) {
     if (geteuid() != 0)
         GTEST_SKIP() << "only root can give a file away";
     leave_stale_socket(socket_path());
-    ASSERT_EQ(lchown(socket_path().c_str(), nobody, nobody), 0);
+    if (lchown(socket_path().c_str(), nobody, nobody) != 0)
+        GTEST_SKIP() << "there are no other users here";
     expect_refused("belongs to another user\n");
     EXPECT_TRUE(file_exists(socket_path()));
 }
@@ -145,7 +149,8 @@ TEST_F(Access, BackendHasNoPrivilegeThatTheDriverHasNot) {
         const pid_t backend = driver.wait_for_backend();
         for (const std::string& name : privileges)
             EXPECT_EQ(status_field(backend, name), status_field(driver.pid(), name)) << name;
-        EXPECT_EQ(status_field(backend, "NoNewPrivs"), restricted ? "1" : "0");
+        EXPECT_EQ(status_field(backend, "NoNewPrivs"),
+                  restricted ? "1" : status_field(getpid(), "NoNewPrivs"));
         EXPECT_EQ(driver.stop(), ends_well);
     }
 }

@@ -196,6 +196,7 @@ TEST_F(ClientLoad, ThousandClientsAmongThemStallersAndFloodsLoseNoRequest) {
 }
 
 TEST_F(ClientLoad, MemoryOfACrowdIsGivenBackForTheNextOne) {
+    const std::size_t descriptors = driver_->settled_descriptor_count();
     const auto crowd_comes_and_goes = [&] {
         client_crowd crowd = connect_crowd(driver_->socket_path(), 1000);
         for (const auto& one : crowd)
@@ -206,7 +207,7 @@ TEST_F(ClientLoad, MemoryOfACrowdIsGivenBackForTheNextOne) {
                 return recv(one->fd(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) == 1;
             });
         crowd.clear();
-        wait_until("all have gone", [&] { return driver_->descriptors().size() < 30; });
+        wait_until("all have gone", [&] { return driver_->descriptors().size() == descriptors; });
         return own_memory_kib(driver_->pid());
     };
     const long alone = own_memory_kib(driver_->pid());
@@ -218,13 +219,16 @@ TEST_F(ClientLoad, MemoryOfACrowdIsGivenBackForTheNextOne) {
         last = crowd_comes_and_goes();
     std::printf("figure: memory: %ld KiB alone, %ld KiB after crowds of 1000, %ld KiB after more of them\n",
                 alone, first, last);
-    EXPECT_LE((last - first) * 100, resident_kib(driver_->pid()));
+    EXPECT_TRUE(becomes_true([&] {
+        return (own_memory_kib(driver_->pid()) - first) * 100 <= resident_kib(driver_->pid());
+    })) << first
+        << " KiB, then " << last;
     EXPECT_LT(last - alone, 4096);
 }
 
 TEST_F(ClientLoad, FloodOfConnectionsIsAcceptedInBoundedPortions) {
     client_crowd newcomers;
-    const std::string before = driver_->trace();
+    const std::size_t before = driver_->wait_for_trace("Client connected: "); // the witness
     driver_->hold();
     for (int i = 0; i < 200; ++i)
         newcomers.push_back(std::make_unique<test_client>(driver_->socket_path()));
@@ -232,7 +236,7 @@ TEST_F(ClientLoad, FloodOfConnectionsIsAcceptedInBoundedPortions) {
     driver_->let_go();
     EXPECT_EQ(driver_->wait_exit(), (driver_end{0, 0}));
     // The request was served in the turn it waited for: one turn in the wait, four in the pass at most.
-    const std::string trace = driver_->whole_trace().substr(before.size());
+    const std::string trace = driver_->whole_trace().substr(before);
     std::size_t accepted = 0;
     for (std::size_t at = trace.find("Client connected: "); at != std::string::npos;
          at = trace.find("Client connected: ", at + 1))

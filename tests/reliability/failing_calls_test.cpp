@@ -54,8 +54,12 @@ protected:
                                            .variables = faults_.variables()});
         const bool answered = be_a_client(driver);
         EXPECT_TRUE(answered || failures > 0);
-        if (!answered && driver.running())
-            driver.signal(SIGTERM);
+        if (!answered) {
+            wait_until("it heeds signals or has ended",
+                       [&] { return catches_signal(driver.pid(), SIGTERM) || !driver.running(); });
+            if (driver.running())
+                driver.signal(SIGTERM);
+        }
         const driver_end end = driver.wait_exit();
         const std::string trace = driver.whole_trace() + (file_exists(log_) ? read_file(log_) : "");
         expect_clear(end, trace);

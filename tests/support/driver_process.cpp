@@ -60,6 +60,8 @@ std::vector<std::string> arguments_of(const driver_setup& setup) {
 }
 
 std::vector<std::string> environment_of(const driver_setup& setup) {
+    for (const char* told_to_the_tests : {"NOTIFY_SOCKET", "WATCHDOG_USEC", "WATCHDOG_PID"})
+        unsetenv(told_to_the_tests); // by a service manager that does not know this driver
     std::vector<std::string> environment = setup.variables;
     for (char** variable = environ; *variable != nullptr; ++variable)
         environment.emplace_back(*variable);
@@ -197,7 +199,10 @@ pid_t driver_process::wait_for_backend() {
     pid_t backend = -1;
     wait_until("a backend runs", [&] {
         std::vector<pid_t> living = children();
-        std::erase_if(living, [](pid_t pid) { return process_state(pid) == 'Z'; });
+        std::erase_if(living, [](pid_t pid) {
+            const char state = process_state(pid);
+            return state == 'Z' || state == 0;
+        });
         backend = living.size() == 1 ? living.front() : -1;
         return backend >= 0;
     });

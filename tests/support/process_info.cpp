@@ -70,6 +70,11 @@ std::string status_field(pid_t pid, const std::string& name) {
     return field_of(pid, "status", name);
 }
 
+bool catches_signal(pid_t pid, int signo) {
+    const std::string caught = status_field(pid, "SigCgt");
+    return (std::strtoull(caught.c_str(), nullptr, 16) >> (signo - 1) & 1U) != 0;
+}
+
 long resident_kib(pid_t pid) {
     return std::strtol(status_field(pid, "VmRSS").c_str(), nullptr, 10);
 }

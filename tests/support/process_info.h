@@ -19,6 +19,9 @@ std::map<int, std::string> descriptors_of(pid_t pid);
 // there is none.
 std::string status_field(pid_t pid, const std::string& name);
 
+// True when the process has a handler of its own for `signo`.
+bool catches_signal(pid_t pid, int signo);
+
 // Resident memory in KiB; 0 when there is no such process.
 long resident_kib(pid_t pid);
 

@@ -28,7 +28,7 @@ class RunningDriver:
     def __init__(self, program, item_text, switches=()):
         self.program = program
         self.switches = list(switches)
-        self._directory = tempfile.TemporaryDirectory(prefix="vrdx_test.")
+        self._directory = tempfile.TemporaryDirectory(prefix="vrdx_test.", ignore_cleanup_errors=True)
         self.item = self.file("router")
         self.write_item(item_text)
         self.process = None
