@@ -183,6 +183,11 @@ bool driver_process::running() {
     return !ended_ && !collect(WNOHANG);
 }
 
+bool driver_process::has_others_than(const std::vector<pid_t>& before) const {
+    const std::vector<pid_t> now = children();
+    return !std::includes(before.begin(), before.end(), now.begin(), now.end()); // both are sorted
+}
+
 std::size_t driver_process::settled_descriptor_count() const {
     constexpr int looks = 10;
     std::size_t count = 0;
