@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <linux/sockios.h>
 #include <string_view>
 #include <sys/epoll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -136,12 +138,21 @@ void watch_deadline(comm_socket_v4* server, std::uint64_t* deadline, bool runnin
     server->limits_check = std::min(server->limits_check, *deadline);
 }
 
+// What the client's socket holds for it, as the kernel counts.
+int bytes_in_kernel(const comm_socket_v4_client& client) {
+    int bytes = 0;
+    return ioctl(client.fd, SIOCOUTQ, &bytes) == 0 ? bytes : 0;
+}
+
 // The clock of an incomplete packet runs from its first byte to its last, that of unread replies from the
 // last byte the client took.
 void watch_time_limits(comm_socket_v4* server, comm_socket_v4_client* client, packets_left left) {
     const bool incomplete = left == packets_left::none && client->handled < client->input.size();
     watch_deadline(server, &client->incomplete_deadline, incomplete, comm_incomplete_packet_us);
-    watch_deadline(server, &client->unread_deadline, unsent_bytes(*client) > 0, comm_unread_replies_us);
+    const bool unread = unsent_bytes(*client) > 0;
+    if (unread && client->unread_deadline == 0)
+        client->unread_in_kernel = bytes_in_kernel(*client);
+    watch_deadline(server, &client->unread_deadline, unread, comm_unread_replies_us);
 }
 
 // One client's share of a turn; the amount of work done.
@@ -180,6 +191,17 @@ const char* exceeded_time_limit(const comm_socket_v4_client& client, std::uint64
     return nullptr;
 }
 
+// What a client sent or took while nobody looked counts: we may have stood still ourselves, and the kernel
+// tells late of a little room in a full socket.
+void look_once_more(comm_socket_v4* server, comm_socket_v4_client* client, std::uint64_t now) {
+    serve_client(server, client);
+    if (client->unread_deadline != 0 && client->unread_deadline <= now &&
+        bytes_in_kernel(*client) < client->unread_in_kernel) {
+        client->unread_deadline = now + comm_unread_replies_us;
+        client->unread_in_kernel = bytes_in_kernel(*client);
+    }
+}
+
 void enforce_time_limits(comm_socket_v4* server) {
     const std::uint64_t now = monotonic_us();
     if (now < server->limits_check)
@@ -187,8 +209,12 @@ void enforce_time_limits(comm_socket_v4* server) {
     server->limits_check = std::numeric_limits<std::uint64_t>::max();
     for (std::size_t i = server->clients.size(); i-- > 0;) {
         comm_socket_v4_client* client = server->clients[i].get();
-        if (const char* reason = exceeded_time_limit(*client, now)) {
+        if (exceeded_time_limit(*client, now) != nullptr)
+            look_once_more(server, client, now);
+        const char* reason = client->closing ? nullptr : exceeded_time_limit(*client, now);
+        if (reason != nullptr)
             cut_client(client, reason);
+        if (client->closing) {
             comm_socket_v4_drop_client(server, client);
             continue;
         }

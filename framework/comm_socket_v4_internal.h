@@ -21,6 +21,7 @@ struct comm_socket_v4_client {
     std::size_t sent = 0;
     std::uint64_t incomplete_deadline = 0; // by when the packet begun in `input` must be whole; 0: none begun
     std::uint64_t unread_deadline = 0;     // by when it must have taken some of its replies; 0: none wait
+    int unread_in_kernel = 0;              // what its socket held when that clock began, as the kernel counts
     std::uint32_t interest = 0;            // epoll events asked for
     bool queued = false;                   // stands in comm_socket_v4::ready
     bool input_ended = false;              // the peer will send no more

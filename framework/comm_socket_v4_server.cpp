@@ -271,11 +271,15 @@ void comm_socket_v4_server_from_client_readable(comm_socket_v4* server, std::uin
     const std::uint64_t now = monotonic_us();
     const bool work_left = server->accept_ready || !server->ready.empty();
     const std::uint64_t timeout = work_left || deadline <= now ? 0 : deadline - now;
-    if (collect_events(server, timeout) > 0 || work_left) {
+    int events = collect_events(server, timeout);
+    // A signal ends the wait, and so does being stopped for a while: who asked meanwhile comes first.
+    if (events < 0 && errno == EINTR)
+        events = collect_events(server, 0);
+    if (events > 0 || work_left) {
         accept_clients(server);
         comm_socket_v4_serve_clients(server);
     }
-    server->events_fresh = true;
+    server->events_fresh = events >= 0;
 }
 
 std::size_t comm_socket_v4_client_count(const comm_socket_v4* server) {

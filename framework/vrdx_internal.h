@@ -19,6 +19,7 @@ void vrdx_give_back_large_memory();
 // The service manager's watchdog (vrdx_notify.cpp). What the environment says is read at start-up, while we
 // are still the process that it was meant for; --daemon makes us another.
 void vrdx_watchdog_begin();
+void vrdx_readiness_repeat_when_due(); // while the service manager has not heard of it; never waits
 void vrdx_watchdog_feed_when_due(); // sends without waiting; asks the kernel for nothing when it is not due
 
 // The log file of the item, and a look at its size (vrdx_logfile.cpp).

@@ -61,6 +61,7 @@ int idle_vrdx_client_contexts() {
 
 void vrdx_idle_housekeeping() {
     vrdx_rotate_logfile_when_due();
+    vrdx_readiness_repeat_when_due();
     vrdx_watchdog_feed_when_due();
 }
 

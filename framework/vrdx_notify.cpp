@@ -22,6 +22,7 @@ constexpr timeval notify_patience{1, 0};
 // The watchdog is fed this many times per period, and asked again this much sooner when it could not be told.
 constexpr std::uint64_t feeds_per_period = 2;
 constexpr std::uint64_t retries_per_feed = 4;
+constexpr std::uint64_t readiness_retry_us = 1000000;
 
 struct manager_address {
     sockaddr_un name{};
@@ -34,6 +35,10 @@ manager_address watchdog_manager;
 std::uint64_t feed_period_us = 0; // 0: nobody waits for us
 std::uint64_t next_feed = 0;      // monotonic_us; 0: in the first pass
 bool watchdog_trouble_told = false;
+
+// Readiness that the manager was too busy to hear: it would end a driver that serves.
+std::string untold_readiness;
+std::uint64_t next_readiness = 0; // monotonic_us
 
 // Where the service manager listens, when there is one.
 std::optional<manager_address> find_manager() {
@@ -59,18 +64,25 @@ void print_trouble() {
     std::fprintf(stderr, "The service manager could not be told: %s\n", std::strerror(errno));
 }
 
-// One datagram to the service manager, when there is one.
-void notify_service_manager(const std::string& text) {
+// One datagram to the service manager. False when there is one and it was not told.
+bool notify_service_manager(const std::string& text, int flags = 0) {
     const std::optional<manager_address> manager = find_manager();
     if (!manager)
-        return;
+        return true;
     const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (fd < 0)
-        return;
+        return false;
     setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &notify_patience, sizeof(notify_patience));
-    if (!send_datagram(fd, *manager, text, 0))
-        print_trouble();
+    const bool told = send_datagram(fd, *manager, text, flags);
+    const int error = errno;
     close(fd);
+    errno = error;
+    return told;
+}
+
+void notify_or_print_trouble(const std::string& text) {
+    if (!notify_service_manager(text))
+        print_trouble();
 }
 
 // One line to whoever passed --ready-fd. A reader that is gone is no trouble of ours.
@@ -129,20 +141,33 @@ void vrdx_watchdog_feed_when_due() {
     next_feed = now + (told ? feed_period_us : feed_period_us / retries_per_feed);
 }
 
+void vrdx_readiness_repeat_when_due() {
+    if (untold_readiness.empty() || monotonic_us() < next_readiness)
+        return;
+    if (notify_service_manager(untold_readiness, MSG_DONTWAIT))
+        untold_readiness.clear();
+    next_readiness = monotonic_us() + readiness_retry_us;
+}
+
 void vrdx_status_write(int percent, const char* text) {
     tell_ready_fd("status " + std::to_string(percent) + " " + text + "\n");
-    notify_service_manager("STATUS=Starting, " + std::to_string(percent) + " % " + text);
+    notify_or_print_trouble("STATUS=Starting, " + std::to_string(percent) + " % " + text);
 }
 
 void vrdx_ready_write(int ready, const char* text) {
     tell_ready_fd("ready " + std::to_string(ready) + " " + text + "\n");
-    notify_service_manager("READY=" + std::to_string(ready) + "\nSTATUS=" + text +
-                           "\nMAINPID=" + std::to_string(getpid()));
+    const std::string readiness =
+        "READY=" + std::to_string(ready) + "\nSTATUS=" + text + "\nMAINPID=" + std::to_string(getpid());
+    if (!notify_service_manager(readiness)) {
+        print_trouble();
+        untold_readiness = readiness;
+    }
     if (vrdx_ready_fd > STDERR_FILENO)
         close(vrdx_ready_fd);
     vrdx_ready_fd = -1;
 }
 
 void vrdx_stopping_write(const char* text) {
-    notify_service_manager(std::string("STOPPING=1\nSTATUS=") + text);
+    untold_readiness.clear();
+    notify_or_print_trouble(std::string("STOPPING=1\nSTATUS=") + text);
 }

@@ -19,6 +19,7 @@
 namespace {
 
 constexpr std::size_t gather_bytes = 65536;
+constexpr std::size_t forget_bytes = 1048576;
 constexpr std::size_t careful_chunk_bytes = 4096; // what a pipe that is writable takes without blocking
 
 enum class target_kind {
@@ -111,9 +112,19 @@ std::size_t write_some(const trace_stream& stream, std::string_view text) {
     return done;
 }
 
+// Memory of what was taken long ago is given back in large pieces.
+void forget_taken(trace_stream& stream) {
+    if (stream.taken < forget_bytes)
+        return;
+    stream.kept.erase(0, stream.taken);
+    stream.taken = 0;
+}
+
 // Once something is lost all is until the reader has caught up, so that what it reads has one gap, and it is
 // told.
 void keep(trace_stream& stream, std::string_view text) {
+    if (stream.kept.size() + text.size() > trace_kept_bytes)
+        forget_taken(stream);
     if (stream.lost > 0 || stream.kept.size() + text.size() > trace_kept_bytes)
         stream.lost += text.size();
     else
@@ -122,8 +133,11 @@ void keep(trace_stream& stream, std::string_view text) {
 
 void write_kept(trace_stream& stream) {
     stream.taken += write_some(stream, std::string_view(stream.kept).substr(stream.taken));
-    if (stream.taken < stream.kept.size())
+    if (stream.taken < stream.kept.size()) {
+        if (stream.taken > stream.kept.size() / 2)
+            forget_taken(stream);
         return;
+    }
     stream.kept.clear();
     stream.kept.shrink_to_fit();
     stream.taken = 0;

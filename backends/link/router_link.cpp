@@ -10,6 +10,8 @@
 
 namespace {
 
+constexpr std::size_t longest_said_failure = 200;
+constexpr std::size_t most_said_failures = 16;
 constexpr std::size_t most_read_at_once = 64UL * 1024;
 
 bool try_again_later() {
@@ -42,13 +44,15 @@ void abort_link(router_link& link) {
     close_link(link);
 }
 
-// Each failure is said once until the link was connected again: not per try.
-void say_failure(router_link& link, const std::string& failure) {
+// Each failure is said once until the link was connected again: not per try. Its text may come from the
+// router, which may have another one each time, of any length.
+void say_failure(router_link& link, const std::string& whole_failure) {
+    const std::string failure = whole_failure.substr(0, longest_said_failure);
     if (link.said_connected) {
         link.said_connected = false;
         add_log_line(link.log, "WARN", "lost the connection to " + link.name + ": " + failure);
         link.said_failures = {failure};
-    } else if (link.said_failures.insert(failure).second) {
+    } else if (link.said_failures.size() < most_said_failures && link.said_failures.insert(failure).second) {
         add_log_line(link.log, "WARN", "not connected to " + link.name + ": " + failure);
     }
 }

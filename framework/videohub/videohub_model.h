@@ -9,6 +9,7 @@
 
 // Larger sizes are cut down to this.
 constexpr int most_videohub_ports = 4096;
+constexpr std::size_t most_videohub_label_bytes = 1024; // what is beyond is cut off
 
 enum class videohub_presence {
     unknown,

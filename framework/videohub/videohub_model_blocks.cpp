@@ -107,7 +107,7 @@ template<typename port>
 void apply_labels(std::vector<port>& ports, const videohub_block& block, std::vector<int>& labelled) {
     for_each_videohub_entry(block, [&](int number, std::string_view text) {
         if (port* const named = port_at(ports, number)) {
-            named->label = text;
+            named->label = text.substr(0, most_videohub_label_bytes);
             named->labelled = true;
             labelled.push_back(number);
         }

@@ -147,6 +147,21 @@ TEST_F(Link, FailureIsSaidOncePerChangeNotPerTry) {
     EXPECT_THAT(link.log, ElementsAre("<WARN>not connected to /dev/router: no such device"));
 }
 
+TEST_F(Link, RouterThatFailsInEverNewWordsFillsNeitherLogNorMemory) {
+    open_device();
+    for (int n = 0; n < 100; ++n) {
+        drop_link(link, "version " + std::to_string(n) + std::string(1000000, 'x'), now);
+        now += 20 * second;
+        service_link(link, now);
+    }
+    EXPECT_EQ(link.log.size(), 16U);
+    EXPECT_EQ(link.said_failures.size(), 16U);
+    EXPECT_LT(link.log.front().size(), 300U);
+    link_is_sound(link, now);
+    drop_link(link, "version 0", now);
+    EXPECT_EQ(link.log.back(), "<WARN>lost the connection to /dev/router: version 0");
+}
+
 TEST_F(Link, EachReasonIsSaidOnceUntilConnectedAgain) {
     open_device();
     for (const char* reason : {"silent", "mad", "silent", "mad"}) {

@@ -41,6 +41,20 @@ public:
         const ssize_t count = recv(fd_, bytes.data(), bytes.size(), 0);
         return count > 0 ? std::string(bytes.data(), static_cast<std::size_t>(count)) : "";
     }
+    // Lets nobody be heard until somebody receives: the queue is full.
+    void fill(const std::string& name) const {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        name.copy(address.sun_path, sizeof(address.sun_path) - 1);
+        const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
+        for (int sent = 1; sent > 0;) { // as many senders as it takes: each has its own limit
+            const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+            for (sent = 0; sendto(fd, "other", 5, MSG_DONTWAIT, reinterpret_cast<const sockaddr*>(&address),
+                                  size) == 5;)
+                ++sent;
+            close(fd);
+        }
+    }
     // Receives up to the first datagram that begins with `start`, and how many of the others begin with
     // `counted`. Fails the test when no such datagram comes.
     [[nodiscard]] int receive_up_to(const std::string& start,

@@ -81,6 +81,21 @@ TEST(Readiness, IsToldOnceOnTheGivenDescriptorWhichIsThenClosed) {
     EXPECT_EQ(driver.stop(), ends_well);
 }
 
+TEST(Readiness, IsToldAgainToAManagerThatWasTooBusyToHear) {
+    const temporary_directory directory;
+    write_file(directory.file("item"), "");
+    const notification_socket manager(directory.file("notify"));
+    manager.fill(directory.file("notify"));
+    driver_process driver(driver_setup{.item = directory.file("item"),
+                                       .variables = {"NOTIFY_SOCKET=" + directory.file("notify")}});
+    EXPECT_EQ(test_client(driver.socket_path()).request("ping").command, "ping");
+    driver.wait_for_trace("The service manager could not be told: ",
+                          driver.wait_for_trace("The service manager could not be told: "));
+    EXPECT_GT(manager.receive_up_to("READY=1\n", "other"), 0);
+    EXPECT_EQ(driver.stop(), ends_well);
+    EXPECT_EQ(manager.receive_up_to("STOPPING=1\n", "READY=1"), 0) << "it is told once";
+}
+
 TEST(Readiness, SocketAnswersOnceReadinessIsTold) {
     const temporary_directory directory;
     write_file(directory.file("item"), "");

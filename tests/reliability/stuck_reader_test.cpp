@@ -35,6 +35,14 @@ public:
     [[nodiscard]] int write_end() const {
         return ends_[1];
     }
+    // A part of what has been written by now: at most what a pipe holds.
+    std::string read_a_little() {
+        std::string text(65536, '\0');
+        pollfd waiting{ends_[0], POLLIN, 0};
+        const ssize_t count = poll(&waiting, 1, 0) == 1 ? read(ends_[0], text.data(), text.size()) : 0;
+        text.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+        return text;
+    }
     // What has been written by now.
     std::string read_some() {
         std::string text;
@@ -127,6 +135,37 @@ TEST(StuckReader, DelaysNoTakeAndIsToldWhatItMissed) {
         reader.read_some();
         return most_kib - resident_kib(driver.pid()) > static_cast<long>(trace_kept_bytes / 1024 / 2);
     });
+    driver.signal(SIGTERM);
+    wait_until("it ends", [&] {
+        reader.read_some();
+        return !driver.running();
+    });
+    EXPECT_EQ(driver.wait_exit(), ends_well);
+}
+
+// More than is ever kept flows by, but never more than a little of it waits.
+TEST(StuckReader, WhoOnlyLagsBehindMissesNothing) {
+    const temporary_directory directory;
+    idle_reader reader;
+    driver_process driver(
+        driver_setup{.item = silent_router_item(directory), .standard_error = reader.write_end()});
+    test_client client(driver.socket_path());
+    wait_for_status(client, "output 64", "64,64");
+    const std::string value(1000000, 'v');
+    std::string trace;
+    for (int i = 0; trace.size() < 3 * trace_kept_bytes / 2; ++i) {
+        const std::string beginning = "Notify server 'setting " + std::to_string(i) + "' = 'v";
+        client.request("set", {}, {{"setting " + std::to_string(i), value}});
+        std::size_t searched = trace.size() - std::min(trace.size(), beginning.size());
+        wait_until("it is traced, and the most of it waits", [&] {
+            client.request("ping");
+            trace += reader.read_a_little();
+            const bool found = trace.find(beginning, searched) != std::string::npos;
+            searched = trace.size() - std::min(trace.size(), beginning.size());
+            return found;
+        });
+    }
+    EXPECT_EQ(trace.find("bytes of trace lost"), std::string::npos);
     driver.signal(SIGTERM);
     wait_until("it ends", [&] {
         reader.read_some();

@@ -51,6 +51,12 @@ TEST_F(VideohubModel, ReadsTheWholeState) {
     EXPECT_EQ(model.outputs[2].lock, videohub_lock::own);
 }
 
+TEST_F(VideohubModel, EndlessLabelsAreCut) {
+    apply(whole_state_text);
+    apply("OUTPUT LABELS:\n1 " + std::string(100000, 'x') + "\n\n");
+    EXPECT_EQ(model.outputs[1].label, std::string(1024, 'x'));
+}
+
 TEST_F(VideohubModel, ChangesAreToldByTheirNumbers) {
     apply(whole_state_text);
     EXPECT_THAT(apply("VIDEO OUTPUT ROUTING:\n1 2\n2 1\n\n").routed, ElementsAre(1, 2));
