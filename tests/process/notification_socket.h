@@ -18,13 +18,12 @@ class notification_socket {
 public:
     explicit notification_socket(const std::string& name)
         : fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        name.copy(address.sun_path, sizeof(address.sun_path) - 1);
+        address_.sun_family = AF_UNIX;
+        name.copy(address_.sun_path, sizeof(address_.sun_path) - 1);
         if (name.front() == '@')
-            address.sun_path[0] = '\0';
-        const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
-        EXPECT_EQ(bind(fd_, reinterpret_cast<const sockaddr*>(&address), size), 0);
+            address_.sun_path[0] = '\0';
+        size_ = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
+        EXPECT_EQ(bind(fd_, reinterpret_cast<const sockaddr*>(&address_), size_), 0);
     }
     ~notification_socket() {
         close(fd_);
@@ -42,17 +41,14 @@ public:
         return count > 0 ? std::string(bytes.data(), static_cast<std::size_t>(count)) : "";
     }
     // Lets nobody be heard until somebody receives: the queue is full.
-    void fill(const std::string& name) const {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        name.copy(address.sun_path, sizeof(address.sun_path) - 1);
-        const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
+    void fill() const {
         for (int sent = 1; sent > 0;) { // as many senders as it takes: each has its own limit
-            const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-            for (sent = 0; sendto(fd, "other", 5, MSG_DONTWAIT, reinterpret_cast<const sockaddr*>(&address),
-                                  size) == 5;)
+            const int sender = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+            sent = 0;
+            while (sendto(sender, "other", 5, MSG_DONTWAIT, reinterpret_cast<const sockaddr*>(&address_),
+                          size_) == 5)
                 ++sent;
-            close(fd);
+            close(sender);
         }
     }
     // Receives up to the first datagram that begins with `start`, and how many of the others begin with
@@ -71,4 +67,6 @@ public:
 
 private:
     int fd_;
+    sockaddr_un address_{};
+    socklen_t size_ = 0;
 };

@@ -85,7 +85,7 @@ TEST(Readiness, IsToldAgainToAManagerThatWasTooBusyToHear) {
     const temporary_directory directory;
     write_file(directory.file("item"), "");
     const notification_socket manager(directory.file("notify"));
-    manager.fill(directory.file("notify"));
+    manager.fill();
     driver_process driver(driver_setup{.item = directory.file("item"),
                                        .variables = {"NOTIFY_SOCKET=" + directory.file("notify")}});
     EXPECT_EQ(test_client(driver.socket_path()).request("ping").command, "ping");

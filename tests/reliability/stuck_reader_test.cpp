@@ -86,6 +86,15 @@ std::string silent_router_item(const temporary_directory& directory) {
                                       "blank", "expect nothing but the end"}}));
 }
 
+void expect_end(driver_process& driver, idle_reader& reader) {
+    driver.signal(SIGTERM);
+    wait_until("it ends", [&] {
+        reader.read_some();
+        return !driver.running();
+    });
+    EXPECT_EQ(driver.wait_exit(), ends_well);
+}
+
 } // namespace
 
 TEST(StuckReader, DelaysNoTakeAndIsToldWhatItMissed) {
@@ -135,12 +144,7 @@ TEST(StuckReader, DelaysNoTakeAndIsToldWhatItMissed) {
         reader.read_some();
         return most_kib - resident_kib(driver.pid()) > static_cast<long>(trace_kept_bytes / 1024 / 2);
     });
-    driver.signal(SIGTERM);
-    wait_until("it ends", [&] {
-        reader.read_some();
-        return !driver.running();
-    });
-    EXPECT_EQ(driver.wait_exit(), ends_well);
+    expect_end(driver, reader);
 }
 
 // More than is ever kept flows by, but never more than a little of it waits.
@@ -166,10 +170,5 @@ TEST(StuckReader, WhoOnlyLagsBehindMissesNothing) {
         });
     }
     EXPECT_EQ(trace.find("bytes of trace lost"), std::string::npos);
-    driver.signal(SIGTERM);
-    wait_until("it ends", [&] {
-        reader.read_some();
-        return !driver.running();
-    });
-    EXPECT_EQ(driver.wait_exit(), ends_well);
+    expect_end(driver, reader);
 }
