@@ -195,10 +195,12 @@ const char* exceeded_time_limit(const comm_socket_v4_client& client, std::uint64
 // tells late of a little room in a full socket.
 void look_once_more(comm_socket_v4* server, comm_socket_v4_client* client, std::uint64_t now) {
     serve_client(server, client);
-    if (client->unread_deadline != 0 && client->unread_deadline <= now &&
-        bytes_in_kernel(*client) < client->unread_in_kernel) {
+    if (client->unread_deadline == 0 || client->unread_deadline > now)
+        return;
+    const int held = bytes_in_kernel(*client);
+    if (held < client->unread_in_kernel) {
         client->unread_deadline = now + comm_unread_replies_us;
-        client->unread_in_kernel = bytes_in_kernel(*client);
+        client->unread_in_kernel = held;
     }
 }
 

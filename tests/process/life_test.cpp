@@ -96,8 +96,8 @@ bool read_after_a_while(const std::string& item, std::string& told) {
 // A driver that waits for the reader of its readiness, its signal handlers installed.
 void wait_until_held_at_readiness(const driver_process& driver) {
     wait_until("handlers installed", [&] {
-        const std::string caught = status_field(driver.pid(), "SigCgt");
-        return has_signal(caught, SIGTERM) && has_signal(caught, SIGQUIT) && has_signal(caught, SIGINT);
+        return catches_signal(driver.pid(), SIGTERM) && catches_signal(driver.pid(), SIGQUIT) &&
+               catches_signal(driver.pid(), SIGINT);
     });
 }
 

@@ -86,24 +86,31 @@ std::string silent_router_item(const temporary_directory& directory) {
                                       "blank", "expect nothing but the end"}}));
 }
 
-void expect_end(driver_process& driver, idle_reader& reader) {
-    driver.signal(SIGTERM);
-    wait_until("it ends", [&] {
-        reader.read_some();
-        return !driver.running();
-    });
-    EXPECT_EQ(driver.wait_exit(), ends_well);
-}
+// A driver whose trace is read only when asked for.
+class StuckReader : public testing::Test {
+protected:
+    void SetUp() override {
+        wait_for_status(client, "output 64", "64,64");
+    }
+    void expect_end() {
+        driver.signal(SIGTERM);
+        wait_until("it ends", [&] {
+            reader.read_some();
+            return !driver.running();
+        });
+        EXPECT_EQ(driver.wait_exit(), ends_well);
+    }
+
+    const temporary_directory directory;
+    idle_reader reader;
+    driver_process driver{
+        driver_setup{.item = silent_router_item(directory), .standard_error = reader.write_end()}};
+    test_client client{driver.socket_path()};
+};
 
 } // namespace
 
-TEST(StuckReader, DelaysNoTakeAndIsToldWhatItMissed) {
-    const temporary_directory directory;
-    idle_reader reader;
-    driver_process driver(
-        driver_setup{.item = silent_router_item(directory), .standard_error = reader.write_end()});
-    test_client client(driver.socket_path());
-    wait_for_status(client, "output 64", "64,64");
+TEST_F(StuckReader, DelaysNoTakeAndIsToldWhatItMissed) {
     const long memory_kib = resident_kib(driver.pid());
 
     const std::string value(500000, 'v');
@@ -144,17 +151,11 @@ TEST(StuckReader, DelaysNoTakeAndIsToldWhatItMissed) {
         reader.read_some();
         return most_kib - resident_kib(driver.pid()) > static_cast<long>(trace_kept_bytes / 1024 / 2);
     });
-    expect_end(driver, reader);
+    expect_end();
 }
 
 // More than is ever kept flows by, but never more than a little of it waits.
-TEST(StuckReader, WhoOnlyLagsBehindMissesNothing) {
-    const temporary_directory directory;
-    idle_reader reader;
-    driver_process driver(
-        driver_setup{.item = silent_router_item(directory), .standard_error = reader.write_end()});
-    test_client client(driver.socket_path());
-    wait_for_status(client, "output 64", "64,64");
+TEST_F(StuckReader, WhoOnlyLagsBehindMissesNothing) {
     const std::string value(1000000, 'v');
     std::string trace;
     for (int i = 0; trace.size() < 3 * trace_kept_bytes / 2; ++i) {
@@ -170,5 +171,5 @@ TEST(StuckReader, WhoOnlyLagsBehindMissesNothing) {
         });
     }
     EXPECT_EQ(trace.find("bytes of trace lost"), std::string::npos);
-    expect_end(driver, reader);
+    expect_end();
 }
