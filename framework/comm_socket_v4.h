@@ -11,9 +11,22 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
+#include <sys/types.h>
 
 struct comm_socket_v4;        // the server
 struct comm_socket_v4_client; // one connected client, as handlers see it
+
+// Who a client is, as the kernel knew it when the client connected.
+struct comm_socket_v4_peer {
+    std::uint64_t id; // 1 and up in the order of arrival; never used again while the process runs
+    uid_t user;       // -1: the kernel does not tell
+    gid_t group;      // -1: the kernel does not tell
+    pid_t pid;        // 0: the kernel does not tell
+};
+
+// Lives as long as the client.
+const comm_socket_v4_peer& comm_socket_v4_client_peer(const comm_socket_v4_client* client);
 
 // Serves the socket `path`. A stale socket of ours is replaced; anything else in its place is left alone.
 // Null on failure, after one line on standard error that says why (a live driver there is one such reason).
@@ -26,13 +39,30 @@ bool comm_socket_v4_clear_stale_path(const std::string& path);
 // Makes the server's event set anew, as is due after the process was forked into the background.
 void comm_socket_v4_reopen_server(comm_socket_v4* server);
 
-// Waits for client activity until `deadline` (absolute, monotonic_us) and serves it. Returns once activity
-// has been served, at the deadline, or on a signal.
+// Serves clients until `deadline` (absolute, monotonic_us), and sleeps while they ask for nothing. Looks at
+// the sockets once at least. Returns before the deadline only on a signal (who asked meanwhile is served
+// first) and when vrdx_end_wait, vrdx_should_exit or DIE4 is set.
 void comm_socket_v4_server_from_client_readable(comm_socket_v4* server, std::uint64_t deadline);
 
 // One turn each, without waiting, in this order; the amount of work done, 0 for none.
 int comm_socket_v4_accept_turn(comm_socket_v4* server);  // new connections
-int comm_socket_v4_clients_turn(comm_socket_v4* server); // packets, replies, limits
+int comm_socket_v4_clients_turn(comm_socket_v4* server); // packets, replies, limits, held clients
+
+// --- packets that are no reply to what has just been asked ------------------------------------------------
+
+// A handler that sets this in *flags has written no reply: it comes later, and the connection of a client
+// that sends no more stays open for it.
+constexpr unsigned char comm_reply_comes_later = 1;
+
+// Sends the whole packet to the client `id`, behind what waits for it already. False when it has gone.
+bool comm_socket_v4_push(comm_socket_v4* server, std::uint64_t id, std::string_view packet);
+// The same for a reply that was to come later.
+void comm_socket_v4_send_late_reply(comm_socket_v4* server, std::uint64_t id, std::string_view packet);
+// Bytes that wait because the client does not read, beyond what the kernel holds; 0 also for one that has
+// gone.
+std::size_t comm_socket_v4_unread_by(comm_socket_v4* server, std::uint64_t id);
+// Lets the kernel hold no more than about `bytes` for this client.
+void comm_socket_v4_bound_send_buffer(comm_socket_v4* server, std::uint64_t id, int bytes);
 
 std::size_t comm_socket_v4_client_count(const comm_socket_v4* server);
 

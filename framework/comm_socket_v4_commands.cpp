@@ -6,13 +6,13 @@
 
 namespace {
 
-void answer_ping(comm_socket_v4_packet*, comm_socket_v4_packet*) {}
+void answer_ping(comm_socket_v4_packet*, comm_socket_v4_packet*, comm_socket_v4_client*) {}
 
-void answer_exit(comm_socket_v4_packet*, comm_socket_v4_packet*) {
+void answer_exit(comm_socket_v4_packet*, comm_socket_v4_packet*, comm_socket_v4_client*) {
     vrdx_should_exit = true;
 }
 
-void answer_set(comm_socket_v4_packet* request, comm_socket_v4_packet*) {
+void answer_set(comm_socket_v4_packet* request, comm_socket_v4_packet*, comm_socket_v4_client* client) {
     if (vrdx_on_set == nullptr)
         return;
     for (unsigned i = 0; i < comm_socket_v4_packet_nv_entries(request); ++i) {
@@ -20,11 +20,11 @@ void answer_set(comm_socket_v4_packet* request, comm_socket_v4_packet*) {
         const char* name = comm_socket_v4_packet_get_nv_pair_name(request, entry);
         const char* value = comm_socket_v4_packet_get_nv_pair_value_text(request, entry);
         if (name != nullptr && value != nullptr)
-            vrdx_on_set(nullptr, name, value);
+            vrdx_on_set(client, name, value);
     }
 }
 
-void answer_report(comm_socket_v4_packet* request, comm_socket_v4_packet* response) {
+void answer_report(comm_socket_v4_packet* request, comm_socket_v4_packet* response, comm_socket_v4_client*) {
     if (vrdx_on_report != nullptr)
         vrdx_on_report(comm_socket_v4_packet_get_argv(request, 0), response);
 }
@@ -32,7 +32,8 @@ void answer_report(comm_socket_v4_packet* request, comm_socket_v4_packet* respon
 // The framework's own commands; the reply carries the same command word.
 const struct {
     const char* command;
-    void (*answer)(comm_socket_v4_packet* request, comm_socket_v4_packet* response);
+    void (*answer)(comm_socket_v4_packet* request, comm_socket_v4_packet* response,
+                   comm_socket_v4_client* client);
 } own_commands[] = {
     {"ping", answer_ping},
     {"exit", answer_exit},
@@ -49,7 +50,7 @@ void comm_socket_v4_write_error(comm_socket_v4_packet* response, const std::stri
     comm_socket_v4_packet_write_end(response);
 }
 
-void comm_socket_v4_answer(comm_socket_v4* server, comm_socket_v4_client* client) {
+bool comm_socket_v4_answer(comm_socket_v4* server, comm_socket_v4_client* client) {
     comm_socket_v4_packet* request = &server->request;
     comm_socket_v4_packet* response = &server->response;
     const char* command = comm_socket_v4_packet_get_command(request);
@@ -59,13 +60,14 @@ void comm_socket_v4_answer(comm_socket_v4* server, comm_socket_v4_client* client
             continue;
         comm_socket_v4_packet_begin_writing(response, 0, command, nullptr);
         comm_socket_v4_packet_write_argv_end(response);
-        own.answer(request, response);
+        own.answer(request, response, client);
         comm_socket_v4_packet_write_end(response);
-        return;
+        return true;
     }
     unsigned char flags = 0;
     if (on_vrdx_custom_packet != nullptr && on_vrdx_custom_packet(request, response, &flags, client) != 0)
-        return;
+        return (flags & comm_reply_comes_later) == 0;
     // A command of hostile length is not thrown back whole.
     comm_socket_v4_write_error(response, "unknown command '" + std::string(command).substr(0, 80) + "'");
+    return true;
 }

@@ -53,8 +53,8 @@ bool wait_for_socket(int fd, bool for_writing, std::uint64_t deadline) {
     return true;
 }
 
-// Takes the packet that stands at the start of what was received.
-comm_exchange take_reply(comm_socket_v4_connection* connection, std::size_t size,
+// Hands out the packet that stands at the start of what was received.
+comm_exchange give_reply(comm_socket_v4_connection* connection, std::size_t size,
                          comm_socket_v4_packet* reply) {
     const auto* data = reinterpret_cast<const unsigned char*>(connection->received.data());
     const bool decoded = comm_socket_v4_packet_decode(reply, data, size);
@@ -72,7 +72,7 @@ comm_exchange converse(comm_socket_v4_connection* connection, const std::string&
         const auto* data = reinterpret_cast<const unsigned char*>(connection->received.data());
         const auto frame = comm_socket_v4_packet_frame(data, connection->received.size(), &size);
         if (frame == comm_packet_frame::complete)
-            return take_reply(connection, size, reply);
+            return give_reply(connection, size, reply);
         if (frame == comm_packet_frame::invalid)
             return comm_exchange::rejected;
 

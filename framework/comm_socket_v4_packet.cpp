@@ -168,6 +168,26 @@ comm_packet_frame comm_socket_v4_packet_frame(const unsigned char* data, std::si
     return comm_packet_frame::complete;
 }
 
+bool comm_socket_v4_packet_peek_command(const unsigned char* data, std::size_t size, comm_told_command* word,
+                                        std::size_t* packet_size) {
+    constexpr std::size_t length_at = comm_packet_header_bytes + 1; // behind the item's kind
+    constexpr std::size_t text_at = length_at + comm_packet_text_length_bytes;
+    if (size < text_at ||
+        comm_socket_v4_packet_frame(data, size, packet_size) == comm_packet_frame::invalid ||
+        data[comm_packet_header_bytes] != static_cast<unsigned char>(comm_packet_item_kind::command))
+        return false;
+    *packet_size = comm_packet_header_bytes + get_number(data + comm_packet_length_at, 4);
+    const std::uint64_t length = get_number(data + length_at, comm_packet_text_length_bytes);
+    if (length == 0 || text_at + length > *packet_size)
+        return false; // malformed: decoding will say so
+    const std::size_t told = std::min<std::size_t>(length, word->size() - 1);
+    if (size < text_at + told)
+        return false;
+    std::copy_n(data + text_at, told, word->begin());
+    (*word)[told] = '\0';
+    return true;
+}
+
 bool comm_socket_v4_packet_decode(comm_socket_v4_packet* packet, const unsigned char* data,
                                   std::size_t size) {
     comm_packet_empty(packet);

@@ -4,6 +4,9 @@
 // result word. The wire keeps the order in which the items were written.
 #pragma once
 
+#include "comm_socket_v4_limits.h"
+
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -40,6 +43,8 @@ struct comm_socket_v4_packet {
 
 constexpr std::size_t comm_packet_header_bytes = 20;
 
+using comm_told_command = std::array<char, comm_told_command_bytes>; // ends with a NUL byte
+
 // --- reading -----------------------------------------------------------------------------------------------
 
 // The command word, "" for a packet that was never decoded. Owned by the packet, like all texts below.
@@ -75,6 +80,13 @@ void comm_socket_v4_packet_write_nv_pair(comm_socket_v4_packet* packet, std::str
 // The value formatted like printf.
 void comm_socket_v4_packet_write_nv_pairf(comm_socket_v4_packet* packet, std::string_view name,
                                           const char* format, ...) __attribute__((format(printf, 3, 4)));
+// Adds the items that stand in the bytes of `other`, which is being written, from byte `from` on.
+void comm_socket_v4_packet_append_items(comm_socket_v4_packet* packet, const comm_socket_v4_packet& other,
+                                        std::size_t from);
+// Bytes that further items may take up; 0 once the packet is too large.
+std::size_t comm_socket_v4_packet_room(const comm_socket_v4_packet* packet);
+constexpr std::size_t comm_packet_entry_bytes = 9; // of a name/value entry, beside its texts
+
 // Completes the packet: length and result word are filled in. 0 on success, -1 when nothing was begun.
 // A body beyond comm_max_packet_bytes is no failure here: `too_large` is set and the sender decides.
 int comm_socket_v4_packet_write_end(comm_socket_v4_packet* packet);
@@ -91,6 +103,12 @@ enum class comm_packet_frame {
 // included. Wrong magic is told as early as its first wrong byte.
 comm_packet_frame comm_socket_v4_packet_frame(const unsigned char* data, std::size_t size,
                                               std::size_t* packet_size);
+
+// Copies the command word of the packet that begins at `data` to `word`, without a look at the rest of it; of
+// a long word the first comm_told_command_bytes - 1 bytes. *packet_size is the length that the whole packet
+// will have. False while the word is not there, and when what stands there is none.
+bool comm_socket_v4_packet_peek_command(const unsigned char* data, std::size_t size, comm_told_command* word,
+                                        std::size_t* packet_size);
 
 // Decodes one whole framed packet into `packet` (everything it held is replaced). False when the body is
 // malformed: an item cut short, an unknown kind, no leading command, a second command, a second end of

@@ -31,7 +31,7 @@ char* add_item(comm_socket_v4_packet* packet, comm_packet_item_kind kind, std::s
                std::size_t first, std::size_t second) {
     if (!packet->writing || packet->too_large)
         return nullptr;
-    const std::size_t room = comm_packet_header_bytes + comm_max_packet_bytes - packet->bytes.size();
+    const std::size_t room = comm_socket_v4_packet_room(packet);
     const std::size_t fixed = 1 + texts * comm_packet_text_length_bytes;
     if (fixed > room || first > room - fixed || second > room - fixed - first) {
         packet->too_large = true;
@@ -114,6 +114,22 @@ void comm_socket_v4_packet_write_nv_pairf(comm_socket_v4_packet* packet, std::st
     std::vsnprintf(text.data(), length + 1, format, values);
     va_end(values);
     comm_socket_v4_packet_write_nv_pair(packet, name, text);
+}
+
+void comm_socket_v4_packet_append_items(comm_socket_v4_packet* packet, const comm_socket_v4_packet& other,
+                                        std::size_t from) {
+    if (!packet->writing || packet->too_large || other.too_large || from > other.bytes.size())
+        return;
+    const std::size_t size = other.bytes.size() - from;
+    packet->too_large = size > comm_socket_v4_packet_room(packet);
+    if (packet->too_large)
+        packet->bytes.clear();
+    else
+        packet->bytes.append(other.bytes, from, size);
+}
+
+std::size_t comm_socket_v4_packet_room(const comm_socket_v4_packet* packet) {
+    return packet->too_large ? 0 : comm_packet_header_bytes + comm_max_packet_bytes - packet->bytes.size();
 }
 
 int comm_socket_v4_packet_write_end(comm_socket_v4_packet* packet) {

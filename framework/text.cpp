@@ -1,5 +1,6 @@
 #include "text.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -18,6 +19,13 @@ char* trim(char* text) {
     *end = '\0';
     return text;
 }
+
+// True for the second and further bytes of a letter in UTF-8.
+bool continues_letter(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xc0U) == 0x80U;
+}
+
+constexpr std::size_t longest_letter = 4;
 
 } // namespace
 
@@ -39,4 +47,35 @@ void divide_name_equ_value_pair(char* text, const char** name, const char** valu
     }
     const char* trimmed = trim(text);
     *name = *trimmed != '\0' ? trimmed : nullptr;
+}
+
+std::string_view text_head(std::string_view text, std::size_t most) {
+    if (text.size() <= most)
+        return text;
+    std::size_t end = most;
+    while (end > 0 && most - end < longest_letter - 1 && continues_letter(text[end]))
+        --end;
+    return text.substr(0, continues_letter(text[end]) ? most : end);
+}
+
+std::string_view text_tail(std::string_view text, std::size_t most) {
+    if (text.size() <= most)
+        return text;
+    std::string_view tail = text.substr(text.size() - most);
+    std::size_t begin = 0;
+    while (begin < tail.size() && begin < longest_letter - 1 && continues_letter(tail[begin]))
+        ++begin;
+    return begin < tail.size() && continues_letter(tail[begin]) ? tail : tail.substr(begin);
+}
+
+std::size_t longest_that_fits(std::vector<std::size_t> lengths, std::size_t room) {
+    std::sort(lengths.begin(), lengths.end());
+    std::size_t left = lengths.size();
+    for (const std::size_t length : lengths) {
+        if (length > room / left)
+            return room / left;
+        room -= length;
+        --left;
+    }
+    return lengths.empty() ? room : lengths.back();
 }

@@ -34,6 +34,7 @@ extern bool vrdx_identify_only;
 extern bool vrdx_daemon;
 extern bool vrdx_oneshot;
 extern bool vrdx_should_exit; // a client asked for the end
+extern bool vrdx_end_wait;    // something is due that the next pass does; set and reset by the driver alone
 extern bool vrdx_no_autoshutdown;
 extern bool vrdx_metadata_may_update; // the metadata could be read, so writing it back loses nothing
 extern bool vrdx_do_write_metadata;
@@ -44,12 +45,19 @@ extern std::uint64_t mono_auto_shutdown;          // monotonic_us at which the d
 
 extern std::atomic<std::int32_t> DIE4; // termination signals received
 
-// Answers a packet that is none of the framework's own: 1 when `response` holds a complete reply, 0 when the
-// command is unknown. `flags` and `client` belong to the framework.
+// Answers a packet that is none of the framework's own: 1 when `response` holds a complete reply, or will
+// hold none because comm_reply_comes_later was set in *flags; 0 when the command is unknown.
 extern int (*on_vrdx_custom_packet)(comm_socket_v4_packet* packet, comm_socket_v4_packet* response,
                                     unsigned char* flags, comm_socket_v4_client* client);
-// Told of each changed setting. `context` is null.
+// Told of each changed setting. `context` is the client, a comm_socket_v4_client*.
 extern void (*vrdx_on_set)(void* context, const char* name, const std::string& value);
+// Asked before each packet is handled, and as early as its command word is there (its first 63 bytes, if it
+// is longer): true leaves the packet, `bytes` long, and what follows it, where it is, and the client is not
+// read from any more. A held client is asked about again in each turn, so the answer must be cheap. Null:
+// nobody is held.
+extern bool (*vrdx_on_hold)(const char* command, std::size_t bytes, const comm_socket_v4_client* client);
+// Told when a client has been freed, by its comm_socket_v4_peer::id. Null: nobody wants to know.
+extern void (*vrdx_on_client_gone)(std::uint64_t id);
 // Adds name/value entries to the status report being written. `text` is the request's first argument or null.
 extern void (*vrdx_on_report)(const char* text, comm_socket_v4_packet* packet);
 
@@ -77,7 +85,8 @@ int vrdx_argv_is_switch(const char** arg);
 // Handles the framework's switch `name` ("name" or "name=value"; a value that stands apart is taken from the
 // arguments). Positive: done. Negative: wrong use, told in one line on standard error. 0: not ours.
 int vrdx_argv_std_handle_switch(const char* name);
-// Writes the help of all framework switches, with defaults, to standard error.
+// Writes the help of the framework switches, with defaults, to standard error. "oneshot" is left to the
+// driver.
 void vrdx_std_help();
 
 // --- start-up ----------------------------------------------------------------------------------------------

@@ -1,5 +1,6 @@
-// Names of the users who connect, looked up once and forgotten after a minute without use. A look-up takes as
-// long as the machine's name service does: keep the service users of a driver in the local files.
+// Who has connected lately: users and groups by number, and how the trace writes them, forgotten after a
+// minute without use. Names are for whoever reads the trace to look up: a name service may take its time, and
+// a loop that waits for it serves nobody.
 #pragma once
 
 #include <string>
@@ -14,9 +15,8 @@ void vrdx_global_access_cache_free(vrdx_global_access_cache* cache);
 // Drops what was not used for 60 s.
 void vrdx_global_access_cache_cleanup_idle(vrdx_global_access_cache* cache);
 
-// The name of user `uid` or group `gid`, or its number as text when it has none. A null cache looks up anew.
-std::string vrdx_global_access_cache_user(vrdx_global_access_cache* cache, uid_t uid);
-std::string vrdx_global_access_cache_group(vrdx_global_access_cache* cache, gid_t gid);
+// "user 1000, group 1000". A null cache keeps nothing.
+std::string vrdx_global_access_cache_peer(vrdx_global_access_cache* cache, uid_t user, gid_t group);
 
-// Count of names held; for tests.
-unsigned vrdx_global_access_cache_size(const vrdx_global_access_cache* cache);
+// How many pairs of user and group are known; 0 for a null cache.
+std::size_t vrdx_global_access_cache_size(const vrdx_global_access_cache* cache);

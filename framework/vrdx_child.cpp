@@ -10,11 +10,14 @@
 
 namespace {
 
-// Also what we inherited as ignored (nohup, a service manager): a program would keep it ignored.
+// Also what we inherited as ignored (from a shell, a service manager): a program would keep it ignored. A
+// hang-up that we were started to ignore is none of these: nohup is to protect the program as well as us.
 void default_all_signals() {
     for (int signo = 1; signo < NSIG; ++signo) {
         struct sigaction current {};
-        if (sigaction(signo, nullptr, &current) == 0 && current.sa_handler != SIG_DFL)
+        if (sigaction(signo, nullptr, &current) != 0 || current.sa_handler == SIG_DFL)
+            continue;
+        if (signo != SIGHUP || current.sa_handler != SIG_IGN)
             std::signal(signo, SIG_DFL);
     }
 }

@@ -41,7 +41,8 @@ struct text_value {
     void (*store)(const char*);
 };
 
-// One row per switch; handling and help both come from here.
+// One row per switch; handling and help both come from here. A switch without a help text is left out of the
+// help: a driver for which it is of use lists it itself.
 struct framework_switch {
     const char* name;
     std::variant<no_value, seconds_value, descriptor_value, text_value> target;
@@ -65,7 +66,7 @@ const framework_switch switches[] = {
      "client socket (default: .tavrixsock.NAME in the metadata directory)"},
     {"metadir", text_value{store_metadir}, "DIR", "metadata directory (default: the item file's directory)"},
     {"daemon", no_value{&vrdx_daemon}, "", "go into the background (default: stay in the foreground)"},
-    {"oneshot", no_value{&vrdx_oneshot}, "", "end after the first pass (default: run on)"},
+    {"oneshot", no_value{&vrdx_oneshot}, "", ""},
     {"identify-only", no_value{&vrdx_identify_only}, "", "end after the metadata step (default: run on)"},
     {"temp-clean-only", no_value{&vrdx_temp_clean_only}, "",
      "remove a stale socket, print the settings and end (default: run on)"},
@@ -234,6 +235,8 @@ void vrdx_std_help() {
                  "Switches (a value follows its switch, or stands behind \"=\"):\n",
                  program_invocation_short_name);
     for (const framework_switch& row : switches) {
+        if (*row.help == '\0')
+            continue;
         const std::string left =
             std::string("--") + row.name + (*row.argument != '\0' ? " " : "") + row.argument;
         std::fprintf(stderr, " %-39s %s\n", left.c_str(), row.help);

@@ -10,6 +10,7 @@
 #include <exception>
 #include <fcntl.h>
 #include <poll.h>
+#include <stdio_ext.h>
 #include <string>
 #include <string_view>
 #include <sys/socket.h>
@@ -186,7 +187,8 @@ FILE* open_stream(trace_stream& stream, char* gathered, int mode) {
 }
 
 void flush_both(std::uint64_t patience_us) {
-    std::fflush(stderr);
+    if (__fpending(stderr) > 0) // mostly nothing waits, and the answer is cheaper than the flush
+        std::fflush(stderr);
     flush_stream(trace, patience_us);
     flush_stream(output, 0);
 }
@@ -219,4 +221,21 @@ void vrdx_trace_retarget() {
 
 void vrdx_trace_flush() {
     flush_both(trace_patience_us);
+}
+
+void vrdx_trace_write(std::initializer_list<std::string_view> pieces) {
+    char line[512];
+    std::size_t length = 0;
+    for (const std::string_view piece : pieces) {
+        if (piece.size() > sizeof(line) - length) {
+            fwrite_unlocked(line, 1, length, stderr);
+            length = 0;
+        }
+        if (piece.size() > sizeof(line)) {
+            fwrite_unlocked(piece.data(), 1, piece.size(), stderr);
+            continue;
+        }
+        length += piece.copy(line + length, piece.size());
+    }
+    fwrite_unlocked(line, 1, length, stderr);
 }

@@ -9,6 +9,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
+#include <string_view>
 
 constexpr std::size_t trace_kept_bytes =
     16777216; // waits for a slow reader, 16 MiB: more than one pass's trace
@@ -24,3 +26,7 @@ void vrdx_trace_retarget();
 
 // Writes what was gathered, as far as it is taken. Due before each wait, before a fork, and before an abort.
 void vrdx_trace_flush();
+
+// Adds the pieces to the trace, one behind the other. Floods are traced, too: one call for a line of ordinary
+// length, and no lock, as there is only one thread.
+void vrdx_trace_write(std::initializer_list<std::string_view> pieces);

@@ -17,6 +17,7 @@ bool vrdx_identify_only = false;
 bool vrdx_daemon = false;
 bool vrdx_oneshot = false;
 bool vrdx_should_exit = false;
+bool vrdx_end_wait = false;
 bool vrdx_no_autoshutdown = false;
 bool vrdx_metadata_may_update = false;
 bool vrdx_do_write_metadata = false;
@@ -31,6 +32,8 @@ static_assert(std::atomic<std::int32_t>::is_always_lock_free, "a signal handler 
 int (*on_vrdx_custom_packet)(comm_socket_v4_packet*, comm_socket_v4_packet*, unsigned char*,
                              comm_socket_v4_client*) = nullptr;
 void (*vrdx_on_set)(void*, const char*, const std::string&) = nullptr;
+bool (*vrdx_on_hold)(const char*, std::size_t, const comm_socket_v4_client*) = nullptr;
+void (*vrdx_on_client_gone)(std::uint64_t) = nullptr;
 void (*vrdx_on_report)(const char*, comm_socket_v4_packet*) = nullptr;
 
 std::int32_t vrdx_audio_streams = 0;

@@ -95,6 +95,11 @@ void install_callbacks() {
     vrdx_on_set = my_vrdx_on_set;
     on_vrdx_custom_packet = my_vrdx_custom_packet;
     vrdx_on_report = report_status;
+    vrdx_on_hold = packet_must_wait;
+    vrdx_on_client_gone = requester_left;
+    watch_for_watchers();
+    watch_takes(answer_decided_take);
+    watch_picture(count_rollbacks);
 }
 
 void prepare_libraries() {
@@ -163,6 +168,7 @@ void serve_backend_pipes() {
     if (backend_stdout_fd >= 0)
         read_backend_stdout();
     pending_to_buffer();
+    vrdx_end_wait = false; // what was due has been moved
 }
 
 // Serves the clients; the amount of work done.
@@ -212,6 +218,9 @@ bool run_pass() {
     if (auto_termination_due(pass_start))
         return false;
     expire_assumed_routes();
+    expire_takes();
+    tell_backend_state();
+    serve_watchers();
     const int work = do_idle_work();
     if (end_requested())
         return false;
@@ -234,6 +243,7 @@ bool run_pass() {
 
 void shut_down() {
     vrdx_stopping_write("Stopping");
+    drop_pending_lines(); // who waits for the answer of a take gets it before the connection is closed
     close_vrdx_client_contexts();
     std::fputs("--------------REMAINING CNB BUFFER ALLOCATIONS----------------\n", stderr);
     std::fputs("** PLEASE REVIEW FOR DEBUGGING PURPOSES TO CATCH CNB MEMORY LEAKS\n", stderr);

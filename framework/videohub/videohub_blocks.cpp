@@ -1,20 +1,13 @@
 #include "videohub_blocks.h"
 
+#include "plain_text.h"
+
 #include <algorithm>
-#include <charconv>
 
 namespace {
 
 constexpr std::string_view blanks = " \t";
 constexpr int most_number = 9999;
-
-std::string_view without_outer_blanks(std::string_view text) {
-    const auto first = text.find_first_not_of(blanks);
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
 
 bool is_answer(std::string_view line) {
     return line == "ACK" || line == "NAK";
@@ -34,7 +27,7 @@ void end_block(videohub_reader& reader, std::vector<videohub_block>& blocks) {
 }
 
 // False when the block becomes too large.
-bool take_line(videohub_reader& reader, std::string_view line, std::vector<videohub_block>& blocks) {
+bool read_line(videohub_reader& reader, std::string_view line, std::vector<videohub_block>& blocks) {
     if (line.ends_with('\r')) {
         line.remove_suffix(1);
     }
@@ -56,11 +49,11 @@ bool take_line(videohub_reader& reader, std::string_view line, std::vector<video
     return true;
 }
 
-template<typename taker> void for_each_line(const videohub_block& block, taker take) {
+template<typename handler> void for_each_line(const videohub_block& block, handler on_line) {
     std::string_view rest = block.lines;
     while (!rest.empty()) {
         const auto end = rest.find('\n');
-        take(rest.substr(0, end));
+        on_line(rest.substr(0, end));
         rest.remove_prefix(std::min(end, rest.size() - 1) + 1);
     }
 }
@@ -79,7 +72,7 @@ bool read_videohub_bytes(videohub_reader& reader, std::string_view bytes,
         if (end == std::string_view::npos) {
             return true;
         }
-        if (!take_line(reader, reader.line, blocks)) {
+        if (!read_line(reader, reader.line, blocks)) {
             return false;
         }
         reader.line.clear();
@@ -102,27 +95,26 @@ std::string videohub_block_text(std::string_view header, const std::map<int, std
 }
 
 void for_each_videohub_entry(const videohub_block& block,
-                             const std::function<void(int number, std::string_view text)>& take) {
+                             const std::function<void(int number, std::string_view text)>& on_entry) {
     for_each_line(block, [&](std::string_view line) {
-        int number = -1;
-        const auto [stop, error] = std::from_chars(line.data(), line.data() + line.size(), number);
-        std::string_view text = line.substr(static_cast<std::size_t>(stop - line.data()));
-        if (error != std::errc() || number < 0 || number > most_number ||
+        std::string_view text = line;
+        const std::optional<int> number = leading_number(text);
+        if (!number || *number < 0 || *number > most_number ||
             (!text.empty() && blanks.find(text.front()) == std::string_view::npos)) {
             return;
         }
         text.remove_prefix(text.empty() ? 0 : 1);
-        take(number, text);
+        on_entry(*number, text);
     });
 }
 
 void for_each_videohub_property(
     const videohub_block& block,
-    const std::function<void(std::string_view name, std::string_view value)>& take) {
+    const std::function<void(std::string_view name, std::string_view value)>& on_entry) {
     for_each_line(block, [&](std::string_view line) {
         const auto colon = line.find(':');
         if (colon != std::string_view::npos) {
-            take(line.substr(0, colon), without_outer_blanks(line.substr(colon + 1)));
+            on_entry(line.substr(0, colon), without_outer_blanks(line.substr(colon + 1)));
         }
     });
 }

@@ -34,13 +34,14 @@ bool read_videohub_bytes(videohub_reader& reader, std::string_view bytes,
 // carriage returns in a text become blanks. Without entries it asks for the whole block.
 std::string videohub_block_text(std::string_view header, const std::map<int, std::string>& entries);
 
-// Calls `take` with the number and the text (all that follows the first blank) of each line of `block` that
-// begins with a number from 0 to 9999 and a blank, or is nothing but the number; other lines are skipped.
+// Calls `on_entry` with the number and the text (all that follows the first blank) of each line of `block`
+// that begins with a number from 0 to 9999 and a blank, or is nothing but the number; other lines are
+// skipped.
 void for_each_videohub_entry(const videohub_block& block,
-                             const std::function<void(int number, std::string_view text)>& take);
+                             const std::function<void(int number, std::string_view text)>& on_entry);
 
-// Calls `take` with the name and the value of each "Name: value" line of `block`, the blanks around the value
-// dropped; other lines are skipped.
+// Calls `on_entry` with the name and the value of each "Name: value" line of `block`, the blanks around the
+// value dropped; other lines are skipped.
 void for_each_videohub_property(
     const videohub_block& block,
-    const std::function<void(std::string_view name, std::string_view value)>& take);
+    const std::function<void(std::string_view name, std::string_view value)>& on_entry);

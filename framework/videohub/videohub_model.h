@@ -2,14 +2,15 @@
 // numbers are 0-based.
 #pragma once
 
+#include "router_limits.h"
 #include "videohub_blocks.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
-// Larger sizes are cut down to this.
-constexpr int most_videohub_ports = 4096;
-constexpr std::size_t most_videohub_label_bytes = 1024; // what is beyond is cut off
+constexpr std::size_t most_videohub_label_bytes = 1024; // of labels and other values; the rest is cut off
+constexpr std::size_t most_videohub_alarms = 8;         // the first ones are followed
 
 enum class videohub_presence {
     unknown,
@@ -27,6 +28,7 @@ enum class videohub_lock {
 struct videohub_input {
     std::string label;     // as the router has it; any bytes but line feeds
     bool labelled = false; // the label is known, though perhaps empty
+    std::string status;    // a word of the router's, such as its connector's kind; empty: not said
 };
 
 struct videohub_output {
@@ -35,40 +37,82 @@ struct videohub_output {
     int source = -1;     // an input; -1: none, not known, or one beyond the size
     bool routed = false; // the source is known
     videohub_lock lock = videohub_lock::unlocked;
+    bool lock_known = false;
+    std::string status;
+};
+
+// Ports of one kind, which only switch among themselves. Each kind has blocks of its own, numbered from 0.
+enum class videohub_bank {
+    video,      // video outputs, from video inputs
+    monitoring, // monitoring outputs, from video inputs
+    serial,     // serial ports, from serial ports
+};
+
+// Where the ports of a bank stand among all outputs and inputs.
+struct videohub_bank_ports {
+    int first_output = 0;
+    int outputs = 0;
+    int first_input = 0;
+    int inputs = 0; // those that its outputs can take
+};
+
+// As the router has said them; nothing: not said.
+struct videohub_sizes {
+    std::optional<int> inputs;
+    std::optional<int> outputs;
+    std::optional<int> monitors;
+    std::optional<int> serial_ports;
 };
 
 struct videohub_model {
     std::string version; // of the protocol, "2.7"; empty: not said
     videohub_presence presence = videohub_presence::unknown;
     std::string model_name;
-    std::string friendly_name; // may be missing
-    std::string unique_id;     // may be missing
+    std::string friendly_name;                 // may be missing
+    std::string unique_id;                     // may be missing
+    std::string take_mode;                     // "true" or "false"; empty: not said
+    std::map<std::string, std::string> alarms; // by name
+    videohub_sizes told_sizes;
     bool inputs_known = false; // the number of inputs was said
     bool outputs_known = false;
-    std::vector<videohub_input> inputs;
-    std::vector<videohub_output> outputs;
-    bool prelude_ended = false; // never so in versions 2.2 and 2.3
+    std::vector<videohub_input> inputs;   // at most most_router_inputs
+    std::vector<videohub_output> outputs; // at most most_router_outputs
+    bool with_monitors = false;     // set by the user of the model, and kept: monitoring outputs count, too
+    bool with_serial_ports = false; // likewise: serial ports count as inputs and as outputs
+    int monitors = 0;               // so many of `outputs`, behind those of video, are monitoring outputs
+    int serial_ports = 0;           // so many of `inputs` and of `outputs`, the last ones, are serial ports
+    bool prelude_ended = false;     // never so in versions 2.2 and 2.3
 };
 
 // What one block has told.
 struct videohub_news {
-    bool known = false;      // the block is one of those the model follows
-    bool device = false;     // a device was attached, has gone, or has another size: all else was forgotten
-    std::vector<int> routed; // outputs whose source was told, perhaps the one they had
+    bool known = false;               // the block is one of those the model follows
+    bool device = false;              // another device, none, or another size: all else was forgotten
+    std::vector<int> routed;          // outputs whose source was told, perhaps the one they had
     std::vector<int> labelled_inputs; // told, likewise
     std::vector<int> labelled_outputs;
+    std::vector<int> locked;         // outputs whose lock was told
+    std::vector<int> input_statuses; // inputs whose status was told
+    std::vector<int> output_statuses;
+    bool router_itself = false; // names, take mode or alarms of the router were told
 };
 
 // Takes in one block that the router has sent. Lines that cannot be read or that are beyond the size are
 // skipped, and so are unknown blocks; answers ("ACK", "NAK") are unknown here.
 videohub_news apply_videohub_block(videohub_model& model, const videohub_block& block);
 
-// True when the whole state of a present device is known: with `quiet` (the router has been silent for a
-// short while) also from a router that does not say where its state ends.
+// True when a present device has told its size, which is what it takes to show it.
+bool videohub_size_known(const videohub_model& model);
+
+// True when a present device has told its whole state: it said so, or, with `quiet` (it has been silent for a
+// short while), nothing is missing. A router may say so though some of its outputs have no source yet.
 bool videohub_state_complete(const videohub_model& model, bool quiet);
 
-// True when the sizes and the source of every output are known, which is what takes need.
-bool videohub_routing_known(const videohub_model& model);
+videohub_bank_ports videohub_ports_of(const videohub_model& model, videohub_bank bank);
+
+// Of an output or input of the model.
+videohub_bank videohub_bank_of_output(const videohub_model& model, int output);
+videohub_bank videohub_bank_of_input(const videohub_model& model, int input);
 
 // False when the major version is another one than 2; true as long as none was said.
 bool videohub_version_understood(const videohub_model& model);

@@ -1,34 +1,13 @@
 // One function for each kind of block that the model follows.
-#include "videohub_model.h"
+#include "videohub_model_parts.h"
+
+#include "plain_text.h"
 
 #include <algorithm>
-#include <charconv>
 #include <optional>
 #include <string_view>
 
 namespace {
-
-std::optional<int> number_in(std::string_view text, int lowest) {
-    int number = 0;
-    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || number < lowest) {
-        return std::nullopt;
-    }
-    const auto rest = text.substr(static_cast<std::size_t>(stop - text.data()));
-    return rest.find_first_not_of(" \t") == std::string_view::npos ? std::optional(number) : std::nullopt;
-}
-
-template<typename port> port* port_at(std::vector<port>& ports, int number) {
-    const auto index = static_cast<std::size_t>(number);
-    return index < ports.size() ? &ports[index] : nullptr;
-}
-
-videohub_presence presence_in(std::string_view value) {
-    if (value == "true") {
-        return videohub_presence::present;
-    }
-    return value == "needs_update" ? videohub_presence::needs_update : videohub_presence::absent;
-}
 
 void apply_preamble(videohub_model& model, const videohub_block& block, videohub_news&) {
     for_each_videohub_property(block, [&](std::string_view name, std::string_view value) {
@@ -38,115 +17,131 @@ void apply_preamble(videohub_model& model, const videohub_block& block, videohub
     });
 }
 
-struct device_description {
-    std::optional<videohub_presence> presence;
-    std::optional<std::string> model_name;
-    std::optional<std::string> friendly_name;
-    std::optional<std::string> unique_id;
-    std::optional<int> inputs;
-    std::optional<int> outputs;
-};
-
-device_description read_description(const videohub_block& block) {
-    device_description told;
-    for_each_videohub_property(block, [&](std::string_view name, std::string_view value) {
-        if (name == "Device present") {
-            told.presence = presence_in(value);
-        } else if (name == "Model name") {
-            told.model_name = value;
-        } else if (name == "Friendly name") {
-            told.friendly_name = value;
-        } else if (name == "Unique ID") {
-            told.unique_id = value;
-        } else if (name == "Video inputs") {
-            told.inputs = number_in(value, 0);
-        } else if (name == "Video outputs") {
-            told.outputs = number_in(value, 0);
-        }
-    });
-    return told;
-}
-
-bool size_differs(std::optional<int> told, bool known, std::size_t size) {
-    return told.has_value() &&
-           (!known || static_cast<std::size_t>(std::min(*told, most_videohub_ports)) != size);
-}
-
-template<typename port> void take_size(std::optional<int> told, bool& known, std::vector<port>& ports) {
-    if (told) {
-        known = true;
-        ports.assign(static_cast<std::size_t>(std::min(*told, most_videohub_ports)), {});
-    }
-}
-
-// A description that says whether a device is present comes when one is attached, and is followed by all
-// else.
-void apply_device(videohub_model& model, const videohub_block& block, videohub_news& news) {
-    const device_description told = read_description(block);
-    news.device = told.presence.has_value() ||
-                  size_differs(told.inputs, model.inputs_known, model.inputs.size()) ||
-                  size_differs(told.outputs, model.outputs_known, model.outputs.size());
-    if (told.presence) {
-        std::string version = std::move(model.version);
-        model = {};
-        model.version = std::move(version);
-        model.presence = *told.presence;
-    } else if (news.device) {
-        model.prelude_ended = false;
-        model.inputs.assign(model.inputs.size(), {});
-        model.outputs.assign(model.outputs.size(), {});
-    }
-    take_size(news.device ? told.inputs : std::nullopt, model.inputs_known, model.inputs);
-    take_size(news.device ? told.outputs : std::nullopt, model.outputs_known, model.outputs);
-    model.model_name = told.model_name.value_or(model.model_name);
-    model.friendly_name = told.friendly_name.value_or(model.friendly_name);
-    model.unique_id = told.unique_id.value_or(model.unique_id);
-}
-
-template<typename port>
-void apply_labels(std::vector<port>& ports, const videohub_block& block, std::vector<int>& labelled) {
-    for_each_videohub_entry(block, [&](int number, std::string_view text) {
-        if (port* const named = port_at(ports, number)) {
-            named->label = text.substr(0, most_videohub_label_bytes);
-            named->labelled = true;
-            labelled.push_back(number);
+// Calls `on_input` for each line that speaks of an input of the bank, with its number among all inputs.
+template<typename handler>
+void for_each_input(videohub_model& model, const videohub_block& block, videohub_bank bank,
+                    handler on_input) {
+    const videohub_bank_ports ports = videohub_ports_of(model, bank);
+    for_each_videohub_entry(block, [&](int entry, std::string_view text) {
+        if (entry < ports.inputs) {
+            const int number = ports.first_input + entry;
+            on_input(number, model.inputs[static_cast<std::size_t>(number)], text);
         }
     });
 }
 
+// Calls `on_output` for each line that speaks of an output of the bank, with its number among all outputs.
+template<typename handler>
+void for_each_output(videohub_model& model, const videohub_block& block, videohub_bank bank,
+                     handler on_output) {
+    const videohub_bank_ports ports = videohub_ports_of(model, bank);
+    for_each_videohub_entry(block, [&](int entry, std::string_view text) {
+        if (entry < ports.outputs) {
+            const int number = ports.first_output + entry;
+            on_output(number, model.outputs[static_cast<std::size_t>(number)], text);
+        }
+    });
+}
+
+template<videohub_bank bank>
 void apply_input_labels(videohub_model& model, const videohub_block& block, videohub_news& news) {
-    apply_labels(model.inputs, block, news.labelled_inputs);
+    const auto on_input = [&](int number, videohub_input& input, std::string_view text) {
+        input.label = cut_videohub_value(text);
+        input.labelled = true;
+        news.labelled_inputs.push_back(number);
+    };
+    for_each_input(model, block, bank, on_input);
 }
 
+template<videohub_bank bank>
 void apply_output_labels(videohub_model& model, const videohub_block& block, videohub_news& news) {
-    apply_labels(model.outputs, block, news.labelled_outputs);
+    const auto on_output = [&](int number, videohub_output& output, std::string_view text) {
+        output.label = cut_videohub_value(text);
+        output.labelled = true;
+        news.labelled_outputs.push_back(number);
+    };
+    for_each_output(model, block, bank, on_output);
 }
 
+// A serial port has one label, whether it is looked at as an input or as an output.
+void apply_serial_labels(videohub_model& model, const videohub_block& block, videohub_news& news) {
+    apply_input_labels<videohub_bank::serial>(model, block, news);
+    apply_output_labels<videohub_bank::serial>(model, block, news);
+}
+
+template<videohub_bank bank>
 void apply_routing(videohub_model& model, const videohub_block& block, videohub_news& news) {
-    for_each_videohub_entry(block, [&](int number, std::string_view text) {
-        videohub_output* const output = port_at(model.outputs, number);
-        const std::optional<int> source = number_in(text, -1);
-        if (output != nullptr && source) {
-            output->source = *source < static_cast<int>(model.inputs.size()) ? *source : -1;
-            output->routed = true;
+    const videohub_bank_ports ports = videohub_ports_of(model, bank);
+    const auto on_output = [&](int number, videohub_output& output, std::string_view text) {
+        if (const std::optional<int> source = videohub_number_in(text, -1)) {
+            const bool is_one = *source >= 0 && *source < ports.inputs;
+            output.source = is_one ? ports.first_input + *source : -1;
+            output.routed = true;
             news.routed.push_back(number);
         }
+    };
+    for_each_output(model, block, bank, on_output);
+}
+
+std::optional<videohub_lock> lock_in(std::string_view text) {
+    switch (text.empty() ? ' ' : text.front()) {
+    case 'O':
+        return videohub_lock::own;
+    case 'L':
+        return videohub_lock::other;
+    case 'U':
+        return videohub_lock::unlocked;
+    default:
+        return std::nullopt;
+    }
+}
+
+template<videohub_bank bank>
+void apply_locks(videohub_model& model, const videohub_block& block, videohub_news& news) {
+    const auto on_output = [&](int number, videohub_output& output, std::string_view text) {
+        if (const std::optional<videohub_lock> lock = lock_in(text)) {
+            output.lock = *lock;
+            output.lock_known = true;
+            news.locked.push_back(number);
+        }
+    };
+    for_each_output(model, block, bank, on_output);
+}
+
+void apply_input_status(videohub_model& model, const videohub_block& block, videohub_news& news) {
+    const auto on_input = [&](int number, videohub_input& input, std::string_view text) {
+        input.status = cut_videohub_value(without_outer_blanks(text));
+        news.input_statuses.push_back(number);
+    };
+    for_each_input(model, block, videohub_bank::video, on_input);
+}
+
+template<videohub_bank bank>
+void apply_output_status(videohub_model& model, const videohub_block& block, videohub_news& news) {
+    const auto on_output = [&](int number, videohub_output& output, std::string_view text) {
+        output.status = cut_videohub_value(without_outer_blanks(text));
+        news.output_statuses.push_back(number);
+    };
+    for_each_output(model, block, bank, on_output);
+}
+
+void apply_configuration(videohub_model& model, const videohub_block& block, videohub_news& news) {
+    for_each_videohub_property(block, [&](std::string_view name, std::string_view value) {
+        if (name == "Take Mode") {
+            model.take_mode = cut_videohub_value(value);
+            news.router_itself = true;
+        }
     });
 }
 
-void apply_locks(videohub_model& model, const videohub_block& block, videohub_news&) {
-    for_each_videohub_entry(block, [&](int number, std::string_view text) {
-        videohub_output* const output = port_at(model.outputs, number);
-        const char state = text.empty() ? ' ' : text.front();
-        if (output == nullptr) {
-            return;
-        }
-        if (state == 'O') {
-            output->lock = videohub_lock::own;
-        } else if (state == 'L') {
-            output->lock = videohub_lock::other;
-        } else if (state == 'U') {
-            output->lock = videohub_lock::unlocked;
+void apply_alarms(videohub_model& model, const videohub_block& block, videohub_news& news) {
+    constexpr std::size_t longest_alarm_name = 56;
+    for_each_videohub_property(block, [&](std::string_view name, std::string_view value) {
+        const std::string alarm(name.substr(0, longest_alarm_name));
+        const bool is_field_name = alarm.find('=') == std::string::npos;
+        if (is_field_name && (model.alarms.size() < most_videohub_alarms || model.alarms.count(alarm) > 0)) {
+            model.alarms[alarm] = cut_videohub_value(value);
+            news.router_itself = true;
         }
     });
 }
@@ -160,10 +155,29 @@ struct block_kind {
     void (*apply)(videohub_model& model, const videohub_block& block, videohub_news& news);
 };
 
+constexpr videohub_bank video = videohub_bank::video;
+constexpr videohub_bank monitoring = videohub_bank::monitoring;
+constexpr videohub_bank serial = videohub_bank::serial;
+
 constexpr block_kind kinds[] = {
-    {"PROTOCOL PREAMBLE", apply_preamble},   {"VIDEOHUB DEVICE", apply_device},
-    {"INPUT LABELS", apply_input_labels},    {"OUTPUT LABELS", apply_output_labels},
-    {"VIDEO OUTPUT ROUTING", apply_routing}, {"VIDEO OUTPUT LOCKS", apply_locks},
+    {"PROTOCOL PREAMBLE", apply_preamble},
+    {"VIDEOHUB DEVICE", apply_videohub_device},
+    {"INPUT LABELS", apply_input_labels<video>},
+    {"OUTPUT LABELS", apply_output_labels<video>},
+    {"VIDEO OUTPUT ROUTING", apply_routing<video>},
+    {"VIDEO OUTPUT LOCKS", apply_locks<video>},
+    {"VIDEO INPUT STATUS", apply_input_status},
+    {"VIDEO OUTPUT STATUS", apply_output_status<video>},
+    {"MONITORING OUTPUT LABELS", apply_output_labels<monitoring>},
+    {"VIDEO MONITORING OUTPUT ROUTING", apply_routing<monitoring>},
+    {"MONITORING OUTPUT LOCKS", apply_locks<monitoring>},
+    {"VIDEO MONITORING OUTPUT LOCKS", apply_locks<monitoring>},
+    {"SERIAL PORT LABELS", apply_serial_labels},
+    {"SERIAL PORT ROUTING", apply_routing<serial>},
+    {"SERIAL PORT LOCKS", apply_locks<serial>},
+    {"SERIAL PORT STATUS", apply_output_status<serial>},
+    {"CONFIGURATION", apply_configuration},
+    {"ALARM STATUS", apply_alarms},
     {"END PRELUDE", apply_end_of_prelude},
 };
 

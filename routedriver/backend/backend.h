@@ -21,9 +21,6 @@
 #include <string>
 #include <string_view>
 
-struct TavrixAPIRouterMessage;
-
-constexpr std::size_t backend_pipe_buffer_bytes = 1048576; // a longer message cannot be sent
 constexpr std::size_t kept_text_capacity =
     1048576; // more, which a monstrous line needed, is given back after it
 
@@ -40,14 +37,21 @@ extern std::uint64_t next_backend_check; // monotonic_us of the next start check
 extern std::map<std::int32_t, unsigned char> ident_procs; // stopped children that are not reaped yet, by pid
 extern std::int32_t stop_depth;                           // nesting of stop_backend
 
-extern std::deque<std::string> pending_lines; // encoded messages on their way to the backend, one per entry
-extern std::string stdout_line;               // the line each reader is in the middle of
+extern std::string stdout_line; // the line each reader is in the middle of
 extern std::string stderr_line;
-extern TavrixAPIRouterMessage incoming_report; // the report being collected; outlives a backend
 extern bool debug_messages; // lets the backend's DBG lines into last_notes; item file and settings write it
 
 extern std::string last_error; // bounded logs, see append_log_line
 extern std::string last_notes;
+
+// The same lines once more, each cut down to timed_line_bytes, with their times; as many as the logs hold.
+struct timed_line {
+    std::uint64_t wall_ms; // since 1970
+    std::string text;
+};
+constexpr std::size_t timed_line_bytes = 1024;
+extern std::deque<timed_line> timed_errors;
+extern std::deque<timed_line> timed_notes;
 
 // --- life --------------------------------------------------------------------------------------------------
 
@@ -61,14 +65,14 @@ int start_backend();
 // Notices that the child is gone. One pass late, on purpose: a pass that reaps it still reads its last words.
 void check_backend_alive();
 
+// Tells the picture whether a backend runs, and if not, why. Once per pass.
+void tell_backend_state();
+
 // Stops whatever there is of a backend and drops what was queued for it. Safe at any time, also nested.
 void stop_backend();
 
 // Collects stopped children that have ended.
 void reap_ident_procs();
-
-// True while commands can reach a backend and its reports can reach us.
-bool backend_connected();
 
 // --- pipes, once per pass ----------------------------------------------------------------------------------
 
@@ -78,7 +82,7 @@ void pending_to_buffer();
 // Reads what the backend logged; files each line under its tag.
 void read_backend_stderr();
 
-// Reads what the backend reported; hands each line to take_backend_report_line.
+// Reads what the backend reported; hands each line to read_backend_report_line.
 void read_backend_stdout();
 
 // --- logs and reports --------------------------------------------------------------------------------------
@@ -89,8 +93,8 @@ void append_log_line(std::string& log, std::string_view line);
 
 // One complete line of the backend's standard output, line feed removed: collects it, and applies the report
 // to the router model when the line is blank.
-void take_backend_report_line(std::string_view line);
+void read_backend_report_line(std::string_view line);
 
-// Applies incoming_report to the router model: "info", "inputs" and "outputs" of type "message". Anything
-// else changes nothing. Clearing the report is the caller's.
+// Applies the report that has come in (incoming_report.h): "info", "inputs", "outputs", "link" and "refused"
+// of type "message". Anything else changes nothing. Clearing the report is the caller's.
 void handle_backend_report();

@@ -1,6 +1,7 @@
 #include "backend.h"
 
 #include "periodic_timer.h"
+#include "router.h"
 #include "vrdx.h"
 #include "vrdx_assert.h"
 
@@ -106,6 +107,7 @@ void adopt_pipes(backend_pipes& pipes) {
     close_descriptor(&pipes[1].write_end);
     backend_stderr_fd = pipes[2].read_end;
     close_descriptor(&pipes[2].write_end);
+    commands_reach_backend = true;
 }
 
 bool nothing_to_stop() {
@@ -131,7 +133,7 @@ void forget_traffic() {
         line->clear();
         line->shrink_to_fit();
     }
-    pending_lines.clear();
+    drop_pending_lines();
 }
 
 void terminate_child() {
@@ -149,7 +151,7 @@ void check_backend_start(std::uint64_t now) {
     if (!periodic_timer_due(&next_backend_check, start_check_period_us, now))
         return;
     if (backend_path.empty())
-        pending_lines.clear(); // nobody will read them: the backend that is named next is told its own
+        drop_pending_lines(); // nobody will read them: the backend that is named next is told its own
     else if (backend_pid < 0)
         start_backend();
 }
@@ -166,6 +168,9 @@ int start_backend() {
         vrdx_assert(vrdx_file != NULL); // NOLINT(modernize-use-nullptr): its text
         execute_backend();
     }
+    forget_backend();
+    backend_gets_salvos = false;
+    count_event(counted::backend_starts);
     append_log_line(last_notes, "Starting backend driver");
     adopt_pipes(pipes);
     return 0;
@@ -192,6 +197,7 @@ void stop_backend() {
         if (stop_depth > 1)
             drain_pipes();
     }
+    commands_reach_backend = false;
     close_descriptor(&backend_stdin_fd);
     close_descriptor(&backend_stdout_fd);
     close_descriptor(&backend_stderr_fd);
@@ -209,6 +215,11 @@ void reap_ident_procs() {
     });
 }
 
-bool backend_connected() {
-    return backend_stdin_fd >= 0 && backend_stdout_fd >= 0 && backend_pid >= 0;
+void tell_backend_state() {
+    if (backend_path.empty())
+        tell_backend(backend_state::none, "the item file names no usable driver");
+    else if (commands_reach_backend)
+        tell_backend(backend_state::running, backend_path);
+    else
+        tell_backend(backend_state::starting, backend_path + " does not run, and is started every 5 seconds");
 }

@@ -8,17 +8,40 @@
 #include <map>
 #include <string>
 
-extern std::map<std::string, std::string>
-    pending_settings; // changed and not yet forwarded; latest value wins
+struct pending_setting {
+    std::string value;
+    requester whose; // who changed it last
+};
 
-// Answers "route", "router set" and "status": 1 with a complete reply in `respkt`, 0 for another command.
+extern std::map<std::string, pending_setting>
+    pending_settings; // changed and not yet forwarded, by name; latest value wins
+
+// Answers the commands of this driver (commands.cpp): 1 with a complete reply in `respkt`, or with
+// comm_reply_comes_later in *flags and none; 0 for another command. `client` null: the driver itself asks.
 int my_vrdx_custom_packet(comm_socket_v4_packet* pkt, comm_socket_v4_packet* respkt, unsigned char* flags,
                           comm_socket_v4_client* client);
+
+// True while a packet with this command and of this size is to wait in the client's socket: so much waits for
+// the backend already that this client may add nothing.
+bool packet_must_wait(const char* command, std::size_t bytes, const comm_socket_v4_client* client);
+
+// Hears of every decided take, and answers the packet that asked when all of its takes are decided.
+void answer_decided_take(const decided_take& take);
+
+// A client's connection is closed.
+void requester_left(std::uint64_t connection);
+
+// Due once, before clients are served: hears of the changes that watchers are told.
+void watch_for_watchers();
+
+// Once per pass, when the backend's reports of the pass were read: tells watchers what has changed.
+void serve_watchers();
 
 // Fills `req` (all -1 before) from OUT and "A" or "A,V", 1-based; what is no number counts as 0.
 void parse_route_request(route_request& req, const char* name, const char* value);
 
-// A setting changed: applies "enable debug messages" and queues every setting for the backend.
+// A setting changed: applies "enable debug messages" and queues every setting for the backend. `context` is
+// the client (comm_socket_v4_client) that changed it, or null.
 void my_vrdx_on_set(void* context, const char* name, const std::string& value);
 
 // Forwards all queued settings, in the order of their names, once the backend's three pipes are open.

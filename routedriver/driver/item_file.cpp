@@ -24,6 +24,21 @@ bool is_regular(int fd, struct stat* found) {
     return fstat(fd, found) == 0 && S_ISREG(found->st_mode);
 }
 
+// Why `found` is no item file.
+const char* irregularity(const struct stat& found) {
+    if (S_ISLNK(found.st_mode))
+        return "it is a symbolic link";
+    return S_ISDIR(found.st_mode) ? "it is a directory" : "it is no regular file";
+}
+
+// Looks at what now stands under the item's name, without following a link. Why that is no item file; null
+// when it is one.
+const char* fault_of_location(const char* name, struct stat& found) {
+    if (fstatat(vrdx_meta->dir_fd, name, &found, AT_SYMLINK_NOFOLLOW) != 0)
+        return std::strerror(errno);
+    return S_ISREG(found.st_mode) ? nullptr : irregularity(found);
+}
+
 // A stream of its own over the item file, sharing its read position; null on failure.
 FILE* open_item_stream() {
     const int copy = fcntl(vrdx_meta->file_fd, F_DUPFD_CLOEXEC, 0);
@@ -107,10 +122,8 @@ item_file_check check_item_file() {
         return item_file_check::unchanged;
     }
     const char* name = vrdx_meta->file_name.c_str();
-    errno = 0;
-    if (fstatat(vrdx_meta->dir_fd, name, &found, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(found.st_mode)) {
-        std::fprintf(stderr, "Cannot stat file location %d for %s, %s\n", vrdx_meta->dir_fd, name,
-                     std::strerror(errno));
+    if (const char* fault = fault_of_location(name, found)) {
+        std::fprintf(stderr, "Cannot stat file location %d for %s, %s\n", vrdx_meta->dir_fd, name, fault);
         return item_file_check::unchanged;
     }
     if (found.st_mtim.tv_sec == item_file_mtime)

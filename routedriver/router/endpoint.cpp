@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <string_view>
 #include <sys/file.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -36,7 +38,7 @@ bool make_nonblocking(int fd) {
     return flags >= 0 && fcntl(fd, F_SETFL, flags | O_NONBLOCK) == 0;
 }
 
-void take_byte(char byte) {
+void read_byte(char byte) {
     if (byte == '\r') {
         return;
     }
@@ -64,14 +66,14 @@ int read_step() {
     char byte = 0;
     const ssize_t count = read(STDIN_FILENO, &byte, 1);
     if (count == 1) {
-        take_byte(byte);
+        read_byte(byte);
         return 0;
     }
     return count < 0 && try_again_later() ? 0 : -1;
 }
 
 // `line` may still end in its line feed.
-void take_name_value_line(std::map<std::string, std::string>& map, std::string_view line) {
+void read_name_value_line(std::map<std::string, std::string>& map, std::string_view line) {
     line = line.substr(0, line.find('\n'));
     const auto equals = line.find('=');
     if (line.starts_with('#') || equals == std::string_view::npos) {
@@ -167,6 +169,35 @@ int endpoint_service() {
     return endpoint_flush();
 }
 
+int endpoint_serve(const std::function<void(const TavrixAPIRouterMessage& message)>& on_message) {
+    int waiting = 0;
+    if (ioctl(STDIN_FILENO, FIONREAD, &waiting) != 0) {
+        waiting = 1;
+    }
+    // At least once: at end of input nothing waits, and the read step notices it.
+    for (int left = std::max(waiting, 1); left > 0; --left) {
+        if (read_step() != 0) {
+            return -1;
+        }
+        if (received_complete) {
+            on_message(*endpoint_poll_message());
+        }
+    }
+    return endpoint_flush();
+}
+
+int endpoint_serve(const endpoint_handlers& handlers) {
+    static endpoint_collection collected;
+    return endpoint_serve([&](const TavrixAPIRouterMessage& message) {
+        endpoint_dispatch(message, endpoint_clock_us(), collected, handlers);
+    });
+}
+
+std::uint64_t endpoint_clock_us() {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
+}
+
 int read_name_value_file(std::map<std::string, std::string>& map, const std::string& path) {
     std::FILE* const file = std::fopen(path.c_str(), "re");
     if (file == nullptr) {
@@ -176,7 +207,7 @@ int read_name_value_file(std::map<std::string, std::string>& map, const std::str
     if (readable) {
         char piece[4096];
         while (std::fgets(piece, sizeof piece, file) != nullptr) {
-            take_name_value_line(map, piece);
+            read_name_value_line(map, piece);
         }
         readable = std::ferror(file) == 0;
     }

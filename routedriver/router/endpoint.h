@@ -2,13 +2,17 @@
 // input and to answer on its standard output without ever blocking. One endpoint per process; not re-entrant.
 //
 // A backend's loop: wait with select() or poll() for descriptor 0 (and its own hardware, and descriptor 1
-// while endpoint_output_pending()), call endpoint_poll_message() for what has arrived, act, report. One call
-// takes in one byte, so null does not mean that nothing waits: ioctl(FIONREAD) tells how many calls to make.
-// A backend that ignores SIGPIPE learns from the results that the driver is gone; any other dies of it.
+// while endpoint_output_pending()), call endpoint_serve() for what has arrived, act, report.
+// endpoint_dispatch() tells a message's parts apart, and the functions of endpoint_reports.h make the
+// answers. A backend that ignores SIGPIPE learns from the results that the driver is gone; any other dies of
+// it.
 #pragma once
 
+#include "endpoint_reports.h"
+#include "endpoint_requests.h"
 #include "message.h"
 
+#include <functional>
 #include <map>
 #include <string>
 #include <sys/select.h>
@@ -20,8 +24,9 @@ int endpoint_init();
 // Adds descriptors 0, 1 and 2 to a select() read set and raises *nfds to at least 3.
 void endpoint_fdset(fd_set* set, int* nfds);
 
-// One read step (at most one byte of input). The message it completed, valid until the next read step, or
-// null. End of input or an error also gives null: endpoint_service() tells it apart.
+// One read step (at most one byte of input, so null does not mean that nothing waits). The message it
+// completed, valid until the next read step, or null. End of input or an error also gives null:
+// endpoint_service() tells it apart.
 const TavrixAPIRouterMessage* endpoint_poll_message();
 
 // The completed message that waits to be handed out, or null; reads and consumes nothing.
@@ -39,6 +44,16 @@ bool endpoint_output_pending();
 
 // One read step, then one flush step. 0, or -1 at end of input, on a read error, or when the driver is gone.
 int endpoint_service();
+
+// Reads what waits on standard input, hands each message to `on_message`, and writes once what is queued. 0,
+// or -1 at end of input, on an error, or when the driver is gone.
+int endpoint_serve(const std::function<void(const TavrixAPIRouterMessage& message)>& on_message);
+
+// The same with endpoint_dispatch(); takes are collected in between.
+int endpoint_serve(const endpoint_handlers& handlers);
+
+// CLOCK_MONOTONIC in microseconds.
+std::uint64_t endpoint_clock_us();
 
 // Reads the name=value lines of the file `path` into `map`, under an exclusive advisory lock. Empty lines,
 // lines that begin with "#" and lines without "=" are skipped; one blank before and one after the first "="
