@@ -28,7 +28,7 @@ bool is_nothing_but_ok(const std::vector<reply>& parts) {
 // OK, perhaps behind the command itself.
 bool is_ok_with_echo(const std::vector<reply>& parts) {
     const auto is_either = [](const reply& part) {
-        return part.kind == reply_kind::ok || part.kind == reply_kind::other;
+        return part.kind == reply_kind::ok || part.kind == reply_kind::other || part.kind == reply_kind::lock;
     };
     return has_kind(parts, reply_kind::ok) && std::all_of(parts.begin(), parts.end(), is_either);
 }
@@ -46,6 +46,8 @@ bool answers_in_words(const command_queue& queue, const std::vector<reply>& part
     case command_kind::link_test:
         return is_nothing_but_ok(parts);
     case command_kind::reports:
+    case command_kind::delayed_reports:
+    case command_kind::lock:
         return is_ok_with_echo(parts);
     case command_kind::letters:
         return has_kind(parts, reply_kind::letters);
@@ -162,7 +164,7 @@ answer judge_answer(const command_queue& queue, const std::vector<reply>& parts)
     return has_kind(parts, reply_kind::error) && !is_resync && !foreign ? answer::refused : answer::not_ours;
 }
 
-command take_outstanding(command_queue& queue, std::uint64_t answered_at) {
+command remove_outstanding(command_queue& queue, std::uint64_t answered_at) {
     command taken = std::move(*queue.outstanding);
     queue.outstanding.reset();
     const bool is_quick = !is_status(taken.kind) && taken.kind != command_kind::take;

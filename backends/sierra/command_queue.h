@@ -2,6 +2,7 @@
 // speaks of, never by its position alone. Times are microseconds of a monotonic clock.
 #pragma once
 
+#include "endpoint_requests.h"
 #include "requests.h"
 
 #include <cstdint>
@@ -21,16 +22,21 @@ enum class command_kind {
     status,  // of all outputs
     verify,  // status of some outputs
     take,
+    lock,
+    delayed_reports, // for a router that refuses the others
     resync // asks for the size again: every answer that comes before this one belongs to something older
 };
 
 struct command {
     command_kind kind = command_kind::link_test;
-    std::string text;                     // as it is written
-    std::vector<crosspoint_take> takes;   // of a take
-    std::set<std::pair<int, int>> unseen; // of status and verify: (output, level) not yet told, 1-based
-    std::uint64_t wanted_since = 0;       // of a take: when its flush came
-    bool salvo_begun = false;             // of a take: a string of the same flush was written before
+    std::string text;                         // as it is written
+    std::vector<crosspoint_take> takes;       // of a take
+    std::set<std::pair<int, int>> unseen;     // of status and verify: (output, level) not yet told, 1-based
+    std::uint64_t wanted_since = 0;           // of a take: when its flush came
+    std::uint64_t expires_us = never_expires; // of a take: the driver has said so
+    bool salvo_begun = false;                 // of a take: a string of the same flush was written before
+    int lock_output = 0;                      // of a lock, 1-based
+    bool locks = false;                       // of a lock; else it frees
 };
 
 enum class answer {
@@ -80,11 +86,11 @@ void note_heard(command_queue& queue, std::uint64_t now);
 void note_seen(command_queue& queue, int output, int level);
 
 // What the parts of one string mean to the outstanding command. Anything but not_ours ends it: the caller
-// then takes it out with take_outstanding.
+// then takes it out with remove_outstanding.
 answer judge_answer(const command_queue& queue, const std::vector<reply>& parts);
 
 // Removes the outstanding command. `answered_at` is the time, for the router's pace; 0 when it was no answer.
-command take_outstanding(command_queue& queue, std::uint64_t answered_at);
+command remove_outstanding(command_queue& queue, std::uint64_t answered_at);
 
 // True when the outstanding status or verify has ended without an OK.
 bool status_ended(const command_queue& queue, std::uint64_t now);

@@ -31,6 +31,9 @@ command plain_command(command_kind kind) {
     case command_kind::reports:
         result.text = reports_request;
         break;
+    case command_kind::delayed_reports:
+        result.text = delayed_reports_request;
+        break;
     case command_kind::status:
         result.text = status_request;
         break;

@@ -1,7 +1,7 @@
 #include "levels.h"
 
+#include "plain_text.h"
 #include "reply_scanner.h"
-#include "whole_number.h"
 
 #include <algorithm>
 #include <numeric>
@@ -45,9 +45,9 @@ std::optional<int> level_of(const std::vector<std::string>& names, std::string_v
 
 std::string_view next_entry(std::string_view& list) {
     const auto comma = std::min(list.find(','), list.size());
-    reply_scanner entry{list.substr(0, comma)};
+    const std::string_view entry = without_outer_blanks(list.substr(0, comma));
     list.remove_prefix(std::min(comma + 1, list.size()));
-    return take_rest(entry);
+    return entry;
 }
 
 // Nothing when the setting says nothing.

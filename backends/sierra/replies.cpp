@@ -8,23 +8,23 @@
 namespace {
 
 // One source or a number as it stands in X, Y and V.
-std::optional<int> take_source(reply_scanner& scanner) {
-    if (take_character(scanner, '-')) {
+std::optional<int> read_source(reply_scanner& scanner) {
+    if (consume_character(scanner, '-')) {
         return source_disconnected;
     }
-    return take_number(scanner);
+    return consume_number(scanner);
 }
 
 // The list "1,2,-,0"; nothing when it is malformed.
-std::optional<std::vector<int>> take_list(reply_scanner& scanner) {
+std::optional<std::vector<int>> read_list(reply_scanner& scanner) {
     std::vector<int> list;
     do {
-        const auto number = take_source(scanner);
+        const auto number = read_source(scanner);
         if (!number) {
             return std::nullopt;
         }
         list.push_back(*number);
-    } while (take_character(scanner, ','));
+    } while (consume_comma(scanner));
     return list;
 }
 
@@ -50,8 +50,8 @@ bool read_per_level(const std::vector<int>& list, reply& part) {
     return list.size() >= 2 && list.size() - 1 <= static_cast<std::size_t>(most_router_levels);
 }
 
-bool take_routing(reply_scanner& scanner, char letter, reply& part) {
-    const auto list = take_list(scanner);
+bool read_routing(reply_scanner& scanner, char letter, reply& part) {
+    const auto list = read_list(scanner);
     if (!list || list->front() < 1) {
         return false;
     }
@@ -62,9 +62,9 @@ bool take_routing(reply_scanner& scanner, char letter, reply& part) {
     return letter == 'Y' ? read_all_levels(*list, part) : read_per_level(*list, part);
 }
 
-bool take_letters(reply_scanner& scanner, reply& part) {
+bool read_letters(reply_scanner& scanner, reply& part) {
     part.kind = reply_kind::letters;
-    const auto letters = take_name(scanner);
+    const auto letters = consume_name(scanner);
     for (const char letter : letters.value_or("")) {
         if (letter != ' ') {
             part.text.push_back(capital(letter));
@@ -73,82 +73,121 @@ bool take_letters(reply_scanner& scanner, reply& part) {
     return letters.has_value();
 }
 
-bool take_model(reply_scanner& scanner, reply& part) {
+bool read_model(reply_scanner& scanner, reply& part) {
     part.kind = reply_kind::model;
-    const auto model = take_name(scanner);
-    const auto version = take_name(scanner);
+    const auto model = consume_name(scanner);
+    const auto version = consume_name(scanner);
     part.text = std::string(model.value_or("")) + " " + std::string(version.value_or(""));
     return model && version;
 }
 
-bool take_level_names(reply_scanner& scanner, int count, reply& part) {
+bool read_level_names(reply_scanner& scanner, int count, reply& part) {
     for (int level = 0; level < count; ++level) {
-        const auto name = take_name(scanner);
+        const auto name = consume_name(scanner);
         if (!name) {
             return false;
         }
         part.levels.emplace_back(*name);
     }
-    take_character(scanner, '~');
+    consume_character(scanner, '~');
     return true;
 }
 
-bool take_size(reply_scanner& scanner, reply& part) {
+bool read_size(reply_scanner& scanner, reply& part) {
     part.kind = reply_kind::size;
-    skip_letters(scanner); // options
-    int numbers[3] = {};   // outputs, levels, inputs
+    skip_options(scanner);
+    int numbers[3] = {}; // outputs, levels, inputs
     for (int& number : numbers) {
-        const auto taken = take_number(scanner);
-        if (!taken || *taken < 1 || !take_character(scanner, ',')) {
+        const auto found = consume_number(scanner);
+        if (!found || *found < 1 || !consume_comma(scanner)) {
             return false;
         }
-        number = *taken;
+        number = *found;
     }
     part.outputs = std::min(numbers[0], most_router_outputs);
     part.inputs = std::min(numbers[2], most_router_inputs);
-    return numbers[1] <= most_router_levels && take_level_names(scanner, numbers[1], part);
+    return numbers[1] <= most_router_levels && read_level_names(scanner, numbers[1], part);
 }
 
-bool take_reset(reply_scanner& scanner, reply& part) {
-    part.kind = reply_kind::reset;
-    part.text = take_rest(scanner); // a restart counts, whatever its text
+bool read_lock(reply_scanner& scanner, reply& part) {
+    part.kind = reply_kind::lock;
+    const auto list = read_list(scanner); // output, password, state
+    if (!list || list->size() != 3 || list->front() < 1) {
+        return false;
+    }
+    part.output = list->front();
+    part.is_locked = list->back() != 0;
     return true;
 }
 
-bool take_other(reply_scanner& scanner, char letter, reply& part) {
+bool read_reset(reply_scanner& scanner, reply& part) {
+    part.kind = reply_kind::reset;
+    part.text = consume_rest(scanner); // a restart counts, whatever its text
+    return true;
+}
+
+// The texts of G, whose letters are many and differ: one, or several in a row. A router puts a blank behind
+// the last one; what looks like a crosspoint before that is part of somebody's name.
+bool skip_texts(reply_scanner& scanner) {
+    bool is_found = consume_name(scanner).has_value();
+    const bool is_text = is_found;
+    while (is_found && !at_end(scanner) && scanner.rest.front() != ' ') {
+        is_found = consume_name(scanner).has_value();
+    }
+    return is_text;
+}
+
+// Letters and digits, or a letter and its numbers: it may mean something to a router, but not to us.
+bool read_other(reply_scanner& scanner, reply& part) {
     part.kind = reply_kind::other;
-    const bool has_numbers = take_list(scanner).has_value();
-    return has_numbers && letter >= 'A' && letter <= 'Z';
+    const reply_scanner before = scanner;
+    const char letter = consume_letter(scanner);
+    if (letter == 'G') {
+        return skip_texts(scanner);
+    }
+    if (letter >= 'A' && letter <= 'Z' && read_list(scanner) && at_boundary(scanner)) {
+        return true;
+    }
+    scanner = before;
+    return consume_plain_word(scanner);
 }
 
 // What has no word of its own is a command's letter.
-bool take_part(reply_scanner& scanner, reply& part) {
-    if (take_word(scanner, "OK")) {
+bool read_part(reply_scanner& scanner, reply& part) {
+    if (consume_word(scanner, "OK")) {
         part.kind = reply_kind::ok;
         return true;
     }
-    if (take_word(scanner, "ERROR")) {
+    if (consume_word(scanner, "ERROR")) {
         part.kind = reply_kind::error;
-        part.text = take_rest(scanner);
+        part.text = consume_rest(scanner);
         return true;
     }
-    if (take_prefix(scanner, "RESET")) {
-        return take_reset(scanner, part);
+    if (consume_prefix(scanner, "RESET")) {
+        return read_reset(scanner, part);
     }
-    const char letter = take_letter(scanner);
+    if (consume_word(scanner, "FULL ERROR")) { // stands alone, and refuses nothing that was asked
+        part.kind = reply_kind::other;
+        return true;
+    }
+    const reply_scanner before = scanner;
+    const char letter = consume_letter(scanner);
     switch (letter) {
     case 'X':
     case 'Y':
     case 'V':
-        return take_routing(scanner, letter, part);
+        return read_routing(scanner, letter, part);
     case 'I':
-        return take_letters(scanner, part);
+        return read_letters(scanner, part);
     case 'Q':
-        return take_model(scanner, part);
+        return read_model(scanner, part);
     case 'L':
-        return take_size(scanner, part);
+        return read_size(scanner, part);
+    case 'B':
+        return read_lock(scanner, part);
     default:
-        return take_other(scanner, letter, part);
+        scanner = before;
+        return read_other(scanner, part);
     }
 }
 
@@ -160,10 +199,10 @@ std::vector<reply> parse_replies(std::string_view content) {
     for (skip_blanks(scanner); !at_end(scanner); skip_blanks(scanner)) {
         const std::string_view begin = scanner.rest;
         reply part;
-        if (!take_part(scanner, part) || !at_boundary(scanner)) {
+        if (!read_part(scanner, part) || !at_boundary(scanner)) {
             scanner.rest = begin;
             part = {};
-            part.text = take_to_blank(scanner);
+            part.text = consume_to_blank(scanner);
         }
         parts.push_back(std::move(part));
     }

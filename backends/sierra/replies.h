@@ -1,12 +1,12 @@
 // What the router says: the parts of one string. Numbers are the protocol's own here, 1-based.
 #pragma once
 
+#include "router_limits.h"
+
 #include <string>
 #include <string_view>
 #include <vector>
 
-constexpr int most_router_inputs = 4096;
-constexpr int most_router_outputs = 1024;
 constexpr int most_router_levels = 64;
 
 // Where a crosspoint takes its source from: 1 and up, or one of these.
@@ -23,7 +23,8 @@ enum class reply_kind {
     letters, // I: `text` holds the letters of the commands that exist, in capitals
     model,   // Q: `text` is model and version, with a blank between
     size,    // L: `outputs`, `inputs`, `levels`
-    other,   // well formed, and of no interest here, such as a lock's B
+    lock,    // B: `output`, `is_locked`
+    other,   // well formed, and of no interest here
     unreadable
 };
 
@@ -33,6 +34,7 @@ struct reply {
     int level = 0;
     std::vector<int> sources;
     std::string text;
+    bool is_locked = false;          // of lock
     int outputs = 0;                 // 1..most_router_outputs
     int inputs = 0;                  // 1..most_router_inputs
     std::vector<std::string> levels; // names, 1..most_router_levels of them, perhaps empty ones

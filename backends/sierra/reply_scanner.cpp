@@ -1,8 +1,8 @@
 #include "reply_scanner.h"
 
+#include "plain_text.h"
+
 #include <algorithm>
-#include <charconv>
-#include <limits>
 
 namespace {
 
@@ -16,18 +16,10 @@ bool is_digit(char character) {
     return character >= '0' && character <= '9';
 }
 
-std::string_view without_outer_blanks(std::string_view text) {
-    const auto first = text.find_first_not_of(' ');
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(' ') - first + 1);
-}
-
-std::string_view take(reply_scanner& scanner, std::size_t count) {
-    const std::string_view taken = scanner.rest.substr(0, count);
-    scanner.rest.remove_prefix(taken.size());
-    return taken;
+std::string_view consume(reply_scanner& scanner, std::size_t count) {
+    const std::string_view piece = scanner.rest.substr(0, count);
+    scanner.rest.remove_prefix(piece.size());
+    return piece;
 }
 
 } // namespace
@@ -45,36 +37,55 @@ bool at_boundary(const reply_scanner& scanner) {
 }
 
 void skip_blanks(reply_scanner& scanner) {
-    take(scanner, std::min(scanner.rest.find_first_not_of(' '), scanner.rest.size()));
+    consume(scanner, std::min(scanner.rest.find_first_not_of(' '), scanner.rest.size()));
 }
 
-void skip_letters(reply_scanner& scanner) {
-    while (!at_end(scanner) && is_letter(scanner.rest.front())) {
-        take(scanner, 1);
+void skip_options(reply_scanner& scanner) {
+    while (!at_end(scanner) && (is_letter(scanner.rest.front()) || scanner.rest.front() == '(')) {
+        const bool is_list = scanner.rest.front() == '(';
+        consume(scanner, is_list ? std::min(scanner.rest.find(')'), scanner.rest.size() - 1) + 1 : 1);
     }
 }
 
-bool take_character(reply_scanner& scanner, char character) {
+bool consume_character(reply_scanner& scanner, char character) {
     if (at_end(scanner) || scanner.rest.front() != character) {
         return false;
     }
-    take(scanner, 1);
+    consume(scanner, 1);
     return true;
 }
 
-bool take_prefix(reply_scanner& scanner, std::string_view word) {
+bool consume_comma(reply_scanner& scanner) {
+    const bool is_comma = consume_character(scanner, ',');
+    if (is_comma) {
+        skip_blanks(scanner);
+    }
+    return is_comma;
+}
+
+bool consume_plain_word(reply_scanner& scanner) {
+    const std::string_view word = scanner.rest.substr(0, scanner.rest.find(' '));
+    const auto is_plain = [](char one) { return is_letter(one) || is_digit(one); };
+    if (word.empty() || !is_letter(word.front()) || !std::all_of(word.begin(), word.end(), is_plain)) {
+        return false;
+    }
+    consume(scanner, word.size());
+    return true;
+}
+
+bool consume_prefix(reply_scanner& scanner, std::string_view word) {
     const std::string_view found = scanner.rest.substr(0, word.size());
     const auto same = [](char one, char other) { return capital(one) == other; };
     if (!std::equal(found.begin(), found.end(), word.begin(), word.end(), same)) {
         return false;
     }
-    take(scanner, word.size());
+    consume(scanner, word.size());
     return true;
 }
 
-bool take_word(reply_scanner& scanner, std::string_view word) {
+bool consume_word(reply_scanner& scanner, std::string_view word) {
     const reply_scanner before = scanner;
-    if (!take_prefix(scanner, word)) {
+    if (!consume_prefix(scanner, word)) {
         return false;
     }
     if (!at_end(scanner) && (is_letter(scanner.rest.front()) || is_digit(scanner.rest.front()))) {
@@ -84,38 +95,34 @@ bool take_word(reply_scanner& scanner, std::string_view word) {
     return true;
 }
 
-char take_letter(reply_scanner& scanner) {
-    return capital(take(scanner, 1).front());
+char consume_letter(reply_scanner& scanner) {
+    return capital(consume(scanner, 1).front());
 }
 
-std::optional<int> take_number(reply_scanner& scanner) {
+std::optional<int> consume_number(reply_scanner& scanner) {
     if (at_end(scanner) || !is_digit(scanner.rest.front())) {
         return std::nullopt;
     }
-    int number = 0;
-    const char* const begin = scanner.rest.data();
-    const auto [stop, error] = std::from_chars(begin, begin + scanner.rest.size(), number);
-    take(scanner, static_cast<std::size_t>(stop - begin));
-    return error == std::errc() ? number : std::numeric_limits<int>::max();
+    return leading_number(scanner.rest);
 }
 
-std::optional<std::string_view> take_name(reply_scanner& scanner) {
+std::optional<std::string_view> consume_name(reply_scanner& scanner) {
     // No further than a name can be, or a string of many parts without an end would be searched again by
     // each.
     const auto end = scanner.rest.substr(0, longest_name + 1).find('~');
     if (end == std::string_view::npos) {
         return std::nullopt;
     }
-    const std::string_view name = take(scanner, end);
-    take(scanner, 1);
+    const std::string_view name = consume(scanner, end);
+    consume(scanner, 1);
     return without_outer_blanks(name);
 }
 
-std::string_view take_rest(reply_scanner& scanner) {
-    return without_outer_blanks(take(scanner, scanner.rest.size()));
+std::string_view consume_rest(reply_scanner& scanner) {
+    return without_outer_blanks(consume(scanner, scanner.rest.size()));
 }
 
-std::string_view take_to_blank(reply_scanner& scanner) {
+std::string_view consume_to_blank(reply_scanner& scanner) {
     const auto end = scanner.rest.find(' ', 1);
-    return take(scanner, std::min(end, scanner.rest.size()));
+    return consume(scanner, std::min(end, scanner.rest.size()));
 }

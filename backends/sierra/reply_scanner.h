@@ -1,5 +1,5 @@
-// Steps through the content of one string. What a step takes is gone from `rest`; a step that finds something
-// else takes nothing.
+// Steps through the content of one string. What a step consumes is gone from `rest`; a step that finds
+// something else consumes nothing.
 #pragma once
 
 #include <optional>
@@ -18,30 +18,38 @@ bool at_end(const reply_scanner& scanner);
 bool at_boundary(const reply_scanner& scanner);
 
 void skip_blanks(reply_scanner& scanner);
-void skip_letters(reply_scanner& scanner);
+
+// Letters, and lists in brackets.
+void skip_options(reply_scanner& scanner);
 
 // True when `character` came next.
-bool take_character(reply_scanner& scanner, char character);
+bool consume_character(reply_scanner& scanner, char character);
+
+// The same for a comma; blanks behind it are consumed too.
+bool consume_comma(reply_scanner& scanner);
+
+// True when letters and digits came next that end at a blank or at the end.
+bool consume_plain_word(reply_scanner& scanner);
 
 // True when `word`, given in capitals, came next.
-bool take_prefix(reply_scanner& scanner, std::string_view word);
+bool consume_prefix(reply_scanner& scanner, std::string_view word);
 
 // The same for a whole word: behind it stands neither a letter nor a digit.
-bool take_word(reply_scanner& scanner, std::string_view word);
+bool consume_word(reply_scanner& scanner, std::string_view word);
 
 // The next character as a capital.
-char take_letter(reply_scanner& scanner);
+char consume_letter(reply_scanner& scanner);
 
 // Decimal digits, perhaps padded with zeros; what no int holds is the largest int. Nothing when there is no
 // digit.
-std::optional<int> take_number(reply_scanner& scanner);
+std::optional<int> consume_number(reply_scanner& scanner);
 
-// What stands before the next "~", without outer blanks; takes the "~" too. Nothing when there is none within
-// 1024 characters.
-std::optional<std::string_view> take_name(reply_scanner& scanner);
+// What stands before the next "~", without outer blanks; consumes the "~" too. Nothing when there is none
+// within 1024 characters.
+std::optional<std::string_view> consume_name(reply_scanner& scanner);
 
 // Everything that is left, without outer blanks.
-std::string_view take_rest(reply_scanner& scanner);
+std::string_view consume_rest(reply_scanner& scanner);
 
 // At least one character, and what follows up to a blank.
-std::string_view take_to_blank(reply_scanner& scanner);
+std::string_view consume_to_blank(reply_scanner& scanner);

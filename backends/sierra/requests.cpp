@@ -17,3 +17,7 @@ std::string output_request(const std::vector<int>& outputs) {
     }
     return text + "!!";
 }
+
+std::string lock_request(int output, const std::string& password, bool locks) {
+    return "**B" + std::to_string(output) + "," + password + (locks ? ",1!!" : ",0!!");
+}

@@ -21,11 +21,15 @@ inline constexpr const char* link_test_request = "**!!";
 inline constexpr const char* letters_request = "**I!!";
 inline constexpr const char* model_request = "**Q!!";
 inline constexpr const char* size_request = "**L!!";
-inline constexpr const char* reports_request = "**U2!!"; // tell every change at once
+inline constexpr const char* reports_request = "**U2!!";         // tell every change at once
+inline constexpr const char* delayed_reports_request = "**U1!!"; // within seconds, for older routers
 inline constexpr const char* status_request = "**S!!";
 
 // All takes in one string, so that they are switched together.
 std::string take_request(const std::vector<crosspoint_take>& takes);
+
+// Locks or frees an output, 1-based, with a password of digits.
+std::string lock_request(int output, const std::string& password, bool locks);
 
 // Asks for the state of some outputs, 1-based.
 std::string output_request(const std::vector<int>& outputs);

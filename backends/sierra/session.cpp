@@ -1,20 +1,19 @@
 #include "session.h"
 
 #include "commands.h"
-#include "reports.h"
 #include "session_answers.h"
 #include "session_start.h"
+#include "shown.h"
 #include "take_commands.h"
 
 #include <algorithm>
-#include <limits>
 
 namespace {
 
-void check_outstanding(session& session, std::uint64_t now, reaction& reaction) {
+void check_outstanding(session& session, std::uint64_t now) {
     if (status_ended(session.queue, now)) {
         session.queue.status_without_ok = true;
-        finish_command(session, take_outstanding(session.queue, 0), {}, now, reaction);
+        finish_command(session, remove_outstanding(session.queue, 0), {}, now);
         return;
     }
     switch (check_expiry(session.queue, now)) {
@@ -22,17 +21,19 @@ void check_outstanding(session& session, std::uint64_t now, reaction& reaction) 
         return;
     case expiry::again:
         if (session.queue.outstanding->kind == command_kind::take) {
-            repeat_take(session, reaction);
+            repeat_take(session);
         } else {
-            reaction.to_router += session.queue.outstanding->text;
+            session.router.to_router += session.queue.outstanding->text;
         }
         return;
     case expiry::given_up:
-        const command silent = take_outstanding(session.queue, 0);
+        const command silent = remove_outstanding(session.queue, 0);
         if (silent.kind == command_kind::take) {
-            give_up_take(session, silent, reaction);
+            give_up_take(session, silent);
         } else {
-            reaction.failure = "no answer to " + silent.text;
+            // A lock's text holds a password, which is not for the log.
+            session.router.failure =
+                "no answer to " + (silent.kind == command_kind::lock ? "a lock" : silent.text);
         }
     }
 }
@@ -44,11 +45,11 @@ bool status_waits(const command_queue& queue) {
 }
 
 void queue_what_is_due(session& session, std::uint64_t now) {
-    if (session.phase != session_phase::ready) {
+    if (session.driver.state != router_state::ready) {
         return;
     }
     if (now >= session.status_due) {
-        session.status_due = now + status_period_us;
+        session.status_due = now + status_period(session);
         if (!status_waits(session.queue)) {
             enqueue(session.queue, status_command(session));
         }
@@ -64,71 +65,78 @@ void queue_what_is_due(session& session, std::uint64_t now) {
 
 } // namespace
 
-void session_connected(session& session, std::uint64_t us_per_byte, std::uint64_t now, reaction&) {
+std::uint64_t status_period(const session& session) {
+    return session.tells_changes ? status_period_us
+                                 : static_cast<std::uint64_t>(session.settings.poll_ms) * 1000;
+}
+
+void session_connected(session& session, std::uint64_t us_per_byte, std::uint64_t now) {
     session.reader = {};
     session.stray_told = 0;
     session.queue = {};
     session.queue.us_per_byte = us_per_byte;
     session.queue.heard_at = now;
+    session.read_again_soon = false;
     begin_reading(session);
 }
 
-void session_lost(session& session, reaction& reaction) {
-    drop_all_takes(session, "the connection is lost", reaction);
-    session.phase = session_phase::offline;
+void session_lost(session& session) {
+    forget_router(session.driver, router_state::away);
+    drop_all_takes(session, "the connection is lost");
+    session.router = {};
     session.picture = {};
     session.groups = {};
     session.queue = {};
-    session.changed.clear();
 }
 
-void take_router_bytes(session& session, std::string_view bytes, std::uint64_t now, reaction& reaction) {
+void hear_router(session& session, std::string_view bytes, std::uint64_t now) {
     if (bytes.empty()) {
         return;
     }
     note_heard(session.queue, now);
     for (const char byte : bytes) {
-        const read_result result = take_byte(session.reader, byte);
+        const read_result result = read_byte(session.reader, byte);
         if (result == read_result::complete) {
-            take_string(session, now, reaction);
+            hear_string(session, now);
         } else if (result == read_result::too_long) {
-            reaction.failure = "it sends what never ends";
+            session.router.failure = "it sends what never ends";
         }
-        if (!reaction.failure.empty()) {
+        if (!session.router.failure.empty()) {
             return;
         }
     }
-    note_stray_bytes(session, now, reaction);
+    note_stray_bytes(session, now);
 }
 
-void run_due(session& session, std::uint64_t now, reaction& reaction) {
-    if (session.phase == session_phase::offline || !reaction.failure.empty()) {
+void run_due(session& session, std::uint64_t now) {
+    if (session.driver.state == router_state::away || !session.router.failure.empty()) {
         return;
     }
-    expire_takes(session, now, reaction);
-    check_outstanding(session, now, reaction);
+    expire_takes(session, now);
+    check_outstanding(session, now);
     queue_what_is_due(session, now);
     if (const command* next = start_next(session.queue, now)) {
-        reaction.to_router += next->text;
+        session.router.to_router += next->text;
     }
-    report_changed(session, reaction);
+    report_news(session.driver);
+    session.router.is_sound = session.driver.state == router_state::ready;
+    session.router.awaits_answer = session.queue.outstanding.has_value();
 }
 
-std::optional<std::uint64_t> next_due_time(const session& session) {
-    if (session.phase == session_phase::offline) {
-        return std::nullopt;
+std::uint64_t next_due_time(const session& session) {
+    if (session.driver.state == router_state::away) {
+        return never_expires;
     }
-    constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
-    std::uint64_t next = next_take_expiry(session).value_or(never);
-    next = std::min(next, next_expiry(session.queue).value_or(never));
-    if (session.phase == session_phase::ready) {
+    std::uint64_t next = next_take_expiry(session);
+    next = std::min(next, next_expiry(session.queue).value_or(never_expires));
+    if (session.driver.state == router_state::ready) {
         next = std::min({next, session.status_due, session.link_test_due});
     }
     return next;
 }
 
-void regroup_levels(session& session, reaction& reaction) {
+void regroup_levels(session& session) {
     session.groups = group_levels(session.picture.levels, session.settings.video_level,
-                                  session.settings.audio_level, reaction.log);
-    report_all(session, reaction);
+                                  session.settings.audio_level, session.driver.log);
+    show_router(session);
 }

@@ -6,11 +6,12 @@
 // Forgets what was read, and queues what is to be read first.
 void begin_reading(session& session);
 
-// The same in a conversation that stands, because of `reason`; takes under way are given up.
-void begin_anew(session& session, const std::string& reason, reaction& reaction);
+// The same in a conversation that stands, because of `reason`; takes under way are given up. A router that
+// causes it again and again does not fill the log.
+void begin_anew(session& session, const std::string& reason, std::uint64_t now);
 
 // The size has been read: the driver hears of it, and the status is asked for.
-void take_over_size(session& session, const reply& size, reaction& reaction);
+void accept_size(session& session, const reply& size);
 
 // The first status has been read.
-void become_ready(session& session, std::uint64_t now, reaction& reaction);
+void become_ready(session& session, std::uint64_t now);

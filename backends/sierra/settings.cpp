@@ -1,38 +1,16 @@
 #include "settings.h"
 
-#include "replies.h"
+#include "plain_text.h"
+#include "router_limits.h"
 #include "serial_line.h"
-#include "whole_number.h"
 
+#include <algorithm>
 #include <optional>
-#include <string_view>
 
 namespace {
 
-constexpr std::string_view blanks = " \t\r\n\v\f";
-
-std::string without_outer_blanks(std::string_view text) {
-    const auto first = text.find_first_not_of(blanks);
-    if (first == std::string_view::npos) {
-        return "";
-    }
-    return std::string(text.substr(first, text.find_last_not_of(blanks) - first + 1));
-}
-
-// The next functions read one kind of value into its place; false, with the place untouched, when it is
-// malformed.
-
-bool read_number(const std::string& text, int lowest, int highest, int& place) {
-    const std::optional<int> number = whole_number(text);
-    if (!number || *number < lowest || *number > highest) {
-        return false;
-    }
-    place = *number;
-    return true;
-}
-
-bool read_baud(const std::string& text, int& place) {
-    const std::optional<int> baud = whole_number(text);
+bool read_baud(std::string_view text, int& place) {
+    const std::optional<int> baud = whole_number(without_outer_blanks(text));
     if (!baud || !is_serial_speed(*baud)) {
         return false;
     }
@@ -40,12 +18,28 @@ bool read_baud(const std::string& text, int& place) {
     return true;
 }
 
-bool read_text(const std::string& text, std::string& place) {
-    if (text.find('\n') != std::string::npos || text.find('\0') != std::string::npos) {
+bool read_password(std::string_view value, std::string& place) {
+    const std::string_view text = without_outer_blanks(value);
+    const auto is_digit = [](char one) { return one >= '0' && one <= '9'; };
+    if (text.size() > 16 || !std::all_of(text.begin(), text.end(), is_digit)) {
         return false;
     }
     place = text;
     return true;
+}
+
+item_settings table_for(sierra_settings& settings) {
+    return {
+        text_setting("address", settings.address, true),
+        number_setting("port", settings.port, 1, highest_port, true),
+        text_setting("device", settings.device, true),
+        {"baud", [&](auto value) { return read_baud(value, settings.baud); }, true},
+        number_setting("connect timeout ms", settings.connect_timeout_ms, 1, longest_setting_ms, true),
+        number_setting("poll ms", settings.poll_ms, 1, longest_setting_ms, true),
+        {"lock password", [&](auto value) { return read_password(value, settings.lock_password); }, true},
+        text_setting("video level", settings.video_level, true),
+        text_setting("audio level", settings.audio_level, true),
+    };
 }
 
 // The number N, 1..most, of a setting "input name N"; nothing for another setting.
@@ -57,70 +51,43 @@ std::optional<int> number_behind(std::string_view name, std::string_view begin, 
     return number && *number >= 1 && *number <= most ? number : std::nullopt;
 }
 
-struct setting_place {
-    const char* name;
-    changed_part part;
-    bool (*read)(sierra_settings& settings, const std::string& value);
-};
-
-constexpr setting_place places[] = {
-    {"address", changed_part::line, [](auto& s, auto& value) { return read_text(value, s.address); }},
-    {"port", changed_part::line, [](auto& s, auto& value) { return read_number(value, 1, 65535, s.port); }},
-    {"device", changed_part::line, [](auto& s, auto& value) { return read_text(value, s.device); }},
-    {"baud", changed_part::line, [](auto& s, auto& value) { return read_baud(value, s.baud); }},
-    {"connect timeout ms", changed_part::line,
-     [](auto& s, auto& value) { return read_number(value, 1, 600000, s.connect_timeout_ms); }},
-    {"video level", changed_part::levels,
-     [](auto& s, auto& value) { return read_text(value, s.video_level); }},
-    {"audio level", changed_part::levels,
-     [](auto& s, auto& value) { return read_text(value, s.audio_level); }},
-};
-
-// False when the value is malformed.
-bool read_setting(sierra_settings& settings, const std::string& name, const std::string& value,
-                  changed_part& part) {
-    for (const setting_place& place : places) {
-        if (name == place.name) {
-            part = place.part;
-            return place.read(settings, without_outer_blanks(value));
-        }
-    }
+void read_name(sierra_settings& settings, const std::string& name, const std::string& value) {
     if (const auto input = number_behind(name, "input name ", most_router_inputs)) {
-        part = changed_part::names;
         settings.input_names[*input] = value;
     } else if (const auto output = number_behind(name, "output name ", most_router_outputs)) {
-        part = changed_part::names;
         settings.output_names[*output] = value;
     }
-    return true; // perhaps somebody else's setting
 }
 
-void log_malformed(log_lines& log, const std::string& name, const std::string& value,
-                   const char* consequence) {
-    std::string text = "setting ";
-    text.append(name).append(" = ").append(value.substr(0, 100)).append(" is malformed, ");
-    add_log_line(log, "ERR", text.append(consequence));
+changed_part difference(const sierra_settings& before, const sierra_settings& after) {
+    if (before == after) {
+        return changed_part::nothing;
+    }
+    if (before.input_names != after.input_names || before.output_names != after.output_names) {
+        return changed_part::names;
+    }
+    if (before.video_level != after.video_level || before.audio_level != after.audio_level) {
+        return changed_part::levels;
+    }
+    const bool is_other = before.poll_ms != after.poll_ms || before.lock_password != after.lock_password;
+    return is_other ? changed_part::other : changed_part::line;
 }
 
 } // namespace
 
 sierra_settings settings_from_item(const std::map<std::string, std::string>& values, log_lines& log) {
     sierra_settings settings;
+    read_settings(table_for(settings), values, log);
     for (const auto& [name, value] : values) {
-        changed_part part = changed_part::nothing;
-        if (!read_setting(settings, name, value, part)) {
-            log_malformed(log, name, value, "the default is used");
-        }
+        read_name(settings, name, value);
     }
     return settings;
 }
 
-changed_part change_setting(sierra_settings& settings, const std::string& name, const std::string& value,
-                            log_lines& log) {
+changed_part change_sierra_setting(sierra_settings& settings, const std::string& name,
+                                   const std::string& value, log_lines& log) {
     const sierra_settings before = settings;
-    changed_part part = changed_part::nothing;
-    if (!read_setting(settings, name, value, part)) {
-        log_malformed(log, name, value, "nothing is changed");
-    }
-    return settings == before ? changed_part::nothing : part;
+    change_setting(table_for(settings), name, value, log);
+    read_name(settings, name, value);
+    return difference(before, settings);
 }

@@ -1,17 +1,16 @@
 // What the item file says about the router.
 #pragma once
 
-#include "log_lines.h"
-
-#include <map>
-#include <string>
+#include "item_settings.h"
 
 struct sierra_settings {
     std::string address;           // "address": host name or number; empty: not set
-    int port = 10001;              // "port", 1..65535
+    int port = 10001;              // "port", 1..highest_port
     std::string device;            // "device": a serial line, which goes before an address; empty: not set
     int baud = 9600;               // "baud"
-    int connect_timeout_ms = 3000; // "connect timeout ms", 1..600000
+    int connect_timeout_ms = 3000; // "connect timeout ms", 1..longest_setting_ms
+    int poll_ms = 5000;            // "poll ms", 1..longest_setting_ms: for a router that tells no changes
+    std::string lock_password;     // "lock password": digits; empty: locks cannot be set
     std::string video_level;       // "video level": numbers or names of levels; empty: their names decide
     std::string audio_level;       // "audio level": likewise
     std::map<int, std::string> input_names;  // "input name N", N 1-based
@@ -20,13 +19,13 @@ struct sierra_settings {
     bool operator==(const sierra_settings&) const = default;
 };
 
-enum class changed_part { nothing, line, levels, names };
+enum class changed_part { nothing, line, levels, names, other };
 
 // The settings in `values`, which were read from the item file. A malformed one is logged as an error and
 // keeps its default.
 sierra_settings settings_from_item(const std::map<std::string, std::string>& values, log_lines& log);
 
-// Takes over one setting, and says what is new by it. A malformed value is logged as an error and changes
+// Accepts one setting, and says what is new by it. A malformed value is logged as an error and changes
 // nothing; neither does a name that is not ours, nor a value that it already has.
-changed_part change_setting(sierra_settings& settings, const std::string& name, const std::string& value,
-                            log_lines& log);
+changed_part change_sierra_setting(sierra_settings& settings, const std::string& name,
+                                   const std::string& value, log_lines& log);

@@ -12,10 +12,19 @@ void begin_string(string_reader& reader) {
     reader.stray += reader.content.size() - first_star;
     reader.content.clear();
     reader.inside = true;
+    reader.is_short = false;
+}
+
+void begin_short_string(string_reader& reader, char byte) {
+    reader.content.assign(1, byte);
+    reader.inside = true;
+    reader.is_short = true;
 }
 
 read_result end_string(string_reader& reader) {
-    reader.content.pop_back(); // the first "!"
+    if (!reader.is_short) {
+        reader.content.pop_back(); // the first "!"
+    }
     reader.inside = false;
     reader.last = 0;
     reader.unended = 0;
@@ -24,7 +33,7 @@ read_result end_string(string_reader& reader) {
 
 } // namespace
 
-read_result take_byte(string_reader& reader, char byte) {
+read_result read_byte(string_reader& reader, char byte) {
     if (reader.unended >= longest_string) {
         reader.content.clear();
         return read_result::too_long;
@@ -42,11 +51,15 @@ read_result take_byte(string_reader& reader, char byte) {
         begin_string(reader);
         return read_result::more;
     }
+    if (!reader.inside && before == '*') {
+        begin_short_string(reader, byte);
+        return read_result::more;
+    }
     if (!reader.inside) {
         reader.stray += byte == '*' || byte == ' ' ? 0 : 1;
         return read_result::more;
     }
-    if (byte == '!' && before == '!') {
+    if (byte == '!' && (before == '!' || reader.is_short)) {
         return end_string(reader);
     }
     reader.content.push_back(byte);

@@ -1,16 +1,18 @@
 #include "take_commands.h"
 
 #include "commands.h"
+#include "shown.h"
 
 #include <algorithm>
 
 namespace {
 
-command command_of(std::vector<crosspoint_take> takes, std::uint64_t wanted_since) {
+command command_of(std::vector<crosspoint_take> takes, std::uint64_t wanted_since, std::uint64_t expires_us) {
     command result = plain_command(command_kind::take);
     result.takes = std::move(takes);
     result.text = take_request(result.takes);
     result.wanted_since = wanted_since;
+    result.expires_us = expires_us;
     return result;
 }
 
@@ -22,17 +24,16 @@ std::vector<int> outputs_of(const std::vector<crosspoint_take>& takes) {
     return {outputs.begin(), outputs.end()};
 }
 
-std::string shown_outputs(const std::vector<int>& outputs) {
-    constexpr std::size_t most_shown = 12;
-    std::string text = outputs.size() == 1 ? "output" : "outputs";
-    for (std::size_t index = 0; index < std::min(outputs.size(), most_shown); ++index) {
-        text += (index == 0 ? " " : ", ") + std::to_string(outputs[index]);
+std::string shown(const std::vector<crosspoint_take>& takes) {
+    std::set<int> outputs;
+    for (const crosspoint_take& take : takes) {
+        outputs.insert(take.output - 1);
     }
-    return outputs.size() > most_shown ? text + " and more" : text;
+    return shown_outputs(outputs);
 }
 
-void warn_of(reaction& reaction, const std::vector<int>& outputs, const std::string& text) {
-    add_log_line(reaction.log, "WARN", shown_outputs(outputs) + ": " + text);
+void refuse(session& session, const std::vector<crosspoint_take>& takes, const std::string& why) {
+    refuse_takes(session.driver, asked_takes(takes, session.groups), why);
 }
 
 bool switches_same(const crosspoint_take& earlier, const std::vector<crosspoint_take>& later) {
@@ -68,18 +69,19 @@ std::size_t string_end(const std::vector<crosspoint_take>& takes, std::size_t be
 
 void stop_waiting(session& session, const std::vector<crosspoint_take>& takes) {
     // An output that a newer take wants otherwise goes on waiting.
-    for (const int output : outputs_of(not_shown(session.awaited, takes))) {
-        session.awaited.erase(output);
+    for (const int output : outputs_of(not_shown(session.driver.awaited, takes))) {
+        session.driver.awaited.erase(output - 1);
     }
 }
 
 std::uint64_t dropped_at(const session& session, const command& take) {
     const bool needs_time = take.salvo_begun && session.queue.us_per_byte != 0;
-    return take.wanted_since + (needs_time ? oldest_line_take_us : oldest_take_us);
+    const std::uint64_t oldest = take.wanted_since + (needs_time ? oldest_line_take_us : oldest_take_us);
+    return take.expires_us == never_expires ? oldest : take.expires_us;
 }
 
 // Those that are to be dropped by `now`.
-std::vector<crosspoint_take> take_out_waiting(session& session, std::uint64_t now) {
+std::vector<crosspoint_take> remove_waiting(session& session, std::uint64_t now) {
     std::vector<crosspoint_take> takes;
     const auto is_old = [&](const command& waiting) {
         const bool old = waiting.kind == command_kind::take && dropped_at(session, waiting) <= now;
@@ -95,34 +97,36 @@ std::vector<crosspoint_take> take_out_waiting(session& session, std::uint64_t no
 
 } // namespace
 
-void queue_takes(session& session, std::vector<crosspoint_take> takes, std::uint64_t now) {
+void queue_takes(session& session, std::vector<crosspoint_take> takes, std::uint64_t expires_us,
+                 std::uint64_t now) {
     remove_superseded(session.queue, takes);
     const int levels = static_cast<int>(session.picture.levels.size());
-    await_takes(session.awaited, takes, levels, now + confirmation_us);
+    await_takes(session.driver.awaited, takes, levels, now + confirmation_us);
     const auto by_output = [](const auto& one, const auto& other) { return one.output < other.output; };
     std::stable_sort(takes.begin(), takes.end(), by_output);
     for (std::size_t begin = 0; begin < takes.size();) {
         const std::size_t end = string_end(takes, begin);
         const auto first = takes.begin() + static_cast<std::ptrdiff_t>(begin);
-        enqueue(session.queue, command_of({first, takes.begin() + static_cast<std::ptrdiff_t>(end)}, now));
+        enqueue(session.queue,
+                command_of({first, takes.begin() + static_cast<std::ptrdiff_t>(end)}, now, expires_us));
         begin = end;
     }
 }
 
 void finish_take(session& session, const command& take) {
-    const std::vector<int> outputs = outputs_of(not_shown(session.awaited, take.takes));
+    const std::vector<int> outputs = outputs_of(not_shown(session.driver.awaited, take.takes));
     if (!outputs.empty()) {
         enqueue_first(session.queue, verify_command(session, outputs));
     }
 }
 
-void refuse_take(session& session, const command& take, const std::string& text, reaction& reaction) {
+void refuse_take(session& session, const command& take, const std::string& text) {
     const std::vector<int> outputs = outputs_of(take.takes);
-    const std::vector<crosspoint_take> left = not_shown(session.awaited, take.takes);
+    const std::vector<crosspoint_take> left = not_shown(session.driver.awaited, take.takes);
     if (outputs.size() == 1 || left.empty()) {
-        warn_of(reaction, outputs, "the router refuses the take: " + text);
+        refuse(session, take.takes, text);
         for (const int output : outputs_of(left)) {
-            session.awaited[output].refused = true;
+            session.driver.awaited[output - 1].refused = true;
         }
         enqueue_first(session.queue, verify_command(session, outputs));
         return;
@@ -133,77 +137,62 @@ void refuse_take(session& session, const command& take, const std::string& text,
         std::vector<crosspoint_take> single;
         std::copy_if(left.begin(), left.end(), std::back_inserter(single),
                      [&](const auto& entry) { return entry.output == output; });
-        command next = command_of(std::move(single), take.wanted_since);
+        command next = command_of(std::move(single), take.wanted_since, take.expires_us);
         next.salvo_begun = true;
         enqueue_first(session.queue, std::move(next));
     }
 }
 
-void repeat_take(session& session, reaction& reaction) {
+void repeat_take(session& session) {
     command& take = *session.queue.outstanding;
-    take.takes = not_shown(session.awaited, take.takes);
+    take.takes = not_shown(session.driver.awaited, take.takes);
     if (take.takes.empty()) {
-        take_outstanding(session.queue, 0);
+        remove_outstanding(session.queue, 0);
         enqueue_first(session.queue, plain_command(command_kind::resync));
         return;
     }
     take.text = take_request(take.takes);
-    reaction.to_router += take.text;
+    session.router.to_router += take.text;
 }
 
-void give_up_take(session& session, const command& take, reaction& reaction) {
+void give_up_take(session& session, const command& take) {
     const std::vector<int> outputs = outputs_of(take.takes);
-    warn_of(reaction, outputs, "the router does not answer to the take");
+    warn(session.driver, "the router does not answer to the take to " + shown(take.takes));
     stop_waiting(session, take.takes);
     enqueue_first(session.queue, verify_command(session, outputs));
     enqueue_first(session.queue, plain_command(command_kind::resync));
 }
 
-void expire_takes(session& session, std::uint64_t now, reaction& reaction) {
-    const auto dropped = take_out_waiting(session, now);
-    if (!dropped.empty()) {
-        stop_waiting(session, dropped);
-        warn_of(reaction, outputs_of(dropped), "take dropped, the router was busy for too long");
+void expire_takes(session& session, std::uint64_t now) {
+    const auto dropped = remove_waiting(session, now);
+    stop_waiting(session, dropped);
+    refuse(session, dropped, "came too late: the router was busy");
+    for (const int output : outputs_of(dropped)) {
+        show_routing(session, output);
     }
-    std::vector<int> others;
-    for (auto entry = session.awaited.begin(); entry != session.awaited.end();) {
-        if (entry->second.deadline > now) {
-            ++entry;
-            continue;
-        }
-        if (entry->second.seen) {
-            others.push_back(entry->first);
-            session.changed.insert(entry->first);
-        }
-        entry = session.awaited.erase(entry);
-    }
-    if (!others.empty()) {
-        warn_of(reaction, others, "the router shows another source than was taken");
+    const expired_takes expired = expire_awaited(session.driver.awaited, now);
+    if (!expired.contradicted.empty()) {
+        warn(session.driver,
+             "the router shows another source than was taken to " + shown_outputs(expired.contradicted));
     }
 }
 
-std::optional<std::uint64_t> next_take_expiry(const session& session) {
-    std::optional<std::uint64_t> next;
-    for (const auto& [output, awaited] : session.awaited) {
-        next = std::min(next.value_or(awaited.deadline), awaited.deadline);
-    }
+std::uint64_t next_take_expiry(const session& session) {
+    std::uint64_t next = next_awaited_deadline(session.driver.awaited);
     for (const command& waiting : session.queue.waiting) {
         if (waiting.kind == command_kind::take) {
-            const std::uint64_t end = dropped_at(session, waiting);
-            next = std::min(next.value_or(end), end);
+            next = std::min(next, dropped_at(session, waiting));
         }
     }
     return next;
 }
 
-void drop_all_takes(session& session, const std::string& reason, reaction& reaction) {
-    std::vector<crosspoint_take> takes = take_out_waiting(session, UINT64_MAX);
-    if (session.queue.outstanding) {
-        const auto& under_way = session.queue.outstanding->takes;
-        takes.insert(takes.end(), under_way.begin(), under_way.end());
+// What was sent may have been done: nothing is said about it but in the log.
+void drop_all_takes(session& session, const std::string& reason) {
+    const auto unsent = remove_waiting(session, never_expires);
+    refuse(session, unsent, reason);
+    if (session.queue.outstanding && !session.queue.outstanding->takes.empty()) {
+        warn(session.driver, "take to " + shown(session.queue.outstanding->takes) + " given up: " + reason);
     }
-    if (!takes.empty()) {
-        warn_of(reaction, outputs_of(takes), "take given up, " + reason);
-    }
-    session.awaited.clear();
+    session.driver.awaited.clear();
 }

@@ -1,35 +1,39 @@
-// The simulator as a whole, and what it wants done about a message. No input or output behind this: the main
-// loop sends, prints and saves what a reaction asks for.
+// The simulated router and its driver. No input or output behind this: the main loop sends, prints and saves
+// what is left to be done.
 #pragma once
 
-#include "log_lines.h"
-#include "message.h"
+#include "driver_side.h"
 #include "settings.h"
 #include "simulated_router.h"
 
 #include <cstdint>
 #include <map>
-#include <string>
-#include <vector>
+
+struct delayed_takes {
+    endpoint_takes takes;
+    std::uint64_t expires_us = never_expires;
+};
 
 struct simulator {
     simulator_settings settings;
     simulated_router router;
-    std::vector<crosspoint_take> collected; // takes that wait for their flush
-    std::multimap<std::uint64_t, std::vector<crosspoint_take>>
-        flushes; // under way, by due time in microseconds
+    driver_side driver;
+    std::multimap<std::uint64_t, delayed_takes> delayed; // by due time, microseconds
+    bool router_changed = false;                         // routing or names: the state file is out of date
 };
 
-struct reaction {
-    std::vector<TavrixAPIRouterMessage> reports; // for the driver, in this order
-    log_lines log;
-    bool router_changed = false; // routing or names: the state file is out of date
-};
+// Tells the driver the size, the names and the routing.
+void announce_router(simulator& simulator);
 
-void warn(reaction& reaction, const std::string& text);
+// Handles one message from the driver, at the time `now` (microseconds, monotonic).
+void handle_message(simulator& simulator, const TavrixAPIRouterMessage& message, std::uint64_t now);
 
-// The field's value; empty when there is no such field.
-const std::string& message_field(const TavrixAPIRouterMessage& message, const std::string& name);
+// Switches these when the router's delay is over, which may be at once.
+void switch_takes(simulator& simulator, const endpoint_takes& takes, std::uint64_t expires_us,
+                  std::uint64_t now);
 
-// An input or output as people count, from 1.
-std::string shown_number(int number);
+// Switches what is due at `now`, the earliest first, and reports each batch in one message.
+void run_due_takes(simulator& simulator, std::uint64_t now);
+
+// When the next batch is due; the largest number when none is under way.
+std::uint64_t next_due_time(const simulator& simulator);

@@ -1,6 +1,7 @@
 #include "state_file.h"
 
-#include "whole_number.h"
+#include "message.h"
+#include "plain_text.h"
 
 #include <optional>
 
@@ -84,13 +85,17 @@ bool restore_field(simulated_router& router, std::string_view name, const std::s
 } // namespace
 
 std::string state_text(const simulated_router& router) {
-    TavrixAPIRouterMessage state = inputs_report(router);
+    TavrixAPIRouterMessage state;
     state.command = state_command;
     state.type = state_type;
+    int input = 0;
+    for (const std::string& name : router.input_names) {
+        state.fields["i" + std::to_string(input++) + ".name"] = name;
+    }
     int output = 0;
     for (const simulated_output& routed : router.outputs) {
         const std::string prefix = "o" + std::to_string(output);
-        state.fields[output_name_field(output)] = routed.name;
+        state.fields[prefix + ".name"] = routed.name;
         put_source(state, prefix + ".input.audio", routed.audio_input);
         put_source(state, prefix + ".input.video", routed.video_input);
         ++output;

@@ -1,29 +1,25 @@
-// What the item file says about the way to the router.
+// What the item file says about the way to the router and its manners.
 #pragma once
 
-#include "log_lines.h"
-
-#include <cstdint>
-#include <map>
-#include <string>
+#include "item_settings.h"
 
 struct videohub_settings {
-    std::string address;           // "address": a name or a literal IPv4 or IPv6 address; empty: not set
-    int port = 9990;               // "port", 1..65535
-    int connect_timeout_ms = 3000; // "connect timeout ms", 1..600000
+    std::string address;             // "address": a name or a literal IPv4 or IPv6 address; empty: not set
+    int port = 9990;                 // "port", 1..highest_port
+    int connect_timeout_ms = 3000;   // "connect timeout ms", 1..longest_setting_ms
+    bool with_monitors = false;      // "videohub monitoring outputs", yes or no: as outputs after the others
+    bool with_serial_ports = false;  // "videohub serial ports", yes or no: as inputs and outputs after those
+    bool one_take_per_block = false; // "videohub one take per block", yes or no
 
-    // For tests and for routers of uncommon manners; read at the start only, 1..600000.
+    // For tests and for routers of uncommon manners; read at the start only, 1..longest_setting_ms.
     int ping_ms = 15000;    // "videohub ping ms": from one keep-alive to the next
     int silence_ms = 30000; // "videohub silence ms": after so long without a word the connection is dropped
     int answer_ms = 10000;  // "videohub answer ms": the longest wait for an answer, and for the first word
     int reconnect_ms = 500; // "videohub reconnect ms": the first wait; the longest is twenty times as long
+
+    bool operator==(const videohub_settings&) const = default;
 };
 
-// The settings in `values`, which were read from the item file. A malformed one is logged as an error and
-// keeps its default.
-videohub_settings settings_from_item(const std::map<std::string, std::string>& values, log_lines& log);
-
-// Takes over "address", "port" or "connect timeout ms"; other names mean nothing. A malformed value is logged
-// as an error and changes nothing. True when the way to the router is another one now.
-bool change_setting(videohub_settings& settings, const std::string& name, const std::string& value,
-                    log_lines& log);
+// The places and names of `settings`, which has to outlive the table. Those of the way to the router are
+// live.
+item_settings videohub_setting_table(videohub_settings& settings);

@@ -1,255 +1,241 @@
-#include "takes.h"
-
-#include "reports.h"
-#include "whole_number.h"
+#include "conversation_parts.h"
 
 #include <algorithm>
-#include <limits>
-#include <optional>
 
 namespace {
 
-constexpr int no_source = -1;
+constexpr int only_level = 0;
 
-const std::string& field(const TavrixAPIRouterMessage& message, const char* name) {
-    static const std::string absent;
-    const auto entry = message.fields.find(name);
-    return entry == message.fields.end() ? absent : entry->second;
+int source_of(const videohub_conversation& conversation, int output) {
+    const auto index = static_cast<std::size_t>(output);
+    const auto& outputs = conversation.model.outputs;
+    return index < outputs.size() && outputs[index].routed ? outputs[index].source : unknown_source;
 }
 
-void collect_take(videohub_conversation& conversation, const TavrixAPIRouterMessage& message) {
-    if (message.fields.contains("control")) {
-        warn(conversation, "take of one level skipped: this router has no levels");
-        return;
-    }
-    const std::string& source = field(message, "from input");
-    const std::optional<int> input = source == "none" ? std::optional(no_source) : whole_number(source);
-    const std::optional<int> output = whole_number(field(message, "to output"));
-    if (!input || *input < no_source) {
-        warn(conversation, "take from the unreadable input " + quoted(source) + " skipped");
-    } else if (!output || *output < 0) {
-        warn(conversation,
-             "take to the unreadable output " + quoted(field(message, "to output")) + " skipped");
-    } else if (*output >= most_videohub_ports) {
-        warn(conversation, "take skipped: there is no output " + std::to_string(*output + 1L));
-    } else {
-        conversation.collected[*output] = *input;
-    }
+std::uint64_t confirmed_until(const videohub_conversation& conversation, std::uint64_t now) {
+    return now + conversation.periods.confirm_us;
+}
+
+bool is_wanted(const videohub_conversation& conversation, const waiting_take& take) {
+    return is_awaited(conversation.driver.awaited, take.output, only_level, take.source);
 }
 
 // Why this take cannot be sent; empty when it can.
-std::string objection(const videohub_conversation& conversation, int output, int source) {
-    const std::string shown = shown_outputs({output});
-    if (source == no_source) {
-        return shown + " keeps its source: this router knows no output without one";
+std::string objection(const videohub_conversation& conversation, const endpoint_take& take) {
+    const videohub_bank bank = videohub_bank_of_output(conversation.model, take.output);
+    const videohub_bank_ports ports = videohub_ports_of(conversation.model, bank);
+    const bool is_serial = bank == videohub_bank::serial;
+    if (take.source == no_source && !is_serial) {
+        return "this router knows no output without a source";
     }
-    if (source >= static_cast<int>(conversation.model.inputs.size())) {
-        return "take to " + shown + " skipped: there is no input " + std::to_string(source + 1L);
+    if (take.source != no_source &&
+        (take.source < ports.first_input || take.source >= ports.first_input + ports.inputs)) {
+        return is_serial ? "a serial port takes its data from another serial port only"
+                         : "a serial port is no source of a picture";
     }
-    if (conversation.model.outputs[static_cast<std::size_t>(output)].lock == videohub_lock::other) {
-        return shown + " is locked by another client of the router";
-    }
-    return "";
+    const auto& output = conversation.model.outputs[static_cast<std::size_t>(take.output)];
+    return output.lock == videohub_lock::other ? "locked by another client of the router" : "";
 }
 
-void refuse_collected(videohub_conversation& conversation) {
-    std::set<int> outputs;
-    for (const auto& [output, source] : conversation.collected) {
-        outputs.insert(output);
-    }
-    conversation.collected.clear();
-    if (!outputs.empty()) {
-        warn(conversation, "take to " + shown_outputs(outputs) + " refused: " + why_not_ready(conversation));
+videohub_bank bank_of(const videohub_conversation& conversation, const waiting_take& take) {
+    return videohub_bank_of_output(conversation.model, take.output);
+}
+
+const char* routing_header(videohub_bank bank) {
+    switch (bank) {
+    case videohub_bank::monitoring:
+        return "VIDEO MONITORING OUTPUT ROUTING";
+    case videohub_bank::serial:
+        return "SERIAL PORT ROUTING";
+    default:
+        return "VIDEO OUTPUT ROUTING";
     }
 }
 
-void flush(videohub_conversation& conversation, std::uint64_t now) {
-    if (conversation.state != conversation_state::ready) {
-        refuse_collected(conversation);
-        return;
+// The newest take of an output counts; a route that a newer one replaces is never sent.
+void remove_superseded(std::deque<waiting_take>& takes, int output) {
+    std::erase_if(takes, [&](const waiting_take& take) { return take.output == output; });
+}
+
+// Refuses what waits in `takes` for reasons of `why`; the source that its output has is told again.
+void refuse_waiting(videohub_conversation& conversation, const std::vector<waiting_take>& takes,
+                    const std::string& why) {
+    endpoint_takes refused;
+    for (const waiting_take& take : takes) {
+        refused.push_back({take.output, take.source, endpoint_level::all});
+        conversation.driver.awaited.erase(take.output);
+        tell_source(conversation.driver, take.output);
     }
-    std::set<int> kept;
-    for (const auto& [output, source] : conversation.collected) {
-        if (output >= static_cast<int>(conversation.model.outputs.size())) {
-            warn(conversation, "take skipped: there is no output " + std::to_string(output + 1L));
-            continue;
+    refuse_takes(conversation.driver, refused, why);
+}
+
+// The takes are all of one bank.
+void send_block_of(videohub_conversation& conversation, std::vector<waiting_take> takes, std::uint64_t now) {
+    const videohub_bank bank = bank_of(conversation, takes.front());
+    const videohub_bank_ports ports = videohub_ports_of(conversation.model, bank);
+    std::map<int, std::string> entries;
+    for (const waiting_take& take : takes) {
+        const int source = take.source == no_source ? no_source : take.source - ports.first_input;
+        entries[take.output - ports.first_output] = std::to_string(source);
+        // The confirmation's clock starts before anything is sent.
+        await_take(conversation.driver.awaited, take.output, only_level, take.source,
+                   confirmed_until(conversation, now));
+    }
+    sent_block block;
+    block.kind = sent_block::takes;
+    block.takes_in_it = std::move(takes);
+    block.sent = now;
+    conversation.unanswered.push_back(std::move(block));
+    conversation.router.to_router += videohub_block_text(routing_header(bank), entries);
+}
+
+std::vector<waiting_take> remove_expired(std::deque<waiting_take>& takes, std::uint64_t now) {
+    std::vector<waiting_take> expired;
+    std::erase_if(takes, [&](const waiting_take& take) {
+        const bool is_old = take.deadline <= now;
+        if (is_old) {
+            expired.push_back(take);
         }
-        const std::string reason = objection(conversation, output, source);
-        if (reason.empty()) {
-            conversation.waiting[output] = {source, now + conversation.periods.confirm_us};
-        } else {
-            warn(conversation, reason);
-            kept.insert(output);
-        }
-    }
-    conversation.collected.clear();
-    report_sources(conversation, kept);
-    send_waiting_takes(conversation, now);
-}
-
-std::set<int> outputs_of(const std::map<int, open_take>& takes) {
-    std::set<int> outputs;
-    for (const auto& [output, take] : takes) {
-        outputs.insert(output);
-    }
-    return outputs;
-}
-
-// Removes from `takes` those past their deadline.
-std::map<int, open_take> take_expired(std::map<int, open_take>& takes, std::uint64_t now) {
-    std::map<int, open_take> expired;
-    for (const auto& [output, take] : takes) {
-        if (take.deadline <= now) {
-            expired.emplace(output, take);
-        }
-    }
-    std::erase_if(takes, [now](const auto& entry) { return entry.second.deadline <= now; });
+        return is_old;
+    });
     return expired;
 }
 
-int source_of(const videohub_conversation& conversation, int output) {
-    return conversation.model.outputs[static_cast<std::size_t>(output)].source;
-}
-
-bool is_take(const sent_block& block) {
-    return block.kind == sent_block::take;
-}
-
-// The block that took `output` last has been confirmed there. Once all of it is, nothing depends on its
-// answer any more. A take that was only waited for too long is not confirmed: its block still needs the
-// answer.
+// Once all of a block is confirmed, nothing depends on its answer any more. A take that was only waited for
+// too long is not confirmed: its block still needs the answer.
 void note_confirmed(videohub_conversation& conversation, int output) {
     for (sent_block& block : conversation.unanswered) {
-        if (is_take(block) && block.outputs.erase(output) > 0 && block.outputs.empty()) {
-            block.kind = sent_block::other;
+        const auto confirmed =
+            std::erase_if(block.takes_in_it, [&](const waiting_take& take) { return take.output == output; });
+        if (confirmed > 0 && block.takes_in_it.empty()) {
+            block.kind = sent_block::question;
         }
     }
 }
 
 } // namespace
 
-void route_output(videohub_conversation& conversation, const TavrixAPIRouterMessage& message,
+void switch_takes(videohub_conversation& conversation, const endpoint_takes& takes, std::uint64_t expires_us,
                   std::uint64_t now) {
-    const std::string& queue = field(message, "queue");
-    if (queue == "add") {
-        collect_take(conversation, message);
-    } else if (queue == "flush") {
-        flush(conversation, now);
-    } else {
-        warn(conversation, "route output with the unknown queue " + quoted(queue) + " skipped");
+    const std::uint64_t deadline = std::min(expires_us, confirmed_until(conversation, now));
+    for (const endpoint_take& take : takes) {
+        const std::string reason = objection(conversation, take);
+        if (!reason.empty()) {
+            refuse_takes(conversation.driver, {take}, reason);
+            tell_source(conversation.driver, take.output);
+            continue;
+        }
+        remove_superseded(conversation.waiting, take.output);
+        remove_superseded(conversation.single, take.output);
+        auto& queue = conversation.one_take_per_block ? conversation.single : conversation.waiting;
+        queue.push_back({take.output, take.source, deadline});
+        await_take(conversation.driver.awaited, take.output, only_level, take.source, deadline);
     }
+    send_waiting_takes(conversation, now);
 }
 
 void send_waiting_takes(videohub_conversation& conversation, std::uint64_t now) {
-    if (conversation.waiting.empty() ||
-        std::any_of(conversation.unanswered.begin(), conversation.unanswered.end(), is_take)) {
+    const auto is_take = [](const sent_block& block) { return block.kind == sent_block::takes; };
+    if (std::any_of(conversation.unanswered.begin(), conversation.unanswered.end(), is_take)) {
         return;
     }
-    std::map<int, std::string> entries;
-    for (const auto& [output, take] : conversation.waiting) {
-        entries[output] = std::to_string(take.source);
-        // The confirmation's clock starts before anything is sent.
-        conversation.unconfirmed[output] = {take.source, now + conversation.periods.confirm_us};
+    refuse_waiting(conversation, remove_expired(conversation.single, now), "came too late");
+    refuse_waiting(conversation, remove_expired(conversation.waiting, now), "came too late");
+    if (!conversation.single.empty()) {
+        const waiting_take take = conversation.single.front();
+        conversation.single.pop_front();
+        send_block_of(conversation, {take}, now);
+    } else if (!conversation.waiting.empty()) {
+        const videohub_bank bank = bank_of(conversation, conversation.waiting.front());
+        std::vector<waiting_take> takes;
+        std::erase_if(conversation.waiting, [&](const waiting_take& take) {
+            const bool is_of_block = bank_of(conversation, take) == bank;
+            if (is_of_block) {
+                takes.push_back(take);
+            }
+            return is_of_block;
+        });
+        send_block_of(conversation, std::move(takes), now);
     }
-    conversation.unanswered.push_back({sent_block::take, outputs_of(conversation.waiting), now});
-    conversation.waiting.clear();
-    conversation.to_router += videohub_block_text("VIDEO OUTPUT ROUTING", entries);
 }
 
-// Its own routing has the last word. Where it has already told what was asked for, it need not say so again.
-void take_acknowledged(videohub_conversation& conversation, const sent_block& block) {
-    std::set<int> confirmed;
-    for (const int output : block.outputs) {
-        const auto take = conversation.unconfirmed.find(output);
-        if (take != conversation.unconfirmed.end() &&
-            source_of(conversation, output) == take->second.source) {
-            conversation.unconfirmed.erase(take);
-            confirmed.insert(output);
+// The router's own routing has the last word. Where it has already told what was asked for, it need not say
+// so again.
+void takes_acknowledged(videohub_conversation& conversation, const sent_block& block) {
+    for (const waiting_take& take : block.takes_in_it) {
+        if (is_wanted(conversation, take) && source_of(conversation, take.output) == take.source) {
+            conversation.driver.awaited.erase(take.output);
+            tell_source(conversation.driver, take.output);
         }
     }
-    report_sources(conversation, confirmed);
 }
 
-void take_refused(videohub_conversation& conversation, const sent_block& block) {
-    std::set<int> kept;
-    for (const int output : block.outputs) {
-        conversation.unconfirmed.erase(output);
-        if (static_cast<std::size_t>(output) < conversation.model.outputs.size() &&
-            !conversation.waiting.contains(output)) {
-            kept.insert(output);
-        }
+void takes_refused(videohub_conversation& conversation, const sent_block& block) {
+    std::vector<waiting_take> wanted;
+    std::copy_if(block.takes_in_it.begin(), block.takes_in_it.end(), std::back_inserter(wanted),
+                 [&](const waiting_take& take) { return is_wanted(conversation, take); });
+    if (block.takes_in_it.size() > 1) {
+        conversation.single.insert(conversation.single.begin(), wanted.begin(), wanted.end());
+        return;
     }
-    warn(conversation, "the router refused the take to " + shown_outputs(block.outputs));
-    if (conversation.state == conversation_state::ready) {
-        report_sources(conversation, kept);
+    if (!wanted.empty()) {
+        refuse_waiting(conversation, wanted, "the router said NAK");
+    } else if (!block.takes_in_it.empty()) {
+        warn(conversation.driver, "the router said NAK to an older take to output " +
+                                      std::to_string(block.takes_in_it.front().output + 1));
     }
 }
 
 void hear_routing(videohub_conversation& conversation, const std::vector<int>& outputs) {
-    std::set<int> settled;
     for (const int output : outputs) {
-        const auto take = conversation.unconfirmed.find(output);
-        if (take != conversation.unconfirmed.end() &&
-            take->second.source != source_of(conversation, output)) {
-            take->second.contradicted = true;
-            continue;
-        }
-        if (take != conversation.unconfirmed.end()) {
-            conversation.unconfirmed.erase(take);
+        if (note_shown(conversation.driver.awaited, output, only_level, source_of(conversation, output))) {
             note_confirmed(conversation, output);
         }
-        if (!conversation.waiting.contains(output)) {
-            settled.insert(output);
-        }
-    }
-    if (conversation.state == conversation_state::ready) {
-        report_sources(conversation, settled);
     }
 }
 
 void expire_takes(videohub_conversation& conversation, std::uint64_t now) {
-    const auto given_up = take_expired(conversation.waiting, now);
-    if (!given_up.empty()) {
-        warn(conversation, "take to " + shown_outputs(outputs_of(given_up)) +
-                               " given up: the router has not answered the one before");
-        report_sources(conversation, outputs_of(given_up));
+    constexpr const char* busy = "came too late: the router has not answered the one before";
+    refuse_waiting(conversation, remove_expired(conversation.waiting, now), busy);
+    refuse_waiting(conversation, remove_expired(conversation.single, now), busy);
+    const expired_takes expired = expire_awaited(conversation.driver.awaited, now);
+    if (!expired.silent.empty()) {
+        warn(conversation.driver,
+             "the router has not confirmed the take to " + shown_outputs(expired.silent));
     }
-    std::set<int> silent;
-    std::set<int> contradicted;
-    for (const auto& [output, take] : take_expired(conversation.unconfirmed, now)) {
-        (take.contradicted ? contradicted : silent).insert(output);
-    }
-    if (!silent.empty()) {
-        warn(conversation, "the router has not confirmed the take to " + shown_outputs(silent));
-    }
-    if (!contradicted.empty()) {
-        warn(conversation,
-             "the router shows another source than was taken to " + shown_outputs(contradicted));
-        report_sources(conversation, contradicted);
+    if (!expired.contradicted.empty()) {
+        warn(conversation.driver,
+             "the router shows another source than was taken to " + shown_outputs(expired.contradicted));
     }
 }
 
 std::uint64_t next_take_deadline(const videohub_conversation& conversation) {
-    std::uint64_t earliest = std::numeric_limits<std::uint64_t>::max();
-    for (const auto* takes : {&conversation.waiting, &conversation.unconfirmed}) {
-        for (const auto& [output, take] : *takes) {
-            earliest = std::min(earliest, take.deadline);
+    std::uint64_t next = next_awaited_deadline(conversation.driver.awaited);
+    for (const auto* takes : {&conversation.waiting, &conversation.single}) {
+        for (const waiting_take& take : *takes) {
+            next = std::min(next, take.deadline);
         }
     }
-    return earliest;
+    return next;
 }
 
+// What was sent may have been done: nothing is said about it but in the log.
 void give_up_takes(videohub_conversation& conversation, const std::string& why) {
-    std::set<int> outputs = outputs_of(conversation.waiting);
-    outputs.merge(outputs_of(conversation.unconfirmed));
+    std::vector<waiting_take> unsent(conversation.single.begin(), conversation.single.end());
+    unsent.insert(unsent.end(), conversation.waiting.begin(), conversation.waiting.end());
+    conversation.single.clear();
     conversation.waiting.clear();
-    conversation.unconfirmed.clear();
-    for (sent_block& block : conversation.unanswered) {
-        if (is_take(block)) {
-            block.kind = sent_block::other; // a new device is not to wait for the old one's answer
-        }
+    refuse_waiting(conversation, unsent, why);
+    std::set<int> sent;
+    for (const auto& [output, wait] : conversation.driver.awaited) {
+        sent.insert(output);
     }
-    if (!outputs.empty()) {
-        warn(conversation, "take to " + shown_outputs(outputs) + " given up: " + why);
+    conversation.driver.awaited.clear();
+    if (!sent.empty()) {
+        warn(conversation.driver, "take to " + shown_outputs(sent) + " given up: " + why);
+    }
+    for (sent_block& block : conversation.unanswered) {
+        block.kind = sent_block::question; // a new device is not to wait for the old one's answer
+        block.takes_in_it.clear();
     }
 }

@@ -14,9 +14,3 @@ constexpr std::size_t longest_log_text = 4096;
 // Appends one line; a longer text is cut. `tag` is "ERR", "WARN", "INFO" or "NOTE"; control characters in
 // `text` become blanks, so that what a client sent cannot begin a line of its own.
 void add_log_line(log_lines& log, std::string_view tag, std::string_view text);
-
-constexpr std::size_t longest_quoted = 60; // bytes
-
-// `text` in quotation marks, cut off after longest_quoted: for what a client sent, so that it cannot fill the
-// log.
-std::string quoted(std::string_view text);

@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstring>
 #include <limits>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <random>
 #include <sys/socket.h>
 #include <termios.h>
@@ -63,6 +65,7 @@ void wait_for_next_try(router_link& link, const std::string& failure, std::uint6
     }
     abort_link(link);
     say_failure(link, failure);
+    link.failure = failure.substr(0, longest_said_failure);
     link.sound_since = 0;
     link.state = link_state::waiting;
     link.due = now + next_reconnect_delay(link.delay, link.chance());
@@ -71,6 +74,7 @@ void wait_for_next_try(router_link& link, const std::string& failure, std::uint6
 void set_target(router_link& link, const std::string& name, bool any) {
     abort_link(link);
     link.name = name;
+    link.failure.clear();
     link.state = any ? link_state::waiting : link_state::idle;
     link.due = 0;
     link.sound_since = 0;
@@ -81,6 +85,7 @@ void set_target(router_link& link, const std::string& name, bool any) {
 
 void become_open(router_link& link, int fd, std::uint64_t now) {
     link.fd = fd;
+    link.failure.clear();
     link.state = link_state::open;
     link.last_received = now;
     ++link.connections;
@@ -111,9 +116,18 @@ void continue_opening(router_link& link, std::uint64_t now) {
     }
 }
 
+// The kernel falls back to its own ways by itself, so it is told each time. A serial line does not know this.
+void acknowledge_at_once(const router_link& link) {
+    if (link.acknowledges_at_once) {
+        const int on = 1;
+        setsockopt(link.fd, IPPROTO_TCP, TCP_QUICKACK, &on, sizeof on);
+    }
+}
+
 void read_from_router(router_link& link, std::uint64_t now) {
     char bytes[16 * 1024];
     std::size_t total = 0;
+    acknowledge_at_once(link);
     while (total < most_read_at_once) {
         const ssize_t count = read(link.fd, bytes, sizeof bytes);
         if (count < 0 && try_again_later()) {

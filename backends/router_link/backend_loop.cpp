@@ -5,9 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace {
@@ -15,28 +13,9 @@ namespace {
 constexpr int last_words_timeout_ms = 1000;
 constexpr std::uint64_t longest_wait_us = 60000000;
 
-// At least 1: at end of input nothing waits, and the next read step notices it.
-int bytes_waiting() {
-    int count = 0;
-    return ioctl(STDIN_FILENO, FIONREAD, &count) == 0 ? std::max(count, 1) : 1;
-}
-
-// Takes in what waits on standard input. False when it has ended or the driver is gone.
-bool read_messages(const backend_handlers& handlers) {
-    for (int left = bytes_waiting(); left > 0; --left) {
-        if (endpoint_service() != 0) {
-            return false;
-        }
-        if (endpoint_peek_message() != nullptr) {
-            handlers.on_message(*endpoint_poll_message(), backend_clock_us());
-        }
-    }
-    return true;
-}
-
 // How long nothing is to be done unless somebody speaks.
 int idle_ms(const router_link& link, const backend_handlers& handlers, bool driver_reads) {
-    const std::uint64_t now = backend_clock_us();
+    const std::uint64_t now = endpoint_clock_us();
     const std::uint64_t due =
         driver_reads ? std::min(link_due(link), handlers.next_due()) : handlers.next_due();
     return due <= now ? 0 : static_cast<int>((std::min(due - now, longest_wait_us) + 999) / 1000);
@@ -45,10 +24,10 @@ int idle_ms(const router_link& link, const backend_handlers& handlers, bool driv
 // A driver that does not read must not make us collect what the router goes on to say.
 void serve_router(router_link& link, const backend_handlers& handlers) {
     if (!endpoint_output_pending()) {
-        service_link(link, backend_clock_us());
+        service_link(link, endpoint_clock_us());
     }
-    handlers.on_pass(backend_clock_us());
-    flush_link(link, backend_clock_us());
+    handlers.on_pass(endpoint_clock_us());
+    flush_link(link, endpoint_clock_us());
     print_log(link.log);
 }
 
@@ -64,10 +43,8 @@ bool run_pass(router_link& link, const backend_handlers& handlers) {
     if ((waits[1].revents & (POLLERR | POLLHUP | POLLNVAL)) != 0) {
         return false;
     }
-    if (waits[0].revents != 0 && !read_messages(handlers)) {
-        return false;
-    }
-    if (endpoint_flush() != 0) {
+    const auto on_message = [&](const auto& message) { handlers.on_message(message, endpoint_clock_us()); };
+    if ((waits[0].revents != 0 ? endpoint_serve(on_message) : endpoint_flush()) != 0) {
         return false;
     }
     serve_router(link, handlers);
@@ -85,11 +62,6 @@ void send_last_words() {
 }
 
 } // namespace
-
-std::uint64_t backend_clock_us() {
-    const auto now = std::chrono::steady_clock::now().time_since_epoch();
-    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
-}
 
 const char* start_backend_program(int argc, char** argv) {
     // A driver or a router that is gone shows in the results of writes.

@@ -33,6 +33,8 @@ struct router_link {
     std::uint64_t connections = 0;   // how often it was opened: another number, another conversation
     std::string received;            // what the router said; the protocol erases what it has taken in
     std::uint64_t last_received = 0; // when the router last said something, or the connection was opened
+    std::string failure; // why the last attempt came to nothing; empty: none was made, or one is open
+    bool acknowledges_at_once = false; // set by the protocol while an answer is awaited, see below
     log_lines log; // "<WARN>not connected to ..." and "<INFO>connected to ...", once per change
 
     // --- settings; to be set before the target
@@ -52,6 +54,9 @@ struct router_link {
     bool said_connected = false;
     std::set<std::string> said_failures; // since it was last said to be connected
 };
+
+// A router may send its answer in two pieces and hold the second one back until the first is acknowledged;
+// the kernel of this machine likes to take 40 ms for that. With acknowledges_at_once it does not.
 
 // The protocol's unconsumed rest, and the send queue: beyond these the connection is dropped, or the sending
 // refused.

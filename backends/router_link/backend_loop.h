@@ -19,9 +19,6 @@ struct backend_handlers {
     std::function<std::uint64_t()> next_due;
 };
 
-// The monotonic clock in microseconds.
-std::uint64_t backend_clock_us();
-
 // To be called first: ignores SIGPIPE, checks that the arguments are "--file ITEM", prepares the descriptors.
 // The item's path; null, with the reason printed, when the program cannot go on.
 const char* start_backend_program(int argc, char** argv);

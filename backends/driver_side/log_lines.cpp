@@ -9,7 +9,3 @@ void add_log_line(log_lines& log, std::string_view tag, std::string_view text) {
     std::replace_if(line.begin(), line.end(), is_control, ' ');
     log.push_back(std::move(line));
 }
-
-std::string quoted(std::string_view text) {
-    return "'" + std::string(text.substr(0, longest_quoted)) + "'";
-}
