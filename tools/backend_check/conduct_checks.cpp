@@ -15,6 +15,15 @@ outcome tags_log_lines(conversation& talk) {
     return result;
 }
 
+// Programs of before know no such report, and are right.
+outcome says_link(conversation& talk) {
+    outcome result = passed();
+    if (talk.reports["link"] == 0)
+        result.notes.emplace_back(
+            "it never says whether it reaches its router: the driver shows the link as unknown");
+    return result;
+}
+
 } // namespace
 
 void add_conduct_checks(std::vector<check>& checks) {
@@ -26,4 +35,5 @@ void add_conduct_checks(std::vector<check>& checks) {
     add("writes nothing but reports on standard output", &conversation::stray_output);
     add("writes no report on standard error", &conversation::report_in_log);
     checks.push_back({"tags its log lines with a known tag", tags_log_lines, false, false});
+    checks.push_back({"may say how its link is", says_link, false, false});
 }

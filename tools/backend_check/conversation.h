@@ -36,6 +36,7 @@ struct conversation {
     // Of all children of this conversation together:
     std::map<std::string, unsigned> reports; // complete ones the driver would look at, by command
     std::map<std::string, std::string> info; // the fields of the last "info"
+    unsigned routing_reports = 0;            // those that say where an output takes its source from
     unsigned log_lines = 0;
     finding unframed;        // reports without the blank line at their end
     finding wrong_type;      // reports of another type than "message"

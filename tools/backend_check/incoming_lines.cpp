@@ -13,7 +13,13 @@ bool has_known_tag(const std::string& line) {
 }
 
 bool is_report(const std::string& command) {
-    return command == "info" || command == "inputs" || command == "outputs";
+    return command == "info" || command == "inputs" || command == "outputs" || command == "link";
+}
+
+bool tells_routing(const TavrixAPIRouterMessage& report) {
+    return report.command == "outputs" &&
+           std::any_of(report.fields.begin(), report.fields.end(),
+                       [](const auto& field) { return field.first.find(".input.") != std::string::npos; });
 }
 
 void end_report(conversation& talk) {
@@ -24,6 +30,8 @@ void end_report(conversation& talk) {
             add_finding(talk.wrong_type,
                         quoted(talk.report.command) + " of type " + quoted(talk.report.type));
     }
+    if (tells_routing(talk.report) && talk.report.type == "message")
+        ++talk.routing_reports;
     if (talk.report.command == "info" && talk.report.type == "message")
         talk.info = talk.report.fields;
     clear_router_message(talk.report);
@@ -41,7 +49,7 @@ void take_output_line(conversation& talk, const std::string& line) {
             add_finding(talk.unframed, quoted(line) + " follows within " + quoted(talk.report.command));
         parse_router_message_line(talk.report, line);
     }
-    take_backend_report_line(line);
+    read_backend_report_line(line);
 }
 
 void take_log_line(conversation& talk, const std::string& line) {

@@ -93,6 +93,16 @@ void send_names(conversation& talk) {
     send_message(talk, "router set", "command", fields);
 }
 
+// A report that names an output's routing ends the waiting of a take on it, whatever the take was.
+outcome keeps_names_apart(conversation& talk) {
+    const unsigned before = talk.routing_reports;
+    send_names(talk);
+    wait_for(talk, digesting_time, [&] { return talk.routing_reports > before; });
+    if (talk.routing_reports == before)
+        return passed();
+    return failed("new names were answered with the routing of outputs");
+}
+
 } // namespace
 
 void add_survival_checks(std::vector<check>& checks) {
@@ -103,6 +113,7 @@ void add_survival_checks(std::vector<check>& checks) {
                           }});
     };
     add("accepts router set", send_names);
+    checks.push_back({"keeps routing out of reports about names", keeps_names_apart, true});
     add("accepts set", send_setting);
     add("survives takes of outputs out of range", send_output_out_of_range);
     add("survives takes from inputs out of range", send_input_out_of_range);

@@ -5,6 +5,7 @@
 namespace {
 
 constexpr std::size_t most_listed = 12;
+constexpr std::chrono::milliseconds digesting_time{300};
 
 std::string listed(const std::vector<int>& outputs) {
     std::string text = outputs.size() == 1 ? "output" : "outputs";
@@ -29,7 +30,7 @@ std::string why_unconfirmed(conversation& talk, const std::vector<crosspoint>& t
     return "the report came only after " + std::to_string((confirmation_time + late).count()) + " ms";
 }
 
-router_output& obedient_output(const conversation& talk) {
+const router_output& obedient_output(const conversation& talk) {
     return router_outputs.at(static_cast<std::size_t>(talk.obedient_output));
 }
 
@@ -90,6 +91,25 @@ outcome confirms_split_take(conversation& talk) {
     return check_take(talk, 0, 1);
 }
 
+// What was only added is shown to nobody: clients would see half a salvo, and takes that are never flushed.
+outcome waits_for_the_flush(conversation& talk) {
+    const int current = obedient_output(talk).video_input;
+    const int other = (current + 1) % input_count;
+    if (other == current)
+        return skipped("the router has one input");
+    const std::vector<crosspoint> takes = {{talk.obedient_output, other, other}};
+    send_without_flush(talk, takes);
+    if (!talk.probe.empty())
+        answers_report(talk, "outputs");
+    const bool switched = look_again(talk, takes, digesting_time).followed.size() == 1;
+    send_flush(talk);
+    wait_for_silence(talk, digesting_time);
+    if (!switched)
+        return passed();
+    return failed("output " + std::to_string(talk.obedient_output + 1) +
+                  " was reported as switched before the flush");
+}
+
 } // namespace
 
 void add_take_checks(std::vector<check>& checks) {
@@ -99,4 +119,5 @@ void add_take_checks(std::vector<check>& checks) {
     checks.push_back({"confirms a take of no source within one second", confirms_no_source, true});
     checks.push_back(
         {"confirms a take of video and audio apart within one second", confirms_split_take, true});
+    checks.push_back({"switches nothing before the flush", waits_for_the_flush, true});
 }

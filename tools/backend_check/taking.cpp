@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr std::uint64_t awaiting = 1; // a deadline: any but 0
-
 void send_take(conversation& talk, const char* control, int source, int output) {
     std::map<std::string, std::string> fields = {{"queue", "add"},
                                                  {"from input", source < 0 ? "none" : std::to_string(source)},
@@ -17,7 +15,7 @@ void send_take(conversation& talk, const char* control, int source, int output) 
     send_message(talk, "route output", "command", fields);
 }
 
-void send_takes(conversation& talk, const std::vector<crosspoint>& takes) {
+void add_takes(conversation& talk, const std::vector<crosspoint>& takes) {
     for (const crosspoint& take : takes) {
         if (split_levels && take.audio != take.video) {
             send_take(talk, "video", take.video, take.output);
@@ -26,13 +24,19 @@ void send_takes(conversation& talk, const std::vector<crosspoint>& takes) {
             send_take(talk, nullptr, take.video, take.output);
         }
     }
-    send_message(talk, "route output", "command", {{"queue", "flush"}});
 }
 
 // Null for an output that the router does not have, or has no longer.
-router_output* output_of(const crosspoint& take) {
+const router_output* output_of(const crosspoint& take) {
     const auto index = static_cast<std::size_t>(take.output);
     return index < router_outputs.size() ? &router_outputs[index] : nullptr;
+}
+
+// Shows what the output shows already, as a take: its deadline stands until the output is reported, as nobody
+// rolls takes back here.
+void await_report(std::int32_t output) {
+    const router_output& now = router_outputs.at(static_cast<std::size_t>(output));
+    assume_sources({output, {now.audio_input, now.video_input}, 0, {}, "", no_deadline_yet});
 }
 
 taken result_of(const std::vector<crosspoint>& takes) {
@@ -52,8 +56,8 @@ taken result_of(const std::vector<crosspoint>& takes) {
 } // namespace
 
 void forget_reported_routing() {
-    for (router_output& output : router_outputs)
-        output.confirm_deadline = awaiting;
+    for (std::int32_t output = 0; output < output_count; ++output)
+        await_report(output);
 }
 
 std::vector<crosspoint> reported_routing() {
@@ -67,11 +71,23 @@ std::vector<crosspoint> reported_routing() {
     return routing;
 }
 
+void send_without_flush(conversation& talk, const std::vector<crosspoint>& takes) {
+    for (const crosspoint& take : takes)
+        if (output_of(take) != nullptr)
+            await_report(take.output);
+    add_takes(talk, takes);
+}
+
+void send_flush(conversation& talk) {
+    send_message(talk, "route output", "command", {{"queue", "flush"}});
+}
+
 taken take_all(conversation& talk, const std::vector<crosspoint>& takes) {
     for (const crosspoint& take : takes)
-        if (router_output* output = output_of(take); output != nullptr)
-            output->confirm_deadline = awaiting;
-    send_takes(talk, takes);
+        if (output_of(take) != nullptr)
+            await_report(take.output);
+    add_takes(talk, takes);
+    send_flush(talk);
     taken result;
     if (!send_all(talk)) {
         result.sent = false;

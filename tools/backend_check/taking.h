@@ -29,5 +29,9 @@ struct taken {
 // Sends the takes with one flush and waits for the confirmation time, or less when all have followed.
 taken take_all(conversation& talk, const std::vector<crosspoint>& takes);
 
+// Sends the takes without the flush that lets them happen; and that flush.
+void send_without_flush(conversation& talk, const std::vector<crosspoint>& takes);
+void send_flush(conversation& talk);
+
 // Waits for up to `longest` more. How the takes stand then.
 taken look_again(conversation& talk, const std::vector<crosspoint>& takes, std::chrono::milliseconds longest);

@@ -1,15 +1,17 @@
 #include "command_line.h"
 
 #include "client_failure.h"
+#include "client_limits.h"
+#include "command_options.h"
 #include "command_table.h"
 #include "decimal_number.h"
 #include "display_text.h"
 #include "exit_code.h"
 #include "item_paths.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <iterator>
@@ -17,31 +19,6 @@
 namespace {
 
 constexpr double longest_timeout = 1e6; // seconds
-
-const char* const exit_codes_help =
-    "Exit codes:\n"
-    "  0  done\n"
-    "  1  the driver answered, but with \"no router\" or an error, or a route was not confirmed\n"
-    "  2  wrong use; nothing was sent\n"
-    "  3  no driver, or no answer in time\n"
-    "Environment:\n"
-    "  VRDX_ITEMS  directory of the installed items (default: /etc/vrdx/items)\n"
-    "  VRDX_RUN    directory of their sockets (default: /run/vrdx)\n"
-    "\"vrdx_routectl COMMAND --help\" shows a command's options and examples.";
-
-struct raw_options {
-    std::string sock;
-    std::string metadir;
-    std::string item;
-    std::string timeout = "5";
-    bool json = false;
-    bool wait = false;
-    bool follow = false;
-    std::string lines = "20";
-    std::string observe = "0";
-    std::vector<std::string> words;
-    std::vector<std::string> entries;
-};
 
 // The parser takes "[a,b]" apart, and "++" and "{}" mean something to it; names and values must not suffer. A
 // byte in front that no such text begins with keeps them whole.
@@ -59,72 +36,14 @@ void remove_guard(std::string* word) {
 }
 
 void remove_guards(raw_options* options) {
-    for (std::string* word : {&options->sock, &options->metadir, &options->item, &options->timeout,
-                              &options->lines, &options->observe})
+    for (std::string* word :
+         {&options->sock, &options->metadir, &options->item, &options->timeout, &options->lines, &options->by,
+          &options->outputs, &options->input, &options->name})
         remove_guard(word);
     std::for_each(options->words.begin(), options->words.end(),
                   [](std::string& word) { remove_guard(&word); });
     std::for_each(options->entries.begin(), options->entries.end(),
                   [](std::string& word) { remove_guard(&word); });
-}
-
-CLI::callback_t append_to(std::vector<std::string>* list) {
-    return [list](const CLI::results_t& results) {
-        *list = results;
-        return true;
-    };
-}
-
-// These may stand before and behind the command.
-void add_common_options(CLI::App* app, raw_options* options) {
-    app->add_flag("--json", options->json, "Print JSON");
-    app->add_option("--timeout", options->timeout, "Longest wait for an answer, decimals allowed")
-        ->type_name("SECONDS")
-        ->capture_default_str();
-    app->add_option("--sock", options->sock, "Path of the driver's socket; ITEM may then be left out")
-        ->type_name("PATH");
-    app->add_option("--metadir", options->metadir, "The driver's metadata directory, if it was given one")
-        ->type_name("DIRECTORY");
-}
-
-void add_command(CLI::App* app, const command& what, raw_options* options) {
-    CLI::App* sub = app->add_subcommand(what.name, what.help);
-    sub->footer(what.examples);
-    add_common_options(sub, options);
-    if ((what.takes & takes_wait) != 0)
-        sub->add_flag("--wait", options->wait, "Wait until the router should have followed, and look");
-    if ((what.takes & takes_follow) != 0) {
-        sub->add_flag("-f,--follow", options->follow, "Go on as the trace grows, until interrupted");
-        sub->add_option("--lines", options->lines, "How many of the last lines")
-            ->type_name("N")
-            ->capture_default_str();
-    }
-    if ((what.takes & takes_observe) != 0)
-        sub->add_option("--observe", options->observe, "Watch so long for takes that are rolled back")
-            ->type_name("SECONDS");
-    if ((what.takes & takes_entries) != 0)
-        sub->add_option("--entry", append_to(&options->entries), "An entry of the packet; may be repeated")
-            ->type_name("NAME=VALUE")
-            ->expected(1)
-            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    if (what.words != nullptr)
-        sub->add_option("ARGUMENTS", append_to(&options->words))
-            ->option_text(what.words)
-            ->expected(0, CLI::detail::expected_max_vector_size)
-            ->allow_extra_args();
-}
-
-void build_parser(CLI::App* app, raw_options* options) {
-    app->name("vrdx_routectl");
-    app->footer(exit_codes_help);
-    app->set_help_flag("-h,--help", "Print this help");
-    app->add_option("ITEM", options->item,
-                    "Item file whose driver is meant: its path, or NAME for /etc/vrdx/items/NAME.item")
-        ->type_name("");
-    add_common_options(app, options);
-    app->require_subcommand(1);
-    for (const command& what : all_commands())
-        add_command(app, what, options);
 }
 
 const command* chosen_command(const CLI::App& app) {
@@ -174,12 +93,25 @@ int complete_numbers(const raw_options& options, invocation* call) {
     call->timeout_us = microseconds_in(options.timeout);
     if (call->timeout_us == 0)
         return failed(exit_usage, "--timeout needs a number of seconds above 0");
-    call->observe_us = microseconds_in(options.observe);
-    if (call->observe_us == 0 && options.observe != "0")
-        return failed(exit_usage, "--observe needs a number of seconds");
     call->lines = decimal_number(options.lines);
-    if (call->lines < 0)
+    if (call->lines < 0 && !options.lines.empty())
         return failed(exit_usage, "--lines needs a whole number");
+    return -1;
+}
+
+bool is_signature(const std::string& by) {
+    return by.size() <= vrdx::take_by_limit && std::none_of(by.begin(), by.end(), [](char letter) {
+               const auto byte = static_cast<unsigned char>(letter);
+               return byte < 0x20U || byte == 0x7fU;
+           });
+}
+
+// What contradicts itself. -1, or the exit code of a wrong use.
+int check_options(const raw_options& options) {
+    if (options.wait && options.no_wait)
+        return failed(exit_usage, "--wait and --no-wait contradict each other");
+    if (!is_signature(options.by))
+        return failed(exit_usage, "--by takes at most 64 bytes of printable text");
     return -1;
 }
 
@@ -190,9 +122,19 @@ int complete_call(const raw_options& options, invocation* call) {
         if (result >= 0)
             return result;
     }
+    const int contradiction = check_options(options);
+    if (contradiction >= 0)
+        return contradiction;
     call->json = options.json;
-    call->wait = options.wait;
+    call->no_wait = options.no_wait;
+    call->dry_run = options.dry_run;
     call->follow = options.follow;
+    call->by = options.by;
+    call->outputs = options.outputs;
+    call->input = options.input;
+    call->free = options.free;
+    call->name = options.name;
+    call->names = options.names;
     call->words = options.words;
     call->entries = options.entries;
     const command& what = *call->what;
@@ -201,6 +143,20 @@ int complete_call(const raw_options& options, invocation* call) {
     if (call->words.size() > what.most)
         return failed(exit_usage, std::string(what.name) + " does not take so many arguments");
     return -1;
+}
+
+// "help" and "help COMMAND".
+int print_help(CLI::App* app, const std::vector<std::string>& words) {
+    if (words.size() > 1)
+        return failed(exit_usage, "help takes one command at the most");
+    const auto known = [&words](const command& one) { return words.front() == one.name; };
+    if (!words.empty() && std::none_of(all_commands().begin(), all_commands().end(), known))
+        return failed(exit_usage,
+                      "there is no command " + in_quotes(cut_to(words.front(), 60)) + ", see --help");
+    CLI::App* const what = words.empty() ? app : app->get_subcommand(words.front());
+    app->clear();
+    std::fputs(what->help(words.empty() ? "" : app->get_name()).c_str(), stdout);
+    return exit_done;
 }
 
 } // namespace
@@ -215,6 +171,7 @@ int read_command_line(int argc, const char* const* argv, invocation* call) {
     std::transform(arguments.begin(), mark, std::back_inserter(parsed), guarded);
     std::reverse(parsed.begin(), parsed.end()); // the parser takes them from the back
 
+    tell_failures_as_json(std::find(arguments.begin(), mark, "--json") != mark);
     raw_options options;
     CLI::App app{"Shows and changes the crosspoints of a router through its route driver."};
     build_parser(&app, &options);
@@ -222,12 +179,16 @@ int read_command_line(int argc, const char* const* argv, invocation* call) {
         app.parse(parsed);
     } catch (const CLI::CallForHelp& help) {
         return app.exit(help);
+    } catch (const CLI::CallForVersion& version) {
+        return app.exit(version);
     } catch (const CLI::RequiredError&) {
         return failed(exit_usage, missing_command(app));
     } catch (const CLI::Error& error) {
-        return failed(exit_usage, error.what());
+        return failed(exit_usage, std::string(error.what()) + "; see --help");
     }
     remove_guards(&options);
+    if (app.got_subcommand("help"))
+        return print_help(&app, options.words);
     options.words.insert(options.words.end(), plain_words.begin(), plain_words.end());
     call->what = chosen_command(app);
     return complete_call(options, call);

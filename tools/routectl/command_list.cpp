@@ -3,22 +3,19 @@
 #include "exit_code.h"
 #include "json_output.h"
 #include "known_routers.h"
+#include "output_width.h"
 #include "router_line.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
-#include <limits>
-#include <sys/ioctl.h>
 #include <system_error>
 #include <thread>
-#include <unistd.h>
 
 namespace {
 
 constexpr std::size_t most_at_once =
     128; // drivers asked at the same time; each has a thread that mostly waits
-constexpr std::size_t least_columns = 60;
 
 // All at the same time: a driver that does not answer holds no other's line up. A thread writes only the
 // lines that it drew a number for.
@@ -27,7 +24,7 @@ std::vector<router_line> look_at_all(const std::vector<item_place>& places, cons
     std::atomic<std::size_t> next{0};
     const auto look_at_next = [&] {
         for (std::size_t i = next++; i < places.size(); i = next++)
-            lines[i] = look_at_known_router(places[i], call.timeout_us, call.observe_us);
+            lines[i] = look_at_known_router(places[i], call.timeout_us);
     };
     std::vector<std::thread> threads;
     try {
@@ -41,14 +38,6 @@ std::vector<router_line> look_at_all(const std::vector<item_place>& places, cons
     return lines;
 }
 
-// A terminal's width; into a file or a pipe everything goes whole.
-std::size_t columns_of_output() {
-    winsize size{};
-    if (isatty(STDOUT_FILENO) != 1 || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
-        return std::numeric_limits<std::size_t>::max();
-    return std::max<std::size_t>(size.ws_col, least_columns);
-}
-
 void print_lines(const invocation& call, const std::vector<router_line>& lines) {
     if (call.json) {
         json_object routers = json_object::array();
@@ -58,8 +47,7 @@ void print_lines(const invocation& call, const std::vector<router_line>& lines) 
         std::printf("no routers: no item file in %s, no socket in %s\n", items_directory().c_str(),
                     run_directory().c_str());
     } else {
-        std::fputs(router_lines_table(lines, columns_of_output(), isatty(STDOUT_FILENO) == 1).c_str(),
-                   stdout);
+        std::fputs(router_lines_table(lines, columns_of_output(), output_is_terminal()).c_str(), stdout);
     }
 }
 

@@ -15,6 +15,11 @@
 namespace {
 
 constexpr int look_period_ms = 200;
+constexpr int usual_lines = 20;
+
+int lines_of(const invocation& call) {
+    return call.lines < 0 ? usual_lines : call.lines;
+}
 
 // A terminal gets no control characters: the trace holds names as routers and clients gave them.
 void print_lines(const std::string& text) {
@@ -52,7 +57,7 @@ int show_file(const invocation& call, log_reader* reader, const std::string& las
 // Returns only when there is no such program.
 int show_journal(const invocation& call) {
     const std::string unit = "vrdx-routedriver@" + call.place.name;
-    const std::string lines = std::to_string(call.lines);
+    const std::string lines = std::to_string(lines_of(call));
     const char* const arguments[] = {
         "journalctl", "--no-pager", "-u", unit.c_str(), "-n", lines.c_str(), call.follow ? "-f" : nullptr,
         nullptr};
@@ -72,7 +77,7 @@ int run_logs(const invocation& call) {
     log_reader reader;
     reader.path = call.place.log;
     std::string last_lines;
-    if (open_log(&reader, call.lines, &last_lines) == 0)
+    if (open_log(&reader, lines_of(call), &last_lines) == 0)
         return show_file(call, &reader, last_lines);
     // A service writes no log file unless told, and its directory is not open to everybody.
     if (!call.place.name.empty() && (errno == ENOENT || errno == EACCES))

@@ -2,14 +2,14 @@
 #include "commands.h"
 #include "driver_link.h"
 #include "exit_code.h"
-#include "json_output.h"
-#include "take_request.h"
+#include "take_run.h"
 
 #include <cstdio>
 
 namespace {
 
-int send_takes(const invocation& call, driver_link* link, const std::vector<take>& takes) {
+// No answer follows: the driver takes what it can.
+int send_only(const invocation& call, driver_link* link, const std::vector<output_take>& takes) {
     comm_socket_v4_packet reply;
     const int result = ask_for_success(link, route_request(takes), &reply);
     if (result == exit_done && call.json)
@@ -17,21 +17,50 @@ int send_takes(const invocation& call, driver_link* link, const std::vector<take
     return result;
 }
 
+// A driver that does not describe its router is sent numbers, unchecked.
+int send_to_older_driver(const invocation& call, driver_link* link) {
+    std::string error;
+    const std::vector<output_take> takes = read_numbered_takes(call.words, &error);
+    return takes.empty() ? failed(exit_usage, error) : send_only(call, link, takes);
+}
+
+std::vector<output_take> takes_of(const std::vector<planned_take>& plan) {
+    std::vector<output_take> takes;
+    for (const planned_take& one : plan)
+        takes.push_back({one.output, one.after});
+    return takes;
+}
+
 } // namespace
 
 int run_route(const invocation& call) {
-    std::vector<take> takes;
-    for (const std::string& word : call.words) {
-        std::string error;
-        const auto one = parse_take(word, &error);
-        if (!one)
-            return failed(exit_usage, error);
-        takes.push_back(*one);
-    }
     driver_link link = link_of(call);
-    if (!call.wait)
-        return send_takes(call, &link, takes);
-    std::vector<take_result> results;
-    const int result = take_and_check(&link, takes, &results);
-    return result == exit_done ? tell_results(call, results) : failed(result, link.problem);
+    router_picture picture;
+    int result = ask_picture_quietly(&link, &picture);
+    if (result == exit_refused && call.no_wait && !older_driver(link.connection.problem, "describe").empty())
+        return send_to_older_driver(call, &link);
+    if (result == exit_refused && !older_driver(link.connection.problem, "describe").empty())
+        link.problem += ", or take with --no-wait, which no answer follows";
+    if (result != exit_done)
+        return failed(result, link.problem);
+    if (!is_known(picture))
+        return failed(exit_refused, "no router");
+    std::string error;
+    const std::vector<wanted_take> wanted = read_take_words(call.words, picture, &error);
+    if (wanted.empty())
+        return failed(exit_usage, error);
+    result = settle(&link, one_level_outputs(wanted), &picture);
+    if (result != exit_done)
+        return failed(result, link.problem);
+    const std::vector<planned_take> plan = plan_takes(wanted, picture, &error);
+    if (plan.empty())
+        return failed(exit_usage, error);
+    if (call.dry_run) {
+        print_plan(call.json, plan, picture);
+        return exit_done;
+    }
+    if (call.no_wait)
+        return send_only(call, &link, takes_of(plan));
+    std::vector<take_outcome> outcomes;
+    return run_and_tell(&link, call, plan, picture, &outcomes);
 }

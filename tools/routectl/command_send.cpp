@@ -44,6 +44,13 @@ int send_entries(const invocation& call, const char* command, entry_parser parse
     return result == exit_done ? send_order(call, request) : result;
 }
 
+// The driver answers `status` so when it knows no router.
+bool is_no_router(const comm_socket_v4_packet& reply) {
+    const char* first = comm_socket_v4_packet_get_argv(&reply, 0);
+    return std::string_view(comm_socket_v4_packet_get_command(&reply)) == "status" && first != nullptr &&
+           std::string_view(first) == "no router";
+}
+
 } // namespace
 
 int run_router_set(const invocation& call) {

@@ -3,64 +3,111 @@
 #include "display_text.h"
 #include "driver_link.h"
 #include "exit_code.h"
+#include "health.h"
 #include "json_output.h"
-#include "router_look.h"
+#include "output_width.h"
+#include "port_names.h"
 #include "status_table.h"
 
+#include <algorithm>
 #include <cstdio>
-#include <unistd.h>
+#include <numeric>
 
 namespace {
 
-constexpr std::size_t table_columns = 80;
+using vrdx::picture_output;
 
-void print_json(const invocation& call, const router_look& look, const std::vector<rollback>& rollbacks) {
-    json_object object = look.router ? json_of_status(*look.router) : json_of_no_router();
-    const backend_state backend = backend_state_of(look.report, call.place.item);
-    if (backend != backend_state::unknown) {
-        object["backend"] = backend_state_name(backend);
-        object["problems"] = problems_of(look, call.place.item);
+// The outputs that are asked for, by their numbers. False with *error when a word means nothing here.
+bool choose_outputs(const invocation& call, const router_picture& picture, std::vector<int>* outputs,
+                    std::string* error) {
+    outputs->resize(picture.outputs.size());
+    std::iota(outputs->begin(), outputs->end(), 1);
+    if (!call.outputs.empty()) {
+        *outputs = find_ports(output_names_of(picture), call.outputs, error);
+        if (outputs->empty())
+            return false;
     }
-    if (call.observe_us > 0)
-        object["rollbacks"] = json_of_rollbacks(rollbacks);
-    std::puts(json_line(object).c_str());
+    int input = 0;
+    if (!call.input.empty()) {
+        input = find_port(input_names_of(picture), call.input, error);
+        if (input < 0)
+            return false;
+    }
+    const auto is_left_out = [&](int number) {
+        const picture_output& output = picture.outputs[static_cast<std::size_t>(number) - 1];
+        const level_sources& sources = output.sources;
+        return (!call.input.empty() && sources.audio != input && sources.video != input) ||
+               (call.free && sources != level_sources{vrdx::source_none, vrdx::source_none}) ||
+               (!call.name.empty() && !contains_text(output.name, call.name));
+    };
+    outputs->erase(std::remove_if(outputs->begin(), outputs->end(), is_left_out), outputs->end());
+    return true;
 }
 
 // What is wrong comes first. That there is no router is told in the table's place.
-void print_text(const invocation& call, const router_look& look, const std::vector<rollback>& rollbacks) {
-    std::vector<std::string> warnings;
-    for (const std::string& problem : problems_of(look, call.place.item)) {
-        if (problem != "no router")
-            warnings.push_back(problem);
-    }
-    if (!warnings.empty() && !look.report.errors.empty())
-        warnings.push_back("last error: " + look.report.errors.back());
-    if (!rollbacks.empty())
-        warnings.push_back(rollbacks_text(rollbacks, call.observe_us));
+void print_problems(const invocation& call, const router_picture& picture) {
+    std::vector<std::string> warnings = problems_of(picture, call.place.item);
+    warnings.erase(std::remove(warnings.begin(), warnings.end(), "no router"), warnings.end());
+    const std::string error = last_error_of(picture);
+    if (!error.empty() && (!warnings.empty() || !is_old_error(picture)))
+        warnings.push_back("last error " + error);
     for (const std::string& warning : warnings)
         std::printf("! %s\n", printable(warning).c_str());
-    if (look.router)
-        std::fputs(status_table(*look.router, table_columns, isatty(STDOUT_FILENO) == 1).c_str(), stdout);
-    else
+}
+
+void print_json(const invocation& call, const router_picture& picture, const std::vector<int>& outputs) {
+    json_object object = json_of_router(picture, outputs);
+    object["problems"] = problems_of(picture, call.place.item);
+    object["last error"] = last_error_of(picture);
+    std::puts(json_line(object).c_str());
+}
+
+void print_text(const invocation& call, const router_picture& picture, const std::vector<int>& outputs) {
+    print_problems(call, picture);
+    if (!is_known(picture))
         std::puts("no router");
+    else if (outputs.empty())
+        std::puts("no output fits");
+    else
+        std::fputs(status_table(picture, outputs, columns_of_output(), output_is_terminal()).c_str(), stdout);
 }
 
 } // namespace
 
 int run_status(const invocation& call) {
     driver_link link = link_of(call);
-    router_look look;
-    std::vector<rollback> rollbacks;
-    int result = exit_done;
-    if (call.observe_us > 0)
-        result = observe_rollbacks(&link, call.observe_us, &rollbacks);
-    if (result == exit_done)
-        result = look_at_router(&link, &look);
+    router_picture picture;
+    const int result = ask_picture_quietly(&link, &picture);
     if (result != exit_done)
         return failed(result, link.problem);
+    std::vector<int> outputs;
+    std::string error;
+    if (is_known(picture) && !choose_outputs(call, picture, &outputs, &error))
+        return failed(exit_usage, error);
     if (call.json)
-        print_json(call, look, rollbacks);
+        print_json(call, picture, outputs);
     else
-        print_text(call, look, rollbacks);
-    return look.router ? exit_done : exit_refused;
+        print_text(call, picture, outputs);
+    return is_known(picture) ? exit_done : exit_refused;
+}
+
+int run_names(const invocation& call) {
+    driver_link link = link_of(call);
+    router_picture picture;
+    const int result = ask_router(&link, &picture);
+    if (result != exit_done)
+        return result;
+    const std::string& side = call.words.front();
+    if (side != "inputs" && side != "outputs")
+        return failed(exit_usage, "names of what? Of inputs or of outputs");
+    const port_names ports = side == "inputs" ? input_names_of(picture) : output_names_of(picture);
+    json_object names = json_object::array();
+    for (const std::string_view name : ports.names) {
+        names.push_back(name);
+        if (!call.json)
+            std::printf("%zu\t%s\n", names.size(), printable(name).c_str());
+    }
+    if (call.json)
+        std::puts(json_line({{side, names}}).c_str());
+    return exit_done;
 }

@@ -7,11 +7,14 @@
 #include <span>
 
 // A command's own options.
-constexpr unsigned takes_wait = 1;     // --wait
-constexpr unsigned takes_entries = 2;  // --entry
-constexpr unsigned takes_follow = 4;   // --follow and --lines
-constexpr unsigned takes_observe = 8;  // --observe
-constexpr unsigned takes_no_item = 16; // it is about all routers: neither ITEM nor --sock
+constexpr unsigned takes_wait = 1;          // --wait and --no-wait
+constexpr unsigned takes_entries = 2;       // --entry
+constexpr unsigned takes_follow = 4;        // --follow and --lines
+constexpr unsigned takes_choice = 8;        // --input, --free and --name
+constexpr unsigned takes_no_item = 16;      // it is about all routers: neither ITEM nor --sock
+constexpr unsigned takes_outputs = 32;      // --outputs
+constexpr unsigned takes_names = 64;        // --names
+constexpr unsigned takes_crosspoints = 128; // --dry-run and --by
 
 struct command {
     const char* name;

@@ -6,7 +6,10 @@
 
 int run_list(const invocation& call);
 int run_status(const invocation& call);
+int run_names(const invocation& call);
 int run_route(const invocation& call);
+int run_undo(const invocation& call);
+int run_takes(const invocation& call);
 int run_router_set(const invocation& call);
 int run_set(const invocation& call);
 int run_report(const invocation& call);

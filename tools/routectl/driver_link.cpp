@@ -6,15 +6,9 @@
 #include "monotonic_us.h"
 
 #include <array>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <poll.h>
 
 namespace {
-
-// How long to wait for a place in the queue of a busy driver before the next attempt.
-constexpr int connect_pause_ms = 10;
 
 std::string seconds_text(std::uint64_t microseconds) {
     std::array<char, 40> text{};
@@ -27,25 +21,6 @@ int fail(driver_link* link, int exit_code, const std::string& problem) {
     return exit_code;
 }
 
-int fail_to_connect(driver_link* link, int error) {
-    link->connect_error = error;
-    return fail(link, exit_no_driver,
-                "no driver at " + link->socket + ": " + std::strerror(error) + link->advice);
-}
-
-int connect_link(driver_link* link, std::uint64_t deadline) {
-    link->connect_error = 0;
-    while (comm_socket_v4_connect(&link->connection, link->socket) < 0) {
-        if (errno != EAGAIN)
-            return fail_to_connect(link, errno);
-        if (monotonic_us() >= deadline)
-            return fail(link, exit_no_driver,
-                        "the driver accepts no connection within " + seconds_text(link->timeout_us) + " s");
-        poll(nullptr, 0, connect_pause_ms);
-    }
-    return exit_done;
-}
-
 } // namespace
 
 driver_link link_to(const item_place& place, std::uint64_t timeout_us) {
@@ -56,27 +31,45 @@ driver_link link_of(const invocation& call) {
     return link_to(call.place, call.timeout_us);
 }
 
+std::uint64_t deadline_of(const driver_link& link) {
+    return link.deadline != 0 ? link.deadline : monotonic_us() + link.timeout_us;
+}
+
+int connect_quietly(driver_link* link) {
+    if (link->connection.fd >= 0)
+        return exit_done;
+    const vrdx::outcome connected = vrdx::connect_until(&link->connection, link->socket, deadline_of(*link));
+    link->connect_error = 0;
+    if (connected == vrdx::outcome::done)
+        return exit_done;
+    if (connected == vrdx::outcome::late)
+        return fail(link, exit_no_driver,
+                    "the driver accepts no connection within " + seconds_text(link->timeout_us) + " s");
+    link->connect_error = link->connection.error;
+    return fail(link, exit_no_driver, link->connection.problem + link->advice);
+}
+
+int failure_of(driver_link* link, vrdx::outcome outcome) {
+    switch (outcome) {
+    case vrdx::outcome::done:
+        return exit_done;
+    case vrdx::outcome::late:
+        return fail(link, exit_no_driver, "no answer within " + seconds_text(link->timeout_us) + " s");
+    case vrdx::outcome::refused:
+        return fail(link, exit_refused, "the driver answers with an error: " + link->connection.problem);
+    default:
+        return fail(link, exit_no_driver, link->connection.problem);
+    }
+}
+
 int ask_quietly(driver_link* link, const comm_socket_v4_packet& request, comm_socket_v4_packet* reply) {
     if (request.too_large)
         return fail(link, exit_usage,
                     "the request is larger than " + std::to_string(comm_max_packet_bytes) + " bytes");
-    const std::uint64_t deadline = link->deadline != 0 ? link->deadline : monotonic_us() + link->timeout_us;
-    if (link->connection.fd < 0) {
-        const int connected = connect_link(link, deadline);
-        if (connected != exit_done)
-            return connected;
-    }
-    switch (comm_socket_v4_exchange(&link->connection, request, reply, deadline)) {
-    case comm_exchange::done:
-        return exit_done;
-    case comm_exchange::gone:
-        return fail(link, exit_no_driver, "the driver closed the connection without an answer");
-    case comm_exchange::late:
-        return fail(link, exit_no_driver, "no answer within " + seconds_text(link->timeout_us) + " s");
-    case comm_exchange::rejected:
-        break;
-    }
-    return fail(link, exit_no_driver, "what answers at " + link->socket + " is no driver");
+    const int connected = connect_quietly(link);
+    if (connected != exit_done)
+        return connected;
+    return failure_of(link, vrdx::ask_until(&link->connection, request, reply, deadline_of(*link)));
 }
 
 int ask(driver_link* link, const comm_socket_v4_packet& request, comm_socket_v4_packet* reply) {
@@ -91,40 +84,33 @@ int ask_for_success(driver_link* link, const comm_socket_v4_packet& request, com
     return result;
 }
 
-int ask_status_quietly(driver_link* link, router_status* status) {
-    comm_socket_v4_packet reply;
-    const int result = ask_quietly(link, simple_request("status"), &reply);
+std::string older_driver(const std::string& problem, const std::string& command) {
+    return problem == "unknown command '" + command + "'"
+               ? "this driver is older than vrdx_routectl and does not know '" + command + "': restart it"
+               : std::string();
+}
+
+int ask_picture_quietly(driver_link* link, vrdx::router_picture* picture) {
+    const int connected = connect_quietly(link);
+    if (connected != exit_done)
+        return connected;
+    const int result = failure_of(link, vrdx::describe_until(&link->connection, picture, deadline_of(*link)));
+    const std::string older = older_driver(link->connection.problem, "describe");
+    return result == exit_refused && !older.empty() ? fail(link, result, older) : result;
+}
+
+bool is_known(const vrdx::router_picture& picture) {
+    return !picture.inputs.empty() && !picture.outputs.empty();
+}
+
+int ask_router(driver_link* link, vrdx::router_picture* picture) {
+    const int result = ask_picture_quietly(link, picture);
     if (result != exit_done)
-        return result;
-    auto decoded = decode_status(reply);
-    if (decoded) {
-        *status = std::move(*decoded);
-        return exit_done;
-    }
-    if (is_error(reply))
-        return fail(link, exit_refused, error_text(reply));
-    return fail(link, exit_refused, is_no_router(reply) ? "no router" : "the driver's answer is no status");
-}
-
-int ask_status(driver_link* link, router_status* status) {
-    const int result = ask_status_quietly(link, status);
-    return result == exit_done ? exit_done : failed(result, link->problem);
-}
-
-bool is_error(const comm_socket_v4_packet& reply) {
-    return std::string_view(comm_socket_v4_packet_get_command(&reply)) == "error";
+        return failed(result, link->problem);
+    return is_known(*picture) ? exit_done : failed(exit_refused, "no router");
 }
 
 std::string error_text(const comm_socket_v4_packet& reply) {
-    const char* what = comm_socket_v4_packet_get_argv(&reply, 0);
-    return std::string("the driver answers with an error") +
-           (what == nullptr ? "" : std::string(": ") + what);
-}
-
-comm_socket_v4_packet simple_request(const char* command) {
-    comm_socket_v4_packet request;
-    comm_socket_v4_packet_begin_writing(&request, 0, command, nullptr);
-    comm_socket_v4_packet_write_argv_end(&request);
-    comm_socket_v4_packet_write_end(&request);
-    return request;
+    const std::string what = vrdx::error_text(reply);
+    return "the driver answers with an error" + (what.empty() ? "" : ": " + what);
 }

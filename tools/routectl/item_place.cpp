@@ -3,6 +3,7 @@
 #include "item_paths.h"
 
 #include <cstdlib>
+#include <string_view>
 #include <sys/stat.h>
 
 namespace {
@@ -15,9 +16,17 @@ std::string directory_from(const char* variable, const char* standard) {
     return directory;
 }
 
+// A file in the working directory is meant by its path, but not where the items are installed.
 bool is_short_name(const std::string& item) {
-    struct stat found {};
-    return item.find('/') == std::string::npos && stat(item.c_str(), &found) != 0;
+    struct stat here {};
+    if (item.find('/') != std::string::npos)
+        return false;
+    if (stat(item.c_str(), &here) != 0)
+        return true;
+    struct stat installed {};
+    return item.size() > std::string_view(item_suffix).size() && item.ends_with(item_suffix) &&
+           stat((items_directory() + '/' + item).c_str(), &installed) == 0 &&
+           here.st_dev == installed.st_dev && here.st_ino == installed.st_ino;
 }
 
 } // namespace

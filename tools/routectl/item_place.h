@@ -23,8 +23,9 @@ struct item_place {
 };
 
 // `item` is a path, or, when it has no slash and no such file exists, the short name of an installed item,
-// with or without its suffix. An empty `metadir` means the item's own directory, for an installed item that
-// of the services. `item` must name something (item_file_name is not empty).
+// with or without its suffix. In the directory of the installed items their file names are short names, too.
+// An empty `metadir` means the item's own directory, for an installed item that of the services. `item` must
+// name something (item_file_name is not empty).
 item_place place_of_item(const std::string& item, const std::string& metadir);
 
 // The place of the installed item with this short name.

@@ -1,5 +1,8 @@
 #include "json_output.h"
 
+#include "health.h"
+#include "local_time.h"
+
 namespace {
 
 json_object json_of_item(const comm_socket_v4_packet& packet, const comm_socket_v4_packet_item& item) {
@@ -14,8 +17,15 @@ json_object json_of_item(const comm_socket_v4_packet& packet, const comm_socket_
     }
 }
 
-json_object json_of_crosspoint(const crosspoint& source) {
-    return {{"audio", source.audio}, {"video", source.video}};
+json_object json_of_source(int source) {
+    return source == vrdx::source_unknown ? json_object() : json_object(source);
+}
+
+json_object json_of_properties(const std::vector<vrdx::place_property>& properties) {
+    json_object object = json_object::object();
+    for (const vrdx::place_property& each : properties)
+        object[each.name] = each.value;
+    return object;
 }
 
 } // namespace
@@ -32,21 +42,46 @@ json_object json_of_packet(const comm_socket_v4_packet& packet) {
     return {{"command", command}, {"result", packet.result}, {"items", items}};
 }
 
-json_object json_of_status(const router_status& status) {
-    json_object inputs = json_object::array();
-    for (const std::string& name : status.inputs)
-        inputs.push_back({{"input", inputs.size() + 1}, {"name", name}});
-    json_object outputs = json_object::array();
-    for (const output_status& output : status.outputs)
-        outputs.push_back({{"output", outputs.size() + 1},
-                           {"name", output.name},
-                           {"audio", output.source.audio},
-                           {"video", output.source.video}});
-    return {{"router", true}, {"inputs", inputs}, {"outputs", outputs}};
+json_object json_of_sources(const vrdx::level_sources& sources) {
+    return {{"audio", json_of_source(sources.audio)}, {"video", json_of_source(sources.video)}};
 }
 
-json_object json_of_no_router() {
-    return {{"router", false}};
+json_object json_of_output(const vrdx::picture_output& output, int number) {
+    json_object object = {{"output", number}, {"name", output.name}};
+    object.update(json_of_sources(output.sources));
+    if (output.waits_ms)
+        object["waits ms"] = *output.waits_ms;
+    if (output.taken)
+        object["taken"] = {
+            {"user", output.taken->user}, {"pid", output.taken->process}, {"by", output.taken->by}};
+    if (!output.properties.empty())
+        object["properties"] = json_of_properties(output.properties);
+    return object;
+}
+
+json_object json_of_router(const vrdx::router_picture& picture, const std::vector<int>& outputs) {
+    json_object inputs = json_object::array();
+    for (const vrdx::picture_input& input : picture.inputs) {
+        inputs.push_back({{"input", inputs.size() + 1}, {"name", input.name}});
+        if (!input.properties.empty())
+            inputs.back()["properties"] = json_of_properties(input.properties);
+    }
+    json_object shown = json_object::array();
+    for (const int number : outputs)
+        shown.push_back(json_of_output(picture.outputs[static_cast<std::size_t>(number) - 1], number));
+    json_object levels = json_object::array();
+    if (picture.split_levels)
+        levels = {"video", "audio"};
+    return {{"router", !picture.inputs.empty() && !picture.outputs.empty()},
+            {"inputs", inputs},
+            {"outputs", shown},
+            {"levels", levels},
+            {"backend", backend_word(picture.backend)},
+            {"backend text", picture.backend_text},
+            {"link", link_word(picture.link)},
+            {"link text", picture.link_text},
+            {"epoch", picture.epoch},
+            {"sequence", picture.sequence}};
 }
 
 json_object json_of_report(const driver_report& report) {
@@ -56,23 +91,20 @@ json_object json_of_report(const driver_report& report) {
             {"notes", report.notes}};
 }
 
-json_object json_of_takes(const std::vector<take_result>& results) {
-    json_object outputs = json_object::array();
-    for (const take_result& result : results)
-        outputs.push_back({{"output", result.output},
-                           {"asked", json_of_crosspoint(result.asked)},
-                           {"shown", result.shown ? json_of_crosspoint(*result.shown) : json_object()},
-                           {"confirmed", result.problem.empty()}});
-    return {{"confirmed", all_confirmed(results)}, {"outputs", outputs}};
-}
-
-json_object json_of_rollbacks(const std::vector<rollback>& seen) {
-    json_object rollbacks = json_object::array();
-    for (const rollback& one : seen)
-        rollbacks.push_back({{"output", one.output},
-                             {"taken", json_of_crosspoint(one.taken)},
-                             {"kept", json_of_crosspoint(one.kept)}});
-    return rollbacks;
+json_object json_of_record(const vrdx::take_record& record) {
+    return {{"take", record.number},
+            {"time", local_time(record.time_ms)},
+            {"way", record.way},
+            {"user", record.user},
+            {"pid", record.process},
+            {"by", record.by},
+            {"output", record.output},
+            {"levels", record.split_levels ? "video,audio" : "all"},
+            {"from", json_of_sources(record.before)},
+            {"to", json_of_sources(record.wanted)},
+            {"result", vrdx::take_word_text(record.result.word)},
+            {"text", record.result.text},
+            {"milliseconds", record.milliseconds}};
 }
 
 std::string json_line(const json_object& object) {

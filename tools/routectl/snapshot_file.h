@@ -3,9 +3,10 @@
 
 #include <string>
 
-// Puts `text` into the file `path`: it holds the old text or the new one, never a part. 0, or -1 with errno
-// set and nothing left over.
-int replace_file(const std::string& path, const std::string& text);
+// Puts `text` into the file `path`: it holds the old text or the new one, never a part. A file that exists
+// keeps its mode, and its owner where that is allowed; a link is followed. Empty, or in one line why not, and
+// nothing is left over: what exists and is no regular file is refused.
+std::string replace_file(const std::string& path, const std::string& text);
 
 // Reads the file, up to 16 MiB. 0, or -1 with errno set (EFBIG for a larger file).
 int read_whole_file(const std::string& path, std::string* text);
