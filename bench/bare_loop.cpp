@@ -1,11 +1,13 @@
-// The floor under an idle driver: a loop that waits, reads two pipes and asks for its child, every ten
-// milliseconds, and knows nothing else.
+// The floor under an idle driver: a loop that makes the same five calls every ten milliseconds, and knows
+// nothing else: it reads two pipes, looks whether the third still has a reader, asks for its child, and
+// waits.
 //
 //   vrdx_bench_loop PROGRAM [ARGUMENT...]    PROGRAM is the child, its standard streams are pipes
 #include <array>
 #include <cstdio>
 #include <ctime>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/wait.h>
@@ -57,10 +59,12 @@ int main(int argc, char** argv) {
     do {
         const timespec limit{0, wait_ns};
         epoll_pwait2(epoll_fd, &event, 1, &limit, nullptr);
-        while (read(pipes.out[0], chunk.data(), chunk.size()) > 0) {
-        }
         while (read(pipes.err[0], chunk.data(), chunk.size()) > 0) {
         }
+        while (read(pipes.out[0], chunk.data(), chunk.size()) > 0) {
+        }
+        pollfd reader{pipes.in[1], 0, 0};
+        poll(&reader, 1, 0);
     } while (waitpid(child, nullptr, WNOHANG) == 0);
     return 0;
 }

@@ -1,6 +1,7 @@
 #include "load_client.h"
 
 #include "board.h"
+#include "comm_socket_v4_packet.h"
 #include "socket_address.h"
 #include "statistics.h"
 
@@ -67,23 +68,28 @@ std::vector<double> drive(std::vector<crowd_client>& clients, int epoll_fd, cons
     return times;
 }
 
-int connect_to(const std::string& path) {
+int connect_to(const std::string& path, int patience_ms = stuck_after_ms) {
     const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (fd < 0 || connect_socket_path(fd, path) != 0) {
         close(fd);
         throw std::runtime_error("cannot connect to " + path);
     }
-    const timeval patience{stuck_after_ms / 1000, 0};
+    const timeval patience{patience_ms / 1000, 0};
     setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
     return fd;
 }
 
 } // namespace
 
-load_connection::load_connection(const std::string& socket) : fd_(connect_to(socket)) {}
+load_connection::load_connection(const std::string& socket, int patience_ms)
+    : fd_(connect_to(socket, patience_ms)) {}
 
 load_connection::~load_connection() {
     close(fd_);
+}
+
+void load_connection::hang_up() const {
+    shutdown(fd_, SHUT_RDWR);
 }
 
 void load_connection::send(const std::string& bytes) const {
@@ -98,6 +104,18 @@ void load_connection::receive(std::size_t bytes) const {
             throw std::runtime_error("a server has stopped answering");
         bytes -= count > 0 ? static_cast<std::size_t>(count) : 0;
     }
+}
+
+void load_connection::receive_packet(std::string* packet) const {
+    std::size_t size = 0;
+    packet->clear();
+    do {
+        const ssize_t count = recv(fd_, chunk, sizeof(chunk), 0);
+        if (count <= 0 && errno != EINTR)
+            throw std::runtime_error("a server has stopped answering");
+        packet->append(chunk, count > 0 ? static_cast<std::size_t>(count) : 0);
+    } while (comm_socket_v4_packet_frame(reinterpret_cast<const unsigned char*>(packet->data()),
+                                         packet->size(), &size) != comm_packet_frame::complete);
 }
 
 double round_trip(const load_connection& connection, const load_target& target) {

@@ -15,13 +15,18 @@ struct load_target {
 // One connection, blocking; closed with the object. Throws when the server does not answer.
 class load_connection {
 public:
-    explicit load_connection(const std::string& socket);
+    // `patience_ms`: how long it waits for an answer.
+    explicit load_connection(const std::string& socket, int patience_ms = 5000);
     ~load_connection();
     load_connection(const load_connection&) = delete;
     load_connection& operator=(const load_connection&) = delete;
 
+    // From any thread: who waits for an answer throws.
+    void hang_up() const;
     void send(const std::string& bytes) const;
     void receive(std::size_t bytes) const;
+    // The next whole packet, in place of what `packet` held. Nothing may have come behind it.
+    void receive_packet(std::string* packet) const;
 
 private:
     int fd_;

@@ -31,6 +31,9 @@ public:
     [[nodiscard]] const std::string& socket() const {
         return socket_;
     }
+    [[nodiscard]] pid_t pid() const {
+        return program_.pid();
+    }
     void signal(int signo) const {
         program_.signal(signo);
     }
@@ -77,8 +80,17 @@ measurement measure_status_16(int rounds);
 measurement measure_crowd(int rounds);
 measurement measure_crowd_redis(int rounds);
 measurement measure_take(int rounds);
+measurement measure_watchers(int rounds);
+measurement measure_take_answer(int rounds);
+measurement measure_describe(int rounds);
+measurement measure_salvo(int rounds);
+measurement measure_salvo_in_messages(int rounds);
+measurement measure_flood(int rounds);
+measurement measure_flood_of_salvos(int rounds);
 measurement measure_videohub(int rounds);
+measurement measure_videohub_salvo(int rounds);
 measurement measure_report(int rounds);
+measurement measure_report_work(int rounds);
 measurement measure_trace_share(int rounds);
 measurement measure_idle_cpu(int rounds);
 measurement measure_memory(int rounds);

@@ -65,7 +65,7 @@ measurement measure_client_growth(int rounds) {
     const work_directory directory;
     const running_driver driver(directory, "clients", "route_simulator", small);
     const load_target target = status_target(driver.socket());
-    constexpr std::size_t silent_clients[] = {1, 10, 100, 1000};
+    constexpr std::size_t silent_clients[] = {1, 10, 100, 750};
     measurement all(std::size(silent_clients) - 1);
     for (int round = 0; round < rounds; ++round) {
         std::deque<load_connection> silent;

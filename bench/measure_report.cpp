@@ -1,4 +1,5 @@
-// A full report of the largest router: from its first byte in the pipe to its last name in the status.
+// A full report of the largest router: from its first byte in the pipe to its last name in the status, and
+// the work that it makes.
 #include "comm_socket_v4_connection.h"
 #include "measure.h"
 #include "monotonic_us.h"
@@ -15,7 +16,9 @@ namespace {
 
 constexpr router_size largest{4096, 1024};
 constexpr int reports_per_round = 7;
-constexpr double pause_ms = 20; // between reports: all processes are idle again
+constexpr double pause_ms = 20;           // between reports: all processes are idle again
+constexpr double work_ms = 60;            // in which a report is read, whatever the pass
+constexpr int report_pipe_bytes = 262144; // as the driver's
 constexpr std::uint64_t answer_patience_us = 5000000;
 
 double milliseconds(std::uint64_t from, std::uint64_t to) {
@@ -69,6 +72,7 @@ public:
         int reports[2];
         if (trace_fd < 0 || pipe2(commands, O_CLOEXEC) != 0 || pipe2(reports, O_CLOEXEC) != 0)
             throw std::runtime_error("cannot make the pipes of the bare loop");
+        fcntl(reports[0], F_SETPIPE_SZ, report_pipe_bytes);
         commands_ = commands[1]; // held open: the backend ends with it
         loop_.emplace(std::vector<std::string>{program_path("vrdx_bench_report"), board_path(item_)},
                       program_streams{.in = reports[0], .err = trace_fd});
@@ -92,6 +96,14 @@ public:
         return milliseconds(board_.report_begun, board_.report_traced);
     }
 
+    // Of the loop, and of the backend that reports to it.
+    [[nodiscard]] pid_t pid() const {
+        return loop_->pid();
+    }
+    [[nodiscard]] pid_t backend() const {
+        return backend_->pid();
+    }
+
 private:
     std::string item_;
     bench_board& board_;
@@ -108,7 +120,34 @@ std::vector<double> bare_times(const bare_report& bare) {
     return {median(times)};
 }
 
+double cpu_ms_in_window(pid_t pid) {
+    const double before = cpu_ns(pid);
+    sleep_ms(work_ms);
+    return (cpu_ns(pid) - before) / 1e6;
+}
+
+// Processor time (ms) of `reader` for one report, without what its passes cost anyway.
+std::vector<double> work_times(pid_t reader, pid_t backend) {
+    std::vector<double> times;
+    times.reserve(reports_per_round);
+    for (int i = 0; i < reports_per_round; ++i) {
+        const double idle = cpu_ms_in_window(reader);
+        kill(backend, SIGUSR1);
+        times.push_back(cpu_ms_in_window(reader) - idle);
+    }
+    return {median(times)};
+}
+
 } // namespace
+
+measurement measure_report_work(int rounds) {
+    const work_directory directory;
+    const running_driver driver(directory, "work", "route_bench", largest);
+    const bare_report bare(directory);
+    return alternate(
+        rounds, [&] { return work_times(driver.pid(), driver.board().backend); },
+        [&] { return work_times(bare.pid(), bare.backend()); });
+}
 
 measurement measure_report(int rounds) {
     const work_directory directory;
@@ -121,7 +160,7 @@ measurement measure_report(int rounds) {
 measurement measure_trace_share(int rounds) {
     const work_directory directory;
     const running_driver traced(directory, "traced", "route_bench", largest);
-    const running_driver untraced(directory, "untraced", "route_bench", largest, false);
+    const running_driver untraced(directory, "untraced", "route_bench", largest, {.traced = false});
     return alternate(
         rounds, [&] { return report_times(traced); }, [&] { return report_times(untraced); });
 }

@@ -1,10 +1,7 @@
-// Starting the driver, and what starting a backend costs a driver that serves clients.
+// Starting the driver, up to its first question to the backend.
 #include "measure.h"
-#include "requests.h"
 #include "statistics.h"
 
-#include <algorithm>
-#include <csignal>
 #include <fcntl.h>
 #include <stdexcept>
 #include <unistd.h>
@@ -13,7 +10,7 @@ namespace {
 
 constexpr router_size small{16, 16};
 constexpr int starts_per_round = 7;
-constexpr int usual_trips = 500;
+constexpr int pass_ms = 10; // the one wait between asking for the router's report and writing it
 
 double milliseconds(std::uint64_t from, std::uint64_t to) {
     return static_cast<double>(to - from) / 1e6;
@@ -79,10 +76,12 @@ start_times start_driver() {
     return {milliseconds(begin, is_ready), milliseconds(begin, board.first_byte)};
 }
 
-double start_minimal() {
+// `wait_ms`: how long it waits before it is ready.
+double start_minimal(int wait_ms) {
     ready_pipe ready;
     const std::uint64_t begin = clock_ns();
-    const running_program minimal({program_path("vrdx_bench_minimal"), "3"}, {.ready = ready.writing_end()});
+    const running_program minimal({program_path("vrdx_bench_minimal"), "3", std::to_string(wait_ms)},
+                                  {.ready = ready.writing_end()});
     ready.close_writing_end();
     return milliseconds(begin, ready.wait());
 }
@@ -100,71 +99,16 @@ std::vector<double> driver_starts() {
 
 std::vector<double> minimal_starts() {
     std::vector<double> ready;
-    ready.reserve(starts_per_round);
-    for (int i = 0; i < starts_per_round; ++i)
-        ready.push_back(start_minimal());
-    return {median(ready), median(ready)};
-}
-
-// --- a child is started while a client asks all the time ---------------------------------------------------
-
-constexpr std::uint64_t around_ns = 5000000; // before a start is seen and after it was asked for
-
-struct timed_trip {
-    std::uint64_t begin;
-    std::uint64_t end;
-};
-
-bool overlap(const timed_trip& trip, std::uint64_t from, std::uint64_t to) {
-    return trip.begin <= to && trip.end >= from;
-}
-
-// How much longer than usual the longest round trip takes that begins around the request or the start.
-double held(const std::vector<timed_trip>& trips, double usual, std::uint64_t asked, std::uint64_t started) {
-    double longest = 0;
-    for (const timed_trip& trip : trips)
-        if (overlap(trip, asked, asked + around_ns) || overlap(trip, started - around_ns, started))
-            longest = std::max(longest, milliseconds(trip.begin, trip.end));
-    return longest - usual;
-}
-
-// Has a child started by `ask_for_start`, which stamps `board`, and asks `target` meanwhile.
-double time_held(const load_target& target, bench_board& board, const std::function<void()>& ask_for_start) {
-    const double usual = median(round_trips(target, usual_trips)) / 1000;
-    const load_connection connection(target.socket);
-    const std::uint64_t before = board.started;
-    const std::uint64_t asked = clock_ns();
-    ask_for_start();
-    std::vector<timed_trip> trips;
-    do {
-        const std::uint64_t begin = clock_ns();
-        round_trip(connection, target);
-        trips.push_back({begin, clock_ns()});
-    } while (board.started == before || trips.back().begin < board.started);
-    return held(trips, usual, asked, board.started);
+    std::vector<double> after_wait;
+    for (int i = 0; i < starts_per_round; ++i) {
+        ready.push_back(start_minimal(0));
+        after_wait.push_back(start_minimal(pass_ms));
+    }
+    return {median(ready), median(after_wait)};
 }
 
 } // namespace
 
 measurement measure_start(int rounds) {
     return alternate(rounds, driver_starts, minimal_starts);
-}
-
-// The driver looks every five seconds whether a backend is to be started.
-measurement measure_restart(int rounds) {
-    const work_directory directory;
-    const running_driver driver(directory, "restart", "route_bench", small);
-    const load_target ours = status_target(driver.socket());
-    const std::string item = write_item(directory, "forked", "route_bench", small);
-    bench_board& forked = *make_board(item);
-    const echo_server echo(directory, ours.request.size(), ours.reply_bytes,
-                           {program_path("vrdx_route_bench"), "--file", item});
-    const load_target other{echo.socket(), ours.request, ours.reply_bytes};
-    return alternate(
-        rounds,
-        [&] {
-            return std::vector{
-                time_held(ours, driver.board(), [&] { kill(driver.board().backend, SIGKILL); })};
-        },
-        [&] { return std::vector{time_held(other, forked, [&] { echo.signal(SIGUSR1); })}; });
 }

@@ -45,18 +45,22 @@ void parse_line(benchmark::State& state) {
 void apply_report(benchmark::State& state) {
     const auto outputs = static_cast<int>(state.range(0));
     report_through_pipe(full_report(points, outputs));
-    incoming_report = outputs_message(outputs);
+    std::string text;
+    encode_router_message(outputs_message(outputs), text);
+    text.pop_back(); // the blank line would apply and forget it
+    for (std::size_t at = 0; at < text.size(); at = text.find('\n', at) + 1)
+        read_backend_report_line(std::string_view(text).substr(at, text.find('\n', at) - at));
     for ([[maybe_unused]] auto _ : state)
         handle_backend_report();
-    clear_router_message(incoming_report);
+    read_backend_report_line("");
 }
 
 void plan(benchmark::State& state) {
     report_through_pipe(full_report(points, points));
     for ([[maybe_unused]] auto _ : state) {
-        route_requests.push_back({2, 2, 3});
+        queue_route_request({2, 2, 3}, {});
         plan_route_changes();
-        pending_lines.clear();
+        drop_pending_lines();
     }
 }
 
@@ -71,9 +75,11 @@ void render_status(benchmark::State& state) {
 void render_status_after_report(benchmark::State& state) {
     report_through_pipe(full_report(points, points));
     const std::string request = status_request();
-    const std::string report = take_report(3, 2);
+    const std::string reports[] = {take_report(3, 2), take_report(3, 5)}; // else nothing changes
+    std::size_t next = 0;
     for ([[maybe_unused]] auto _ : state) {
-        report_through_pipe(report);
+        report_through_pipe(reports[next]);
+        next = 1 - next;
         benchmark::DoNotOptimize(answer_request(request));
     }
 }

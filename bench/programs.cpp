@@ -156,19 +156,20 @@ std::string socket_path(const work_directory& directory, const std::string& name
 }
 
 std::string write_item(const work_directory& directory, const std::string& name, const std::string& backend,
-                       router_size size) {
+                       router_size size, driver_options options) {
     std::string item = directory.file(name + ".item");
     std::ofstream(item) << "driver=" << backend << "\nsimulated inputs=" << size.inputs
                         << "\nsimulated outputs=" << size.outputs << "\nbench board=" << board_path(item)
-                        << '\n';
+                        << "\nbench salvo=" << (options.salvo ? "yes" : "no") << '\n';
     return item;
 }
 
 running_driver::running_driver(const work_directory& directory, const std::string& name,
-                               const std::string& backend, router_size size, bool traced)
-    : item_(write_item(directory, name, backend, size)), socket_(socket_path(directory, name)),
+                               const std::string& backend, router_size size, driver_options options)
+    : item_(write_item(directory, name, backend, size, options)), socket_(socket_path(directory, name)),
       board_(make_board(item_)),
-      program_(driver_arguments(item_), {.err = open_file(traced ? item_ + ".trace" : "/dev/null").fd}) {
+      program_(driver_arguments(item_),
+               {.err = open_file(options.traced ? item_ + ".trace" : "/dev/null").fd}) {
     wait_for_outputs(socket_, std::min(size.outputs, most_shown_outputs), patience_ms);
 }
 

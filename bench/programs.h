@@ -74,12 +74,17 @@ struct router_size {
     int outputs;
 };
 
-// A driver on an item of its own, its trace in a file; ready and with its router known once constructed.
+struct driver_options {
+    bool traced = true; // its trace goes to a file, else nowhere
+    bool salvo = false; // "route_bench" gets all takes of a batch in one message
+};
+
+// A driver on an item of its own; ready and with its router known once constructed.
 class running_driver {
 public:
     // `backend` is "route_simulator", or "route_bench", which stamps on the board at board().
     running_driver(const work_directory& directory, const std::string& name, const std::string& backend,
-                   router_size size, bool traced = true);
+                   router_size size, driver_options options = {});
 
     [[nodiscard]] pid_t pid() const {
         return program_.pid();
@@ -103,7 +108,7 @@ private:
 
 // Writes the item file of such a driver; the item's path.
 std::string write_item(const work_directory& directory, const std::string& name, const std::string& backend,
-                       router_size size);
+                       router_size size, driver_options options = {});
 std::string board_path(const std::string& item);
 // A fresh board at that path; throws when it cannot be made.
 bench_board* make_board(const std::string& item);

@@ -3,6 +3,7 @@
 #include "comm_socket_v4_connection.h"
 #include "monotonic_us.h"
 
+#include <algorithm>
 #include <ctime>
 #include <stdexcept>
 
@@ -17,6 +18,11 @@ comm_socket_v4_packet finished_request(const char* command, const char* argument
     comm_socket_v4_packet_write_argv_end(&packet);
     comm_socket_v4_packet_write_end(&packet);
     return packet;
+}
+
+void write_takes(comm_socket_v4_packet* packet, int first_output, int count, int input) {
+    for (int output = first_output; output < first_output + count; ++output)
+        comm_socket_v4_packet_write_arg(packet, std::to_string(output) + "=" + std::to_string(input));
 }
 
 status_answer read_answer(const comm_socket_v4_packet& reply) {
@@ -72,6 +78,41 @@ std::string status_request() {
 std::string take_request(int output, int input) {
     const std::string take = std::to_string(output) + "=" + std::to_string(input);
     return finished_request("route", take.c_str()).bytes;
+}
+
+std::string takes_request(int first_output, int count, int input) {
+    comm_socket_v4_packet packet;
+    comm_socket_v4_packet_begin_writing(&packet, 0, "route", nullptr);
+    write_takes(&packet, first_output, count, input);
+    comm_socket_v4_packet_write_argv_end(&packet);
+    comm_socket_v4_packet_write_end(&packet);
+    return packet.bytes;
+}
+
+std::string answered_takes_request(int first_output, int count, int input, const std::string& id) {
+    comm_socket_v4_packet packet;
+    comm_socket_v4_packet_begin_writing(&packet, 0, "take", nullptr);
+    write_takes(&packet, first_output, count, input);
+    comm_socket_v4_packet_write_argv_end(&packet);
+    comm_socket_v4_packet_write_nv_pair(&packet, "id", id);
+    comm_socket_v4_packet_write_nv_pair(&packet, "within", "60000");
+    comm_socket_v4_packet_write_end(&packet);
+    return packet.bytes;
+}
+
+std::string watch_request() {
+    return finished_request("watch", nullptr).bytes;
+}
+
+std::string describe_request(const std::string& from) {
+    return finished_request("describe", from.empty() ? nullptr : from.c_str()).bytes;
+}
+
+std::string next_page(const std::string& packet) {
+    constexpr std::size_t longest_entry = 64;
+    const std::size_t end = packet.size() - std::min(packet.size(), longest_entry);
+    const std::size_t name = packet.find("next", end);
+    return name == std::string::npos ? "" : packet.substr(name + 8); // behind the value's length
 }
 
 status_answer ask_status(const std::string& socket) {

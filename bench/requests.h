@@ -11,6 +11,15 @@ std::string status_request();
 // The take of `input` to `output`, both from 1.
 std::string take_request(int output, int input);
 constexpr std::size_t take_reply_bytes = 31;
+// Takes of `input` to `count` outputs from `first_output` on, in one packet with a reply of the same size.
+std::string takes_request(int first_output, int count, int input);
+// The same as takes that are answered one by one.
+std::string answered_takes_request(int first_output, int count, int input, const std::string& id);
+std::string watch_request();
+// `from`: what the page before said of the next one; empty for the first.
+std::string describe_request(const std::string& from);
+// Where the page after this packet begins; empty: it is the last.
+std::string next_page(const std::string& packet);
 
 using names_and_values = std::vector<std::pair<std::string, std::string>>;
 

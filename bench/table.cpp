@@ -34,6 +34,8 @@ std::string describe(const target& target, const std::string& unit) {
         return "within " + short_number(target.limit * 100) + " %";
     case target_kind::at_most_more:
         return "at most " + short_number(target.limit) + " " + unit + " more";
+    case target_kind::no_more_than:
+        return "at most " + short_number(target.limit) + " " + unit;
     case target_kind::reported:
         break;
     }
@@ -50,6 +52,8 @@ bool is_met(const target& target, const row& row) {
         return std::fabs(row.ratio - 1) <= target.limit;
     case target_kind::at_most_more:
         return row.ours - row.other <= target.limit;
+    case target_kind::no_more_than:
+        return row.ours <= target.limit;
     case target_kind::reported:
         break;
     }
@@ -64,17 +68,19 @@ row make_row(const std::string& name, const std::string& unit, const target& tar
     for (std::size_t i = 0; i < ours.size() && i < other.size(); ++i)
         ratios.push_back(other[i] == 0 ? 0 : ours[i] / other[i]);
     row made{name, median(ours), median(other), unit, 0, describe(target, unit), 0, false};
-    made.spread = spread(target.kind == target_kind::at_most_more ? ours : ratios);
+    const bool in_units =
+        target.kind == target_kind::at_most_more || target.kind == target_kind::no_more_than;
+    made.spread = spread(in_units ? ours : ratios);
     made.ratio = made.other == 0 ? 0 : made.ours / made.other;
     made.met = is_met(target, made);
     return made;
 }
 
 void print_plain(const std::vector<row>& rows) {
-    std::printf("%-58s %10s %10s %-6s %7s  %-19s %6s  %s\n", "row", "ours", "other", "unit", "ratio",
+    std::printf("%-70s %10s %10s %-6s %7s  %-19s %6s  %s\n", "row", "ours", "other", "unit", "ratio",
                 "target", "spread", "met");
     for (const row& row : rows)
-        std::printf("%-58s %10s %10s %-6s %7.2f  %-19s %5.0f%%  %s\n", row.name.c_str(),
+        std::printf("%-70s %10s %10s %-6s %7.2f  %-19s %5.0f%%  %s\n", row.name.c_str(),
                     shown(row.ours).c_str(), shown(row.other).c_str(), row.unit.c_str(), row.ratio,
                     row.target.c_str(), row.spread * 100, row.met ? "yes" : "NO");
 }

@@ -9,6 +9,7 @@ enum class target_kind {
     at_least,     // times the other
     within,       // this share of the other, above or below
     at_most_more, // units more than the other
+    no_more_than, // units, whatever the other
     reported,     // nothing to reach
 };
 
@@ -24,7 +25,7 @@ struct row {
     std::string unit;
     double ratio; // ours / other
     std::string target;
-    double spread; // of the ratio from round to round; of ours where a difference is to be reached
+    double spread; // of the ratio from round to round; of ours where units are to be reached
     bool met;
 };
 

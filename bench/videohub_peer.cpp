@@ -24,11 +24,6 @@ sockaddr_in loopback(std::uint16_t port) {
     return address;
 }
 
-void send_at_once(int fd) {
-    const int on = 1;
-    setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-}
-
 void say(int fd, const std::string& text) {
     static_cast<void>(send(fd, text.data(), text.size(), MSG_NOSIGNAL)); // a client that is gone shows below
 }
@@ -57,7 +52,10 @@ bool serve_client(peer_client& client) {
     for (auto end = client.text.find("\n\n"); end != std::string::npos; end = client.text.find("\n\n")) {
         const std::string block = client.text.substr(0, end + 2);
         client.text.erase(0, end + 2);
-        say(client.fd, block.starts_with("VIDEO") ? "ACK\n\n" + block : "ACK\n\n");
+        say(client.fd, "ACK\n\n");
+        if (block.starts_with(
+                "VIDEO")) // its kernel holds this back until the client's has acknowledged the ACK
+            say(client.fd, block);
     }
     return true;
 }
@@ -73,7 +71,8 @@ int connect_to_peer(std::uint16_t port) {
     const sockaddr_in address = loopback(port);
     if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
         throw std::runtime_error("cannot connect to the emulated router");
-    send_at_once(fd);
+    const int on = 1;
+    setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     return fd;
 }
 
@@ -114,7 +113,6 @@ void videohub_peer::serve() {
         }
         if (waits[1].revents != 0) {
             clients.push_back({accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC), ""});
-            send_at_once(clients.back().fd);
             say(clients.back().fd, greeting_);
         }
     }

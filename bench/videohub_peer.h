@@ -1,4 +1,5 @@
-// The least router that the Videohub backend can talk to: it acknowledges each take and tells it at once.
+// The least router that the Videohub backend can talk to: it acknowledges each take and tells it at once, in
+// two writes, as routers do.
 #pragma once
 
 #include <cstdint>
@@ -36,5 +37,5 @@ private:
 // The block that asks for a take, and, without the acknowledgement, the one that tells it. Numbers from 0.
 std::string videohub_take(int output, int input);
 
-// A blocking connection to 127.0.0.1 without delays. Throws when there is none.
+// A blocking connection to 127.0.0.1 that sends at once. Throws when there is none.
 int connect_to_peer(std::uint16_t port);

@@ -3,11 +3,18 @@
 #include "backend.h"
 #include "client.h"
 #include "message.h"
+#include "requests.h"
+#include "socket_address.h"
+#include "vrdx.h"
 
 #include <algorithm>
 #include <fcntl.h>
+#include <filesystem>
 #include <stdexcept>
+#include <stdlib.h> // mkdtemp
+#include <sys/socket.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -17,6 +24,7 @@ constexpr std::size_t pipe_bytes = 65536; // what an empty pipe takes
 int commands_out = -1; // the far ends
 int reports_in = -1;
 int logs_in = -1;
+std::vector<int> watchers;
 
 void make_pipe(int& read_end, int& write_end) {
     int ends[2];
@@ -36,6 +44,16 @@ void through_pipe(std::string_view text, int fd, void (*read_pipe)()) {
     }
 }
 
+void connect_watcher(const std::string& path) {
+    const std::string request = watch_request();
+    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (fd < 0 || connect_socket_path(fd, path) != 0 ||
+        send(fd, request.data(), request.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(request.size()))
+        throw std::runtime_error("cannot watch");
+    watchers.push_back(fd);
+    comm_socket_v4_accept_turn(vrdx_comm_server); // else the line of those who wait would be full
+}
+
 TavrixAPIRouterMessage report(const char* command) {
     TavrixAPIRouterMessage message;
     message.command = command;
@@ -53,8 +71,8 @@ void connect_piped_backend() {
     backend_stdoutbuf = sliding_window_v4_create_buffer(buffer_bytes);
     backend_stderrbuf = sliding_window_v4_create_buffer(buffer_bytes);
     backend_pid = getpid(); // never asked for: nobody looks whether it lives
-    if (!backend_connected() || backend_stdinbuf == nullptr || backend_stdoutbuf == nullptr ||
-        backend_stderrbuf == nullptr)
+    commands_reach_backend = true;
+    if (backend_stdinbuf == nullptr || backend_stdoutbuf == nullptr || backend_stderrbuf == nullptr)
         throw std::runtime_error("cannot make the buffers");
 }
 
@@ -69,9 +87,37 @@ void log_through_pipe(std::string_view text) {
 std::size_t take_commands_out() {
     static char chunk[pipe_bytes];
     std::size_t bytes = 0;
-    while (!pending_lines.empty()) {
+    while (pending_line_count() > 0) {
         pending_to_buffer();
         const ssize_t count = read(commands_out, chunk, sizeof(chunk));
+        bytes += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+    return bytes;
+}
+
+void connect_watchers(int count) {
+    std::string directory = std::filesystem::temp_directory_path().string() + "/vrdx_counted.XXXXXX";
+    if (mkdtemp(directory.data()) == nullptr)
+        throw std::runtime_error("cannot make a temporary directory");
+    const std::string path = directory + "/socket";
+    vrdx_comm_server = comm_socket_v4_create_server(path);
+    on_vrdx_custom_packet = my_vrdx_custom_packet;
+    watch_for_watchers();
+    for (int i = 0; i < count; ++i)
+        connect_watcher(path);
+    std::filesystem::remove_all(directory);
+    while (comm_socket_v4_accept_turn(vrdx_comm_server) + comm_socket_v4_clients_turn(vrdx_comm_server) > 0) {
+    }
+    while (tell_watchers_of_pass() > 0) { // a pass tells the whole picture to some of them only
+    }
+}
+
+std::size_t tell_watchers_of_pass() {
+    serve_watchers();
+    std::size_t bytes = 0;
+    for (const int fd : watchers) {
+        static char chunk[pipe_bytes];
+        const ssize_t count = recv(fd, chunk, sizeof(chunk), MSG_DONTWAIT);
         bytes += count > 0 ? static_cast<std::size_t>(count) : 0;
     }
     return bytes;

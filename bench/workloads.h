@@ -16,6 +16,11 @@ void log_through_pipe(std::string_view text);
 // Moves all commands queued into the pipe, and takes them out at its other end; how many bytes they were.
 std::size_t take_commands_out();
 
+// Connects so many clients that watch, and reads what they are told at first. Throws when that does not work.
+void connect_watchers(int count);
+// Tells watchers what the pass has changed; the bytes that they got.
+std::size_t tell_watchers_of_pass();
+
 // All that a backend reports of a router at its start: size, names, routing.
 std::string full_report(int inputs, int outputs);
 // The report of one take that was done, 0-based.

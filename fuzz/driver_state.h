@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <string>
 
 extern std::uint64_t fuzz_clock_us; // what monotonic_us() answers
 
@@ -18,11 +20,12 @@ void connect_backend();
 void disconnect_backend();
 
 // Aborts unless the router model keeps its promises: counts within bounds, lists as long as the counts,
-// deadlines 0 or at most the confirmation time ahead, and none where nothing is assumed.
+// deadlines 0, still to come, or at most the confirmation time ahead, and none where nothing is assumed.
 void check_router_model();
 
-// Aborts unless every queued message ends in its blank line and reads back as what was sent.
-void check_pending_messages();
+// Moves all queued messages out. Aborts unless each ends in its blank line and reads back as what was sent,
+// and there are as many as were counted. `look` sees each of them.
+void check_pending_messages(const std::function<void(const std::string&)>& look = nullptr);
 
-// Aborts unless a "status" packet shows the model, read as the command-line client reads it.
+// Aborts unless a "status" packet shows the model, read as a client reads it.
 void check_status_reply();

@@ -71,6 +71,24 @@ SEEDS = {
         "wild-numbers": body("status", entries=[("out points", "2"), ("output 2", "9999999999,"), ("output 1", ",x")]),
         "names-without-utf8": body("status", entries=[("in points", "1"), ("input.name 1", b"\xff\xc3\x28\x1b[1m")]),
     },
+    # Packets as lines: the command, entries, an empty line.
+    "client_picture": {
+        "pages": "describe\nsequence=4\ninputs=2\noutputs=2\nlevels=video,audio\nbackend=running\nbackend text=\nlink=up\n"
+        "link text=\nclients=1\nuptime=99\ntakes asked=4 1\nlast take=3\nerror=17 lost\nnote=18 back\ninput 1=Camera\n"
+        "input 1 property format=sdi\nnext=i2\n\ndescribe\nsequence=5\ninput 2=VTR\noutput 1=Monitor\n"
+        "output 1 sources=1,unknown\noutput 1 waits=900\noutput 1 taken=1000 4711 desk 3\noutput 1 property lock=on\n\n",
+        "watch": "watch\nsequence=2\nlast take=0\n\nchange\nfrom=1\nto=2\ninputs=2\noutputs=1\ninput 1=A\nmore=1\n\n"
+        "change\nfrom=1\nto=2\ninput 2=B\noutput 1=M\noutput 1 sources=1,1\noutput 1 property a=b\n\nalive\nsequence=3\n"
+        "last take=1\n\nchange\nfrom=3\nto=3\noutputs=0\n\ntakes\nlost=2\ntake=1\noutput=1\nresult=confirmed\n\n",
+        "gap": "watch\nsequence=2\n\nchange\nfrom=1\nto=2\ninputs=9\n\nchange\nfrom=4\nto=4\n\nwatch\nepoch=ffffffffffffffff\n\n",
+        "nothing-known": "watch\nsequence=0\n\nchange\nfrom=1\nto=0\nbackend=starting\n\nchange\nfrom=1\nto=1\ninputs=4097\n\n",
+        "answer": "take\nid=7\noutput 1=confirmed\noutput 2=shows 3,unknown\noutput 3=refused by the router: locked\n"
+        "output 4=replaced sent 1000 12 desk\noutput 5=withdrawn link down\noutput 6=unknown backend ended\noutput 7=new\n\n",
+        "record": "describe\nlast take=2\ntake=1\ntime=17\nway=route\nuser=1000\npid=77\noutput=3\nlevel=all\n"
+        "from=unknown,unknown\nto=2,2\nresult=shows 1,1\nmilliseconds=1000\ntake=2\nlevel=video,audio\nnext=3\n\n",
+        "wild": "describe\nsequence=18446744073709551616\n\ndescribe\nsequence=1\ninputs=99999999999\noutputs=-1\ninput 0=x\n"
+        "input 4097=x\noutput 1=x\ninput 4096=x\ninput 4096 property =v\ninput 5 property a=b\ninputs=1\n\n",
+    },
     "snapshot_file": {
         "one-output": '{"format": "vrdx crosspoints", "version": 1, "inputs": 4, "outputs": 1,'
         ' "crosspoints": [{"output": 1, "audio": 3, "video": 0}]}',
@@ -168,6 +186,20 @@ SEEDS = {
         "properties": bytes([0, 0, 22, 14, 1, 11, 1, 3]) + short("Program") + bytes([13]) + short("b") + short("1")
         + bytes([7, 14]),
         "same-output-twice": bytes([0, 0, 22, 14, 1, 4, 2, 2, 3, 0, 2, 4, 0, 1, 2, 5, 0, 9, 127, 7, 14]),
+    },
+    # Steps as the target draws them: 0 size, 1 property, 3 source, 5 link, 6 refusal, 7 take, 10 any request, 11 watch,
+    # 12 pages, 13 pass, 15 time, 16 a message moves, 18 the backend comes or goes, 19 the client reads or not.
+    "told": {
+        "confirmed": bytes([0, 0, 4, 4, 0, 11, 13, 7, 1, 2, 3, 0, 0, 0, 0, 13, 16, 1, 16, 1, 3, 1, 0, 2, 13]),
+        "not-confirmed": bytes([0, 0, 4, 4, 1, 7, 1, 2, 3, 1, 1, 1, 2, 0, 0, 16, 1, 16, 1, 16, 1, 3, 1, 1, 3, 15, 200, 13]),
+        "withdrawn": bytes([0, 0, 4, 4, 0, 7, 2, 1, 3, 0, 2, 3, 0, 0, 0, 0, 5, 1, 2]) + b"no" + bytes([13, 12]),
+        "refused": bytes([0, 0, 4, 4, 0, 7, 1, 1, 3, 0, 0, 0, 0, 16, 1, 16, 1, 6, 0, 2, 0, 6]) + b"locked" + bytes([13]),
+        "backend-ends": bytes([0, 0, 4, 4, 0, 11, 7, 1, 1, 3, 0, 0, 0, 0, 16, 0, 7, 1, 2, 3, 0, 0, 0, 0, 18, 13, 18, 13]),
+        "slow-watcher": bytes([0, 15, 4, 0, 11, 19, 13, 3, 1, 0, 2, 13, 0, 0, 2, 2, 1, 13, 19, 13]),
+        "properties": bytes([0, 0, 4, 4, 0, 1, 0, 1]) + short("vvvvvvvvvvvvvvvv") + bytes([4]) + short("format")
+        + bytes([11, 13, 1, 1, 1]) + short("on") + bytes([0]) + short("lock") + bytes([13, 12]),
+        "odd-requests": bytes([0, 0, 4, 4, 0, 10, 0, 1]) + short("1=2") + bytes([2]) + short("expect") + short("1=1 x")
+        + short("by") + short("\n") + bytes([10, 1, 1]) + short("input 3") + bytes([0, 10, 2, 0, 1]) + short("id") + short("7"),
     },
 }
 

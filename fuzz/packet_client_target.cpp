@@ -1,22 +1,23 @@
 // What a driver answers, as the command-line client reads it. Input that does not begin with a packet's magic
 // is taken for the body of a reply, so that the fuzzer need not guess lengths.
-#include "change.h"
+#include "client_record.h"
 #include "comm_socket_v4_packet.h"
 #include "driver_report.h"
 #include "json_output.h"
 #include "packet_text.h"
-#include "router_status.h"
 #include "snapshot.h"
 #include "status_table.h"
 #include "target.h"
+#include "watch_lines.h"
 
+#include <numeric>
 #include <optional>
 #include <string>
 
 namespace {
 
 constexpr std::size_t tried_width = 60;
-constexpr int small_router = 256; // a reply may claim up to 65536; printing all of them takes its time
+constexpr std::size_t small_router = 256; // printing all of a large one takes its time
 
 std::string reply_bytes(std::string_view input) {
     if (input.starts_with("TVX4"))
@@ -27,34 +28,43 @@ std::string reply_bytes(std::string_view input) {
     return bytes.append(8, '\0').append(input);
 }
 
-void check_snapshot(const router_status& status) {
-    const snapshot taken = snapshot_of(status);
+void check_snapshot(const vrdx::router_picture& picture) {
+    std::vector<int> left_out;
+    const snapshot saved = snapshot_of(picture, true, &left_out);
+    FUZZ_CHECK(saved.takes.size() + left_out.size() == picture.outputs.size());
     std::string error;
-    const std::optional<snapshot> read = parse_snapshot(snapshot_text(taken), &error);
+    const std::optional<snapshot> read = parse_snapshot(snapshot_text(saved), &error);
     if (!read)
-        return; // a status may claim what no snapshot holds, such as a source beyond its inputs
-    FUZZ_CHECK(read->inputs == taken.inputs && read->outputs == taken.outputs);
-    FUZZ_CHECK(read->takes.size() == taken.takes.size());
-    for (std::size_t i = 0; i < read->takes.size(); ++i)
-        FUZZ_CHECK(read->takes[i].output == taken.takes[i].output &&
-                   read->takes[i].source == taken.takes[i].source);
-    FUZZ_CHECK(misfit(*read, status).empty());
+        return; // a driver may claim what no snapshot holds, such as a source beyond its inputs
+    FUZZ_CHECK(read->inputs == saved.inputs && read->outputs == saved.outputs);
+    FUZZ_CHECK(read->takes == saved.takes);
 }
 
-void show_status(const router_status& status) {
-    static router_status before; // of the reply before this one
-    const auto most = static_cast<std::size_t>(small_router);
-    if (status.inputs.size() > most || status.outputs.size() > most)
+bool is_one_line(const std::string& text) {
+    return text.find('\n') == std::string::npos;
+}
+
+void show_picture(const vrdx::router_picture& picture) {
+    static watched_picture known; // of the reply before this one
+    if (picture.inputs.size() > small_router || picture.outputs.size() > small_router)
         return;
-    status_table(status, tried_width, true);
-    json_line(json_of_status(status));
-    FUZZ_CHECK(changes_between({status, true}, {status, true}).empty());
-    for (const change& each : changes_between({before, true}, {status, true})) {
-        FUZZ_CHECK(each.line.find('\n') == std::string::npos);
+    std::vector<int> outputs(picture.outputs.size());
+    std::iota(outputs.begin(), outputs.end(), 1);
+    status_table(picture, outputs, tried_width, true);
+    FUZZ_CHECK(is_one_line(json_line(json_of_router(picture, outputs))));
+    for (const watch_line& each : lines_of_change(&known, picture, {}, true)) {
+        FUZZ_CHECK(is_one_line(each.text));
         json_line(each.object);
     }
-    check_snapshot(status);
-    before = status;
+    FUZZ_CHECK(lines_of_change(&known, picture, {}, true).empty());
+    check_snapshot(picture);
+}
+
+void show_records(const comm_socket_v4_packet& reply, const vrdx::router_picture& picture) {
+    std::vector<vrdx::take_record> records;
+    vrdx::read_take_records(reply, &records);
+    for (const vrdx::take_record& each : records)
+        FUZZ_CHECK(is_one_line(line_of_take(each, picture).text));
 }
 
 } // namespace
@@ -73,7 +83,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const driver_report report = decode_report(reply);
     report_text(report);
     json_line(json_of_report(report));
-    if (const std::optional<router_status> status = decode_status(reply))
-        show_status(*status);
+    vrdx::router_picture picture;
+    std::string next;
+    if (vrdx::add_page(&picture, reply, &next))
+        show_picture(picture);
+    show_records(reply, picture);
     return 0;
 }

@@ -53,7 +53,7 @@ longest_input() {
     case "$1" in
     item_file) echo 2500 ;;
     name_value_file) echo 9000 ;;
-    packet_server | packet_client | status_reply) echo 4000 ;;
+    packet_server | packet_client | client_picture | status_reply) echo 4000 ;;
     route_request) echo 200 ;;
     *) echo 1500 ;;
     esac

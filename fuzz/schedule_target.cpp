@@ -47,7 +47,7 @@ std::string next_count(byte_source& source, int most) {
 // --- steps -------------------------------------------------------------------------------------------------
 
 void say(const std::string& line) {
-    take_backend_report_line(line);
+    read_backend_report_line(line);
 }
 
 void begin_report(const char* command) {
@@ -111,7 +111,7 @@ void handle_packet(const comm_socket_v4_packet& written) {
     const auto* bytes = reinterpret_cast<const unsigned char*>(written.bytes.data());
     FUZZ_CHECK(comm_socket_v4_packet_decode(&request, bytes, written.bytes.size()));
     FUZZ_CHECK(my_vrdx_custom_packet(&request, &reply, nullptr, nullptr) == 1);
-    FUZZ_CHECK(!backend_connected() || route_requests.empty());
+    FUZZ_CHECK(!commands_reach_backend || route_requests.empty());
 }
 
 void take(byte_source& source) {
@@ -144,7 +144,7 @@ void change_setting(byte_source& source) {
 }
 
 void come_or_go(byte_source&) {
-    if (backend_connected())
+    if (commands_reach_backend)
         disconnect_backend();
     else
         connect_backend();
@@ -185,7 +185,7 @@ void check_expiry() {
 void run_pass(byte_source&) {
     notify_backend_settings();
     plan_route_changes();
-    FUZZ_CHECK(!backend_connected() || (route_requests.empty() && pending_settings.empty()));
+    FUZZ_CHECK(!commands_reach_backend || (route_requests.empty() && pending_settings.empty()));
     check_expiry();
 }
 
@@ -213,11 +213,11 @@ void check_known_sources() {
 
 // One take on its own: what was shown before it is what a rollback would bring back.
 void check_saved_pair() {
-    if (!backend_connected() || router_outputs.empty() || dbg_nochg_assume)
+    if (!commands_reach_backend || router_outputs.empty() || dbg_nochg_assume)
         return;
     plan_route_changes(); // what still waited while there was no backend
     const router_output before = router_outputs.front();
-    route_requests.push_back({-1, -1, 0});
+    queue_route_request({-1, -1, 0}, {});
     plan_route_changes();
     FUZZ_CHECK(router_outputs.front().saved_audio_input == before.audio_input);
     FUZZ_CHECK(router_outputs.front().saved_video_input == before.video_input);

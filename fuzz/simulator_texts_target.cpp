@@ -35,11 +35,11 @@ std::map<std::string, std::string> name_value_lines(std::string_view text) {
 }
 
 void check_settings(const simulator_settings& settings) {
-    FUZZ_CHECK(settings.inputs >= 1 && settings.inputs <= most_inputs);
-    FUZZ_CHECK(settings.outputs >= 1 && settings.outputs <= most_outputs);
+    FUZZ_CHECK(settings.inputs >= 1 && settings.inputs <= most_router_inputs);
+    FUZZ_CHECK(settings.outputs >= 1 && settings.outputs <= most_router_outputs);
     FUZZ_CHECK(settings.delay_ms >= 0 && settings.delay_ms <= longest_delay_ms);
     for (const int output : settings.refused_outputs)
-        FUZZ_CHECK(output >= 0 && output < most_outputs);
+        FUZZ_CHECK(output >= 0 && output < most_router_outputs);
 }
 
 void try_settings(std::string_view text) {
@@ -48,7 +48,7 @@ void try_settings(std::string_view text) {
     simulator_settings settings = settings_from_item(values, "/items/router", log);
     check_settings(settings);
     for (const auto& [name, value] : values)
-        change_setting(settings, name, value, log);
+        change_simulator_setting(settings, name, value, log);
     check_settings(settings);
     for (const std::string& line : log)
         FUZZ_CHECK(line.starts_with("<ERR>") && line.find('\n') == std::string::npos);

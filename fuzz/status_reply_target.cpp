@@ -24,14 +24,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     byte_source source{data, data + size};
     const int inputs = next_count(source, max_inputs);
     const int outputs = next_count(source, max_outputs);
-    input_names.resize(static_cast<std::size_t>(inputs));
-    router_outputs.resize(static_cast<std::size_t>(outputs));
-    for (std::size_t i = 0; i < router_outputs.size() && !used_up(source); ++i)
-        router_outputs[i] = {next_source(source), next_source(source), -1, -1, 0, next_text(source)};
-    for (std::size_t i = 0; i < input_names.size() && !used_up(source); ++i)
-        input_names[i] = next_text(source);
-    router_changed();
-    report_router_size(inputs, outputs, false);
+    resize_picture(inputs, outputs, false);
+    for (std::int32_t output = 0; output < outputs && !used_up(source); ++output) {
+        report_source(output, true, false, next_source(source));
+        report_source(output, false, true, next_source(source));
+        name_output(output, next_text(source));
+    }
+    for (std::int32_t input = 0; input < inputs && !used_up(source); ++input)
+        name_input(input, next_text(source));
     check_status_reply();
     return 0;
 }

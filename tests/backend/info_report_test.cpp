@@ -19,7 +19,7 @@ TEST_F(InfoReport, InfoSetsTheRoutersSize) {
 }
 
 TEST_F(InfoReport, InfoBeyondTheBoundsGivesTheLargestAndTheEmptyRouter) {
-    split_levels = true;
+    split_the_levels();
     report("info", {"inputs=5000", "outputs=-3"});
     EXPECT_EQ(input_count, 4096);
     EXPECT_EQ(output_count, 0);
@@ -89,7 +89,7 @@ TEST_F(InfoReport, VideoAudioControlsSplitTheLevels) {
 
 TEST_F(InfoReport, OtherControlsDoNotSplitTheLevels) {
     for (const char* controls : {"audio,video", "video", "video,audio ", "Video,Audio", "video, audio", ""}) {
-        split_levels = true;
+        split_the_levels();
         report("info", {"inputs=1", "outputs=1", std::string("output routing controls=") + controls});
         EXPECT_FALSE(split_levels) << controls;
     }
@@ -114,7 +114,7 @@ TEST_F(InfoReport, InfoKeepsWhatIsKnownOfPointsThatStay) {
     make_router(2, 2);
     report("inputs", {"i0.name=Camera 1"});
     report("outputs", {"o0.name=Studio", "o0.input.all=1"});
-    router_outputs[0].confirm_deadline = 77;
+    paint_output(0, {1, 1}, {0, 0}, 77, "Studio");
     make_router(3, 3);
     EXPECT_THAT(input_names, ElementsAre("Camera 1", "", ""));
     EXPECT_THAT(output_names(), ElementsAre("Studio", "", ""));
@@ -124,10 +124,9 @@ TEST_F(InfoReport, InfoKeepsWhatIsKnownOfPointsThatStay) {
 
 TEST_F(InfoReport, ShrunkRouterForgetsItsLastPoints) {
     make_router(8, 8);
-    for (std::size_t i = 0; i < 8; ++i) {
-        input_names[i] = "in";
-        router_outputs[i] = {1, 2, 3, 4, 5, "out"};
-    }
+    for (std::int32_t input = 0; input < 8; ++input)
+        name_input(input, "in");
+    paint_outputs({1, 2}, {3, 4}, 5, "out");
     make_router(2, 2);
     ASSERT_EQ(router_outputs.size(), 2U);
     make_router(8, 8);

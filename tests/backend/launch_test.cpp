@@ -39,6 +39,14 @@ TEST_F(Launch, IsNotedAndHoldsThreePipesWithTheirBuffers) {
     }
 }
 
+TEST_F(Launch, LetsCommandsReachTheBackendUntilItsStop) {
+    EXPECT_FALSE(commands_reach_backend);
+    start_program(wait_for_ever);
+    EXPECT_TRUE(commands_reach_backend);
+    stop_backend();
+    EXPECT_FALSE(commands_reach_backend);
+}
+
 TEST_F(Launch, ReportPipeTakesAFullReportOfTheLargestRouter) {
     start_program(wait_for_ever);
     EXPECT_GE(fcntl(backend_stdout_fd, F_GETPIPE_SZ), 262144);
@@ -54,7 +62,7 @@ TEST_F(Launch, ProgramGetsTheItemFile) {
 TEST_F(Launch, ProgramTalksOnItsThreeStandardDescriptors) {
     start_program("until read -r line; do sleep 0.01; done\necho \"<INFO>got $line\" >&2\n"
                   "printf '*COMMAND=info\\n*TYPE=message\\ninputs=4\\noutputs=2\\n\\n'\nexec sleep 3600\n");
-    pending_lines = {"*COMMAND=report\n\n"};
+    queue_texts({"*COMMAND=report\n\n"});
     pending_to_buffer();
     serve_until("the report", [] { return output_count == 2; });
     wait_for_note("got *COMMAND=report");
@@ -69,6 +77,7 @@ TEST_F(Launch, ProgramInheritsTheEnvironment) {
 
 TEST_F(Launch, ProgramStartsWithDefaultSignals) {
     const auto before = std::signal(SIGPIPE, SIG_IGN);
+    const auto before_hang_up = std::signal(SIGHUP, SIG_DFL); // the tests may themselves be run by nohup
     sigset_t held;
     sigset_t mask;
     sigemptyset(&held);
@@ -77,6 +86,7 @@ TEST_F(Launch, ProgramStartsWithDefaultSignals) {
     start_program("while read -r name value; do case $name in SigBlk:|SigIgn:)\n"
                   "echo \"<INFO>$name $value\" >&2;; esac; done < /proc/self/status\nexec sleep 3600\n");
     std::signal(SIGPIPE, before);
+    std::signal(SIGHUP, before_hang_up);
     sigprocmask(SIG_SETMASK, &mask, nullptr);
     wait_for_note("SigIgn: 0000000000000000");
     EXPECT_THAT(last_notes, HasSubstr("SigBlk: 0000000000000000"));
@@ -159,12 +169,12 @@ TEST_F(Launch, SucceedsWithJustTheDescriptorsOfItsPipes) {
 
 TEST_F(Launch, UnsentCommandsDoNotOutliveAFailedStart) {
     write_program(wait_for_ever);
-    pending_lines = {"a\n\n"};
+    queue_texts({"a\n\n"});
     {
         const open_file_limit limit(0); // for the start alone: the sanitizers' own checks need descriptors
         EXPECT_EQ(start_backend(), -1);
     }
-    EXPECT_THAT(pending_lines, IsEmpty());
+    EXPECT_THAT(pending_texts(), IsEmpty());
 }
 
 // Leaves room for so many of the three 1 MiB buffers. In a process of its own, where it stays.

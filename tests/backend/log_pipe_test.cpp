@@ -104,7 +104,7 @@ TEST_F(LogPipe, ClosedAloneLeavesTheOtherTwoInService) {
     EXPECT_EQ(backend_pid, pid_of_nobody);
     EXPECT_EQ(last_notes, "");
 
-    pending_lines = {"a\n\n"};
+    queue_texts({"a\n\n"});
     pending_to_buffer();
     EXPECT_EQ(backend_.read_stdin(), "a\n\n");
     backend_.say_on_stdout("x\n");

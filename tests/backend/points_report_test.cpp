@@ -65,7 +65,7 @@ TEST_F(PointsReport, OutputsNameTheOutputs) {
 
 TEST_F(PointsReport, NamingAnOutputConfirmsNothing) {
     make_router(1, 1);
-    router_outputs[0].confirm_deadline = 77;
+    paint_output(0, {1, 1}, {0, 0}, 77);
     report("outputs", {"o0.name=Studio 1"});
     EXPECT_EQ(router_outputs[0].confirm_deadline, 77U);
 }
@@ -84,8 +84,7 @@ class ReportedLevel : public PointsReport, public testing::WithParamInterface<le
 
 TEST_P(ReportedLevel, SetsItsSourcesAndConfirmsTheOutput) {
     make_router(9, 5);
-    for (router_output& output : router_outputs)
-        output = {1, 2, 3, 4, 77, ""};
+    paint_outputs({1, 2}, {3, 4}, 77);
     report("outputs", {std::string("o3.input.") + GetParam().level + "=7"});
     EXPECT_EQ(current(router_outputs[3]), GetParam().after);
     EXPECT_EQ(saved(router_outputs[3]), (levels{3, 4}));
@@ -117,7 +116,7 @@ class ReportedSource : public PointsReport, public testing::WithParamInterface<s
 
 TEST_P(ReportedSource, IsANumberOrNone) {
     make_router(4, 4);
-    router_outputs[3].audio_input = router_outputs[3].video_input = 9;
+    report_sources(3, {9, 9});
     report("outputs", {std::string("o3.input.all=") + GetParam().text});
     EXPECT_EQ(current(router_outputs[3]), (levels{GetParam().source, GetParam().source}));
 }
@@ -143,8 +142,7 @@ TEST_F(PointsReport, LevelsOfOneReportAreAppliedInTheOrderOfTheirNames) {
 
 TEST_F(PointsReport, KeysThatNameNoOutputAreIgnored) {
     make_router(4, 4);
-    for (router_output& output : router_outputs)
-        output = {1, 2, 3, 4, 77, "out"};
+    paint_outputs({1, 2}, {3, 4}, 77, "out");
     report("outputs",
            {"o4.input.all=7", "o1x.input.all=7", "o1.input=7", "o1.inputs.all=7", "o1.Input.all=7", "o1=7",
             "o-1.input.all=7", "o.input.all=7", "O1.input.all=7", "i1.input.all=7", "o4294967297.input.all=7",

@@ -83,17 +83,18 @@ TEST_F(ReportPipe, LineLongerThanTheBufferIsKeptWhole) {
 
 TEST_F(ReportPipe, ClosedStopsTheBackend) {
     captured_stream standard_output(stdout);
-    pending_lines = {"a\n\n"};
+    queue_texts({"a\n\n"});
     backend_.close_stdout();
     read_backend_stdout();
     EXPECT_EQ(standard_output.take(), "Backend unexpectedly closed stdout\n");
     EXPECT_EQ(trace(), "Stopping backend\n");
     EXPECT_EQ(last_notes, "Stopping backend driver");
     EXPECT_EQ(backend_pid, -1);
+    EXPECT_FALSE(commands_reach_backend);
     EXPECT_EQ(backend_stdin_fd, -1);
     EXPECT_EQ(backend_stdout_fd, -1);
     EXPECT_EQ(backend_stderr_fd, -1);
-    EXPECT_THAT(pending_lines, IsEmpty());
+    EXPECT_THAT(pending_texts(), IsEmpty());
 }
 
 TEST_F(ReportPipe, LastReportBeforeTheCloseIsApplied) {

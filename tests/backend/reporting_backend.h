@@ -11,7 +11,7 @@ class reporting_backend : public fresh_driver {
 protected:
     static void give_lines(const std::vector<std::string>& lines) {
         for (const std::string& line : lines)
-            take_backend_report_line(line);
+            read_backend_report_line(line);
     }
     // A complete report of type "message".
     static void report(const std::string& command, const std::vector<std::string>& fields) {

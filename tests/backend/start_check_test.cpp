@@ -65,9 +65,9 @@ TEST_F(StartCheck, EmptyPathStartsNoChild) {
 }
 
 TEST_F(StartCheck, WhatWaitsForABackendThatNobodyWantsIsDropped) {
-    pending_lines = {"*COMMAND=report\n\n"};
+    queue_texts({"*COMMAND=report\n\n"});
     check_backend_start(now);
-    EXPECT_TRUE(pending_lines.empty());
+    EXPECT_EQ(pending_line_count(), 0U);
 }
 
 TEST_F(StartCheck, FirstPassStartsTheBackend) {
@@ -104,6 +104,19 @@ TEST_F(StartCheck, StoppedBackendIsStartedAgainAtTheNextCheckOnly) {
     EXPECT_EQ(backend_pid, -1);
     check_backend_start(now + period);
     EXPECT_GE(backend_pid, 0);
+}
+
+TEST_F(StartCheck, NoCommandReachesADeadBackendUntilTheNextStart) {
+    write_program("exit 1\n");
+    check_backend_start(now);
+    wait_for_end(backend_pid);
+    check_backend_alive();
+    check_backend_alive();
+    EXPECT_FALSE(commands_reach_backend);
+    check_backend_start(now + period - 1);
+    EXPECT_FALSE(commands_reach_backend);
+    check_backend_start(now + period);
+    EXPECT_TRUE(commands_reach_backend);
 }
 
 TEST_F(StartCheck, BackendThatExitsAtOnceIsNotedAtEachRestart) {

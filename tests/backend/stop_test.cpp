@@ -41,11 +41,11 @@ TEST_F(Stop, OfAChildListedAlreadyListsItOnce) {
 }
 
 TEST_F(Stop, DropsUnsentCommandsAndHalfLines) {
-    pending_lines = {"a\n\n", "b\n\n"};
+    queue_texts({"a\n\n", "b\n\n"});
     stdout_line = "half";
     stderr_line = "<IN";
     stop_backend();
-    EXPECT_THAT(pending_lines, IsEmpty());
+    EXPECT_THAT(pending_texts(), IsEmpty());
     EXPECT_EQ(stdout_line, "");
     EXPECT_EQ(stderr_line, "");
 }
@@ -61,11 +61,11 @@ TEST_F(Stop, OfNoBackendTellsNothing) {
 
 TEST_F(Stop, OfNoBackendStillDropsCommandsAndHalfLines) {
     reset_backend();
-    pending_lines = {"a\n\n"};
+    queue_texts({"a\n\n"});
     stdout_line = "half";
     stderr_line = "<IN";
     stop_backend();
-    EXPECT_THAT(pending_lines, IsEmpty());
+    EXPECT_THAT(pending_texts(), IsEmpty());
     EXPECT_EQ(stdout_line, "");
     EXPECT_EQ(stderr_line, "");
 }
@@ -79,7 +79,7 @@ TEST_F(Stop, TwiceInARowTellsItOnce) {
 }
 
 TEST_F(Stop, DoesNotDrainThePipes) {
-    pending_lines = {"a\n\n"};
+    queue_texts({"a\n\n"});
     backend_.say_on_stderr("<ERR>last words\n");
     backend_.say_on_stdout("*COMMAND=info\n*TYPE=message\ninputs=4\n\n");
     stop_backend();
@@ -90,7 +90,7 @@ TEST_F(Stop, DoesNotDrainThePipes) {
 }
 
 TEST_F(Stop, WithinAStopDrainsThePipesFirst) {
-    pending_lines = {"a\n\n", "b\n\n"};
+    queue_texts({"a\n\n", "b\n\n"});
     backend_.say_on_stderr("<ERR>last words\n");
     backend_.say_on_stdout("*COMMAND=info\n*TYPE=message\ninputs=4\n\n");
     stop_nested();
@@ -101,16 +101,16 @@ TEST_F(Stop, WithinAStopDrainsThePipesFirst) {
                        "STDOUT: '*COMMAND=info'\nSTDOUT: '*TYPE=message'\nSTDOUT: 'inputs=4'\nSTDOUT: ''\n"
                        "Stopping backend\n");
     expect_no_backend();
-    EXPECT_THAT(pending_lines, IsEmpty());
+    EXPECT_THAT(pending_texts(), IsEmpty());
 }
 
 TEST_F(Stop, WithinAStopOfNoBackendTellsNothing) {
     reset_backend();
-    pending_lines = {"a\n\n"};
+    queue_texts({"a\n\n"});
     stop_nested();
     EXPECT_EQ(last_notes, "");
     EXPECT_EQ(trace(), "");
-    EXPECT_THAT(pending_lines, IsEmpty());
+    EXPECT_THAT(pending_texts(), IsEmpty());
 }
 
 TEST_F(Stop, WithinAStopDrainsWithoutStandardError) {
@@ -159,8 +159,8 @@ TEST_F(Stop, KeepsTheLogsTheSettingsAndTheTakes) {
     debug_messages = true;
     backend_path = "/usr/bin/vrdx_route_x";
     next_backend_check = 5;
-    pending_settings["gain"] = "1";
-    route_requests = {{1, 2, 3}};
+    my_vrdx_on_set(nullptr, "gain", "1");
+    ask_for({{1, 2, 3}});
     stop_backend();
     EXPECT_EQ(last_error, "e");
     EXPECT_EQ(last_notes, "n\nStopping backend driver");

@@ -34,10 +34,12 @@ TEST_F(Liveness, DeathIsToldOnePassLate) {
     wait_for_end(pid);
     check_backend_alive();
     EXPECT_EQ(backend_pid, pid) << "this pass reaps it";
+    EXPECT_TRUE(commands_reach_backend) << "nobody knows better yet";
     EXPECT_EQ(trace(), "");
     check_backend_alive();
     EXPECT_EQ(trace(), "Backend process terminated unexpectedly\n");
     EXPECT_EQ(backend_pid, -1);
+    EXPECT_FALSE(commands_reach_backend);
     EXPECT_EQ(backend_stdin_fd, -1);
     EXPECT_EQ(backend_stdoutbuf, nullptr);
     EXPECT_EQ(last_notes, "Starting backend driver\nStopping backend driver");
@@ -67,7 +69,7 @@ TEST_F(Liveness, ClosingStandardErrorAloneIsNoDeath) {
     serve_until("the close", [] { return backend_stderr_fd < 0; });
     check_backend_alive();
     EXPECT_GE(backend_pid, 0);
-    EXPECT_TRUE(backend_connected());
+    EXPECT_TRUE(commands_reach_backend);
 }
 
 TEST_F(Liveness, ClosingStandardOutputStopsTheBackend) {
@@ -76,7 +78,7 @@ TEST_F(Liveness, ClosingStandardOutputStopsTheBackend) {
     const std::int32_t pid = backend_pid;
     serve_until("the stop", [] { return backend_pid < 0; });
     EXPECT_THAT(ident_procs, ElementsAre(Pair(pid, 1)));
-    EXPECT_FALSE(backend_connected());
+    EXPECT_FALSE(commands_reach_backend);
 }
 
 TEST_F(Liveness, ClosingStandardInputStopsTheBackend) {
@@ -84,6 +86,7 @@ TEST_F(Liveness, ClosingStandardInputStopsTheBackend) {
     wait_for_note("up");
     pending_to_buffer();
     EXPECT_EQ(backend_pid, -1);
+    EXPECT_FALSE(commands_reach_backend);
 }
 
 // --- stopped children --------------------------------------------------------------------------------------

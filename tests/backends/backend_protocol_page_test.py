@@ -37,6 +37,14 @@ class BackendProtocolPage(unittest.TestCase):
         with open(self.item, "w", encoding="utf-8") as item:
             item.write("driver=route_example_cpp\n")
 
+    def test_salvo_is_answered_as_the_page_says(self):
+        with open(self.item, "w", encoding="utf-8") as item:
+            item.write("driver=route_simulator\nsimulated inputs=8\nsimulated outputs=8\n")
+        (lines,) = blocks_of_page("simulator")
+        said = self.messages([line[2:] for line in lines if line.startswith("<")])
+        answered = self.messages(self.play("vrdx_route_simulator", lines))
+        self.assertEqual([message for message in answered if message in said], said)
+
     def play(self, example, lines):
         """Sends the lines marked ">", expects those marked "<": lines of messages, in this order."""
         sent = "".join(line[2:] + "\n" for line in lines if line.startswith(">"))

@@ -18,6 +18,8 @@ using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Key;
+using testing::Not;
 using testing::Pair;
 using testing::SizeIs;
 using testing::StartsWith;
@@ -125,7 +127,7 @@ protected:
     }
 
     void skip_announcement() {
-        for (const char* const command : {"info", "inputs", "outputs"}) {
+        for (const char* const command : {"info", "inputs", "outputs", "link"}) {
             EXPECT_EQ(next_report().command, command);
         }
     }
@@ -185,10 +187,11 @@ TEST_F(SimulatorProgram, AnnouncesItselfAndEndsWithItsInput) {
     EXPECT_EQ(info.command, "info");
     EXPECT_EQ(info.type, "message");
     EXPECT_THAT(info.fields, ElementsAre(Pair("inputs", "2"), Pair("output routing controls", "video,audio"),
-                                         Pair("outputs", "1")));
+                                         Pair("outputs", "1"), Pair("salvo", "yes")));
     EXPECT_THAT(next_report().fields, ElementsAre(Pair("i0.name", "Input 1"), Pair("i1.name", "Input 2")));
     EXPECT_THAT(next_report().fields, ElementsAre(Pair("o0.input.audio", "0"), Pair("o0.input.video", "0"),
                                                   Pair("o0.name", "Output 1")));
+    EXPECT_THAT(next_report().fields, ElementsAre(Pair("state", "up"), Pair("text", "simulated")));
     close_one(input);
     EXPECT_EQ(wait_for_exit(), 0);
 }
@@ -205,7 +208,8 @@ TEST_F(SimulatorProgram, KeepsReadingWhileATakeIsDelayed) {
     start("simulated delay ms=60000\n");
     skip_announcement();
     send(take_text(7, 0) + flush_text + report_outputs_text);
-    EXPECT_THAT(next_report().fields, Contains(Pair("o0.input.all", "0")));
+    EXPECT_THAT(next_report().fields,
+                AllOf(Contains(Pair("o1.input.all", "1")), Not(Contains(Key("o0.input.all")))));
     send("*COMMAND=set\n*TYPE=message\nname=simulated delay ms\nvalue=1\n\n" + take_text(6, 1) + flush_text);
     EXPECT_THAT(next_report().fields, ElementsAre(Pair("o1.input.all", "6")));
     close_one(input); // the first take is still under way
@@ -224,6 +228,7 @@ TEST_F(SimulatorProgram, RefusedOutputStaysUnconfirmed) {
     skip_announcement();
     send(take_text(7, 0) + flush_text + report_outputs_text);
     expect_logged("<WARN>output 1 refuses to switch\n");
+    EXPECT_EQ(next_report().command, "refused");
     EXPECT_THAT(next_report().fields, AllOf(SizeIs(32), Contains(Pair("o0.input.all", "0"))));
 }
 
@@ -293,7 +298,7 @@ TEST_F(SimulatorProgram, WrongArgumentsAreToldInOneLine) {
         while (read_more(log, logged)) {
         }
         EXPECT_EQ(wait_for_exit(), 1);
-        EXPECT_EQ(logged, "<ERR>usage: vrdx_route_simulator --file ITEM\n");
+        EXPECT_EQ(logged, "<ERR>to be started by the driver, with --file ITEM\n");
         close_all();
     }
 }
@@ -311,5 +316,6 @@ TEST_F(SimulatorProgram, RegularFileAsStandardOutputIsRefused) {
 TEST_F(SimulatorProgram, UnreadableItemFileIsToldAndDefaultsAreUsed) {
     start_with({"--file", directory + "/missing"});
     expect_logged("<ERR>cannot read item file");
-    EXPECT_THAT(next_report().fields, ElementsAre(Pair("inputs", "16"), Pair("outputs", "16")));
+    EXPECT_THAT(next_report().fields,
+                ElementsAre(Pair("inputs", "16"), Pair("outputs", "16"), Pair("salvo", "yes")));
 }

@@ -1,5 +1,4 @@
-#include "commands.h"
-#include "takes.h"
+#include "simulator.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -38,68 +37,96 @@ TavrixAPIRouterMessage take_of(const std::string& input, const std::string& outp
     return take;
 }
 
+// What one message or moment led to.
+struct outcome {
+    std::vector<TavrixAPIRouterMessage> reports;
+    log_lines log;
+    bool router_changed = false;
+};
+
 class Simulator : public testing::Test {
 protected:
+    void SetUp() override {
+        use_router(4, 3, false);
+    }
+
     void use_router(int inputs, int outputs, bool split_levels) {
         simulated.router = new_router(inputs, outputs, split_levels);
+        announce_router(simulated);
+        announced = finish();
     }
 
-    reaction handle(const TavrixAPIRouterMessage& message, std::uint64_t now = noon) {
-        reaction reaction;
-        handle_message(simulated, message, now, reaction);
-        return reaction;
+    outcome finish() {
+        return {std::exchange(simulated.driver.reports, {}), std::exchange(simulated.driver.log, {}),
+                std::exchange(simulated.router_changed, false)};
     }
 
-    reaction flush(std::uint64_t now = noon) {
+    outcome handle(const TavrixAPIRouterMessage& message, std::uint64_t now = noon) {
+        handle_message(simulated, message, now);
+        return finish();
+    }
+
+    outcome run_due(std::uint64_t now) {
+        run_due_takes(simulated, now);
+        return finish();
+    }
+
+    outcome flush(std::uint64_t now = noon) {
         return handle(message_of("route output", "command", {{"queue", "flush"}}), now);
     }
 
     // Expects a warning and nothing else.
     void expect_skipped(const TavrixAPIRouterMessage& message) {
-        const reaction reaction = handle(message);
-        EXPECT_THAT(reaction.log, ElementsAre(StartsWith("<WARN>")));
-        EXPECT_THAT(reaction.reports, IsEmpty());
-        EXPECT_FALSE(reaction.router_changed);
-        EXPECT_THAT(simulated.collected, IsEmpty());
+        const outcome outcome = handle(message);
+        EXPECT_THAT(outcome.log, ElementsAre(StartsWith("<WARN>")));
+        EXPECT_THAT(outcome.reports, IsEmpty());
+        EXPECT_FALSE(outcome.router_changed);
+        EXPECT_THAT(simulated.driver.collected.takes, IsEmpty());
     }
 
-    simulator simulated = {.settings = {}, .router = new_router(4, 3, false), .collected = {}, .flushes = {}};
+    entries outputs_now() {
+        return handle(message_of("report", "command", {{"what", "outputs"}})).reports.at(0).fields;
+    }
+
+    simulator simulated;
+    outcome announced;
 };
 
-entries fields_of_only_report(const reaction& reaction) {
-    if (reaction.reports.size() != 1) {
-        ADD_FAILURE() << reaction.reports.size() << " reports";
+entries fields_of_only_report(const outcome& outcome) {
+    if (outcome.reports.size() != 1) {
+        ADD_FAILURE() << outcome.reports.size() << " reports";
         return {};
     }
-    EXPECT_EQ(reaction.reports.front().type, "message");
-    return reaction.reports.front().fields;
+    EXPECT_EQ(outcome.reports.front().type, "message");
+    return outcome.reports.front().fields;
 }
 
 } // namespace
 
 TEST_F(Simulator, NewRouterShowsEachInputOnTheOutputOfTheSameNumber) {
     use_router(2, 3, false);
-    EXPECT_THAT(outputs_report(simulated.router).fields,
+    ASSERT_THAT(announced.reports, SizeIs(3));
+    EXPECT_THAT(announced.reports[2].fields,
                 ElementsAre(Pair("o0.input.all", "0"), Pair("o0.name", "Output 1"), Pair("o1.input.all", "1"),
                             Pair("o1.name", "Output 2"), Pair("o2.input.all", "none"),
                             Pair("o2.name", "Output 3")));
-    EXPECT_THAT(inputs_report(simulated.router).fields,
+    EXPECT_THAT(announced.reports[1].fields,
                 ElementsAre(Pair("i0.name", "Input 1"), Pair("i1.name", "Input 2")));
 }
 
 TEST_F(Simulator, InfoTellsTheSizeAndTheLevels) {
-    EXPECT_THAT(info_report(simulated.router).fields, ElementsAre(Pair("inputs", "4"), Pair("outputs", "3")));
+    EXPECT_THAT(announced.reports[0].fields,
+                ElementsAre(Pair("inputs", "4"), Pair("outputs", "3"), Pair("salvo", "yes")));
     use_router(1, 1, true);
-    EXPECT_THAT(info_report(simulated.router).fields,
-                Contains(Pair("output routing controls", "video,audio")));
+    EXPECT_THAT(announced.reports[0].fields, Contains(Pair("output routing controls", "video,audio")));
 }
 
 TEST_F(Simulator, ReportAnswersWithNamesAndRouting) {
     const auto outputs = handle(message_of("report", "command", {{"what", "outputs"}}));
-    EXPECT_EQ(fields_of_only_report(outputs), outputs_report(simulated.router).fields);
+    EXPECT_EQ(fields_of_only_report(outputs), announced.reports[2].fields);
     EXPECT_EQ(outputs.reports.front().command, "outputs");
     const auto inputs = handle(message_of("report", "command", {{"what", "inputs"}}));
-    EXPECT_EQ(fields_of_only_report(inputs), inputs_report(simulated.router).fields);
+    EXPECT_EQ(fields_of_only_report(inputs), announced.reports[1].fields);
     EXPECT_EQ(inputs.reports.front().command, "inputs");
 }
 
@@ -163,7 +190,8 @@ TEST_F(Simulator, SplitTakesSwitchOneLevelEach) {
 }
 
 TEST_F(Simulator, TakeOfOneLevelIsSkippedOnARouterWithoutLevels) {
-    expect_skipped(take_of("3", "1", "video"));
+    handle(take_of("3", "1", "video"));
+    EXPECT_THAT(flush().log, Contains("<WARN>take to output 2 refused: this router has no separate levels"));
 }
 
 TEST_F(Simulator, TakeOfAnUnknownLevelIsSkipped) {
@@ -171,36 +199,89 @@ TEST_F(Simulator, TakeOfAnUnknownLevelIsSkipped) {
     expect_skipped(take_of("3", "1", "smell"));
 }
 
-TEST_F(Simulator, TakesBeyondTheRouterAreSkipped) {
-    for (const char* const output : {"3", "-1", "2147483648", "-99999999999999999999", "", "1x", " 1"}) {
+TEST_F(Simulator, UnreadableTakesAreSkipped) {
+    for (const char* const output : {"-1", "1024", "-99999999999999999999", "", "1x", " 1"}) {
         expect_skipped(take_of("0", output));
     }
-    for (const char* const input : {"4", "-1", "99999999999999999999", "", "None", "0x1", "1 "}) {
+    for (const char* const input : {"4096", "-1", "99999999999999999999", "", "None", "0x1", "1 "}) {
         expect_skipped(take_of(input, "0"));
     }
 }
 
-TEST_F(Simulator, WarningsCountFromOne) {
-    EXPECT_THAT(handle(take_of("0", "3")).log, ElementsAre("<WARN>take skipped: there is no output 4"));
-    EXPECT_THAT(handle(take_of("4", "0")).log, ElementsAre("<WARN>take skipped: there is no input 5"));
-    EXPECT_THAT(handle(take_of("0", "2147483647")).log,
-                ElementsAre("<WARN>take skipped: there is no output 2147483648"));
+TEST_F(Simulator, TakesBeyondTheRouterAreRefusedAndCountFromOne) {
+    handle(take_of("0", "3"));
+    handle(take_of("4", "0"));
+    const auto flushed = flush();
+    EXPECT_THAT(flushed.log, ElementsAre("<WARN>take to output 4 refused: there is no output 4",
+                                         "<WARN>take to output 1 refused: there is no input 5",
+                                         "<INFO>took 0 crosspoints"));
+    ASSERT_THAT(flushed.reports, SizeIs(2));
+    EXPECT_EQ(flushed.reports[1].command, "refused");
+    EXPECT_THAT(
+        flushed.reports[1].fields,
+        ElementsAre(Pair("from input", "4"), Pair("text", "there is no input 5"), Pair("to output", "0")));
 }
 
-TEST_F(Simulator, RefusedOutputIsNeitherSwitchedNorReported) {
+TEST_F(Simulator, RefusedOutputIsNeitherSwitchedNorShown) {
     simulated.settings.refused_outputs = {1};
     handle(take_of("3", "0"));
     handle(take_of("3", "1"));
     const auto flushed = flush();
-    EXPECT_THAT(fields_of_only_report(flushed), ElementsAre(Pair("o0.input.all", "3")));
+    ASSERT_THAT(flushed.reports, SizeIs(2));
+    EXPECT_THAT(flushed.reports[0].fields,
+                ElementsAre(Pair("from input", "3"), Pair("text", "output 2 refuses to switch"),
+                            Pair("to output", "1")));
+    EXPECT_THAT(flushed.reports[1].fields, ElementsAre(Pair("o0.input.all", "3")));
     EXPECT_THAT(flushed.log, ElementsAre("<WARN>output 2 refuses to switch", "<INFO>took 1 crosspoint"));
     EXPECT_EQ(simulated.router.outputs[1].video_input, 1);
 }
 
-TEST_F(Simulator, FlushOfRefusedOutputsAloneReportsNothing) {
-    simulated.settings.refused_outputs = {1};
-    handle(take_of("3", "1"));
-    EXPECT_THAT(flush().reports, IsEmpty());
+TEST_F(Simulator, SalvoInOneMessageIsSwitchedWhenItIsWhole) {
+    use_router(4, 3, true);
+    const auto salvo = message_of("route outputs", "command",
+                                  {{"expires", "1001"},
+                                   {"take.0000", "0 3 video"},
+                                   {"take.0001", "2 none"},
+                                   {"take.0002", "0 2 audio"},
+                                   {"take.0003", "x 1"}});
+    const auto switched = handle(salvo);
+    EXPECT_THAT(fields_of_only_report(switched),
+                ElementsAre(Pair("o0.input.audio", "2"), Pair("o0.input.video", "3"),
+                            Pair("o2.input.audio", "none"), Pair("o2.input.video", "none")));
+    EXPECT_THAT(switched.log,
+                ElementsAre("<WARN>take to the unreadable output 'x' skipped", "<INFO>took 3 crosspoints"));
+}
+
+TEST_F(Simulator, SalvoThatCameTooLateIsRefusedTakeByTake) {
+    const auto late = handle(message_of("route outputs", "command",
+                                        {{"expires", "1000"}, {"take.0000", "0 3"}, {"take.0001", "1 3"}}));
+    ASSERT_THAT(late.reports, SizeIs(2));
+    EXPECT_THAT(late.reports[1].fields,
+                ElementsAre(Pair("from input", "3"), Pair("text", "came too late"), Pair("to output", "1")));
+    EXPECT_EQ(simulated.router.outputs[0].video_input, 0);
+}
+
+TEST_F(Simulator, SalvoThatIsDelayedBeyondItsTimeIsRefused) {
+    simulated.settings.delay_ms = 500;
+    handle(message_of("route outputs", "command", {{"expires", "1400"}, {"take.0000", "0 3"}}));
+    const outcome due = run_due(noon + 500000);
+    EXPECT_THAT(fields_of_only_report(due), Contains(Pair("text", "came too late")));
+    EXPECT_EQ(simulated.router.outputs[0].video_input, 0);
+}
+
+TEST_F(Simulator, SalvoWithAnUnreadableTimeToEndAtIsSkippedAndOneWithoutIsDone) {
+    expect_skipped(message_of("route outputs", "command", {{"take.0000", "0 3"}, {"expires", "soon"}}));
+    EXPECT_EQ(simulated.router.outputs[0].video_input, 0);
+    handle(message_of("route outputs", "command", {{"take.0000", "0 3"}}));
+    EXPECT_EQ(simulated.router.outputs[0].video_input, 3);
+}
+
+TEST_F(Simulator, SalvosInOneMessageAreOfferedUnlessTheItemSaysNo) {
+    log_lines log;
+    simulated.settings = settings_from_item({{"simulated salvo", "no"}}, "item", log);
+    use_router(4, 3, false);
+    EXPECT_THAT(announced.reports[0].fields, ElementsAre(Pair("inputs", "4"), Pair("outputs", "3")));
+    EXPECT_THAT(log, IsEmpty());
 }
 
 TEST_F(Simulator, DelayedFlushIsTakenWhenItIsDue) {
@@ -211,15 +292,13 @@ TEST_F(Simulator, DelayedFlushIsTakenWhenItIsDue) {
     EXPECT_THAT(flushed.log, IsEmpty());
     EXPECT_EQ(next_due_time(simulated), noon + 500000);
 
-    reaction early;
-    run_due_flushes(simulated, noon + 499999, early);
+    const outcome early = run_due(noon + 499999);
     EXPECT_THAT(early.reports, IsEmpty());
     EXPECT_EQ(simulated.router.outputs[0].video_input, 0);
 
-    reaction due;
-    run_due_flushes(simulated, noon + 500000, due);
+    const outcome due = run_due(noon + 500000);
     EXPECT_THAT(fields_of_only_report(due), ElementsAre(Pair("o0.input.all", "3")));
-    EXPECT_EQ(next_due_time(simulated), std::nullopt);
+    EXPECT_EQ(next_due_time(simulated), never_expires);
 }
 
 TEST_F(Simulator, SeveralFlushesAreUnderWayAtOnce) {
@@ -230,12 +309,35 @@ TEST_F(Simulator, SeveralFlushesAreUnderWayAtOnce) {
     flush(noon + 100000);
     EXPECT_EQ(next_due_time(simulated), noon + 500000);
 
-    reaction reaction;
-    run_due_flushes(simulated, noon + 600000, reaction);
-    ASSERT_THAT(reaction.reports, SizeIs(2));
-    EXPECT_THAT(reaction.reports[0].fields, ElementsAre(Pair("o0.input.all", "3")));
-    EXPECT_THAT(reaction.reports[1].fields, ElementsAre(Pair("o1.input.all", "2")));
-    EXPECT_THAT(reaction.log, ElementsAre("<INFO>took 1 crosspoint", "<INFO>took 1 crosspoint"));
+    const outcome outcome = run_due(noon + 600000);
+    ASSERT_THAT(outcome.reports, SizeIs(2));
+    EXPECT_THAT(outcome.reports[0].fields, ElementsAre(Pair("o0.input.all", "3")));
+    EXPECT_THAT(outcome.reports[1].fields, ElementsAre(Pair("o1.input.all", "2")));
+    EXPECT_THAT(outcome.log, ElementsAre("<INFO>took 1 crosspoint", "<INFO>took 1 crosspoint"));
+}
+
+// The driver would take the old source for the router's answer to the take.
+TEST_F(Simulator, ReportKeepsQuietAboutTheRoutingOfDelayedTakes) {
+    use_router(4, 3, true);
+    simulated.settings.delay_ms = 500;
+    handle(take_of("3", "0", "video"));
+    handle(take_of("2", "2"));
+    flush(noon);
+    const auto ask = message_of("report", "command", {{"what", "outputs"}});
+    EXPECT_THAT(fields_of_only_report(handle(ask, noon + 499999)),
+                ElementsAre(Pair("o0.name", "Output 1"), Pair("o1.input.audio", "1"),
+                            Pair("o1.input.video", "1"), Pair("o1.name", "Output 2"),
+                            Pair("o2.name", "Output 3")));
+    const outcome due = run_due(noon + 500000);
+    EXPECT_EQ(due.log.size(), 1U);
+    EXPECT_THAT(fields_of_only_report(handle(ask, noon + 500000)), Contains(Pair("o0.input.video", "3")));
+}
+
+TEST_F(Simulator, TakeWithoutItsFlushIsNotUnderWay) {
+    simulated.settings.delay_ms = 500;
+    handle(take_of("3", "0"));
+    const auto outputs = handle(message_of("report", "command", {{"what", "outputs"}}));
+    EXPECT_THAT(outputs.reports.at(0).fields, Contains(Pair("o0.input.all", "0")));
 }
 
 TEST_F(Simulator, ChangedDelayHoldsForTheNextFlush) {
@@ -262,36 +364,34 @@ TEST_F(Simulator, NamesAreSetAndReportedAtOnce) {
     const auto input = handle(message_of("router set", "command", {{"input.3.name", ""}}));
     EXPECT_THAT(fields_of_only_report(input), ElementsAre(Pair("i3.name", "")));
     EXPECT_EQ(input.reports.front().command, "inputs");
-    EXPECT_THAT(outputs_report(simulated.router).fields, Contains(Pair("o2.name", "Studio\nA")));
-    EXPECT_THAT(inputs_report(simulated.router).fields, Contains(Pair("i3.name", "")));
+    EXPECT_THAT(outputs_now(), Contains(Pair("o2.name", "Studio\nA")));
 }
 
 TEST_F(Simulator, OtherPropertiesAreNotedAndIgnored) {
-    const auto reaction = handle(
+    const auto outcome = handle(
         message_of("router set", "command", {{"output.0.lock", "1"}, {"output.1.name", "Transmission"}}));
-    EXPECT_THAT(reaction.log, ElementsAre("<NOTE>output 1: property 'lock' is ignored"));
-    EXPECT_THAT(fields_of_only_report(reaction), ElementsAre(Pair("o1.name", "Transmission")));
+    EXPECT_THAT(outcome.log, ElementsAre("<NOTE>output 1: property 'lock' is ignored"));
+    EXPECT_THAT(fields_of_only_report(outcome), ElementsAre(Pair("o1.name", "Transmission")));
 }
 
 TEST_F(Simulator, PropertiesOfWhatDoesNotExistAreSkipped) {
-    for (const char* const key :
-         {"output.3.name", "input.4.name", "output.-1.name", "output.99999999999.name"}) {
+    for (const char* const key : {"output.3.name", "input.4.name", "output.99999999999.name"}) {
         expect_skipped(message_of("router set", "command", {{key, "x"}}));
     }
 }
 
 TEST_F(Simulator, MalformedPropertiesAreSkipped) {
     for (const char* const key : {"name", "output", "output.", "output.1", "output.x.name", "output..name",
-                                  "outputs.1.name", "input.1x.name", ""}) {
+                                  "output.-1.name", "outputs.1.name", "input.1x.name", ""}) {
         expect_skipped(message_of("router set", "command", {{key, "x"}}));
     }
 }
 
 TEST_F(Simulator, SettingsAreNoted) {
-    const auto reaction =
+    const auto outcome =
         handle(message_of("set", "message", {{"name", "enable debug messages"}, {"value", "1"}}));
-    EXPECT_THAT(reaction.log, ElementsAre("<NOTE>setting enable debug messages = 1"));
-    EXPECT_THAT(reaction.reports, IsEmpty());
+    EXPECT_THAT(outcome.log, ElementsAre("<NOTE>setting enable debug messages = 1"));
+    EXPECT_THAT(outcome.reports, IsEmpty());
 }
 
 TEST_F(Simulator, DelayAndRefusedOutputsChangeWhileRunning) {
@@ -305,9 +405,9 @@ TEST_F(Simulator, DelayAndRefusedOutputsChangeWhileRunning) {
 
 TEST_F(Simulator, MalformedSettingIsAnErrorAndChangesNothing) {
     simulated.settings.delay_ms = 250;
-    const auto reaction =
+    const auto outcome =
         handle(message_of("set", "message", {{"name", "simulated delay ms"}, {"value", "soon"}}));
-    EXPECT_THAT(reaction.log, ElementsAre("<NOTE>setting simulated delay ms = soon", StartsWith("<ERR>")));
+    EXPECT_THAT(outcome.log, ElementsAre("<NOTE>setting simulated delay ms = soon", StartsWith("<ERR>")));
     EXPECT_EQ(simulated.settings.delay_ms, 250);
 }
 
@@ -317,8 +417,8 @@ TEST_F(Simulator, SizeDoesNotChangeWhileRunning) {
 }
 
 TEST_F(Simulator, LogLinesNeverHoldLineFeeds) {
-    const auto reaction = handle(message_of("set", "message", {{"name", "a\nb"}, {"value", "<ERR>\n\r\tc"}}));
-    EXPECT_THAT(reaction.log, ElementsAre("<NOTE>setting a b = <ERR>   c"));
+    const auto outcome = handle(message_of("set", "message", {{"name", "a\nb"}, {"value", "<ERR>\n\r\tc"}}));
+    EXPECT_THAT(outcome.log, ElementsAre("<NOTE>setting a b = <ERR>   c"));
     EXPECT_THAT(handle(message_of("x\ny", "\x7f", {})).log,
                 ElementsAre("<WARN>unknown message 'x y' of type ' ' skipped"));
 }

@@ -15,6 +15,10 @@ import sys
 import tempfile
 import time
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support"))
+
+from case_clients import CaseClient, printed  # noqa: E402
+
 PATIENCE = 60  # seconds; reached only when a case fails
 ANY_LINES = "..."
 
@@ -38,10 +42,10 @@ def read_steps(path):
     for line in path.read_text(encoding="utf-8").splitlines():
         if not line or line.startswith("# "):
             continue
-        if line[:2] in ("$ ", "~ ", "+ ", "= ", "> "):
+        if line[:2] in ("$ ", "~ ", "+ ", "= ", "> ", "< ", "? ", "- "):
             steps.append((line[0], line[2:], []))
-        elif not steps or steps[-1][0] not in "$~":
-            raise CaseFailed(f"{path}: no command prints '{line}'")
+        elif not steps or steps[-1][0] not in "$~?":
+            raise CaseFailed(f"{path}: no step prints '{line}'")
         else:
             steps[-1][2].append(line)
     return steps
@@ -54,6 +58,7 @@ class Case:
         for file in source.iterdir():
             shutil.copy(file, directory)
         self.trace_read = 0  # how far the session has waited
+        self.clients = {}  # by name
         with open(directory / "driver.trace", "wb") as trace:
             self.driver = subprocess.Popen(
                 [driver_program, "--file", "item"],
@@ -85,9 +90,15 @@ class Case:
             "+": self.make_file,
             "=": self.replace_file,
             ">": self.wait_for_trace,
+            "<": self.send,
+            "?": self.wait_for_packet,
+            "-": self.leave,
         }
         for kind, argument, expected in steps:
             actions[kind](argument, expected)
+        for name, client in self.clients.items():
+            if unread := client.unread():
+                raise CaseFailed(f"{name} was sent more than it waited for: {unread}")
 
     def printed_by(self, command):
         words = [word.replace("\\n", "\n") for word in shlex.split(command)]
@@ -142,6 +153,31 @@ class Case:
         self.wait_until(is_there, lambda: f"the trace does not show '{line}'")
         self.trace_read = found[0] + len(wanted)
 
+    def send(self, argument, _):
+        name, _, requests = argument.partition(" ")
+        if name not in self.clients:
+            self.clients[name] = CaseClient(str(self.directory / ".tavrixsock.item"), PATIENCE)
+        self.clients[name].send(requests)
+
+    def wait_for_packet(self, argument, expected):
+        name, command, wanted_id, soonest = (argument.split() + [""] * 3)[:4]
+        client = self.clients[name]
+        found = []
+
+        def has_come():
+            found[:] = [client.find(command, wanted_id, lambda lines: lines_match(expected, lines))]
+            return found[0] is not None
+
+        self.wait_until(has_come, lambda: f"{name} does not get '{argument}' but {client.packets}")
+        if soonest and (time.monotonic() - client.sent[wanted_id]) * 1000 < int(soonest):
+            raise CaseFailed(f"'{argument}' comes too early")
+        lines = printed(found[0])
+        if not lines_match(expected, lines):
+            raise CaseFailed("\n".join([f"'{argument}' is", *lines, "instead of", *expected]))
+
+    def leave(self, name, _):
+        self.clients.pop(name).connection.close()
+
     def stop(self):
         self.driver.send_signal(signal.SIGTERM)
         exit_code = self.driver.wait(PATIENCE)
@@ -149,16 +185,24 @@ class Case:
             raise CaseFailed(f"the driver ends with {exit_code}")
 
     def check_trace(self, path):
-        lines = self.trace().splitlines()
+        self.check_lines("the trace", self.trace().splitlines(), path)
+
+    def check_heard(self, path):
+        if path.exists():
+            heard = (self.directory / "heard-lines").read_text(encoding="utf-8").splitlines()
+            self.check_lines("what the backend heard", heard, path)
+
+    @staticmethod
+    def check_lines(what, lines, path):
         at = 0
         for wanted in path.read_text(encoding="utf-8").splitlines():
             if wanted.startswith("! "):
                 if wanted[2:] in lines:
-                    raise CaseFailed(f"the trace shows '{wanted[2:]}'")
+                    raise CaseFailed(f"{what} shows '{wanted[2:]}'")
             elif wanted in lines[at:]:
                 at = lines.index(wanted, at) + 1
             else:
-                raise CaseFailed(f"the trace does not show, in its place, '{wanted}'")
+                raise CaseFailed(f"{what} does not show, in its place, '{wanted}'")
 
 
 def main():
@@ -170,6 +214,7 @@ def main():
             case.play(read_steps(source / "session"))
             case.stop()
             case.check_trace(source / "trace")
+            case.check_heard(source / "heard")
         except CaseFailed as failure:
             print(f"{source.name}: {failure}\n--- trace\n{case.trace()}", file=sys.stderr)
             return 1

@@ -97,6 +97,13 @@ TEST_F(Route, ArgumentWithoutSourcesTakesNone) {
     EXPECT_THAT(route_requests, ElementsAre(route_request{-1, -1, 2}));
 }
 
+// What docs/security.md warns of: who reads the trace must not trust a single line.
+TEST_F(Route, ArgumentWithALineFeedStandsInTheTraceAsItIs) {
+    expect_reply({"route", {"3=2\nStopping backend"}});
+    EXPECT_THAT(route_requests, ElementsAre(route_request{1, 1, 2}));
+    EXPECT_EQ(trace(), "'3' = '2\nStopping backend'\n");
+}
+
 TEST_F(Route, ArgumentIsSplitAtItsFirstEqualsSign) {
     expect_reply({"route", {"3=2=7"}});
     EXPECT_THAT(route_requests, ElementsAre(route_request{1, 1, 2}));
@@ -163,23 +170,23 @@ TEST_F(Route, WaitsForABackendBehindEarlierRequests) {
     expect_reply({"route", {"1=1"}});
     expect_reply({"route", {"2=2"}});
     EXPECT_THAT(route_requests, ElementsAre(route_request{0, 0, 0}, route_request{1, 1, 1}));
-    EXPECT_THAT(pending_lines, IsEmpty());
+    EXPECT_THAT(pending_texts(), IsEmpty());
 }
 
 TEST_F(Route, IsSentToTheBackendAtOnce) {
     const wired_backend backend;
     expect_reply({"route", {"3=2"}});
-    EXPECT_THAT(pending_lines,
+    EXPECT_THAT(pending_texts(),
                 ElementsAre("*COMMAND=route output\n*TYPE=command\nfrom input=1\nqueue=add\nto output=2\n\n",
                             "*COMMAND=route output\n*TYPE=command\nqueue=flush\n\n"));
     EXPECT_THAT(route_requests, IsEmpty());
 }
 
 TEST_F(Route, EmptyRequestSendsWhatWaited) {
-    route_requests = {{1, 1, 2}};
+    ask_for({{1, 1, 2}});
     const wired_backend backend;
     expect_reply({"route"});
-    EXPECT_EQ(pending_lines.size(), 2U);
+    EXPECT_EQ(pending_line_count(), 2U);
     EXPECT_THAT(route_requests, IsEmpty());
 }
 

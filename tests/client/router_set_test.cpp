@@ -13,8 +13,7 @@ namespace {
 class RouterSet : public fresh_driver {
 protected:
     RouterSet() {
-        router_outputs.resize(3);
-        input_names.resize(2);
+        resize_picture(2, 3, false);
     }
     static void expect_reply(const client_request& request) {
         const client_reply reply = reply_to(request);
@@ -43,9 +42,9 @@ TEST_P(Property, IsForwardedZeroBasedOrSkipped) {
     const std::string sent = GetParam().sent;
     expect_reply({"router set", {}, {{GetParam().property, "Cam"}}});
     if (sent.empty())
-        EXPECT_THAT(pending_lines, IsEmpty());
+        EXPECT_THAT(pending_texts(), IsEmpty());
     else
-        EXPECT_THAT(pending_lines, ElementsAre(message(sent, "Cam")));
+        EXPECT_THAT(pending_texts(), ElementsAre(message(sent, "Cam")));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -87,38 +86,39 @@ TEST_F(RouterSet, EachPropertyIsAMessageOfItsOwn) {
         {"router set",
          {},
          {{"output.2.name", "Studio"}, {"color", "red"}, {"input.1.name", "VT"}, {"output.2.name", "x"}}});
-    EXPECT_THAT(pending_lines, ElementsAre(message("output.1.name", "Studio"), message("input.0.name", "VT"),
-                                           message("output.1.name", "x")));
+    EXPECT_THAT(pending_texts(), ElementsAre(message("output.1.name", "Studio"),
+                                             message("input.0.name", "VT"), message("output.1.name", "x")));
 }
 
 TEST_F(RouterSet, ValueIsForwardedAsItIs) {
     expect_reply({"router set", {}, {{"output.1.name", ""}, {"output.2.name", " a=b "}}});
-    EXPECT_THAT(pending_lines, ElementsAre(message("output.0.name", ""), message("output.1.name", " a=b ")));
+    EXPECT_THAT(pending_texts(),
+                ElementsAre(message("output.0.name", ""), message("output.1.name", " a=b ")));
 }
 
 TEST_F(RouterSet, ValueOfSeveralLinesKeepsItsName) {
     expect_reply({"router set", {}, {{"output.1.name", "a\n*COMMAND=x"}}});
-    EXPECT_THAT(pending_lines, ElementsAre("*COMMAND=router set\n*TYPE=command\noutput.0.name=a\n"
-                                           "output.0.name=*COMMAND=x\n\n"));
+    EXPECT_THAT(pending_texts(), ElementsAre("*COMMAND=router set\n*TYPE=command\noutput.0.name=a\n"
+                                             "output.0.name=*COMMAND=x\n\n"));
 }
 
 // Each line feed repeats the name: this would be hundreds of gigabytes.
 TEST_F(RouterSet, PropertyThatNoPipeTakesIsDroppedAndTheNextIsSent) {
     const std::string name = "output.1." + std::string(500000, 'n');
     expect_reply({"router set", {}, {{name, std::string(500000, '\n')}, {"output.1.name", "Cam"}}});
-    EXPECT_THAT(pending_lines, ElementsAre(message("output.0.name", "Cam")));
+    EXPECT_THAT(pending_texts(), ElementsAre(message("output.0.name", "Cam")));
 }
 
 TEST_F(RouterSet, ArgumentsAreIgnored) {
     expect_reply({"router set", {"output.1.name=Cam", "1=1"}});
-    EXPECT_THAT(pending_lines, IsEmpty());
+    EXPECT_THAT(pending_texts(), IsEmpty());
     EXPECT_THAT(route_requests, IsEmpty());
 }
 
 TEST_F(RouterSet, WithoutRouterNothingIsForwarded) {
     reset_router();
     expect_reply({"router set", {}, {{"output.1.name", "x"}, {"input.1.name", "x"}}});
-    EXPECT_THAT(pending_lines, IsEmpty());
+    EXPECT_THAT(pending_texts(), IsEmpty());
 }
 
 TEST_F(RouterSet, PropertyIsTracedLikeAllThatIsSent) {
@@ -134,12 +134,13 @@ TEST_F(RouterSet, NamesOfTheModelAreTheBackendsToChange) {
 }
 
 TEST_F(RouterSet, SendsTheTakesThatWaitedBehindIt) {
-    route_requests = {{1, 1, 2}};
+    ask_for({{1, 1, 2}});
     const wired_backend backend;
     expect_reply({"router set", {}, {{"output.1.name", "Cam"}}});
     EXPECT_THAT(route_requests, IsEmpty());
-    ASSERT_EQ(pending_lines.size(), 3U);
-    EXPECT_EQ(pending_lines[0], message("output.0.name", "Cam"));
+    const std::vector<std::string> sent = pending_texts();
+    ASSERT_EQ(sent.size(), 3U);
+    EXPECT_EQ(sent[0], message("output.0.name", "Cam"));
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 using testing::ElementsAre;
+using testing::Field;
 using testing::IsEmpty;
 using testing::Pair;
 
@@ -38,7 +39,7 @@ TEST_P(DebugMessages, AreSwitchedAndForwardedAsTheyAre) {
     change("enable debug messages", GetParam().value);
     EXPECT_EQ(debug_messages, GetParam().set);
     notify_backend_settings();
-    EXPECT_THAT(pending_lines, ElementsAre(message("enable debug messages", GetParam().value)));
+    EXPECT_THAT(pending_texts(), ElementsAre(message("enable debug messages", GetParam().value)));
     EXPECT_THAT(pending_settings, IsEmpty());
 }
 
@@ -74,26 +75,26 @@ TEST_F(Settings, LatestValueWinsAndNamesAreInOrder) {
         "STDIN: '*COMMAND=set'\nSTDIN: '*TYPE=message'\nSTDIN: 'name=a'\nSTDIN: 'value=2'\nSTDIN: ''\n"
         "Notify server 'b' = '3'\n"
         "STDIN: '*COMMAND=set'\nSTDIN: '*TYPE=message'\nSTDIN: 'name=b'\nSTDIN: 'value=3'\nSTDIN: ''\n");
-    EXPECT_THAT(pending_lines, ElementsAre(message("a", "2"), message("b", "3")));
+    EXPECT_THAT(pending_texts(), ElementsAre(message("a", "2"), message("b", "3")));
 }
 
 TEST_F(Settings, NamesAreOrderedByTheirBytes) {
     for (const char* name : {"b", "a b", "a", "B", "\xc3\xa9"})
         change(name, "");
     notify_backend_settings();
-    EXPECT_THAT(pending_lines, ElementsAre(message("B", ""), message("a", ""), message("a b", ""),
-                                           message("b", ""), message("\xc3\xa9", "")));
+    EXPECT_THAT(pending_texts(), ElementsAre(message("B", ""), message("a", ""), message("a b", ""),
+                                             message("b", ""), message("\xc3\xa9", "")));
 }
 
 TEST_F(Settings, NothingIsSentBeforeThePass) {
     change("gain", "1");
-    EXPECT_THAT(pending_lines, IsEmpty());
+    EXPECT_THAT(pending_texts(), IsEmpty());
     EXPECT_EQ(trace(), "");
 }
 
 TEST_F(Settings, NothingChangedSendsNothing) {
     notify_backend_settings();
-    EXPECT_THAT(pending_lines, IsEmpty());
+    EXPECT_THAT(pending_texts(), IsEmpty());
     EXPECT_EQ(trace(), "");
 }
 
@@ -101,26 +102,26 @@ TEST_F(Settings, AreSentOnce) {
     change("gain", "1");
     notify_backend_settings();
     notify_backend_settings();
-    EXPECT_EQ(pending_lines.size(), 1U);
+    EXPECT_EQ(pending_line_count(), 1U);
 }
 
 TEST_F(Settings, EmptyValueIsForwardedEmpty) {
     change("gain", "");
     notify_backend_settings();
-    EXPECT_THAT(pending_lines, ElementsAre(message("gain", "")));
+    EXPECT_THAT(pending_texts(), ElementsAre(message("gain", "")));
 }
 
 TEST_F(Settings, ValueOfSeveralLinesIsForwardedLineByLine) {
     change("text", "a\nb");
     notify_backend_settings();
-    EXPECT_THAT(pending_lines, ElementsAre("*COMMAND=set\n*TYPE=message\nname=text\nvalue=a\nvalue=b\n\n"));
+    EXPECT_THAT(pending_texts(), ElementsAre("*COMMAND=set\n*TYPE=message\nname=text\nvalue=a\nvalue=b\n\n"));
 }
 
 TEST_F(Settings, PipesCountNotTheProcess) {
     backend_pid = -1;
     change("gain", "1");
     notify_backend_settings();
-    EXPECT_THAT(pending_lines, ElementsAre(message("gain", "1")));
+    EXPECT_THAT(pending_texts(), ElementsAre(message("gain", "1")));
 }
 
 struct closed_row {
@@ -140,12 +141,12 @@ TEST_P(ClosedPipe, KeepsTheSettingsUntilAllAreOpen) {
     fd = -1;
     change("gain", "1");
     notify_backend_settings();
-    EXPECT_THAT(pending_lines, IsEmpty());
-    EXPECT_THAT(pending_settings, ElementsAre(Pair("gain", "1")));
+    EXPECT_THAT(pending_texts(), IsEmpty());
+    EXPECT_THAT(pending_settings, ElementsAre(Pair("gain", Field(&pending_setting::value, "1"))));
     EXPECT_EQ(trace(), "");
     fd = open_fd;
     notify_backend_settings();
-    EXPECT_THAT(pending_lines, ElementsAre(message("gain", "1")));
+    EXPECT_THAT(pending_texts(), ElementsAre(message("gain", "1")));
 }
 
 INSTANTIATE_TEST_SUITE_P(Settings, ClosedPipe,
@@ -154,14 +155,52 @@ INSTANTIATE_TEST_SUITE_P(Settings, ClosedPipe,
                                          closed_row{"StandardError", &backend_stderr_fd}),
                          [](const auto& instance) { return instance.param.name; });
 
+// --- what waits --------------------------------------------------------------------------------------------
+
+constexpr requester nobody{}; // whose settings the driver's own changes are
+
+TEST_F(Settings, CountForWhoChangedThemUntilTheyAreReplaced) {
+    change("a", std::string(600000, 'x'));
+    EXPECT_FALSE(requester_must_wait(nobody, 100));
+    change("b", std::string(600000, 'x'));
+    EXPECT_TRUE(requester_must_wait(nobody, 100));
+    change("a", "1");
+    EXPECT_FALSE(requester_must_wait(nobody, 100));
+    change("a", std::string(600000, 'x'));
+    EXPECT_TRUE(requester_must_wait(nobody, 100));
+}
+
+TEST_F(Settings, CountUntilTheirMessageIsMoved) {
+    change("a", std::string(600000, 'x'));
+    change("b", std::string(600000, 'x'));
+    notify_backend_settings();
+    EXPECT_TRUE(requester_must_wait(nobody, 100));
+    ASSERT_NE(pending_line(), nullptr);
+    pending_line_moved();
+    EXPECT_FALSE(requester_must_wait(nobody, 100));
+    pending_texts();
+    const auto limit = static_cast<std::ptrdiff_t>(waiting_bytes_per_client);
+    count_waiting_settings(nobody, limit - 1);
+    EXPECT_FALSE(requester_must_wait(nobody, 100)) << "nothing of them counts any more";
+    count_waiting_settings(nobody, 1 - limit);
+}
+
+TEST_F(Settings, CountNoLongerWhenNoPipeTakesThem) {
+    change("a", std::string(1048576, 'x'));
+    EXPECT_TRUE(requester_must_wait(nobody, 100));
+    notify_backend_settings();
+    EXPECT_EQ(pending_line_count(), 0U);
+    EXPECT_FALSE(requester_must_wait(nobody, 100));
+}
+
 TEST_F(Settings, ChangedWithoutBackendReachTheNextOne) {
     stop_backend();
     change("gain", "1");
     notify_backend_settings();
-    EXPECT_THAT(pending_lines, IsEmpty());
+    EXPECT_THAT(pending_texts(), IsEmpty());
     const wired_backend next;
     notify_backend_settings();
-    EXPECT_THAT(pending_lines, ElementsAre(message("gain", "1")));
+    EXPECT_THAT(pending_texts(), ElementsAre(message("gain", "1")));
 }
 
 } // namespace

@@ -11,9 +11,11 @@ protected:
         report("info", {{"inputs", "2"}, {"outputs", "1"}});
     }
     static void report(const std::string& command, const std::map<std::string, std::string>& fields) {
-        incoming_report = {command, "", "message", "", fields};
-        handle_backend_report();
-        clear_router_message(incoming_report);
+        for (const std::string& line : {"*COMMAND=" + command, std::string("*TYPE=message")})
+            read_backend_report_line(line);
+        for (const auto& [name, value] : fields)
+            read_backend_report_line(name + "=" + value);
+        read_backend_report_line("");
     }
     static std::string status() {
         comm_socket_v4_packet request;
@@ -69,13 +71,9 @@ TEST_F(StatusFreshness, AReportedSourceIsSeen) {
 
 TEST_F(StatusFreshness, AnAssumedTakeAndItsRollbackAreSeen) {
     EXPECT_TRUE(shows("N(output 1|0,0)"));
-    // Any valid descriptors and pid: nothing is written or signalled here.
-    backend_stdin_fd = dup(STDIN_FILENO);
-    backend_stdout_fd = dup(STDIN_FILENO);
-    backend_pid = getpid();
-    route_requests.push_back({1, 1, 0});
+    commands_reach_backend = true;
+    ask_for({{1, 1, 0}});
     plan_route_changes();
-    backend_pid = -1;
     EXPECT_TRUE(shows("N(output 1|2,2)"));
     settable_clock_us += assume_timeout;
     expire_assumed_routes();

@@ -111,7 +111,7 @@ TEST_F(ItemFileCheck, SymbolicLinkInItsPlaceIsNoItemFile) {
     std::filesystem::remove(path());
     std::filesystem::create_symlink(directory_.file("elsewhere"), path());
     EXPECT_EQ(check_item_file(), item_file_check::unchanged);
-    EXPECT_EQ(trace(), no_location("Success"));
+    EXPECT_EQ(trace(), no_location("it is a symbolic link"));
     EXPECT_EQ(driver_name, "route_x");
 }
 
@@ -119,7 +119,14 @@ TEST_F(ItemFileCheck, DirectoryInItsPlaceIsNoItemFile) {
     std::filesystem::remove(path());
     std::filesystem::create_directory(path());
     EXPECT_EQ(check_item_file(), item_file_check::unchanged);
-    EXPECT_EQ(trace(), no_location("Success"));
+    EXPECT_EQ(trace(), no_location("it is a directory"));
+}
+
+TEST_F(ItemFileCheck, PipeInItsPlaceIsNoItemFile) {
+    std::filesystem::remove(path());
+    ASSERT_EQ(mkfifo(path().c_str(), 0600), 0);
+    EXPECT_EQ(check_item_file(), item_file_check::unchanged);
+    EXPECT_EQ(trace(), no_location("it is no regular file"));
 }
 
 TEST_F(ItemFileCheck, ChangedFileThatCannotBeOpenedEndsTheDriver) {

@@ -3,6 +3,8 @@
 #include "system_status.h"
 #include "wired_backend.h"
 
+#include <algorithm>
+
 namespace {
 
 class StatusReport : public fresh_driver {
@@ -13,6 +15,7 @@ protected:
         comm_socket_v4_packet_begin_writing(&packet, 0, "report", nullptr);
         report_status(text, &packet);
         comm_socket_v4_packet_write_end(&packet);
+        EXPECT_FALSE(packet.too_large);
         comm_socket_v4_packet arrived;
         EXPECT_TRUE(decode(&arrived, packet.bytes));
         return texts_of(arrived);
@@ -43,37 +46,43 @@ TEST_F(StatusReport, CarriesBothLogs) {
     EXPECT_EQ(reported(), report_of("0", "fan failed\ndisk low", "\nStarting backend driver\nup"));
 }
 
+TEST_F(StatusReport, ShowsTheNewestEndOfALogThatDoesNotFitAndTheOtherWhole) {
+    last_error = std::string(1000000, 'a') + std::string(1000000, 'b') + "newest";
+    last_notes = "ten bytes.";
+    const std::string shown = reported();
+    EXPECT_TRUE(shown.ends_with(" N(*last notes|ten bytes.)"));
+    const std::string begin = " N(*last error|";
+    const std::size_t at = shown.find(begin) + begin.size();
+    const std::string error = shown.substr(at, shown.find(") N(*last notes|") - at);
+    EXPECT_GT(error.size(), 1048576U - 1000) << "the packet is used";
+    EXPECT_EQ(error, last_error.substr(last_error.size() - error.size()));
+}
+
+TEST_F(StatusReport, CutsBothLogsEquallyWhenNeitherFits) {
+    last_error = std::string(2000000, 'e');
+    last_notes = std::string(2000000, 'n');
+    const std::string shown = reported();
+    const auto errors = std::count(shown.begin() + 100, shown.end(), 'e');
+    const auto notes = std::count(shown.begin() + 100, shown.end(), 'n');
+    EXPECT_GT(errors, 1048576 / 2 - 1000);
+    EXPECT_NEAR(static_cast<double>(errors), static_cast<double>(notes), 100);
+}
+
+TEST_F(StatusReport, CutsALogAtTheBeginningOfALetter) {
+    for (const char* filler : {"", "x", "xx"}) {
+        last_error.clear();
+        for (int i = 0; i < 500000; ++i)
+            last_error += "\xe2\x82\xac";
+        last_error += filler;
+        EXPECT_NE(reported().find("N(*last error|\xe2\x82\xac"), std::string::npos);
+    }
+}
+
 TEST_F(StatusReport, TextOfTheRequestIsNotUsed) {
     const std::string without_text = reported();
     EXPECT_EQ(reported("all"), without_text);
     EXPECT_EQ(reported(""), without_text);
 }
-
-struct missing_piece {
-    const char* name;
-    std::int32_t* piece;
-};
-
-void PrintTo(const missing_piece& missing, std::ostream* stream) {
-    *stream << missing.name;
-}
-
-class InactiveReport : public StatusReport, public testing::WithParamInterface<missing_piece> {};
-
-TEST_P(InactiveReport, IsThatOfABackendWithoutThisPiece) {
-    const wired_backend backend;
-    std::int32_t& piece = *GetParam().piece;
-    const std::int32_t connected = piece;
-    piece = -1;
-    EXPECT_EQ(reported(), report_of("0", "", ""));
-    piece = connected;
-}
-
-INSTANTIATE_TEST_SUITE_P(StatusReport, InactiveReport,
-                         testing::Values(missing_piece{"StandardInput", &backend_stdin_fd},
-                                         missing_piece{"StandardOutput", &backend_stdout_fd},
-                                         missing_piece{"Process", &backend_pid}),
-                         [](const auto& instance) { return instance.param.name; });
 
 TEST_F(StatusReport, BackendWithoutStandardErrorIsActive) {
     wired_backend backend;
@@ -81,6 +90,13 @@ TEST_F(StatusReport, BackendWithoutStandardErrorIsActive) {
     read_backend_stderr();
     EXPECT_EQ(backend_stderr_fd, -1);
     EXPECT_EQ(reported(), report_of("1", "", ""));
+}
+
+TEST_F(StatusReport, BackendThatClosedItsStandardInputIsInactive) {
+    wired_backend backend;
+    backend.close_stdin();
+    pending_to_buffer();
+    EXPECT_EQ(reported(), report_of("0", "", "Stopping backend driver"));
 }
 
 TEST_F(StatusReport, BackendThatClosedItsStandardOutputIsInactive) {

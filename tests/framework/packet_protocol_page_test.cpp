@@ -150,4 +150,10 @@ TEST(PacketProtocolPage, LimitsAreTheServers) {
     EXPECT_EQ(limit_on_page("comm_unread_replies_us"), comm_unread_replies_us);
     EXPECT_EQ(limit_on_page("comm_incomplete_packet_us"), comm_incomplete_packet_us);
     EXPECT_TRUE(page_says(std::to_string(comm_pause_unsent_bytes) + " bytes of its replies"));
+    const auto places = [](std::size_t parts) {
+        return std::to_string(comm_max_clients * parts / comm_parts_of_places) + " of " +
+               std::to_string(comm_max_clients) + ")";
+    };
+    EXPECT_TRUE(page_says("`comm_parts_of_places`, " + places(comm_parts_for_one_user)));
+    EXPECT_TRUE(page_says("(`comm_parts_kept`, " + places(comm_parts_kept)));
 }

@@ -248,3 +248,39 @@ TEST(Packet, WritingReplacesWhatWasRead) {
     EXPECT_EQ(comm_socket_v4_packet_get_argc(&packet), 0U);
     EXPECT_EQ(comm_socket_v4_packet_nv_entries(&packet), 0U);
 }
+
+TEST(PacketWord, IsThereBeforeThePacketIsWhole) {
+    const std::string bytes = with_header("C" + counted("route") + "A" + counted("1=2"));
+    const auto* data = reinterpret_cast<const unsigned char*>(bytes.data());
+    const std::size_t word_end = comm_packet_header_bytes + 1 + 4 + 5;
+    comm_told_command word{};
+    std::size_t packet_size = 0;
+    for (std::size_t size = 0; size < word_end; ++size)
+        EXPECT_FALSE(comm_socket_v4_packet_peek_command(data, size, &word, &packet_size)) << size;
+    ASSERT_TRUE(comm_socket_v4_packet_peek_command(data, word_end, &word, &packet_size));
+    EXPECT_STREQ(word.data(), "route");
+    EXPECT_EQ(packet_size, bytes.size()) << "although most of it is still to come";
+    ASSERT_TRUE(comm_socket_v4_packet_peek_command(data, bytes.size(), &word, &packet_size));
+    EXPECT_STREQ(word.data(), "route");
+}
+
+TEST(PacketWord, IsToldUpToItsLongest) {
+    comm_told_command word{};
+    std::size_t packet_size = 0;
+    for (const std::size_t length : {comm_told_command_bytes - 1, std::size_t{5000}}) {
+        const std::string bytes = with_header("C" + counted(std::string(length, 'w')));
+        ASSERT_TRUE(comm_socket_v4_packet_peek_command(reinterpret_cast<const unsigned char*>(bytes.data()),
+                                                       bytes.size(), &word, &packet_size));
+        EXPECT_EQ(std::string(word.data()), std::string(comm_told_command_bytes - 1, 'w'));
+    }
+}
+
+TEST(PacketWord, IsNotFoundInNonsense) {
+    comm_told_command word{};
+    std::size_t packet_size = 0;
+    for (const std::string& bytes :
+         {with_header("A" + counted("route")), with_header("C" + counted("")), with_header("C"),
+          with_header("C" + big_endian(4, 6) + "route"), "X" + with_header("C" + counted("route"))})
+        EXPECT_FALSE(comm_socket_v4_packet_peek_command(reinterpret_cast<const unsigned char*>(bytes.data()),
+                                                        bytes.size(), &word, &packet_size));
+}

@@ -29,6 +29,28 @@ TEST_F(Link, EndOfTheOtherSideIsALoss) {
     EXPECT_THAT(link.log, Contains("<WARN>lost the connection to /dev/router: the router closed it"));
 }
 
+// A router that sends its answer in two pieces may hold the second one back until then.
+TEST_F(Link, WhatIsAwaitedIsAcknowledgedAtOnce) {
+    const listening_port router;
+    router.listen_now();
+    set_link_target_tcp(link, "127.0.0.1", router.port(), 60000000);
+    wait_for_state(link_state::open);
+    peer = router.accept_one();
+    const auto quick = [&] {
+        int value = -1;
+        socklen_t size = sizeof value;
+        EXPECT_EQ(getsockopt(link.fd, IPPROTO_TCP, TCP_QUICKACK, &value, &size), 0);
+        return value;
+    };
+    const int off = 0;
+    ASSERT_EQ(setsockopt(link.fd, IPPROTO_TCP, TCP_QUICKACK, &off, sizeof off), 0);
+    service_link(link, now);
+    EXPECT_EQ(quick(), 0);
+    link.acknowledges_at_once = true;
+    service_link(link, now);
+    EXPECT_EQ(quick(), 1);
+}
+
 TEST_F(Link, ResetInTheMiddleIsALossAndNothingOfItIsKept) {
     const listening_port router;
     router.listen_now();

@@ -1,13 +1,15 @@
 """What a schedule compares, and when: the driver's status and commands against the model's, and the care that
 is due because only the driver knows when exactly a second has passed."""
 
+import copy
 import time
 
 from backend import STDERR
+from told import description
 
 PATIENCE = 60  # seconds; reached only when driver and model have parted
+LONGEST_DEAFNESS = 3  # seconds that the slow watcher does not read
 CAUTION = 0.3  # seconds: this close to a rollback nothing new is begun
-MOST_REQUESTS_PER_PASS = 32  # four turns of eight packets
 
 REPORT_POLLS = [
     f"*COMMAND=report\n*TYPE=command\nwhat={what}\n\n" for what in ("outputs", "inputs")
@@ -26,6 +28,7 @@ class Comparison:
         self.story = []
         self.return_from = 0  # while there is no backend: none comes before this time
         self.compared = 0
+        self.answered = 0
 
     def note(self, text):
         self.story.append(text)
@@ -38,13 +41,12 @@ class Comparison:
         )
 
     def poll(self, what, condition):
-        """Waits for the condition, with requests that keep the driver's loop turning."""
+        """Waits for the condition."""
         deadline = time.monotonic() + PATIENCE
         while not condition():
             if time.monotonic() > deadline:
                 raise self.parted("waited in vain", what, self.stand.client.ask("status"))
             time.sleep(0.0005)
-            self.stand.client.ask("ping")
 
     # --- checks
 
@@ -65,6 +67,49 @@ class Comparison:
         self.guard()
         if seen != self.model.status():
             raise self.parted("the status differs", self.model.status(), seen)
+
+    def check_told(self):
+        """What is told of the router in pages, to one who reads at once, and now and then to one who does not."""
+        picture, sequences = description(self.stand.client)
+        self.stand.quick.read_to(max(sequences))
+        self.guard()
+        expected = self.model.told()
+        for who, seen in (("in pages", picture), ("to a watcher", self.stand.quick.picture)):
+            self.compare_pictures(who, expected, seen.all())
+        if self.random.random() < 0.1 or time.monotonic() > self.stand.slow.last_read + LONGEST_DEAFNESS:
+            self.stand.slow.read_to(max(sequences))
+            self.compare_pictures("to a slow watcher", expected, self.stand.slow.picture.all())
+            self.stand.told_slowly += 1
+
+    def compare_pictures(self, who, expected, seen):
+        if seen != expected:
+            names = [one for one in {**expected, **seen} if expected.get(one) != seen.get(one)]
+            wanted, told = ({one: picture.get(one) for one in names} for picture in (expected, seen))
+            raise self.parted(f"what is told {who} differs", wanted, told)
+
+    def check_answers(self):
+        """Each take has one answer, with the model's words, as soon as all of it is decided."""
+        taker = self.stand.taker
+        due = {name: answer.packet() for name, answer in self.model.takes.answers.items() if answer.complete()}
+        came = []
+        deadline = time.monotonic() + PATIENCE
+        while True:
+            came += taker.receive_all()
+            if len(came) >= len(due) or time.monotonic() > deadline:
+                break
+            time.sleep(0.0005)
+        self.guard()
+        seen = {}
+        for packet in came:
+            entries = dict(packet.entries)
+            if packet.command != "take" or entries["id"] in seen:
+                raise self.parted("an answer too many", due, packet)
+            seen[entries["id"]] = (packet.result, [one for one in packet.entries if one[0].startswith("output ")])
+        if seen != due:
+            raise self.parted("the answers differ", due, seen)
+        for name in due:
+            del self.model.takes.answers[name]
+        self.answered += len(due)
 
     def check_commands(self):
         """What the backend received, command by command; the driver's own polls are left out."""
@@ -125,17 +170,22 @@ class Comparison:
             return
         self.note("the confirmation second passes")
         time.sleep(max(last - time.monotonic(), 0))
-        self.let_a_pass_begin()
+        self.see_rollbacks()
         self.model.roll_back_all()
         self.check_status()
+        self.check_told()
+        self.check_answers()
 
-    def let_a_pass_begin(self):
-        """Afterwards the driver has surely begun a pass of its loop, and planned and rolled back in it."""
+    def see_rollbacks(self):
+        """Waits for a pass that begins now or later, or, where nothing can mark one, for what it shows."""
         if self.stand.backend:
             self.mark()
             return
-        for _ in range(MOST_REQUESTS_PER_PASS + 1):
-            self.stand.client.ask("ping")
+        rolled_back = copy.deepcopy(self.model)
+        rolled_back.roll_back_all()
+        expected = rolled_back.told()
+        # A status would not tell no source from one that nobody knows.
+        self.poll("no unconfirmed takes", lambda: description(self.stand.client)[0].all() == expected)
 
     def mark(self):
         """A marker in the log, which the driver reads at the start of a pass, and before the reports."""

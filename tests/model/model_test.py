@@ -27,6 +27,7 @@ from packet_client import PacketClient  # noqa: E402
 from router_model import RouterModel  # noqa: E402
 from running_driver import RunningDriver  # noqa: E402
 from schedule import Schedule  # noqa: E402
+from told import Watcher  # noqa: E402
 
 NOT_ASSUMING = 5  # every so many schedules run on a driver that shows nothing before it is reported
 
@@ -48,13 +49,18 @@ class Stand:
         self.listener = BackendListener(path, PATIENCE)
         self.backend = None
         self._markers = itertools.count()
-        self.model = RouterModel(assuming)
+        self.model = RouterModel(assuming, f"{os.getuid()} {os.getpid()}")
         item = f"driver=route_model\nstay resident=1\nmodel socket={path}\n"
         before = time.monotonic()
         self.driver = RunningDriver(program, item, [] if assuming else ["--dbg-nochg-assume"])
         self.started = (before, time.monotonic() + LATE)
         self.lost = False  # the driver is not in the model's state any more
-        self.client = PacketClient(self.driver.file(".tavrixsock.router"), PATIENCE)
+        self.socket = self.driver.file(".tavrixsock.router")
+        self.client = PacketClient(self.socket, PATIENCE)
+        self.taker = PacketClient(self.socket, PATIENCE)
+        self.quick = Watcher(self.socket, PATIENCE)
+        self.slow = Watcher(self.socket, PATIENCE)
+        self.told_slowly = 0
 
     def next_marker(self):
         return f"marker {next(self._markers)}."
@@ -69,11 +75,16 @@ class Stand:
         """After a schedule that told nothing."""
         self.lost = True
         self.model.outputs.clear()
+        self.model.takes.open.clear()
+        self.model.takes.answers.clear()
+        self.taker.close()  # with all answers that are still to come
+        self.taker = PacketClient(self.socket, PATIENCE)
         self.model.requests.clear()
         self.model.settings.clear()
 
     def close(self):
-        self.client.close()
+        for client in (self.client, self.taker, self.quick, self.slow):
+            client.close()
         self.driver.close()
         if self.backend:
             self.backend.wait_for_end(PATIENCE)
@@ -110,6 +121,7 @@ class Worker(threading.Thread):
         super().__init__()
         self.program, self.assuming, self.numbers, self.seed = program, assuming, numbers, seed
         self.completed = self.overtaken = self.steps = self.commands = self.backends = 0
+        self.answered = self.told_slowly = 0
 
     def run(self):
         try:
@@ -134,6 +146,8 @@ class Worker(threading.Thread):
             self.steps += schedule.steps
             self.commands += schedule.compared
             self.backends += schedule.backends
+            self.answered += schedule.answered
+        self.told_slowly = stand.told_slowly
 
 
 def arguments():
@@ -165,6 +179,7 @@ def main():
 
     print(f"figure: {total('completed')} schedules with {total('steps')} steps agree")
     print(f"figure: {total('commands')} commands were compared, {total('backends')} backends died")
+    print(f"figure: {total('answered')} takes were answered, a slow watcher was up to date {total('told_slowly')} times")
     print(f"figure: {total('overtaken')} schedules told nothing, because the machine was slow")
     if total("completed") <= 2 * total("overtaken"):
         print("Too few schedules told anything")

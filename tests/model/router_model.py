@@ -5,7 +5,10 @@ only within a window, so its confirmation runs out within a window, too; whoever
 from it.
 """
 
+from take_model import TakeModel, told_source
+
 CONFIRMATION = 1.0  # seconds
+LONGEST_WAIT = 5.0  # seconds: what takes longer is not waited for
 MOST_INPUTS = 4096
 MOST_OUTPUTS = 1024
 MOST_SHOWN = 128
@@ -29,6 +32,10 @@ def message_text(command, kind, fields):
     return "".join(f"{name}={line}\n" for name, value in lines for line in value.split("\n")) + "\n"
 
 
+def source_number(text):
+    return leading_number(text)[0] if text[:1].isdigit() else -1
+
+
 def source_text(source):
     return "none" if source < 0 else str(source)
 
@@ -49,14 +56,26 @@ class Output:
     def __init__(self):
         self.audio = -1
         self.video = -1
-        self.saved = (-1, -1)
+        self.known = (False, False)  # somebody has said the source: of audio, of video
+        self.confirmed = True  # false: shown for a take, and not reported since
+        self.saved = None  # all of these before the take that is shown
         self.planned = None  # (earliest, latest) time of an unconfirmed take
         self.name = ""
+        self.taken = ""  # who took last
+        self.properties = {}
+
+    def told_sources(self):
+        return f"{told_source(self.audio, self.known[0])},{told_source(self.video, self.known[1])}"
 
 
 class RouterModel:
-    def __init__(self, assumes):
+    def __init__(self, assumes, who):
         self.assumes = assumes  # takes are shown before they are confirmed
+        self.who = who  # user and process of the clients
+        self.link = "unknown"
+        self.link_text = ""
+        self.input_properties = []
+        self.takes = TakeModel(self, who)
         self.inputs = []
         self.outputs = []
         self.split = False
@@ -93,12 +112,17 @@ class RouterModel:
 
     def backend_came(self, when):
         self.connected = True
+        self.link = "unknown"
+        self.link_text = ""
+        for place in self.input_properties + [output.properties for output in self.outputs]:
+            place.clear()
         self.forward_settings()
         self.plan(when)
 
     def backend_went(self):
         self.connected = False
         self.sent.clear()
+        self.takes.backend_went()
 
     # --- reports
 
@@ -119,38 +143,67 @@ class RouterModel:
             self.take_input_names(fields)
         elif command == "outputs":
             self.take_outputs(fields)
+        elif command == "link" and fields.get("state") in ("up", "down"):
+            self.link = fields["state"]
+            self.link_text = fields.get("text", "")
+        elif command == "refused":
+            self.hear_refusal(fields)
+
+    def hear_refusal(self, fields):
+        control = fields.get("control")
+        levels = [level for level in ("audio", "video") if control in (None, level)]
+        self.takes.refused(
+            int(fields["to output"]), levels, source_number(fields["from input"]), fields.get("text", "")
+        )
 
     def take_size(self, fields):
         inputs = min(max(leading_number(fields.get("inputs", ""))[0], 0), MOST_INPUTS)
         outputs = min(max(leading_number(fields.get("outputs", ""))[0], 0), MOST_OUTPUTS)
         self.split = fields.get("output routing controls") == "video,audio"
         self.inputs = (self.inputs + [""] * inputs)[:inputs]
+        self.input_properties = (self.input_properties + [{} for _ in range(inputs)])[:inputs]
         self.outputs = (self.outputs + [Output() for _ in range(outputs)])[:outputs]
 
     def take_input_names(self, fields):
         for name, value in sorted(fields.items()):
             if name[:1] == "i" and name[1:2].isdigit():
                 number, length = leading_number(name[1:])
-                if number < len(self.inputs) and name[1 + length :] == ".name":
+                rest = name[1 + length :]
+                if number < len(self.inputs) and rest == ".name":
                     self.inputs[number] = value
+                elif number < len(self.inputs) and rest[:1] == "." and rest[1:]:
+                    self.input_properties[number][rest[1:]] = value
 
     def take_outputs(self, fields):
         for name, value in sorted(fields.items()):
             if name[:1] == "o" and name[1:2].isdigit():
                 number, length = leading_number(name[1:])
                 if number < len(self.outputs):
-                    self.take_output(self.outputs[number], name[1 + length :], value)
+                    self.take_output(number, name[1 + length :], value)
 
-    def take_output(self, output, what, value):
+    def take_output(self, number, what, value):
+        output = self.outputs[number]
         if what == ".name":
             output.name = value
         elif what.startswith(".input."):
-            source = leading_number(value)[0] if value[:1].isdigit() else -1
-            if what in (".input.all", ".input.audio"):
-                output.audio = source
-            if what in (".input.all", ".input.video"):
-                output.video = source
-            output.planned = None
+            self.take_source(number, what, value)
+        elif what[:1] == "." and what[1:]:
+            output.properties[what[1:]] = value
+
+    def take_source(self, number, what, value):
+        output = self.outputs[number]
+        source = source_number(value)
+        known = value != "unknown"
+        levels = [level for level in ("audio", "video") if what in (".input.all", f".input.{level}")]
+        audio_known, video_known = output.known
+        if "audio" in levels:
+            output.audio, audio_known = source, known
+        if "video" in levels:
+            output.video, video_known = source, known
+        output.known = (audio_known, video_known)
+        output.confirmed = True
+        output.planned = None
+        self.takes.reported(number, levels, source, known)
 
     # --- planning
 
@@ -170,38 +223,92 @@ class RouterModel:
         for number, audio, video in self.requests:
             self.plan_one(number, audio, video, when)
         self.requests.clear()
+        self.send_flush()
+
+    def send_flush(self):
         self.send("route output", "command", {"queue": "flush"})
 
     def plan_one(self, number, audio, video, when):
+        self.send_take(number, audio, video)
+        if 0 <= number < len(self.outputs):
+            audio = audio if self.split else video
+            self.takes.routed(number, audio, video, tuple(time + CONFIRMATION for time in when))
+            self.show_take(number, audio, video, "", when)
+
+    def send_take(self, number, audio, video):
         apart = self.split and audio != video
         for control, source in (("video", video), ("audio", audio)) if apart else ((None, video),):
             fields = {"queue": "add", "from input": source_text(source), "to output": str(number)}
             if control:
                 fields["control"] = control
             self.send("route output", "command", fields)
-        if self.assumes and 0 <= number < len(self.outputs):
-            output = self.outputs[number]
-            output.saved = (output.audio, output.video)
-            output.planned = when
-            output.video = video
-            output.audio = audio if apart else video
+
+    def show_take(self, number, audio, video, by, when):
+        output = self.outputs[number]
+        output.taken = self.who + (by and " " + by)
+        if not self.assumes:
+            return
+        output.saved = (output.audio, output.video, output.known, output.confirmed)
+        output.planned = when
+        output.audio, output.video = audio, video
+        output.known = (True, True)
+        output.confirmed = False
 
     # --- confirmation
 
     def unconfirmed(self):
         return [output for output in self.outputs if output.planned]
 
+    def windows(self):
+        """When takes fall back or are answered because of their time: (earliest, latest)."""
+        shown = [(when[0] + CONFIRMATION, when[1] + CONFIRMATION) for when in (o.planned for o in self.unconfirmed())]
+        return shown + self.takes.deadlines()
+
     def first_rollback(self):
-        """No take is rolled back before this time; None when none waits."""
-        return min((output.planned[0] + CONFIRMATION for output in self.unconfirmed()), default=None)
+        """Nothing becomes of a take by itself before this time; None when none waits."""
+        return min((earliest for earliest, _ in self.windows()), default=None)
 
     def last_rollback(self):
-        return max((output.planned[1] + CONFIRMATION for output in self.unconfirmed()), default=None)
+        """When all that waits for a second, or a little longer, is over; None when nothing does."""
+        soon = self.first_rollback()
+        return soon and max(latest for earliest, latest in self.windows() if earliest < soon + LONGEST_WAIT)
 
     def roll_back_all(self):
+        last = self.last_rollback()
         for output in self.unconfirmed():
-            output.audio, output.video = output.saved
+            output.audio, output.video, output.known, output.confirmed = output.saved
             output.planned = None
+        self.takes.let_pass(last)
+
+    # --- what clients are told
+
+    def told(self):
+        told = {
+            "inputs": str(len(self.inputs)),
+            "outputs": str(len(self.outputs)),
+            "levels": "video,audio" if self.split else "",
+            "backend": "running" if self.connected else "starting",
+            "link": self.link,
+            "link text": self.link_text,
+        }
+        for number, name in enumerate(self.inputs, 1):
+            told[f"input {number}"] = name
+            self.tell_properties(told, f"input {number}", self.input_properties[number - 1])
+        for number, output in enumerate(self.outputs, 1):
+            place = f"output {number}"
+            told[place] = output.name
+            told[f"{place} sources"] = output.told_sources()
+            if not output.confirmed:
+                told[f"{place} waits"] = "some" if output.planned else "0"
+            if output.taken:
+                told[f"{place} taken"] = output.taken
+            self.tell_properties(told, place, output.properties)
+        return told
+
+    @staticmethod
+    def tell_properties(told, place, properties):
+        for name, value in properties.items():
+            told[f"{place} property {name}"] = value
 
     # --- status
 

@@ -5,6 +5,8 @@ import time
 
 from backend import STDOUT
 from comparison import PATIENCE, Comparison, Overtaken
+from packet_client import packet_bytes
+from router_model import source_text
 
 LONGEST_ABSENCE = 2  # seconds, of a backend, with all that happens before another one may come
 
@@ -23,10 +25,15 @@ class Schedule(Comparison):
             self.keep_away_from_rollbacks()
             step = self.random.choices(STEPS, WEIGHTS)[0]
             step(self)
-            self.check_status()
+            self.check_all()
             self.steps += 1
         self.check_commands()
         self.forget_commands()
+
+    def check_all(self):
+        self.check_status()
+        self.check_told()
+        self.check_answers()
 
     # --- reports
 
@@ -65,6 +72,7 @@ class Schedule(Comparison):
             self.find_again()
         self.say([""])
         self.report("info", [])
+        self.report("link", ["state=up"])
         self.report_size()
         self.check_status()
 
@@ -78,16 +86,27 @@ class Schedule(Comparison):
         if self.random.random() < 0.5:
             keys = [f"i{self.random.choice(['', '0'])}{self.random.randint(0, 25)}.name" for _ in range(3)]
             names = [f"{key}=Kamera {self.random.randint(0, 99)} \xe4" for key in keys]
+            names += [f"i{self.random.randint(0, 25)}.{self.draw_property()}" for _ in range(2)]
             self.report("inputs", names + ["i2x.name=no"])
         else:
             keys = [f"o{self.draw_output()}.name" for _ in range(3)]
             keys.append(keys[0])  # a name of two lines
-            self.report("outputs", [f"{key}=Monitor={self.random.randint(0, 99)}" for key in keys])
+            names = [f"{key}=Monitor={self.random.randint(0, 99)}" for key in keys]
+            names += [f"o{self.draw_output()}.{self.draw_property()}" for _ in range(2)]
+            self.report("outputs", names)
+
+    def draw_property(self):
+        return self.random.choice(["format", "lock", "names", "a b"]) + f"={self.random.choice(['', 'sdi', 'x=y'])}"
+
+    def report_link(self):
+        state = self.random.choice(["up"] * 4 + ["down", "down", "sideways"])
+        text = self.random.choice([[], ["text=no carrier"]])
+        self.report("link", [f"state={state}", *text])
 
     def source_field(self, output):
         level = self.random.choice(["all"] * 3 + ["audio", "video", "aux"])
         source = self.draw_input()
-        value = self.random.choice(["none", "-1", "", "x"]) if source < 0 else str(source)
+        value = self.random.choice(["none", "-1", "", "x", "unknown"]) if source < 0 else str(source)
         return f"o{output}.input.{level}={value}"
 
     def report_sources(self):
@@ -102,9 +121,22 @@ class Schedule(Comparison):
                 if self.random.random() < 0.2:
                     fields.append(self.source_field(number))
                 else:
-                    fields.append(f"o{number}.input.audio={max(output.audio, 0)}")
-                    fields.append(f"o{number}.input.video={max(output.video, 0)}")
+                    fields.append(f"o{number}.input.audio={source_text(output.audio)}")
+                    fields.append(f"o{number}.input.video={source_text(output.video)}")
         self.report("outputs", fields)
+
+    def refuse_take(self):
+        """The router refuses a take that it was sent, or the backend speaks of another."""
+        if not self.model.takes.open:
+            return
+        number = self.random.choice(list(self.model.takes.open))
+        control = self.random.choice([None, None, "audio", "video"])
+        asked = self.model.takes.open[number].asked
+        source = asked[control or self.random.choice(["audio", "video"])]
+        if self.random.random() < 0.3:
+            source = self.draw_input()
+        fields = [f"from input={source_text(source)}", f"text=locked {self.random.randint(0, 9)}", f"to output={number}"]
+        self.report("refused", ([f"control={control}"] if control else []) + fields)
 
     def refuse(self):
         """An error is no report: nothing is confirmed."""
@@ -136,6 +168,37 @@ class Schedule(Comparison):
         before = time.monotonic()
         self.stand.client.ask("route", arguments, [("set", one) for one in lists] + [("Set", "1=1")])
         self.model.route(arguments, lists, (before, time.monotonic()))
+
+    def take_and_be_answered(self):
+        outputs = list(dict.fromkeys(self.draw_output() for _ in range(self.random.randint(1, 4))))
+        takes, expected = [], {}
+        for output in outputs:
+            audio, video = self.draw_input(), self.draw_input()
+            takes.append((output, audio, audio if self.random.random() < 0.5 else video))
+            if output < len(self.model.outputs) and self.random.random() < 0.3:
+                one = self.model.outputs[output]
+                expected[output] = (one.audio, one.video) if self.random.random() < 0.8 else (video, audio)
+        by = self.random.choice(["", "", "desk 3", "Regie"])
+        within = self.random.choice([1200, 60000, 60000])
+        name = self.stand.next_marker()
+        entries = [("id", name), ("within", str(within))] + ([("by", by)] if by else [])
+        if expected:
+            pairs = [f"{output + 1}={audio + 1},{video + 1}" for output, (audio, video) in expected.items()]
+            entries.append(("expect", " ".join(pairs)))
+        arguments = [f"{o + 1}={a + 1}" if a == v else f"{o + 1}={a + 1},{v + 1}" for o, a, v in takes]
+        self.note(f"a client takes {arguments} and waits, {entries}")
+        # What was said to the backend before is sent first: then the flush follows at once.
+        self.check_commands()
+        before = time.monotonic()
+        self.stand.taker.send(packet_bytes("take", arguments, entries))
+        when = [before, before]
+        self.model.takes.ask(name, takes, expected, by, [before + within / 1000, before + within / 1000], when)
+        self.check_commands()  # written by now
+        when[1] = time.monotonic()
+        for take in self.model.takes.open.values():
+            if take.answer == name:
+                take.deadline = (before + within / 1000, when[1] + within / 1000)
+        self.guard()
 
     def set_property(self):
         kind = self.random.choice(["input", "output"])
@@ -203,15 +266,19 @@ class Schedule(Comparison):
         self.backend_goes()
         for _ in range(self.random.randint(0, 3)):
             self.keep_away_from_rollbacks()
-            self.random.choice([Schedule.take, Schedule.set_property, Schedule.change_setting])(self)
-            self.check_status()
+            steps = [Schedule.take, Schedule.take_and_be_answered, Schedule.set_property, Schedule.change_setting]
+            self.random.choice(steps)(self)
+            self.check_all()
         self.backend_comes()
-        self.check_status()
+        self.check_all()
         self.check_commands()
 
 
 STEPS, WEIGHTS = zip(
-    (Schedule.take, 60),
+    (Schedule.take, 40),
+    (Schedule.take_and_be_answered, 40),
+    (Schedule.refuse_take, 10),
+    (Schedule.report_link, 6),
     (Schedule.confirm, 24),
     (Schedule.report_sources, 20),
     (Schedule.report_names, 16),

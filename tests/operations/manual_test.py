@@ -16,11 +16,13 @@ from manual import Manual, commands_in, options_in
 
 MANUAL = None
 
+NUMBERED_NAMES = {"videohub": set(), "sierra": {"input name", "output name"}}  # a number follows each
+
 
 class ManPages(unittest.TestCase):
     def pages(self):
         found = sorted(glob.glob(os.path.join(MANUAL.source, "man", "*.[158]")))
-        self.assertEqual(len(found), 5)
+        self.assertEqual(len(found), 7)
         return found
 
     def expect_silence(self, command):
@@ -71,7 +73,30 @@ class Routectl(unittest.TestCase):
         self.assertEqual(set(MANUAL.completion("vrdx_routectl", "-")), self.common)
         for command, own in self.of_command.items():
             with self.subTest(command):
-                self.assertEqual(set(MANUAL.completion("vrdx_routectl", "studio", command, "-")), self.common | own)
+                self.assertEqual(set(MANUAL.completion("vrdx_routectl", "studio", command, "-")),
+                                 self.common - {"--version"} | own)
+
+    def test_completions_of_other_shells_know_the_same_commands_and_options(self):
+        long_options = {option for own in (self.common, *self.of_command.values()) for option in own if option[1] == "-"}
+        for file in ("zsh/_vrdx_routectl", "fish/vrdx_routectl.fish"):
+            with open(os.path.join(MANUAL.source, "completion", file), encoding="utf-8") as script:
+                text = script.read()
+            with self.subTest(file):
+                listed = re.search(r"commands(?:=\(| )(list [a-z -]+)", text)[1].split()
+                self.assertEqual(set(listed), set(self.of_command))
+                known = set(re.findall(r"(?:-l |--)([a-z][a-z-]+)", text))
+                self.assertLessEqual({option[2:] for option in long_options}, known)
+
+    def test_every_message_of_the_man_page_is_produced_by_a_test(self):
+        tests = ""
+        for file in glob.glob(os.path.join(MANUAL.source, "tests", "tools", "*_test.py")):
+            with open(file, encoding="utf-8") as script:
+                tests += script.read()
+        for section in ("WHAT IS WRONG", "MESSAGES"):
+            for tag in MANUAL.tags("vrdx_routectl.1", section):
+                parts = re.split(r"\b(?:REASON|WHO|LIST|X|Y|N)\b", tag)
+                with self.subTest(tag):
+                    self.assertRegex(tests, "[^\n]+".join(re.escape(part) for part in parts))
 
     def test_man_page_knows_the_environment_and_the_exit_codes(self):
         self.assertEqual(MANUAL.tags("vrdx_routectl.1", "ENVIRONMENT"), re.findall(r"^  (VRDX_\w+)", self.help, re.M))
@@ -105,9 +130,18 @@ class OtherPrograms(unittest.TestCase):
         self.assertEqual(described, known)
 
     def test_settings_of_the_simulator(self):
-        known = self.settings_in("backends/simulator/settings.cpp", r'name == "([^"]+)"')
+        known = self.settings_in("backends/simulator/settings.cpp", r'(?:_setting\(|\{)"([a-z][a-z ]+)"')
         described = {tag.split("=")[0] for tag in MANUAL.tags("vrdx_route_simulator.8", "SETTINGS")}
         self.assertEqual(described, known)
+
+    def test_settings_of_the_hardware_backends(self):
+        for backend, page in (("videohub", "vrdx_route_videohub.8"),
+                              ("sierra", "vrdx_route_sierra_video_aspen_hdsdi.8")):
+            with self.subTest(backend):
+                known = self.settings_in(f"backends/{backend}/settings.cpp", r'(?:_setting\(|\{)"([a-z][a-z ]+)"')
+                known = {name.strip() for name in known if not re.fullmatch("videohub .* ms", name)}  # times, for tests
+                described = {re.split("=| N", tag)[0] for tag in MANUAL.tags(page, "SETTINGS")}
+                self.assertEqual(described, known | NUMBERED_NAMES[backend])
 
 
 class Completion(unittest.TestCase):
@@ -123,7 +157,7 @@ class Completion(unittest.TestCase):
         return sorted(MANUAL.completion("vrdx_routectl", *words, environment={"VRDX_ITEMS": self.items}))
 
     def test_names_of_installed_items_come_first(self):
-        self.assertEqual(self.complete(""), ["gallery", "list", "stage", "studio"])
+        self.assertEqual(self.complete(""), ["gallery", "help", "list", "stage", "studio"])
         self.assertEqual(self.complete("st"), ["stage", "studio"])
         self.assertEqual(self.complete("--timeout", "3", "--json", "ga"), ["gallery"])
 
@@ -140,6 +174,50 @@ class Completion(unittest.TestCase):
     def test_commands_follow_the_item(self):
         self.assertEqual(self.complete("studio", "st"), ["status"])
         self.assertEqual(self.complete("studio", "--json", "re"), ["report", "restore"])
+
+    def complete_names(self, *words):
+        """With a client that knows three names of each side, one of them as odd as names can be."""
+        program = os.path.join(self.items, "vrdx_routectl")
+        with open(program, "w", encoding="utf-8") as script:
+            script.write("#!/bin/sh\nfor last; do :; done\nprintf '1\\tCam 1 %s\\n2\\t$(touch ran)\\n3\\t\\n' \"$last\"\n")
+        os.chmod(program, 0o755)
+        script = ('source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _vrdx_routectl; '
+                  'printf "%s\\n" "${COMPREPLY[@]}"')
+        file = os.path.join(MANUAL.source, "completion", "vrdx_routectl")
+        result = subprocess.run(["bash", "--norc", "--noprofile", "-c", script, "bash", file, program, *words],
+                                capture_output=True, text=True, check=True, cwd=self.items)
+        self.assertEqual((result.stderr, os.path.exists(os.path.join(self.items, "ran"))), ("", False))
+        return result.stdout.splitlines()
+
+    def test_names_of_outputs_and_inputs_complete_a_take(self):
+        self.assertEqual(self.complete_names("studio", "route", ""), ["Cam\\ 1\\ outputs=", "\\$\\(touch\\ ran\\)="])
+        self.assertEqual(self.complete_names("studio", "route", "3", "="),
+                         ["Cam\\ 1\\ inputs", "\\$\\(touch\\ ran\\)"])
+        self.assertEqual(self.complete_names("studio", "route", "3", "=", "Ca"), ["Cam\\ 1\\ inputs"])
+        self.assertEqual(self.complete_names("studio", "route", '"Cam'), ["Cam 1 outputs="])
+        self.assertEqual(self.complete_names("studio", "route", '"Cam 1 outputs=Ca'), ["Cam 1 outputs=Cam 1 inputs"])
+        self.assertEqual(self.complete_names("studio", "status", "--input", "Ca"), ["Cam\\ 1\\ inputs"])
+        self.assertEqual(self.complete_names("--sock", "s", "status", "--outputs", "Ca"), ["Cam\\ 1\\ outputs"])
+
+    def complete_in_fish(self, line):
+        self.complete_names("studio", "route", "")  # makes the client
+        file = os.path.join(MANUAL.source, "completion", "fish", "vrdx_routectl.fish")
+        result = subprocess.run(["fish", "--no-config", "-c", f"source '{file}'; complete -C '{line}'"],
+                                capture_output=True, text=True, check=True, cwd=self.items,
+                                env={**os.environ, "PATH": f"{self.items}:{os.environ['PATH']}", "HOME": self.items})
+        return [line.split("\t")[0] for line in result.stdout.splitlines()]
+
+    @unittest.skipUnless(shutil.which("fish"), "fish is not installed")
+    def test_fish_completes_names_too(self):
+        self.assertIn("Cam 1 outputs=", self.complete_in_fish("vrdx_routectl studio route Cam"))
+        self.assertIn("3=Cam 1 inputs", self.complete_in_fish("vrdx_routectl studio route 3=Cam"))
+        self.assertEqual(self.complete_in_fish("vrdx_routectl studio wat"), ["watch"])
+        self.assertFalse(os.path.exists(os.path.join(self.items, "ran")))
+
+    @unittest.skipUnless(shutil.which("zsh"), "zsh is not installed")
+    def test_zsh_understands_its_file(self):
+        file = os.path.join(MANUAL.source, "completion", "zsh", "_vrdx_routectl")
+        subprocess.run(["zsh", "-f", "-n", file], check=True)
 
     def test_what_follows_a_command_is_its_own(self):
         self.assertEqual(self.complete("studio", "set", "en"), ["enable\\ debug\\ messages="])

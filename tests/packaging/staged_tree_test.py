@@ -7,6 +7,7 @@ Usage: staged_tree_test.py [CLASS.METHOD ...]
 import glob
 import gzip
 import os
+import re
 import shlex
 import shutil
 import socket
@@ -99,10 +100,29 @@ class StagedTree(unittest.TestCase):
             with open(completion, encoding="utf-8") as source:
                 installed = self.read_staged("share", "bash-completion", "completions", name)
                 self.assertEqual(installed, source.read())
+        for place in (("zsh", "vendor-completions", "_vrdx_routectl"),
+                      ("fish", "vendor_completions.d", "vrdx_routectl.fish")):
+            self.assertIn("vrdx_routectl", self.read_staged("share", *place))
 
     def test_unit_is_valid(self):
         self.need_service_manager()
         self.assertEqual(self.judge_unit(), (0, ""))
+
+    def test_nothing_but_a_stop_ends_the_service_for_good(self):
+        settings = self.unit_settings()
+        self.assertEqual((settings["Restart"], settings["StartLimitIntervalSec"]), ("always", "0"))
+        self.assertLess(int(settings["RestartSec"]), 5)
+        self.assertIn("--no-autoshutdown", settings["ExecStart"].split())
+        # A condition that does not hold when the driver is started again would end it, too.
+        self.assertEqual([name for name in settings if name.startswith(("Assert", "Condition", "RestartPrevent"))], [])
+
+    def test_unit_has_room_for_the_memory_budget(self):
+        settings = self.unit_settings()
+        gib = int(settings["MemoryMax"].removesuffix("G"))
+        budget = self.read_staged("share", "doc", "vrdx-routedriver", "docs", "reliability.md")
+        (mib,) = re.findall(r"(?m)^\| all together, one user \| ([\d,]+) MiB \|$", budget)
+        self.assertLess(int(mib.replace(",", "")), gib * 1024)
+        self.assertGreaterEqual(int(settings["TasksMax"]), 16)
 
     def test_unit_without_its_program_is_not_valid(self):
         self.need_service_manager()

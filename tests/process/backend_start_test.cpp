@@ -25,7 +25,8 @@ TEST_F(BackendStart, BackendIsStartedWithACleanSlate) {
     play({"dump-environment " + directory_.file("dump")});
     driver_process driver(
         driver_setup{.item = item_, .variables = {"VRDX_TEST_VARIABLE=a b=c"}, .before_exec = [] {
-                         for (const int signo : {SIGINT, SIGHUP, SIGQUIT, SIGPIPE, SIGCHLD, SIGUSR2})
+                         std::signal(SIGHUP, SIG_DFL); // the tests may themselves be run by nohup
+                         for (const int signo : {SIGINT, SIGQUIT, SIGPIPE, SIGCHLD, SIGUSR2})
                              std::signal(signo, SIG_IGN);
                          sigset_t blocked;
                          sigemptyset(&blocked);
@@ -44,6 +45,18 @@ TEST_F(BackendStart, BackendIsStartedWithACleanSlate) {
         expected += std::string("variable ") + *variable + "\n";
     EXPECT_EQ(read_file(directory_.file("dump")), expected);
     EXPECT_EQ(driver.stop(), ends_well) << "the blocked signal reaches the driver, too";
+}
+
+TEST_F(BackendStart, IgnoredHangUpIsIgnoredByTheBackendToo) {
+    play({"dump-environment " + directory_.file("dump")});
+    driver_process driver(driver_setup{.item = item_, .before_exec = [] {
+                                           for (const int signo : {SIGHUP, SIGINT, SIGPIPE, SIGUSR2})
+                                               std::signal(signo, SIG_IGN);
+                                       }});
+    wait_until("the backend has told", [&] { return file_exists(directory_.file("dump")); });
+    EXPECT_THAT(read_file(directory_.file("dump")), HasSubstr("\nSigIgn 0000000000000001\n"))
+        << "the hang-up and no other";
+    EXPECT_EQ(driver.stop(), ends_well);
 }
 
 TEST_F(BackendStart, SecondBackendOfADriverIsAsCleanAsTheFirst) {

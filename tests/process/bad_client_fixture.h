@@ -52,8 +52,9 @@ protected:
     }
 
     [[nodiscard]] std::string large_router() const {
-        write_file(directory_.file("item"),
-                   "driver=route_simulator\nsimulated inputs=288\nsimulated outputs=288\n");
+        write_file(
+            directory_.file("item"),
+            "driver=route_simulator\nsimulated salvo=no\nsimulated inputs=288\nsimulated outputs=288\n");
         return directory_.file("item");
     }
 

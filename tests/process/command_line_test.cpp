@@ -5,6 +5,8 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <set>
+#include <sstream>
 #include <unistd.h>
 
 namespace {
@@ -45,12 +47,24 @@ TEST(CommandLine, HelpNamesEverySwitchAndEndsWithOne) {
         EXPECT_THAT(driver.trace, StartsWith(usage_start));
         EXPECT_THAT(driver.trace, EndsWith(usage_end));
         for (const char* line :
-             {"\n --file PATH ", "\n --sock PATH ", "\n --metadir DIR ", "\n --daemon ", "\n --oneshot ",
+             {"\n --file PATH ", "\n --sock PATH ", "\n --metadir DIR ", "\n --daemon ", "\n --oneshot\n",
               "\n --identify-only ", "\n --temp-clean-only ", "\n --stderr-to-log ", "\n --no-autoshutdown ",
               "\n --auto-shutdown-delay SECONDS ", "\n --auto-shutdown-delay-initial SECONDS ",
               "\n --write-metadata ", "\n --ready-fd N "})
             EXPECT_THAT(driver.trace, HasSubstr(line));
     }
+}
+
+TEST(CommandLine, HelpNamesNoSwitchTwice) {
+    std::istringstream help(run_with({"--help"}).trace);
+    std::vector<std::string> names;
+    for (std::string line; std::getline(help, line);) {
+        if (line.starts_with(" --"))
+            names.push_back(line.substr(0, line.find_first_of(" ,", 1)));
+    }
+    EXPECT_THAT(names, testing::Contains(" --oneshot"));
+    const std::set<std::string> different(names.begin(), names.end());
+    EXPECT_EQ(names.size(), different.size()) << testing::PrintToString(names);
 }
 
 TEST(CommandLine, HelpStatesADefaultForEverySwitchThatHasOne) {

@@ -1,5 +1,7 @@
-// Backends that write too much: clients are served all the same, and memory stays bounded.
+// Backends that write too much, clients that ask for too much: clients are served all the same, and memory is
+// given back.
 #include "finished_driver.h"
+#include "pipelined_requests.h"
 #include "test_client.h"
 #include "test_files.h"
 
@@ -27,12 +29,20 @@ std::size_t flood_bytes() {
     return (mebibytes != nullptr ? std::strtoul(mebibytes, nullptr, 10) : 64) * mebibyte;
 }
 
-// A driver whose trace nobody keeps, for backends that write much.
-class Flood : public testing::TestWithParam<const char*> {
+// A driver whose trace nobody keeps.
+class ClientsFlood : public testing::Test {
 protected:
-    ~Flood() override {
+    ~ClientsFlood() override {
         close(null_);
     }
+
+    const temporary_directory directory_;
+    const int null_ = open("/dev/null", O_WRONLY | O_CLOEXEC);
+};
+
+// The same for backends that write much.
+class Flood : public ClientsFlood, public testing::WithParamInterface<const char*> {
+protected:
     // Runs `directives` while a client asks; every answer must come soon, and the driver must not grow.
     void expect_service_during(const script& directives, long allowed_growth_kib) const {
         wait_until("a client asks again and again meanwhile",
@@ -71,9 +81,6 @@ private:
         EXPECT_EQ(driver.stop(), ends_well);
         return answers;
     }
-
-    const temporary_directory directory_;
-    const int null_ = open("/dev/null", O_WRONLY | O_CLOEXEC);
 };
 
 } // namespace
@@ -95,6 +102,25 @@ TEST_P(Flood, LineOf64MebibytesIsSurvivedAndItsMemoryGivenBack) {
     expect_service_during({"raw " + wire + " " + to_hex("<DBG>"),
                            "long-line " + wire + " " + std::to_string(64 * mebibyte), "blank"},
                           long{6} * 64 * 1024);
+}
+
+TEST_F(ClientsFlood, OfTakesGivesItsMemoryBackWhenTheBackendEnds) {
+    const std::string go = directory_.file("go");
+    const std::string item =
+        write_scripted_item(directory_, join({announce_router(4, 3), {"wait-for-file " + go, "exit 0"}}));
+    driver_process driver(driver_setup{.item = item, .standard_error = null_});
+    test_client client(driver.socket_path());
+    wait_for_status(client, "out points", "3");
+    const long before = resident_kib(driver.pid());
+    const std::vector<std::string> takes(4000, request_bytes("route", {"1=2"}));
+    for (int connection = 0; connection < 12; ++connection)
+        ask_at_once(driver.socket_path(), takes);
+    EXPECT_GT(resident_kib(driver.pid()) - before, 8192) << "else this shows nothing";
+    write_file(go, "");
+    wait_until("memory is given back", [&] {
+        return client.status().result == 0 && (!memory_tells || resident_kib(driver.pid()) - before < 4096);
+    });
+    EXPECT_EQ(driver.stop(), ends_well);
 }
 
 INSTANTIATE_TEST_SUITE_P(BackendInput, Flood, testing::Values("stdout", "stderr"));

@@ -173,7 +173,7 @@ TEST_F(ItemChange, MissingItemIsToldAndSurvived) {
     std::filesystem::remove(item_);
     driver.wait_for_trace(location + "No such file or directory\n");
     ASSERT_EQ(mkdir(item_.c_str(), 0700), 0);
-    driver.wait_for_trace(location + "Success\n");
+    driver.wait_for_trace(location + "it is a directory\n");
     EXPECT_EQ(client.status().entry("out points"), "2");
 
     std::filesystem::remove(item_);

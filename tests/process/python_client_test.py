@@ -186,7 +186,7 @@ class PythonClient(unittest.TestCase):
 
     def test_report_tells_of_backend_errors_and_notes(self):
         self.client.ask("route", ["17=1"])
-        expected = "take skipped: there is no output 17"
+        expected = "take to output 17 refused: there is no output 17"
         self.wait_until(lambda: self.client.ask("report", ["text"]).entry("*last error") == expected)
         reply = self.client.ask("report")
         self.assertEqual([name for name, _ in reply.entries], ["*active", "*last error", "*last notes"])

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <list>
 
 namespace {
 
@@ -137,8 +138,14 @@ TEST_F(Supervision, CommandsForADeadBackendDoNotReachItsSuccessor) {
     test_client client(driver.socket_path());
     wait_for_router(client);
     play({"copy-stdin " + directory_.file("heard")});
-    for (int i = 0; i < 40; ++i) // more than pipe and buffer hold, so that commands still wait in the queue
-        rename_output(client, "Old " + std::string(60000, 'o'));
+    // More than pipe and buffer hold, so that commands still wait in the queue; and more than one client may
+    // have waiting.
+    std::list<test_client> others;
+    for (int i = 0; i < 4; ++i) {
+        others.emplace_back(driver.socket_path());
+        for (int name = 0; name < 10; ++name)
+            rename_output(others.back(), "Old " + std::string(60000, 'o'));
+    }
     go();
     driver.wait_for_trace("Stopping backend\n");
     wait_until("another backend runs", [&] { return active(client) == "1"; });
@@ -153,9 +160,14 @@ TEST_F(Supervision, BackendThatNeverReadsDelaysNobody) {
     driver_process driver(item_);
     test_client client(driver.socket_path());
     wait_for_router(client);
-    const std::string name(100000, 'n'); // a few of these fill the pipe
-    for (int i = 0; i < 30; ++i)
-        rename_output(client, name + std::to_string(i));
+    const std::string name(100000,
+                           'n'); // a few of these fill the pipe, and ten are what one client may have waiting
+    std::list<test_client> others;
+    for (int i = 0; i < 30; ++i) {
+        if (i % 10 == 0)
+            others.emplace_back(driver.socket_path());
+        rename_output(others.back(), name + std::to_string(i));
+    }
     rename_output(client, "Last");
     EXPECT_EQ(client.status().entry("out points"), "3");
     go();

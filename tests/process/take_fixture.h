@@ -13,7 +13,8 @@ class take_fixture : public testing::Test {
 protected:
     // Items of this test; both return the item's path.
     [[nodiscard]] std::string simulated(const std::string& settings) const {
-        write_file(directory_.file("item"), "driver=route_simulator\n" + settings);
+        // Message by message, as backends get it that do not ask for salvos.
+        write_file(directory_.file("item"), "driver=route_simulator\nsimulated salvo=no\n" + settings);
         return directory_.file("item");
     }
     [[nodiscard]] std::string scripted(const script& directives) const {

@@ -85,7 +85,7 @@ TEST_F(Take, OutputsThatTheRouterDoesNotHaveAreItsBusiness) {
     wait_for_status(client, "output 16", "16,16");
     EXPECT_EQ(client.request("route", {"17=1", "x=2"}).command, "route");
     driver.wait_for_trace(sent_take("0", 16) + sent_take("1", -1) + sent_flush());
-    driver.wait_for_trace("STDERR<WARN>: 'take skipped: there is no output 17'\n");
+    driver.wait_for_trace("STDERR<WARN>: 'take to output 17 refused: there is no output 17'\n");
     EXPECT_EQ(client.status().entry("output 16"), "16,16");
 }
 

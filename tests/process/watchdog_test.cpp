@@ -33,9 +33,8 @@ protected:
         driver_process driver(supervised(variables));
         std::ignore = manager.receive_up_to("READY=1");
         test_client client(driver.socket_path());
-        // Each reply ends a pass, and the first pass would feed.
-        for (int passes = 0; passes < 3; ++passes)
-            EXPECT_EQ(client.request("ping").command, "ping");
+        // A reply comes out of a pass, which is brought to its end, and the first pass would feed.
+        EXPECT_EQ(client.request("ping").command, "ping");
         EXPECT_EQ(driver.stop(), ends_well);
         EXPECT_EQ(manager.receive_up_to("STOPPING=1"), 0) << testing::PrintToString(variables);
     }
@@ -122,7 +121,8 @@ TEST_F(Watchdog, ManagerThatDoesNotReadHoldsUpNothing) {
     test_client client(driver.socket_path());
     const std::string trouble = "The service manager could not be told: Resource temporarily unavailable\n";
     const std::size_t told = driver.wait_for_trace(trouble);
-    for (int passes = 0; passes < 3; ++passes)
+    const auto enough = steady_clock::now() + milliseconds(100); // for many feedings that fail
+    while (steady_clock::now() < enough)
         EXPECT_EQ(client.request("ping").command, "ping");
     EXPECT_EQ(driver.trace().find(trouble, told), std::string::npos); // once is enough
     while (!manager.receive(milliseconds(0)).empty()) {

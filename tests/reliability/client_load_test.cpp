@@ -123,9 +123,19 @@ protected:
             GTEST_SKIP() << "the limit on open files is too low here";
         write_file(item_, "driver=route_simulator\nstay resident=1\nsimulated inputs=64\n"
                           "simulated outputs=64\n");
-        driver_ = std::make_unique<driver_process>(item_);
+        driver_ =
+            std::make_unique<driver_process>(driver_setup{.item = item_, .variables = faults_.variables()});
         witness_ = std::make_unique<test_client>(driver_->socket_path());
         wait_for_status(*witness_, "output 64", "64,64");
+    }
+    // Of two users, because no one gets all the places; who comes later is root.
+    client_crowd connect_of_two_users(std::size_t most_of_one, std::size_t count) {
+        faults_.let_clients_be_of(1000);
+        client_crowd crowd = connect_crowd(driver_->socket_path(), std::min(most_of_one, count));
+        faults_.let_clients_be_of(0);
+        for (auto& one : connect_crowd(driver_->socket_path(), count - crowd.size()))
+            crowd.push_back(std::move(one));
+        return crowd;
     }
     // One phase, added to what was seen in the earlier ones of that name.
     void measure(const std::string& beside) {
@@ -166,6 +176,7 @@ protected:
 
     const temporary_directory directory_;
     const std::string item_ = directory_.file("item");
+    faults faults_{directory_.file("plan")};
     std::unique_ptr<driver_process> driver_;
     std::unique_ptr<test_client> witness_;
     std::vector<std::pair<std::string, load_sample>> phases_;
@@ -176,7 +187,7 @@ protected:
 TEST_F(ClientLoad, ThousandClientsAmongThemStallersAndFloodsLoseNoRequest) {
     const std::string socket = driver_->socket_path();
     const std::size_t descriptors = driver_->settled_descriptor_count();
-    client_crowd idle = connect_crowd(socket, 740);
+    client_crowd idle = connect_of_two_users(740, 740);
     for (int round = 0; round < rounds(); ++round) {
         measure("50 active, 740 idle");
         beside_stallers("and 200 halves, 10 deaf");
@@ -198,7 +209,7 @@ TEST_F(ClientLoad, ThousandClientsAmongThemStallersAndFloodsLoseNoRequest) {
 TEST_F(ClientLoad, MemoryOfACrowdIsGivenBackForTheNextOne) {
     const std::size_t descriptors = driver_->settled_descriptor_count();
     const auto crowd_comes_and_goes = [&] {
-        client_crowd crowd = connect_crowd(driver_->socket_path(), 1000);
+        client_crowd crowd = connect_of_two_users(700, 1000);
         for (const auto& one : crowd)
             one->send_bytes(request_bytes("status"));
         for (const auto& one : crowd)
@@ -224,6 +235,31 @@ TEST_F(ClientLoad, MemoryOfACrowdIsGivenBackForTheNextOne) {
     })) << first
         << " KiB, then " << last;
     EXPECT_LT(last - alone, 4096);
+}
+
+TEST_F(ClientLoad, MemoryOfAThousandHalfPacketsIsGivenBack) {
+    const std::string large =
+        request_bytes("set", {}, {{"x", std::string(comm_max_packet_bytes - 100, 'x')}});
+    const std::string half = large.substr(0, large.size() - 1);
+    const std::size_t descriptors = driver_->settled_descriptor_count();
+    const long before = own_memory_kib(driver_->pid());
+    ASSERT_GT(before, 0);
+    for (const bool leave : {true, false}) {
+        client_crowd crowd = connect_of_two_users(700, 1000);
+        for (const auto& one : crowd)
+            one->send_bytes(half);
+        const long most = own_memory_kib(driver_->pid());
+        if (leave)
+            crowd.clear();
+        else
+            faults_.advance_clock(comm_incomplete_packet_us / 1000);
+        wait_until("all have gone or are cut", [&] { return driver_->descriptors().size() == descriptors; });
+        EXPECT_TRUE(becomes_true([&] { return own_memory_kib(driver_->pid()) - before < 8192; }))
+            << own_memory_kib(driver_->pid()) << " KiB";
+        std::printf("figure: memory: %ld KiB alone, %ld KiB beside half packets, %ld KiB after they %s\n",
+                    before, most, own_memory_kib(driver_->pid()), leave ? "left" : "were cut");
+    }
+    EXPECT_EQ(witness_->request("ping").command, "ping");
 }
 
 TEST_F(ClientLoad, FloodOfConnectionsIsAcceptedInBoundedPortions) {

@@ -61,6 +61,11 @@ public:
         plan_->error = error;
         plan_->call = static_cast<std::uint32_t>(call);
     }
+    // Those that the driver accepts from now on.
+    void let_clients_be_of(uid_t user) {
+        plan_->user = user;
+        plan_->users_stand_in = 1;
+    }
     void fail_writes_to_files_only() {
         plan_->files_only = 1;
     }

@@ -69,7 +69,7 @@ protected:
         std::size_t sent = 0;
         // The same twice: nothing is still on its way from the planner to the trace.
         wait_until("every take sent has arrived", [&] {
-            for (int i = 0; i < 20; ++i) // each is a pass, and a pass hands on one message
+            for (int i = 0; i < 20; ++i) // somewhere among these it writes its trace
                 witness_->request("ping");
             const std::size_t before = std::exchange(sent, takes_sent());
             return before == sent && sent == takes_arrived();

@@ -29,8 +29,8 @@ protected:
         wait_for_status(*witness_, "out points", "16");
     }
     // What clients sent before has been read after these.
-    void let_passes_go_by(int passes = 20) {
-        for (int i = 0; i < passes; ++i)
+    void let_turns_go_by(int turns = 20) {
+        for (int i = 0; i < turns; ++i)
             EXPECT_EQ(witness_->request("ping").command, "ping");
     }
     void hold_in_its_wait() {
@@ -78,7 +78,7 @@ TEST_F(StalledDriver, TakeThatWasCompletedMeanwhileIsNotLost) {
     const test_client client(driver_->socket_path());
     const std::string request = request_bytes("route", {"3=7"});
     client.send_bytes(request.substr(0, 10));
-    let_passes_go_by();
+    let_turns_go_by();
     driver_->hold();
     client.send_bytes(request.substr(10));
     stand_still(long_stall_ms);
@@ -92,7 +92,7 @@ TEST_F(StalledDriver, PacketThatIsStillIncompleteIsCut) {
     start();
     const test_client client(driver_->socket_path());
     client.send_bytes(request_bytes("status").substr(0, 10));
-    let_passes_go_by();
+    let_turns_go_by();
     driver_->hold();
     stand_still(long_stall_ms);
     EXPECT_EQ(client.read_until_closed(), "");
@@ -106,7 +106,7 @@ TEST_F(StalledDriver, RequestThatCameWhileItStoodStillInItsWaitPostponesTheEnd) 
     for (int attempt = 0; attempt < 5 && !lives; ++attempt) {
         start({"--auto-shutdown-delay=30"});
         const test_client client(driver_->socket_path());
-        let_passes_go_by(); // it is admitted
+        let_turns_go_by(); // it is admitted
         hold_in_its_wait();
         client.send_bytes(request_bytes("status"));
         stand_still(100000);
@@ -127,7 +127,7 @@ TEST_F(StalledDriver, WhoTakesALittleOfItsRepliesIsNotCut) {
     slow.send_bytes(bytes);
     wait_until("no more replies find room", [&] {
         const std::size_t before = unread_bytes(slow);
-        let_passes_go_by(100);
+        let_turns_go_by(100);
         return before > 0 && before == unread_bytes(slow);
     });
     const std::size_t in_the_socket = unread_bytes(slow);
@@ -135,7 +135,7 @@ TEST_F(StalledDriver, WhoTakesALittleOfItsRepliesIsNotCut) {
     for (int i = 0; i < 5; ++i) {
         EXPECT_EQ(read_bytes(slow, 10 * reply_bytes).size(), 10 * reply_bytes);
         faults_.advance_clock(long_stall_ms);
-        let_passes_go_by();
+        let_turns_go_by();
     }
     EXPECT_EQ(read_bytes(slow, (requests - 50) * reply_bytes).size(), (requests - 50) * reply_bytes);
     EXPECT_THAT(driver_->trace(), Not(HasSubstr("Client cut")));

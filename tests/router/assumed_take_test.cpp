@@ -9,10 +9,9 @@ namespace {
 using AssumedTake = planned_takes;
 
 TEST_F(AssumedTake, KeepsTheSourcesBeforeItForOneSecond) {
-    split_levels = true;
-    router_outputs[2].audio_input = 7;
-    router_outputs[2].video_input = 8;
-    route_requests = {{1, 4, 2}};
+    split_the_levels();
+    report_sources(2, {7, 8});
+    ask_for({{1, 4, 2}});
     plan_route_changes();
     EXPECT_EQ(saved(router_outputs[2]), (levels{7, 8}));
     EXPECT_EQ(router_outputs[2].confirm_deadline, settable_clock_us + 1000000);
@@ -20,14 +19,14 @@ TEST_F(AssumedTake, KeepsTheSourcesBeforeItForOneSecond) {
 }
 
 TEST_F(AssumedTake, OfTheSameBatchKeepsTheSourcesOfTheOneBefore) {
-    route_requests = {{5, 5, 0}, {6, 6, 0}};
+    ask_for({{5, 5, 0}, {6, 6, 0}});
     plan_route_changes();
     EXPECT_EQ(current(router_outputs[0]), (levels{6, 6}));
     EXPECT_EQ(saved(router_outputs[0]), (levels{5, 5}));
 }
 
 TEST_F(AssumedTake, FallsBackUnconfirmedAfterOneSecond) {
-    route_requests = {{5, 5, 0}};
+    ask_for({{5, 5, 0}});
     plan_route_changes();
     settable_clock_us += 999999;
     expire_assumed_routes();
@@ -38,11 +37,10 @@ TEST_F(AssumedTake, FallsBackUnconfirmedAfterOneSecond) {
 }
 
 TEST_F(AssumedTake, IsConfirmedByAReportInTime) {
-    output_count = 4;
-    route_requests = {{5, 5, 0}};
+    ask_for({{5, 5, 0}});
     plan_route_changes();
     for (const char* line : {"*COMMAND=outputs", "*TYPE=message", "o0.input.all=5", ""})
-        take_backend_report_line(line);
+        read_backend_report_line(line);
     settable_clock_us += 2000000;
     expire_assumed_routes();
     EXPECT_EQ(current(router_outputs[0]), (levels{5, 5}));
@@ -50,7 +48,7 @@ TEST_F(AssumedTake, IsConfirmedByAReportInTime) {
 
 TEST_F(AssumedTake, StandsWhileTheClockCannotBeRead) {
     settable_clock_us = 18446744073709551;
-    route_requests = {{5, 5, 0}};
+    ask_for({{5, 5, 0}});
     plan_route_changes();
     expire_assumed_routes();
     EXPECT_EQ(current(router_outputs[0]), (levels{5, 5}));
@@ -58,10 +56,10 @@ TEST_F(AssumedTake, StandsWhileTheClockCannotBeRead) {
 
 TEST_F(AssumedTake, IsSentButNotShownWithoutAssumptions) {
     dbg_nochg_assume = true;
-    split_levels = true;
-    route_requests = {{1, 4, 2}, {3, 3, 1}};
+    split_the_levels();
+    ask_for({{1, 4, 2}, {3, 3, 1}});
     plan_route_changes();
-    EXPECT_THAT(pending_lines,
+    EXPECT_THAT(pending_texts(),
                 ElementsAre(take("video", "4", "2"), take("audio", "1", "2"), take("3", "1"), flush));
     for (const router_output& output : router_outputs) {
         EXPECT_EQ(current(output), (levels{0, 0}));
@@ -72,11 +70,10 @@ TEST_F(AssumedTake, IsSentButNotShownWithoutAssumptions) {
 
 TEST_F(AssumedTake, IsNeverRolledBackWithoutAssumptions) {
     dbg_nochg_assume = true;
-    output_count = 4;
-    route_requests = {{5, 5, 0}};
+    ask_for({{5, 5, 0}});
     plan_route_changes();
     for (const char* line : {"*COMMAND=outputs", "*TYPE=message", "o0.input.all=5", ""})
-        take_backend_report_line(line);
+        read_backend_report_line(line);
     settable_clock_us += 2000000;
     expire_assumed_routes();
     EXPECT_EQ(current(router_outputs[0]), (levels{5, 5}));

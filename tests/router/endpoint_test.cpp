@@ -379,3 +379,153 @@ TEST(EndpointOutput, DriverThatIsGoneIsAnError) {
         REQUIRE(endpoint_service() == -1);
     });
 }
+
+namespace {
+
+// What endpoint_dispatch() called, in words.
+struct heard_requests {
+    std::vector<std::string> calls;
+    endpoint_collection collected;
+
+    static std::string text_of(const endpoint_takes& takes) {
+        std::string text;
+        for (const endpoint_take& take : takes) {
+            text += " " + std::to_string(take.output) + "=" + std::to_string(take.source);
+            text += take.level == endpoint_level::all ? "" : take.level == endpoint_level::video ? "v" : "a";
+        }
+        return text;
+    }
+
+    void hear(const std::string& command, const std::string& type,
+              const std::map<std::string, std::string>& fields) {
+        endpoint_handlers handlers;
+        handlers.switch_takes = [&](const endpoint_takes& takes, std::uint64_t expires_us) {
+            calls.push_back("switch" + text_of(takes) +
+                            (expires_us == never_expires ? "" : " until " + std::to_string(expires_us)));
+        };
+        handlers.refuse_late = [&](const endpoint_takes& takes) { calls.push_back("late" + text_of(takes)); };
+        handlers.report_outputs = [&] { calls.push_back("outputs"); };
+        handlers.report_inputs = [&] { calls.push_back("inputs"); };
+        handlers.set_properties = [&](const std::vector<endpoint_property>& properties) {
+            for (const endpoint_property& one : properties) {
+                calls.push_back((one.of_output ? "output " : "input ") + std::to_string(one.number) + " " +
+                                one.name + "=" + one.value);
+            }
+        };
+        handlers.change_setting = [&](const std::string& name, const std::string& value) {
+            calls.push_back("setting " + name + "=" + value);
+        };
+        handlers.skipped = [&](const std::string& why) { calls.push_back("skipped: " + why); };
+        endpoint_dispatch({command, "", type, "", fields}, 2000000, collected, handlers);
+    }
+
+    void expect(const std::vector<std::string>& expected) {
+        EXPECT_EQ(calls, expected);
+        calls.clear();
+    }
+};
+
+} // namespace
+
+TEST(EndpointRequests, TakesAreCollectedUntilTheirFlush) {
+    heard_requests heard;
+    heard.hear("route output", "command", {{"queue", "add"}, {"to output", "2"}, {"from input", "4"}});
+    heard.hear("route output", "command",
+               {{"queue", "add"}, {"to output", "2"}, {"from input", "none"}, {"control", "audio"}});
+    heard.expect({});
+    heard.hear("route output", "command", {{"queue", "flush"}});
+    heard.hear("route output", "command", {{"queue", "flush"}});
+    heard.expect({"switch 2=4 2=-1a", "switch"});
+}
+
+TEST(EndpointRequests, SalvoIsSwitchedInTheOrderOfItsNames) {
+    heard_requests heard;
+    heard.hear(
+        "route outputs", "command",
+        {{"take.0000", "7 1 video"}, {"take.0001", "0 none"}, {"take.0010", "7 2"}, {"expires", "2001"}});
+    heard.expect({"switch 7=1v 0=-1 7=2 until 2001000"});
+    heard.hear("route outputs", "command", {{"take.0000", "7 1"}, {"expires", "2000"}});
+    heard.expect({"late 7=1"});
+    heard.hear("route outputs", "command", {{"take.0000", "7 1"}, {"expires", "99999999999999999999999"}});
+    heard.expect({"switch 7=1"});
+}
+
+TEST(EndpointRequests, UnreadableTakesAreSkippedAndTheOthersAreNot) {
+    heard_requests heard;
+    heard.hear("route outputs", "command",
+               {{"take.0000", ""},
+                {"take.0001", "1"},
+                {"take.0002", "1 4096"},
+                {"take.0003", "1024 1"},
+                {"take.0004", "1 1 smell"},
+                {"take.0005", "1 1"},
+                {"expires", "2001"}});
+    heard.expect({"skipped: take from the unreadable input '' skipped",
+                  "skipped: take from the unreadable input '' skipped",
+                  "skipped: take skipped: there is no input 4097",
+                  "skipped: take skipped: there is no output 1025",
+                  "skipped: take of the unknown level 'smell' skipped", "switch 1=1 until 2001000"});
+    heard.hear("route outputs", "command", {{"take.0000", "1 1"}, {"expires", "soon"}});
+    heard.expect({"skipped: route outputs with an unreadable time to end at skipped"});
+    heard.hear("route outputs", "command", {{"take.0000", "1 1"}});
+    heard.expect({"switch 1=1"});
+}
+
+TEST(EndpointRequests, OtherRequestsCallTheirHandler) {
+    heard_requests heard;
+    heard.hear("report", "command", {{"what", "outputs"}});
+    heard.hear("report", "command", {{"what", "inputs"}});
+    heard.hear("router set", "command", {{"input.0.name", "A"}, {"output.1023.a.b", "c"}, {"output.1", "x"}});
+    heard.hear("set", "message", {{"name", "address"}, {"value", "here"}});
+    heard.hear("set", "command", {{"name", "address"}});
+    heard.expect({"outputs", "inputs", "skipped: router set of the unknown 'output.1' skipped",
+                  "input 0 name=A", "output 1023 a.b=c", "setting address=here",
+                  "skipped: unknown message 'set' of type 'command' skipped"});
+}
+
+TEST(EndpointRequests, WhatAClientSentNeitherFillsTheLogNorBreaksItsLines) {
+    heard_requests heard;
+    heard.hear("a\nb" + std::string(100, 'x'), "\x7f", {});
+    heard.expect({"skipped: unknown message 'a b" + std::string(57, 'x') + "' of type ' ' skipped"});
+}
+
+TEST(EndpointRequests, HandlerThatIsLeftEmptyIsNotCalled) {
+    endpoint_collection collected;
+    for (const char* const command : {"route output", "route outputs", "report", "router set", "dance"}) {
+        endpoint_dispatch({command, "", "command", "", {{"what", "inputs"}}}, 0, collected, {});
+    }
+    EXPECT_TRUE(collected.takes.empty());
+}
+
+TEST(EndpointReports, SayWhatTheDriverReads) {
+    std::string text;
+    encode_router_message(info_report({4, 2, true}, true), text);
+    encode_router_message(link_report(false, "it is silent"), text);
+    encode_router_message(refused_report({1, no_source, endpoint_level::audio}, "locked"), text);
+    TavrixAPIRouterMessage outputs = endpoint_report("outputs");
+    add_source(outputs, 0, endpoint_level::all, 3);
+    add_source(outputs, 1, endpoint_level::video, unknown_source);
+    add_output(outputs, 1, "lock", "own");
+    encode_router_message(outputs, text);
+    EXPECT_EQ(text,
+              "*COMMAND=info\n*TYPE=message\ninputs=4\noutput routing controls=video,audio\noutputs=2\n"
+              "salvo=yes\n\n"
+              "*COMMAND=link\n*TYPE=message\nstate=down\ntext=it is silent\n\n"
+              "*COMMAND=refused\n*TYPE=message\ncontrol=audio\nfrom input=none\ntext=locked\nto output=1\n\n"
+              "*COMMAND=outputs\n*TYPE=message\no0.input.all=3\no1.input.video=unknown\no1.lock=own\n\n");
+}
+
+TEST(EndpointInput, ServeHandsOutAllThatWaitsAndTellsTheEnd) {
+    expect_in_backend([](driver_ends& driver) {
+        int messages = 0;
+        const auto count = [&](const TavrixAPIRouterMessage&) { ++messages; };
+        driver.write_input("*COMMAND=a\n\n*COMMAND=b\n\n*COMMAND=c\n");
+        REQUIRE(endpoint_serve(count) == 0);
+        REQUIRE(messages == 2);
+        driver.write_input("\n");
+        close(driver.input);
+        REQUIRE(endpoint_serve(count) == 0);
+        REQUIRE(messages == 3);
+        REQUIRE(endpoint_serve(count) == -1);
+    });
+}

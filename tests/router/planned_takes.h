@@ -23,9 +23,9 @@ inline std::string take(const std::string& level, const std::string& input, cons
 class planned_takes : public fresh_driver {
 protected:
     planned_takes() {
-        router_outputs.resize(4);
-        for (router_output& output : router_outputs)
-            output.audio_input = output.video_input = 0;
+        resize_picture(0, 4, false);
+        for (std::int32_t output = 0; output < 4; ++output)
+            report_sources(output, {0, 0});
     }
 
     wired_backend backend_;

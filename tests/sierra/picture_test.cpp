@@ -50,9 +50,9 @@ protected:
 
 class SierraTakes : public testing::Test {
 protected:
-    std::vector<crosspoint_take> plan(const std::vector<asked_take>& takes) {
+    std::vector<crosspoint_take> plan(const std::vector<endpoint_take>& takes) {
         std::vector<crosspoint_take> planned;
-        for (const asked_take& take : takes) {
+        for (const endpoint_take& take : takes) {
             plan_take(take, groups, planned);
         }
         return planned;
@@ -157,59 +157,53 @@ TEST_F(SierraLevels, SettingWithAnUnknownLevelSaysNothing) {
 }
 
 TEST_F(SierraTakes, TakeOfBothSwitchesAllLevelsAtOnce) {
-    EXPECT_THAT(plan({{take_control::both, 2, 4}}), ElementsAre(crosspoint_take{3, 0, 5}));
-    EXPECT_THAT(plan({{take_control::both, 2, -1}}), ElementsAre(crosspoint_take{3, 0, source_disconnected}));
+    EXPECT_THAT(plan({{2, 4, endpoint_level::all}}), ElementsAre(crosspoint_take{3, 0, 5}));
+    EXPECT_THAT(plan({{2, -1, endpoint_level::all}}),
+                ElementsAre(crosspoint_take{3, 0, source_disconnected}));
 }
 
 TEST_F(SierraTakes, BreakawaySwitchesTheLevelsOfItsKind) {
-    EXPECT_THAT(plan({{take_control::video, 2, 4}, {take_control::audio, 2, 1}}),
+    EXPECT_THAT(plan({{2, 4, endpoint_level::video}, {2, 1, endpoint_level::audio}}),
                 ElementsAre(crosspoint_take{3, 1, 5}, crosspoint_take{3, 2, 2}, crosspoint_take{3, 3, 2}));
 }
 
 TEST_F(SierraTakes, TakeOfBothLeavesOtherLevelsAlone) {
     groups = group_levels({"VIDEO", "TC", "AUDIO"}, "", "", log);
-    EXPECT_THAT(plan({{take_control::both, 0, 0}}),
+    EXPECT_THAT(plan({{0, 0, endpoint_level::all}}),
                 ElementsAre(crosspoint_take{1, 1, 1}, crosspoint_take{1, 3, 1}));
 }
 
 TEST_F(SierraTakes, LaterTakeOfTheSameCrosspointReplacesTheEarlier) {
-    EXPECT_THAT(plan({{take_control::both, 2, 4}, {take_control::both, 2, 5}}),
+    EXPECT_THAT(plan({{2, 4, endpoint_level::all}, {2, 5, endpoint_level::all}}),
                 ElementsAre(crosspoint_take{3, 0, 6}));
-    EXPECT_THAT(plan({{take_control::audio, 2, 4}, {take_control::both, 2, 5}}),
+    EXPECT_THAT(plan({{2, 4, endpoint_level::audio}, {2, 5, endpoint_level::all}}),
                 ElementsAre(crosspoint_take{3, 0, 6}));
-    EXPECT_THAT(plan({{take_control::both, 2, 4}, {take_control::video, 2, 5}}),
+    EXPECT_THAT(plan({{2, 4, endpoint_level::all}, {2, 5, endpoint_level::video}}),
                 ElementsAre(crosspoint_take{3, 0, 5}, crosspoint_take{3, 1, 6}));
 }
 
-TEST_F(SierraTakes, FaultsAreSaidInThePeoplesNumbers) {
-    const router_picture picture = picture_of("L4,3,8,VIDEO~AudioL~AudioR~~");
-    EXPECT_EQ(fault_of_take({take_control::both, 3, 7}, picture, groups), "");
-    EXPECT_EQ(fault_of_take({take_control::both, 4, 7}, picture, groups), "there is no output 5");
-    EXPECT_EQ(fault_of_take({take_control::both, -1, 7}, picture, groups), "there is no output 0");
-    EXPECT_EQ(fault_of_take({take_control::both, 3, 8}, picture, groups), "there is no input 9");
-    groups.split = false;
-    EXPECT_THAT(fault_of_take({take_control::audio, 3, 7}, picture, groups), HasSubstr("no separate levels"));
-}
-
-TEST_F(SierraTakes, AreAwaitedUntilEveryLevelIsShown) {
-    awaited_outputs awaited;
-    await_takes(awaited, {{3, 0, 5}}, 3, 100);
-    EXPECT_FALSE(note_shown(awaited, {3, 1, 5}));
-    EXPECT_FALSE(note_shown(awaited, {3, 2, 4})); // an interim report
-    EXPECT_FALSE(note_shown(awaited, {3, 2, 5}));
-    EXPECT_FALSE(note_shown(awaited, {4, 3, 5}));
-    EXPECT_TRUE(note_shown(awaited, {3, 3, source_unknown})); // this crosspoint does not exist
+TEST_F(SierraTakes, WhatTheDriverAskedForIsFoundAgain) {
+    const auto asked = asked_takes(
+        plan({{2, 4, endpoint_level::all}, {0, 1, endpoint_level::video}, {1, -1, endpoint_level::audio}}),
+        groups);
+    ASSERT_THAT(asked, SizeIs(3));
+    EXPECT_EQ(asked[0].level, endpoint_level::video);
+    EXPECT_EQ(asked[1].source, no_source);
+    EXPECT_EQ(asked[1].level, endpoint_level::audio);
+    EXPECT_EQ(asked[2].output, 2);
+    EXPECT_EQ(asked[2].source, 4);
+    EXPECT_EQ(asked[2].level, endpoint_level::all);
 }
 
 TEST_F(SierraTakes, WhatANewerTakeWantsIsNotLeftOfTheOlder) {
-    awaited_outputs awaited;
+    awaited_takes awaited;
     const std::vector<crosspoint_take> older = {{3, 1, 5}, {4, 0, 5}};
     await_takes(awaited, older, 3, 100);
     EXPECT_EQ(not_shown(awaited, older), older);
     await_takes(awaited, {{3, 1, 6}}, 3, 200);
     EXPECT_THAT(not_shown(awaited, older), ElementsAre(crosspoint_take{4, 0, 5}));
     for (int level = 1; level <= 3; ++level) {
-        note_shown(awaited, {4, level, 5});
+        note_shown(awaited, 3, level, 5);
     }
     EXPECT_THAT(not_shown(awaited, older), IsEmpty());
 }

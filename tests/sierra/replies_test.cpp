@@ -155,9 +155,56 @@ TEST(SierraReplies, MalformedRoutingIsUnreadable) {
 }
 
 TEST(SierraReplies, UnknownPartIsSkippedAndTheNextIsRead) {
-    EXPECT_THAT(kinds_of(" B1,0,2 X1,2,3 #! B G1~x OK "),
+    EXPECT_THAT(kinds_of(" Z1,0,2 X1,2,3 #! B G1~ OK "),
                 ElementsAre(reply_kind::other, reply_kind::crosspoint, reply_kind::unreadable,
-                            reply_kind::unreadable, reply_kind::unreadable, reply_kind::ok));
+                            reply_kind::unreadable, reply_kind::other, reply_kind::ok));
+}
+
+TEST(SierraReplies, WordsThatMeanNothingHereCostNothing) {
+    EXPECT_THAT(kinds_of("FULL ERROR"), ElementsAre(reply_kind::other));
+    EXPECT_THAT(kinds_of("HOST0"), ElementsAre(reply_kind::other));
+    EXPECT_THAT(kinds_of(" GKL2,x y;z~ X1,2,3 OK "),
+                ElementsAre(reply_kind::other, reply_kind::crosspoint, reply_kind::ok));
+}
+
+TEST(SierraReplies, TextsOfGAreSkippedWhateverTheySay) {
+    for (const char* const texts :
+         {"GI1,Cam X1,2,3 OK~", "G1,Cam~2,X1,2,3~~", "GONAME1,a~I2,b~I3,c~~", "g~"}) {
+        EXPECT_THAT(kinds_of(std::string(texts) + " Y1,2 OK "),
+                    ElementsAre(reply_kind::other, reply_kind::all_levels, reply_kind::ok))
+            << texts;
+    }
+    expect_unreadable("GI1,Cam");
+    EXPECT_THAT(kinds_of("G1~X1,2,3"), ElementsAre(reply_kind::other, reply_kind::crosspoint));
+}
+
+TEST(SierraReplies, BlanksMayFollowCommas) {
+    EXPECT_EQ(only_reply("V1, 12").sources, std::vector{12});
+    const std::vector<reply> parts = parse_replies("x01, 12, 1 x02, 02, 1");
+    ASSERT_THAT(parts, SizeIs(2));
+    EXPECT_EQ(parts[0].output, 1);
+    EXPECT_EQ(parts[0].sources, std::vector{12});
+    EXPECT_EQ(parts[1].output, 2);
+    EXPECT_EQ(parts[1].sources, std::vector{2});
+    EXPECT_EQ(parts[1].level, 1);
+}
+
+TEST(SierraReplies, OptionsBeforeTheSizeAreSkipped) {
+    for (const char* const options : {"O(1,2)S(3)", "OS", "P(#=#ML,2)", "P", ""}) {
+        const reply size = only_reply(std::string("L") + options + "8,3,8,VIDEO~A1~A2~~");
+        EXPECT_EQ(size.kind, reply_kind::size) << options;
+        EXPECT_EQ(size.outputs, 8);
+        EXPECT_THAT(size.levels, ElementsAre("VIDEO", "A1", "A2"));
+    }
+    expect_unreadable("LO(1,2");
+}
+
+TEST(SierraReplies, ReadsALock) {
+    const reply lock = only_reply("B21,6741,1");
+    EXPECT_EQ(lock.kind, reply_kind::lock);
+    EXPECT_EQ(lock.output, 21);
+    EXPECT_TRUE(lock.is_locked);
+    EXPECT_FALSE(only_reply("B21,6741,0").is_locked);
 }
 
 TEST(SierraReplies, TooManyLevelsAreUnreadable) {

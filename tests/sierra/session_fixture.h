@@ -1,7 +1,6 @@
 // A conversation whose clock the test sets and whose router the test plays.
 #pragma once
 
-#include "driver_messages.h"
 #include "session.h"
 
 #include <gmock/gmock.h>
@@ -16,10 +15,9 @@ protected:
 
     // One pass of the loop: what the router said, then what is due. Returns what the router is sent.
     std::string pass(std::string_view router_says = "") {
-        reaction reaction;
-        take_router_bytes(talk, router_says, now, reaction);
-        run_due(talk, now, reaction);
-        return collect(reaction);
+        hear_router(talk, router_says, now);
+        run_due(talk, now);
+        return collect();
     }
 
     std::string pass_after(std::uint64_t wait, std::string_view router_says = "") {
@@ -27,32 +25,34 @@ protected:
         return pass(router_says);
     }
 
-    std::string collect(reaction& reaction) {
-        for (const TavrixAPIRouterMessage& report : reaction.reports) {
+    std::string collect() {
+        for (const TavrixAPIRouterMessage& report : std::exchange(talk.driver.reports, {})) {
             EXPECT_EQ(report.type, "message");
             if (report.command == "info") {
                 info = report.fields;
+            }
+            if (report.command == "refused") {
+                refused.push_back(report.fields);
+                continue;
             }
             for (const auto& [name, value] : report.fields) {
                 reported[name] = value;
             }
         }
-        log.insert(log.end(), reaction.log.begin(), reaction.log.end());
-        failure = reaction.failure;
-        return reaction.to_router;
+        const log_lines told = std::exchange(talk.driver.log, {});
+        log.insert(log.end(), told.begin(), told.end());
+        failure = std::exchange(talk.router.failure, "");
+        return std::exchange(talk.router.to_router, "");
     }
 
     std::string connect(std::uint64_t us_per_byte = 0) {
-        reaction reaction;
-        session_connected(talk, us_per_byte, now, reaction);
-        collect(reaction);
+        session_connected(talk, us_per_byte, now);
         return pass();
     }
 
     void lose() {
-        reaction reaction;
-        session_lost(talk, reaction);
-        collect(reaction);
+        session_lost(talk);
+        collect();
     }
 
     // Up to the status, which is not answered yet.
@@ -69,7 +69,7 @@ protected:
     void become_ready() {
         read_up_to_status();
         ASSERT_EQ(pass("** V1,1,1,1 V2,2,2,2 V3,3,3,3 OK !!\r"), "");
-        ASSERT_EQ(talk.phase, session_phase::ready);
+        ASSERT_EQ(talk.driver.state, router_state::ready);
         reported.clear();
         log.clear();
     }
@@ -79,9 +79,8 @@ protected:
         message.command = command;
         message.type = type;
         message.fields = values;
-        reaction reaction;
-        const changed_part part = handle_driver_message(talk, message, now, reaction);
-        EXPECT_EQ(collect(reaction), "");
+        const changed_part part = handle_driver_message(talk, message, now);
+        EXPECT_EQ(collect(), "");
         return part;
     }
 
@@ -107,8 +106,9 @@ protected:
 
     session talk;
     std::uint64_t now = 1000 * second;
-    fields info;     // of the last report of the size
-    fields reported; // all fields of all reports, the last value of each
+    fields info;                 // of the last report of the size
+    fields reported;             // all fields of all other reports, the last value of each
+    std::vector<fields> refused; // of each refused take
     log_lines log;
     std::string failure;
 };

@@ -68,7 +68,7 @@ TEST_F(SierraSession, TakeOfAnOutputWithoutAudioIsReportedWithoutAudio) {
     EXPECT_EQ(take("2", "4"), "**X3,5,0!!");
     EXPECT_EQ(pass("** X3,5,1 OK !!"), "**O3!!");
     pass("** V3,5,0,0 OK !!");
-    EXPECT_THAT(reported, ElementsAre(Pair("o2.input.audio", "none"), Pair("o2.input.video", "4")));
+    EXPECT_THAT(reported, ElementsAre(Pair("o2.input.audio", "unknown"), Pair("o2.input.video", "4")));
 }
 
 TEST_F(SierraSession, BareOkIsNoConfirmation) {
@@ -113,16 +113,47 @@ TEST_F(SierraSession, WhatTheRouterShowsAtTheDeadlineIsReported) {
     EXPECT_THAT(reported, IsEmpty());
     pass_after(confirmation_us);
     EXPECT_THAT(reported, ElementsAre(Pair("o2.input.audio", "2"), Pair("o2.input.video", "6")));
-    EXPECT_THAT(log, ElementsAre("<WARN>output 3: the router shows another source than was taken"));
+    EXPECT_THAT(log, ElementsAre("<WARN>the router shows another source than was taken to output 3"));
 }
 
 TEST_F(SierraSession, RefusedTakeIsToldAndTheKeptSourceReported) {
     become_ready();
     take("2", "4");
     EXPECT_EQ(pass("** ERROR text:output is locked !!"), "**O3!!");
-    EXPECT_THAT(log, ElementsAre("<WARN>output 3: the router refuses the take: text:output is locked"));
+    EXPECT_THAT(log, ElementsAre("<WARN>take to output 3 refused: text:output is locked"));
+    EXPECT_THAT(refused, ElementsAre(fields{
+                             {"from input", "4"}, {"text", "text:output is locked"}, {"to output", "2"}}));
     pass("** V3,3,3,3 OK !!");
     EXPECT_THAT(reported, ElementsAre(Pair("o2.input.audio", "2"), Pair("o2.input.video", "2")));
+}
+
+TEST_F(SierraSession, RefusalOfABreakawayNamesEachLevel) {
+    become_ready();
+    add_take("2", "4", "video");
+    add_take("2", "1", "audio");
+    flush();
+    pass("** ERROR text:locked !!");
+    EXPECT_THAT(
+        refused,
+        ElementsAre(
+            fields{{"control", "video"}, {"from input", "4"}, {"text", "text:locked"}, {"to output", "2"}},
+            fields{{"control", "audio"}, {"from input", "1"}, {"text", "text:locked"}, {"to output", "2"}}));
+}
+
+TEST_F(SierraSession, SalvoInOneMessageIsOneStringUntilItsTimeIsOver) {
+    become_ready();
+    const fields salvo = {{"expires", "1000500"}, {"take.0000", "0 4 video"}, {"take.0001", "2 none"}};
+    tell("route outputs", "command", salvo);
+    EXPECT_EQ(pass(), "**X1,5,1X3,-,0!!");
+    tell("route outputs", "command", {{"expires", "1000300"}, {"take.0000", "1 4"}});
+    EXPECT_EQ(pass_after(300 * millisecond, "** X1,5,1 X3,-,0 OK !!"), "") << "its turn comes too late";
+    EXPECT_THAT(refused, ElementsAre(fields{{"from input", "4"},
+                                            {"text", "came too late: the router was busy"},
+                                            {"to output", "1"}}));
+    now += 200 * millisecond;
+    tell("route outputs", "command", salvo);
+    EXPECT_EQ(refused.size(), 3U);
+    EXPECT_EQ(pass(), "");
 }
 
 TEST_F(SierraSession, ErrorInASalvoStaysWithItsOutput) {
@@ -138,7 +169,7 @@ TEST_F(SierraSession, ErrorInASalvoStaysWithItsOutput) {
     EXPECT_EQ(pass("** X3,5,0 OK !!"), "");
     EXPECT_THAT(reported, Contains(Pair("o1.input.video", "1")));
     EXPECT_THAT(reported, Contains(Pair("o2.input.video", "4")));
-    EXPECT_THAT(log, ElementsAre("<WARN>output 2: the router refuses the take: text:locked"));
+    EXPECT_THAT(log, ElementsAre("<WARN>take to output 2 refused: text:locked"));
 }
 
 TEST_F(SierraSession, UnansweredTakeIsSentASecondTimeAndNoMore) {
@@ -147,7 +178,7 @@ TEST_F(SierraSession, UnansweredTakeIsSentASecondTimeAndNoMore) {
     EXPECT_EQ(pass_after(take_answer_limit_us - 1), "");
     EXPECT_EQ(pass_after(1), "**X3,5,0!!");
     EXPECT_EQ(pass_after(take_answer_limit_us), "**L!!");
-    EXPECT_THAT(log, ElementsAre("<WARN>output 3: the router does not answer to the take"));
+    EXPECT_THAT(log, ElementsAre("<WARN>the router does not answer to the take to output 3"));
     EXPECT_EQ(pass("** X3,5,0 OK !!** X3,5,0 OK !!** L3,3,8,VIDEO~AudioL~AudioR~~ OK !!"), "**O3!!");
     EXPECT_THAT(reported, Contains(Pair("o2.input.video", "4"))); // late, and true
 }
@@ -161,7 +192,7 @@ TEST_F(SierraSession, ReportsOfOthersDoNotKeepALostTakeAlive) {
         EXPECT_EQ(sent.empty(), n < 5) << n;
     }
     EXPECT_EQ(sent, "**X3,5,0!!**L!!");
-    EXPECT_THAT(log, ElementsAre("<WARN>output 3: the router does not answer to the take"));
+    EXPECT_THAT(log, ElementsAre("<WARN>the router does not answer to the take to output 3"));
 }
 
 TEST_F(SierraSession, AfterARepetitionAnswersAreSortedOutFirst) {
@@ -209,13 +240,14 @@ TEST_F(SierraSession, TakesGoBeforeAStatusThatWaits) {
 
 TEST_F(SierraSession, TakesAreRefusedWhileNotConnected) {
     EXPECT_EQ(take("0", "4"), "");
-    EXPECT_THAT(log, ElementsAre("<WARN>1 take refused: the router is not connected"));
+    EXPECT_THAT(log, ElementsAre("<WARN>take to output 1 refused: not connected to the router"));
     log.clear();
     read_up_to_status();
     add_take("0", "4");
     add_take("1", "4");
     EXPECT_EQ(flush(), "");
-    EXPECT_THAT(log, ElementsAre("<WARN>2 takes refused: the router's state is still being read"));
+    EXPECT_THAT(log,
+                ElementsAre("<WARN>take to outputs 1, 2 refused: the router's state is still being read"));
     EXPECT_EQ(pass("** V1,1,1,1 V2,2,2,2 V3,3,3,3 OK !!"), "") << "they do not come later";
 }
 
@@ -224,7 +256,8 @@ TEST_F(SierraSession, TakesUnderWayDieWithTheConnection) {
     take("0", "4");
     take("1", "4");
     lose();
-    EXPECT_THAT(log, ElementsAre("<WARN>outputs 1, 2: take given up, the connection is lost"));
+    EXPECT_THAT(log, ElementsAre("<WARN>take to output 2 refused: the connection is lost",
+                                 "<WARN>take to output 1 given up: the connection is lost"));
     become_ready();
     EXPECT_EQ(pass_after(second), "");
 }
@@ -236,7 +269,7 @@ TEST_F(SierraSession, TakeThatWaitedTooLongIsDropped) {
     for (int n = 0; n < 20; ++n) {
         pass_after(oldest_take_us / 20, "** V1,1,1,1 !!");
     }
-    EXPECT_THAT(log, Contains("<WARN>output 1: take dropped, the router was busy for too long"));
+    EXPECT_THAT(log, Contains("<WARN>take to output 1 refused: came too late: the router was busy"));
     EXPECT_EQ(pass("** V2,2,2,2 V3,3,3,3 OK !!"), "");
 }
 
@@ -249,7 +282,7 @@ TEST_F(SierraSession, TakeIsNotSentAfterTheDriverHasRolledItBack) {
     EXPECT_EQ(pass_after(status_period_us), "**S!!");
     take("0", "6");
     EXPECT_EQ(pass_after(second, "** V1,1,1,1 V2,2,2,2 V3,3,3,3 OK !!"), "");
-    EXPECT_THAT(log, Contains("<WARN>output 1: take dropped, the router was busy for too long"));
+    EXPECT_THAT(log, Contains("<WARN>take to output 1 refused: came too late: the router was busy"));
 }
 
 TEST_F(SierraSession, OnASerialLineOnlyTheRestOfASalvoMayBeLate) {
@@ -272,7 +305,7 @@ TEST_F(SierraSession, OnASerialLineOnlyTheRestOfASalvoMayBeLate) {
     add_take("0", "6"); // this one is not of the salvo
     tell("route output", "command", {{"queue", "flush"}});
     EXPECT_THAT(pass_after(1200 * millisecond, echo(second_string)), HasSubstr("X129,5,0"));
-    EXPECT_THAT(log, Contains("<WARN>output 1: take dropped, the router was busy for too long"));
+    EXPECT_THAT(log, Contains("<WARN>take to output 1 refused: came too late: the router was busy"));
 }
 
 TEST_F(SierraSession, FarRouterIsGivenMoreTime) {
@@ -283,7 +316,7 @@ TEST_F(SierraSession, FarRouterIsGivenMoreTime) {
     pass_after(5 * second, "** L3,3,8,VIDEO~AudioL~AudioR~~ OK !!");
     pass_after(5 * second, "** OK !!");
     pass_after(5 * second, "** V1,1,1,1 V2,2,2,2 V3,3,3,3 OK !!");
-    ASSERT_EQ(talk.phase, session_phase::ready);
+    ASSERT_EQ(talk.driver.state, router_state::ready);
     EXPECT_EQ(take("2", "4"), "**X3,5,0!!");
     EXPECT_EQ(pass_after(4 * second), "");
     reported.clear();
@@ -313,7 +346,7 @@ TEST_F(SierraSession, TakesThatCannotBeAreSkippedWithAWarning) {
     add_take("0", "0", "smell");
     EXPECT_EQ(flush(), "");
     EXPECT_EQ(log.size(), 5U);
-    EXPECT_THAT(log, Contains("<WARN>take skipped: there is no output 4"));
-    EXPECT_THAT(log, Contains("<WARN>take skipped: there is no input 9"));
-    EXPECT_THAT(log, Contains(HasSubstr("from input '0' to output 'x' cannot be read")));
+    EXPECT_THAT(log, Contains("<WARN>take to output 4 refused: there is no output 4"));
+    EXPECT_THAT(log, Contains("<WARN>take to output 1 refused: there is no input 9"));
+    EXPECT_THAT(log, Contains("<WARN>take to the unreadable output 'x' skipped"));
 }

@@ -8,15 +8,16 @@ using testing::IsEmpty;
 using testing::Key;
 using testing::Not;
 using testing::Pair;
+using testing::SizeIs;
 using testing::StartsWith;
 
 TEST_F(SierraSession, ReadsTheRouterInOrder) {
     read_up_to_status();
     EXPECT_THAT(info, ElementsAre(Pair("inputs", "8"), Pair("output routing controls", "video,audio"),
-                                  Pair("outputs", "3")));
-    EXPECT_EQ(talk.phase, session_phase::reading);
+                                  Pair("outputs", "3"), Pair("salvo", "yes")));
+    EXPECT_EQ(talk.driver.state, router_state::reading);
     EXPECT_EQ(pass("** X1,5,1 X1,6,2 X1,6,3 X2,-,1 X2,0,2 X2,0,3 OK !!\r"), "");
-    EXPECT_EQ(talk.phase, session_phase::ready);
+    EXPECT_EQ(talk.driver.state, router_state::ready);
     EXPECT_THAT(log, Contains("<NOTE>router Aspen 1.0: 3 outputs, 8 inputs, levels VIDEO (video), AudioL "
                               "(audio), AudioR (audio)"));
 }
@@ -31,20 +32,20 @@ TEST_F(SierraSession, EchoOfTheCommandBeforeTheOkIsAnAnswer) {
     EXPECT_EQ(pass("** U2 OK !!"), "**S!!");
 }
 
-TEST_F(SierraSession, UnknownIsNoSourceOnceTheStateIsRead) {
+TEST_F(SierraSession, WhatTheRouterDoesNotKnowIsUnknown) {
     read_up_to_status();
     pass("** X1,5,1 X1,6,2 X1,6,3 X2,-,1 X2,0,2 X2,0,3 OK !!\r");
     EXPECT_THAT(reported, Contains(Pair("o0.input.video", "4")));
     EXPECT_THAT(reported, Contains(Pair("o0.input.audio", "5")));
     EXPECT_THAT(reported, Contains(Pair("o1.input.video", "none")));
-    EXPECT_THAT(reported, Contains(Pair("o1.input.audio", "none")));
-    EXPECT_THAT(reported, Contains(Pair("o2.input.video", "none"))) << "the status left it out";
+    EXPECT_THAT(reported, Contains(Pair("o1.input.audio", "unknown")));
+    EXPECT_THAT(reported, Contains(Pair("o2.input.video", "unknown"))) << "the status left it out";
 }
 
 TEST_F(SierraSession, SourceThatBecomesUnknownIsTakenBack) {
     become_ready();
     pass("** X1,0,1 !!");
-    EXPECT_THAT(reported, ElementsAre(Pair("o0.input.audio", "0"), Pair("o0.input.video", "none")));
+    EXPECT_THAT(reported, ElementsAre(Pair("o0.input.audio", "0"), Pair("o0.input.video", "unknown")));
 }
 
 TEST_F(SierraSession, CrosspointThatIsGoneAfterAReconnectIsTakenBack) {
@@ -52,15 +53,15 @@ TEST_F(SierraSession, CrosspointThatIsGoneAfterAReconnectIsTakenBack) {
     lose();
     read_up_to_status();
     pass("** V1,0,1,1 V2,2,0,0 V3,3,3,3 OK !!");
-    EXPECT_THAT(reported, Contains(Pair("o0.input.video", "none")));
-    EXPECT_THAT(reported, Contains(Pair("o1.input.audio", "none")));
+    EXPECT_THAT(reported, Contains(Pair("o0.input.video", "unknown")));
+    EXPECT_THAT(reported, Contains(Pair("o1.input.audio", "unknown")));
     EXPECT_THAT(reported, Contains(Pair("o1.input.video", "1")));
 }
 
 TEST_F(SierraSession, RouterOfOneLevelIsReportedAsAWhole) {
     read_up_to_status("L140,1,32,SDI~~");
     pass("** Y140,32 X1,-,1 OK !!\r");
-    EXPECT_THAT(info, ElementsAre(Pair("inputs", "32"), Pair("outputs", "140")));
+    EXPECT_THAT(info, ElementsAre(Pair("inputs", "32"), Pair("outputs", "140"), Pair("salvo", "yes")));
     EXPECT_THAT(reported, Contains(Pair("o139.input.all", "31")));
     EXPECT_THAT(reported, Contains(Pair("o0.input.all", "none")));
 }
@@ -79,13 +80,13 @@ TEST_F(SierraSession, NamesComeFromTheItem) {
 TEST_F(SierraSession, StatusInManyStringsEndsWithoutOkAfterAPause) {
     read_up_to_status();
     EXPECT_EQ(pass("** X3,3,1 !! ** V2,2,2,2 !!"), "");
-    EXPECT_THAT(reported, Not(Contains(Key(HasSubstr(".input."))))) << "what is missing would be none";
+    EXPECT_THAT(reported, Contains(Pair("o2.input.video", "unknown"))) << "until all of it has come";
     pass_after(100 * millisecond, "** V1,1,1,1 X3,3,2 X3,3,3 !!");
-    EXPECT_EQ(talk.phase, session_phase::reading);
+    EXPECT_EQ(talk.driver.state, router_state::reading);
     pass_after(status_quiet_us - 1);
-    EXPECT_EQ(talk.phase, session_phase::reading);
+    EXPECT_EQ(talk.driver.state, router_state::reading);
     pass_after(1);
-    EXPECT_EQ(talk.phase, session_phase::ready);
+    EXPECT_EQ(talk.driver.state, router_state::ready);
     EXPECT_THAT(reported, Contains(Pair("o2.input.video", "2")));
 }
 
@@ -93,16 +94,16 @@ TEST_F(SierraSession, StatusThatLeavesCrosspointsOutEndsAfterALongerPause) {
     read_up_to_status();
     pass("** V1,1,1,1 !!");
     pass_after(incomplete_status_quiet_us - 1);
-    EXPECT_EQ(talk.phase, session_phase::reading);
+    EXPECT_EQ(talk.driver.state, router_state::reading);
     pass_after(1);
-    EXPECT_EQ(talk.phase, session_phase::ready);
+    EXPECT_EQ(talk.driver.state, router_state::ready);
 }
 
 TEST_F(SierraSession, StatusThatNeverHasAnOkIsOverWhenItIsComplete) {
     read_up_to_status();
     pass("** V1,1,1,1 V2,2,2,2 V3,3,3,3 !!");
     pass_after(status_quiet_us);
-    ASSERT_EQ(talk.phase, session_phase::ready);
+    ASSERT_EQ(talk.driver.state, router_state::ready);
     EXPECT_EQ(pass_after(status_period_us), "**S!!");
     pass("** V1,1,1,1 V2,2,2,2 V3,3,3,3 !!");
     pass();
@@ -150,14 +151,53 @@ TEST_F(SierraSession, ConversationCutAtEveryByteIsTheSame) {
 TEST_F(SierraSession, RestartOfTheRouterReadsEverythingAgain) {
     become_ready();
     EXPECT_EQ(pass("** RESET Aspen~ !!\r"), "**!!");
-    EXPECT_EQ(talk.phase, session_phase::reading);
+    EXPECT_EQ(talk.driver.state, router_state::reading);
     EXPECT_FALSE(size_known(talk.picture));
     EXPECT_EQ(pass("** OK !!"), "**I!!");
     EXPECT_EQ(pass("** ILSX~ OK !!"), "**Q!!");
     EXPECT_EQ(pass("** QAspen~2.0~ OK !!"), "**L!!");
     EXPECT_EQ(pass("** L2,1,4,SDI~~ OK !!"), "**U2!!");
-    EXPECT_THAT(info, ElementsAre(Pair("inputs", "4"), Pair("outputs", "2")));
+    EXPECT_THAT(info, ElementsAre(Pair("inputs", "4"), Pair("outputs", "2"), Pair("salvo", "yes")));
     EXPECT_EQ(pass("** OK !!"), "**S!!");
+}
+
+TEST_F(SierraSession, RestartsWithoutEndDoNotFillTheLog) {
+    become_ready();
+    const std::string restart = "** RESET!!\r";
+    for (int n = 0; n < 100; ++n) {
+        EXPECT_EQ(pass_after(rare_line_period_us / 100, restart), "**!!");
+    }
+    EXPECT_THAT(log, ElementsAre("<NOTE>the router has restarted, everything is read again"));
+    log.clear();
+    pass_after(rare_line_period_us / 100, restart);
+    EXPECT_THAT(log,
+                ElementsAre("<NOTE>the router has restarted, everything is read again (99 more such lines "
+                            "were left out)"));
+    EXPECT_EQ(talk.driver.state, router_state::reading);
+}
+
+TEST_F(SierraSession, RestartsBetweenWholeReadingsDoNotFillTheLog) {
+    talk.settings.audio_level = "absent"; // told with each reading
+    read_up_to_status();
+    pass("** V1,1,1,1 V2,2,2,2 V3,3,3,3 OK !!\r");
+    log.clear();
+    now += rare_line_period_us;
+    for (int n = 0; n < 10; ++n) {
+        ASSERT_EQ(pass("** RESET!!\r"), "**!!");
+        ASSERT_EQ(pass("** ERROR busy~ !!\r"), "**I!!");
+        ASSERT_EQ(pass("** ILSXOUV~ OK !!\r"), "**Q!!");
+        ASSERT_EQ(pass("** ERROR busy~ !!\r"), "**L!!");
+        ASSERT_EQ(pass("** L3,3,8,VIDEO~AudioL~AudioR~~ OK !!\r"), "**U2!!");
+        ASSERT_EQ(pass("** ERROR busy~ !!\r"), "**U1!!");
+        ASSERT_EQ(pass("** ERROR busy~ !!\r"), "**S!!");
+        ASSERT_EQ(pass("** V1,1,1,1 V2,2,2,2 V3,3,3,3 OK !!\r"), "");
+        ASSERT_EQ(talk.driver.state, router_state::ready);
+    }
+    const log_lines once = log;
+    EXPECT_THAT(once, SizeIs(6)) << "of the restart, the level, three refusals, and the router";
+    EXPECT_EQ(std::set<std::string>(once.begin(), once.end()).size(), once.size());
+    pass("** RESET!!\r");
+    EXPECT_EQ(log, once);
 }
 
 TEST_F(SierraSession, NothingIsTrueAfterAReconnectBeforeItWasRead) {
@@ -167,8 +207,9 @@ TEST_F(SierraSession, NothingIsTrueAfterAReconnectBeforeItWasRead) {
     tell("report", "command", {{"what", "inputs"}});
     EXPECT_THAT(reported, IsEmpty());
     read_up_to_status();
+    EXPECT_THAT(reported, Contains(Pair("o1.input.video", "unknown")));
+    reported.clear();
     tell("report", "command", {{"what", "outputs"}});
-    EXPECT_THAT(reported, Not(Contains(Key(HasSubstr(".input.")))));
     pass("** V2,8,8,8 !!");
     EXPECT_THAT(reported, Not(Contains(Key(HasSubstr(".input.")))));
     pass("** V1,1,1,1 V3,3,3,3 OK !!");
@@ -206,9 +247,80 @@ TEST_F(SierraSession, CommandsThatAreOfUseButNotNeededMayBeRefused) {
     pass("** ERROR text:what? !!");
     EXPECT_EQ(pass("** ERROR text:what? !!"), "**L!!");
     pass("** L1,1,1,SDI~~ OK !!");
+    EXPECT_EQ(pass("** ERROR text:what? !!"), "**U1!!");
     EXPECT_EQ(pass("** ERROR text:what? !!"), "**S!!");
     EXPECT_THAT(log, Contains(StartsWith("<WARN>the router does not tell changes")));
     EXPECT_EQ(failure, "");
+}
+
+TEST_F(SierraSession, RouterThatTellsNoChangesIsPolled) {
+    ASSERT_EQ(connect(), "**!!");
+    pass("** OK !!");
+    pass("** ILSX~ OK !!");
+    pass("** Qa~b~ OK !!");
+    pass("** L1,1,4,SDI~~ OK !!");
+    pass("** ERROR text:what? !!");
+    ASSERT_EQ(pass("** ERROR text:what? !!"), "**S!!");
+    pass("** X1,1,1 OK !!");
+    EXPECT_EQ(pass_after(4999 * millisecond), "");
+    EXPECT_EQ(pass_after(1 * millisecond), "**S!!");
+    pass("** X1,3,1 OK !!");
+    EXPECT_THAT(reported, Contains(Pair("o0.input.all", "2")));
+    tell("set", "message", {{"name", "poll ms"}, {"value", "1000"}});
+    EXPECT_EQ(pass_after(5 * second), "**S!!");
+    pass("** X1,3,1 OK !!");
+    EXPECT_EQ(pass_after(1 * second), "**S!!");
+}
+
+TEST_F(SierraSession, RouterWithDelayedReportsAloneIsNotPolled) {
+    ASSERT_EQ(connect(), "**!!");
+    pass("** OK !!");
+    pass("** ILSX~ OK !!");
+    pass("** Qa~b~ OK !!");
+    pass("** L1,1,4,SDI~~ OK !!");
+    ASSERT_EQ(pass("** ERROR text:what? !!"), "**U1!!");
+    ASSERT_EQ(pass("** U1 OK !!"), "**S!!");
+    pass("** X1,1,1 OK !!");
+    EXPECT_EQ(pass_after(9 * second), "");
+}
+
+TEST_F(SierraSession, LocksAreSetWithThePasswordOfTheItem) {
+    talk.settings.lock_password = "6741";
+    become_ready();
+    tell("router set", "command", {{"output.2.lock", "own"}});
+    EXPECT_EQ(pass(), "**B3,6741,1!!");
+    pass("** B3,6741,1 OK !!");
+    EXPECT_THAT(reported, ElementsAre(Pair("o2.lock", "own")));
+    tell("router set", "command", {{"output.2.lock", "free"}});
+    EXPECT_EQ(pass(), "**B3,6741,0!!");
+    pass("** ERROR text:password !!");
+    EXPECT_THAT(reported, ElementsAre(Pair("o2.lock", "own")));
+    EXPECT_THAT(log, ElementsAre("<WARN>output 3: the router refuses the lock: text:password"));
+}
+
+TEST_F(SierraSession, LockThatIsNotAnsweredDoesNotShowItsPassword) {
+    talk.settings.lock_password = "6741";
+    become_ready();
+    tell("router set", "command", {{"output.2.lock", "own"}});
+    EXPECT_EQ(pass(), "**B3,6741,1!!");
+    pass_after(answer_limit_us);
+    pass_after(answer_limit_us);
+    EXPECT_EQ(failure, "no answer to a lock");
+}
+
+TEST_F(SierraSession, LocksOfOthersAreShown) {
+    become_ready();
+    pass("** B2,99,1 !!");
+    EXPECT_THAT(reported, ElementsAre(Pair("o1.lock", "other")));
+    pass("** B2,99,0 !!");
+    EXPECT_THAT(reported, ElementsAre(Pair("o1.lock", "free")));
+}
+
+TEST_F(SierraSession, LockWithoutAPasswordIsNotSent) {
+    become_ready();
+    tell("router set", "command", {{"output.2.lock", "own"}, {"output.1.lock", "force"}});
+    EXPECT_EQ(pass(), "");
+    EXPECT_EQ(log.size(), 2U);
 }
 
 TEST_F(SierraSession, RouterThatDoesNotTellItsSizeIsGivenUp) {

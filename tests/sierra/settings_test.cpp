@@ -58,21 +58,21 @@ TEST_F(SierraSettings, MalformedOnesAreToldAndKeepTheirDefaults) {
     EXPECT_EQ(settings.connect_timeout_ms, 3000);
     EXPECT_EQ(settings.address, "");
     EXPECT_EQ(log.size(), 4U);
-    EXPECT_EQ(log[1], "<ERR>setting baud = 9601 is malformed, the default is used");
+    EXPECT_EQ(log[2], "<ERR>setting baud = 9601 is malformed, the default is used");
 }
 
 TEST_F(SierraSettings, ChangeWhileItRuns) {
     sierra_settings settings;
-    EXPECT_EQ(change_setting(settings, "address", "router", log), changed_part::line);
-    EXPECT_EQ(change_setting(settings, "address", "router", log), changed_part::nothing); // as it was
-    EXPECT_EQ(change_setting(settings, "video level", "2", log), changed_part::levels);
-    EXPECT_EQ(change_setting(settings, "input name 1", "CAM", log), changed_part::names);
-    EXPECT_EQ(change_setting(settings, "colour", "red", log), changed_part::nothing);
-    EXPECT_EQ(change_setting(settings, "input name 0", "CAM", log), changed_part::nothing);
-    EXPECT_EQ(change_setting(settings, "input name 4097", "CAM", log), changed_part::nothing);
+    EXPECT_EQ(change_sierra_setting(settings, "address", "router", log), changed_part::line);
+    EXPECT_EQ(change_sierra_setting(settings, "address", "router", log), changed_part::nothing); // as it was
+    EXPECT_EQ(change_sierra_setting(settings, "video level", "2", log), changed_part::levels);
+    EXPECT_EQ(change_sierra_setting(settings, "input name 1", "CAM", log), changed_part::names);
+    EXPECT_EQ(change_sierra_setting(settings, "colour", "red", log), changed_part::nothing);
+    EXPECT_EQ(change_sierra_setting(settings, "input name 0", "CAM", log), changed_part::nothing);
+    EXPECT_EQ(change_sierra_setting(settings, "input name 4097", "CAM", log), changed_part::nothing);
     EXPECT_THAT(settings.input_names, ElementsAre(Pair(1, "CAM")));
     EXPECT_THAT(log, IsEmpty());
-    EXPECT_EQ(change_setting(settings, "port", "70000", log), changed_part::nothing);
+    EXPECT_EQ(change_sierra_setting(settings, "port", "70000", log), changed_part::nothing);
     EXPECT_THAT(log, ElementsAre(HasSubstr("nothing is changed")));
     EXPECT_EQ(settings.port, 10001);
 }

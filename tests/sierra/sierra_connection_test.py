@@ -18,10 +18,10 @@ class SierraBackendConnection(SierraTest):
         backend = self.backend(self.item_text(router))
         backend.wait_for_log("<WARN>not connected to 127.0.0.1 port")
         backend.take((0, 1))
-        backend.wait_for_log("<WARN>1 take refused: the router is not connected")
+        backend.wait_for_log("<WARN>take to output 1 refused: not connected to the router")
         router.listen_tcp()
         backend.wait_for_log("<INFO>connected to")
-        self.assertEqual(sum("not connected to" in line for line in backend.log), 1)
+        self.assertEqual(sum("<WARN>not connected to" in line for line in backend.log), 1)
         self.assertEqual(router.takes(), [])
 
     def test_lost_connection_is_told_and_everything_is_read_again(self):

@@ -11,7 +11,7 @@ import sys
 import time
 import unittest
 
-from running_driver import RunningDriver, wait_until
+from running_driver import RunningDriver, behind_take, wait_until
 from sierra_backend import BIN, SierraTest
 
 DONE, REFUSED = 0, 1
@@ -37,7 +37,7 @@ class SierraUnderTheDriver(SierraTest):
 
     def expect_taken(self, *takes):
         """Shown in the end: on a busy machine a confirmation may miss the driver's second."""
-        self.assertEqual(self.routectl("route", *takes).returncode, DONE)
+        self.assertEqual(self.routectl("route", "--no-wait", *takes).returncode, DONE)
         for take in takes:
             output, sources = take.split("=")
             audio, video = (sources.split(",") * 2)[:2]
@@ -45,14 +45,17 @@ class SierraUnderTheDriver(SierraTest):
         self.wait_for_confirmations(takes)
 
     def wait_for_confirmations(self, takes):
+        """Reports of what was taken: an answer to an earlier question may come in between."""
         for take in takes:
-            output = int(take.split("=")[0]) - 1
-            asked = f"STDIN: 'to output={output}'"
-            report = f"STDOUT: 'o{output}.input."
-            wait_until(
-                f"{take} is confirmed",
-                lambda: report in self.driver.trace().rpartition(asked)[2],
-            )
+            output, sources = take.split("=")
+            start = f"STDOUT: 'o{int(output) - 1}.input."
+            for level, source in zip(("audio", "video"), (sources.split(",") * 2)[:2]):
+                shown = "none" if source == "0" else int(source) - 1
+                reports = (f"{start}{level}={shown}'", f"{start}all={shown}'")
+                wait_until(
+                    f"{take} is confirmed",
+                    lambda: any(one in behind_take(self.driver.trace(), int(output) - 1) for one in reports),
+                )
 
     def output(self, number):
         """Audio and video source; None while there is no such output."""
@@ -87,14 +90,14 @@ class SierraUnderTheDriver(SierraTest):
     def test_refused_take_falls_back_and_is_told(self):
         router = self.router(locked={3})
         self.start(router)
-        result = self.routectl("route", "--wait", "3=5")
+        result = self.routectl("route", "3=5")
         self.assertEqual(result.returncode, REFUSED, result.stdout)
-        self.driver.wait_for_trace("STDERR<WARN>: 'output 3: the router refuses the take: text:output is locked")
+        self.driver.wait_for_trace("STDERR<WARN>: 'take to output 3 refused: text:output is locked")
         self.wait_for_output(3, 3, 3)
 
     def test_unconfirmed_take_falls_back(self):
         self.start(self.router(stuck={3}))
-        result = self.routectl("route", "--wait", "3=5")
+        result = self.routectl("route", "3=5")
         self.assertEqual(result.returncode, REFUSED, result.stdout)
         self.wait_for_output(3, 3, 3)
 
@@ -109,8 +112,8 @@ class SierraUnderTheDriver(SierraTest):
         router.stop_listening()
         router.cut_connections()
         self.driver.wait_for_trace("STDERR<WARN>: 'lost the connection to")
-        self.routectl("route", "2=6")  # refused, and not taken later
-        self.driver.wait_for_trace("STDERR<WARN>: '1 take refused: the router is not connected")
+        self.routectl("route", "--no-wait", "2=6")  # refused, and not taken later
+        self.driver.wait_for_trace("STDERR<WARN>: 'take to output 2 refused: not connected to the router")
         router.take_at_panel(1, 1, 8)
         router.listen_tcp()
         self.wait_for_ready(times=2)
@@ -137,7 +140,7 @@ class SierraUnderTheDriver(SierraTest):
             report = f"STDOUT: 'o0.input.video={source - 1}'"
             before = self.driver.trace().count(report)
             begin = time.monotonic()
-            self.assertEqual(self.routectl("route", f"1={source}").returncode, DONE)
+            self.assertEqual(self.routectl("route", "--no-wait", f"1={source}").returncode, DONE)
             wait_until("it is confirmed", lambda: self.driver.trace().count(report) > before)
             times.append(time.monotonic() - begin)
         median = statistics.median(times)

@@ -38,6 +38,12 @@ class SierraEmulator(Connections):
         self.padding = 0  # digits of each number, at the least
         self.lower_case = False
         self.absent = set()  # (output, level) that do not exist
+        self.options = ""  # before the sizes, "O(1,2)" or "S", say
+        self.reports_known = {0, 1, 2, 3, 4}  # the numbers that U may have
+        self.blanks_after_commas = False
+        self.short_strings = False  # one star and one mark
+        self.chatter = ""  # said behind every answer
+        self.password = "6741"
         self.cut_after = None  # bytes of the status after which the connection is reset
         self.size(outputs, inputs, levels)
 
@@ -68,10 +74,16 @@ class SierraEmulator(Connections):
                 return
             for text in answer:
                 self.say(controller, text)
+            if self.chatter:
+                self.say(controller, f"** {self.chatter} !!\r")
 
     def say(self, controller, text):
         if self.lower_case:
             text = text.lower()
+        if self.blanks_after_commas:
+            text = text.replace(",", ", ")
+        if self.short_strings:
+            text = text.replace("**", "*").replace("!!", "!")
         if self.cut_after is not None and len(text) > self.cut_after:
             cut, self.cut_after = self.cut_after, None
             controller.write(text[:cut].encode("latin-1"))
@@ -110,8 +122,10 @@ class SierraEmulator(Connections):
             return ["QASPEN 6464~1.07~"]
         if letter == "L":
             names = "".join(f"{name}~" for name in self.levels)
-            return [f"L{self.outputs},{len(self.levels)},{self.inputs},{names}~"]
+            return [f"L{self.options}{self.outputs},{len(self.levels)},{self.inputs},{names}~"]
         if letter == "U":
+            if numbers[0] not in self.reports_known:
+                raise Refused("Syntax: No Number:XX")
             controller.reports = numbers[0]
             return []
         if letter == "O":
@@ -123,8 +137,15 @@ class SierraEmulator(Connections):
                 if source == numbers[0]
             ]
         if letter == "B":
-            return []
+            return self.change_lock(numbers)
         return self.take(controller, letter, numbers)
+
+    def change_lock(self, numbers):
+        output, password, state = numbers
+        if str(password) != self.password:
+            raise Refused("password")
+        (self.locked.add if state else self.locked.discard)(output)
+        return [f"B{output},{password},{state}"]
 
     def number(self, value):
         return value if value == DISCONNECTED else str(value).zfill(self.padding)

@@ -44,7 +44,7 @@ class SierraBackendTakes(SierraTest):
         router = self.router(refuse_every_second_take=True)
         backend = self.ready_backend(router)
         backend.take((0, 3), (1, 3), (2, 3), (3, 3))
-        backend.wait_for_log("the router refuses the take: text:busy")
+        backend.wait_for_log("refused: text:busy")
         backend.wait_for_fields(o0_input_video="3")
 
         def is_settled():
@@ -59,7 +59,7 @@ class SierraBackendTakes(SierraTest):
         router = self.router(stuck={3})
         backend = self.ready_backend(router)
         backend.take((2, 5))
-        backend.wait_for_log("<WARN>output 3: the router shows another source than was taken")
+        backend.wait_for_log("<WARN>the router shows another source than was taken to output 3")
         self.assertFalse(any(fields.get("o2.input.video") == "5" for _, fields in backend.reports))
 
     def test_bare_ok_is_followed_by_a_question(self):
@@ -81,7 +81,7 @@ class SierraBackendTakes(SierraTest):
         router = self.router(strings_to_swallow=2)
         backend = self.ready_backend(router)
         backend.take((2, 5))
-        backend.wait_for_log("<WARN>output 3: the router does not answer to the take")
+        backend.wait_for_log("<WARN>the router does not answer to the take to output 3")
         backend.take((2, 6))
         backend.wait_for_fields(o2_input_video="6")
         self.assertEqual(router.takes()[:3], ["X3,6,0"] * 2 + ["X3,7,0"])
@@ -93,7 +93,7 @@ class SierraBackendTakes(SierraTest):
         backend.wait_for_fields(o2_input_video="5")
         router.locked = {4}
         backend.take((3, 5))
-        backend.wait_for_log("<WARN>output 4: the router refuses the take: text:output is locked")
+        backend.wait_for_log("<WARN>take to output 4 refused: text:output is locked")
         backend.take((4, 5))
         backend.wait_for_fields(o4_input_video="5", o3_input_video="3")
         self.assertFalse(any("outputs 5" in line for line in backend.log))

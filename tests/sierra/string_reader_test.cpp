@@ -14,7 +14,7 @@ namespace {
 std::vector<std::string> strings_of(string_reader& reader, std::string_view bytes) {
     std::vector<std::string> strings;
     for (const char byte : bytes) {
-        const read_result result = take_byte(reader, byte);
+        const read_result result = read_byte(reader, byte);
         EXPECT_NE(result, read_result::too_long);
         if (result == read_result::complete) {
             strings.push_back(reader.content);
@@ -28,10 +28,10 @@ std::vector<std::string> strings_of(std::string_view bytes) {
     return strings_of(reader, bytes);
 }
 
-read_result take_many(string_reader& reader, char byte, std::size_t count) {
+read_result read_many(string_reader& reader, char byte, std::size_t count) {
     read_result result = read_result::more;
     for (std::size_t taken = 0; taken < count && result == read_result::more; ++taken) {
-        result = take_byte(reader, byte);
+        result = read_byte(reader, byte);
     }
     return result;
 }
@@ -60,12 +60,19 @@ TEST(SierraStringReader, SingleStarAndMarkAreContent) {
     EXPECT_THAT(strings_of("**a*b!c!!"), ElementsAre("a*b!c"));
 }
 
+TEST(SierraStringReader, SmallRoutersWriteOneStarAndOneMark) {
+    EXPECT_THAT(strings_of("* OK !\r* X1,2,1 OK !\r** OK !!"), ElementsAre(" OK ", " X1,2,1 OK ", " OK "));
+    string_reader reader;
+    strings_of(reader, "* OK !\r");
+    EXPECT_EQ(reader.stray, 0U);
+}
+
 TEST(SierraStringReader, ControlCharactersAreSkippedWhereverTheyStand) {
     EXPECT_THAT(strings_of(std::string_view("\n*\r*\0 O\x7fK\t !\x1b!\r\n", 16)), ElementsAre(" OK "));
 }
 
 TEST(SierraStringReader, WhatIsOutsideIsNoString) {
-    EXPECT_THAT(strings_of("hello!! * X1,2,3 !!"), IsEmpty());
+    EXPECT_THAT(strings_of("hello!! X1,2,3 !!"), IsEmpty());
     EXPECT_THAT(strings_of("hello ** OK !! world ** X1,2,3 !!"), ElementsAre(" OK ", " X1,2,3 "));
 }
 
@@ -96,23 +103,23 @@ TEST(SierraStringReader, ResultIsTheSameForEveryCut) {
 TEST(SierraStringReader, OneMebibyteWithoutTheEndIsTooLong) {
     string_reader reader;
     strings_of(reader, "** X1,2,3 ");
-    EXPECT_EQ(take_many(reader, 'a', longest_string - 10), read_result::more);
-    EXPECT_EQ(take_byte(reader, 'a'), read_result::too_long);
-    EXPECT_EQ(take_byte(reader, 'a'), read_result::too_long);
+    EXPECT_EQ(read_many(reader, 'a', longest_string - 10), read_result::more);
+    EXPECT_EQ(read_byte(reader, 'a'), read_result::too_long);
+    EXPECT_EQ(read_byte(reader, 'a'), read_result::too_long);
     EXPECT_THAT(reader.content, IsEmpty());
 }
 
 TEST(SierraStringReader, SoAreOneMebibyteOfAnythingElse) {
     for (const char byte : {'a', '*', '!', ' ', '\r', '\0', '\xff'}) {
         string_reader reader;
-        EXPECT_EQ(take_many(reader, byte, longest_string), read_result::more);
-        EXPECT_EQ(take_byte(reader, byte), read_result::too_long);
+        EXPECT_EQ(read_many(reader, byte, longest_string), read_result::more);
+        EXPECT_EQ(read_byte(reader, byte), read_result::too_long);
     }
 }
 
 TEST(SierraStringReader, LongStringJustWithinTheLimitIsRead) {
     string_reader reader;
     strings_of(reader, "**");
-    EXPECT_EQ(take_many(reader, 'a', longest_string - 4), read_result::more);
+    EXPECT_EQ(read_many(reader, 'a', longest_string - 4), read_result::more);
     EXPECT_THAT(strings_of(reader, "!!** OK !!"), ElementsAre(std::string(longest_string - 4, 'a'), " OK "));
 }

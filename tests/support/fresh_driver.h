@@ -2,9 +2,11 @@
 #pragma once
 
 #include "backend.h"
+#include "backend_queue.h"
 #include "captured_stream.h"
 #include "client.h"
 #include "driver.h"
+#include "incoming_report.h"
 #include "router.h"
 #include "settable_clock.h"
 #include "vrdx.h"
@@ -13,18 +15,14 @@
 #include <unistd.h>
 
 inline void reset_router() {
-    input_count = 0;
-    output_count = 0;
-    split_levels = false;
-    input_names.clear();
-    router_outputs.clear();
-    route_requests.clear();
+    resize_picture(0, 0, false);
     dbg_nochg_assume = false;
-    router_changed();
 }
 
 // Forgets the child; whoever made one ends it.
 inline void reset_backend() {
+    commands_reach_backend = false;
+    vrdx_end_wait = false;
     for (std::int32_t* fd : {&backend_stdin_fd, &backend_stdout_fd, &backend_stderr_fd}) {
         if (*fd >= 0)
             close(*fd);
@@ -37,10 +35,10 @@ inline void reset_backend() {
     next_backend_check = 0;
     ident_procs.clear();
     stop_depth = 0;
-    pending_lines.clear();
+    forget_all_that_waits();
     stdout_line.clear();
     stderr_line.clear();
-    clear_router_message(incoming_report);
+    clear_incoming_report();
     debug_messages = false;
     last_error.clear();
     last_notes.clear();
@@ -59,8 +57,20 @@ inline void reset_item() {
     vrdx_do_write_metadata = false;
 }
 
+// Settings that wait are forwarded, and dropped with all else: that clears their clients' accounts, too.
+inline void reset_settings() {
+    if (pending_settings.empty())
+        return;
+    for (std::int32_t* fd : {&backend_stdin_fd, &backend_stdout_fd, &backend_stderr_fd})
+        *fd = 0; // neither read nor written meanwhile
+    notify_backend_settings();
+    for (std::int32_t* fd : {&backend_stdin_fd, &backend_stdout_fd, &backend_stderr_fd})
+        *fd = -1;
+    drop_pending_lines();
+}
+
 inline void reset_clients() {
-    pending_settings.clear();
+    reset_settings();
     auto_shutdown_delay = 0;
     mono_auto_shutdown = 0;
 }
@@ -88,6 +98,7 @@ protected:
         return trace_.take();
     }
     static void expect_no_backend() {
+        EXPECT_FALSE(commands_reach_backend);
         EXPECT_EQ(backend_pid, -1);
         EXPECT_EQ(backend_stdin_fd, -1);
         EXPECT_EQ(backend_stdout_fd, -1);

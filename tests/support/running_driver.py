@@ -3,6 +3,7 @@
 import os
 import signal
 import socket
+import re
 import subprocess
 import tempfile
 import time
@@ -20,6 +21,13 @@ def wait_until(what, condition):
         if time.monotonic() >= deadline:
             raise AssertionError(f"waited in vain: {what}")
         time.sleep(0.005)
+
+
+def behind_take(trace, output):
+    """What the trace says behind the last take on the output (from 0) that was sent, alone or in a salvo; empty without one."""
+    takes = re.compile(rf"STDIN: '(?:to output={output}'|take\.\d{{4}}={output} )")
+    ends = [take.end() for take in takes.finditer(trace)]
+    return trace[ends[-1] :] if ends else ""
 
 
 class RunningDriver:

@@ -101,10 +101,25 @@ void long_line(const std::string& arguments) {
     write_all(wire_number(wire), "\n");
 }
 
+std::ofstream noted_input;
+
+// The next line from the driver, noted if that was asked for. False at the end.
+bool hear_line(std::string& line) {
+    if (!read_line(line))
+        return false;
+    if (noted_input.is_open())
+        noted_input << line << '\n' << std::flush;
+    return true;
+}
+
+void note_input(const std::string& path) {
+    noted_input.open(path, std::ios::app);
+}
+
 void expect(const std::string& text) {
     std::string line;
     do {
-        if (!read_line(line))
+        if (!hear_line(line))
             std::exit(0);
     } while (line != text);
 }
@@ -186,6 +201,7 @@ const std::map<std::string, void (*)(const std::string&), std::less<>> directive
     {"flood", flood},                               // WIRE BYTES LINE: the line, again and again
     {"long-line", long_line},                       // WIRE BYTES: one line of that length
     {"expect", expect},                             // TEXT: reads lines until that one comes
+    {"note-input", note_input},                     // FILE: appends every line that is read from here on
     {"copy-stdin", copy_stdin},                     // FILE: appends every line received, to the end
     {"close", close_wire},                          // WIRE
     {"wait-for-file", wait_for_file},               // FILE: until it exists
@@ -231,7 +247,7 @@ int main(int argc, char** argv) {
             give_up("unknown directive " + name);
         directive->second(arguments);
     }
-    for (std::string line; read_line(line);) {
+    for (std::string line; hear_line(line);) {
     }
     while (stay_without_driver)
         sleep_a_little();

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "backend.h"
+#include "pending.h"
 
 #include <array>
 #include <cstdint>
@@ -32,6 +33,7 @@ public:
         for (sliding_window_v4** buffer : {&backend_stdinbuf, &backend_stdoutbuf, &backend_stderrbuf})
             *buffer = sliding_window_v4_create_buffer(buffer_bytes);
         backend_pid = pid_of_nobody;
+        commands_reach_backend = true;
     }
     ~wired_backend() {
         close_stdin();

@@ -61,7 +61,7 @@ TEST(CommandLine, SocketCanBeGivenInsteadOfAnItem) {
 TEST(CommandLine, OptionsMayStandBehindTheCommand) {
     const invocation call = good({"item", "route", "--json", "3=2", "--timeout", "0.25", "--wait", "4=5"});
     EXPECT_TRUE(call.json);
-    EXPECT_TRUE(call.wait);
+    EXPECT_FALSE(call.no_wait);
     EXPECT_EQ(call.timeout_us, 250000U);
     EXPECT_THAT(call.words, ElementsAre("3=2", "4=5"));
 }
@@ -114,13 +114,16 @@ TEST(CommandLine, WrongUseIsToldInOneLine) {
 TEST(CommandLine, OwnOptionsOfACommandAreItsAlone) {
     EXPECT_TRUE(good({"item", "logs", "-f", "--lines", "7"}).follow);
     EXPECT_EQ(good({"item", "logs", "--lines", "7"}).lines, 7);
-    EXPECT_EQ(good({"item", "logs"}).lines, 20);
-    EXPECT_EQ(good({"item", "status", "--observe", "1.5"}).observe_us, 1500000U);
-    EXPECT_EQ(good({"list", "--observe=2"}).observe_us, 2000000U);
-    EXPECT_EQ(good({"item", "status"}).observe_us, 0U);
+    EXPECT_EQ(good({"item", "logs"}).lines, -1);
+    EXPECT_EQ(good({"item", "status", "--outputs", "1-8,12", "--name", "[A]"}).outputs, "1-8,12");
+    EXPECT_EQ(good({"item", "status", "--input", "+Cam"}).input, "+Cam");
+    EXPECT_TRUE(good({"item", "route", "--no-wait", "--dry-run", "1=2"}).no_wait);
+    EXPECT_EQ(good({"item", "undo"}).by, usual_by);
     EXPECT_THAT(refusal({"item", "ping", "--lines", "7"}), HasSubstr("--lines"));
     EXPECT_THAT(refusal({"item", "logs", "--lines", "-1"}), HasSubstr("--lines"));
-    EXPECT_THAT(refusal({"item", "status", "--observe", "x"}), HasSubstr("--observe"));
+    EXPECT_THAT(refusal({"item", "route", "--wait", "--no-wait", "1=2"}), HasSubstr("contradict"));
+    EXPECT_THAT(refusal({"item", "undo", "--by", "a\nb"}), HasSubstr("--by"));
+    EXPECT_THAT(refusal({"item", "undo", "--by", std::string(65, 'x')}), HasSubstr("--by"));
 }
 
 TEST(CommandLine, ListTakesNoItem) {

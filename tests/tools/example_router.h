@@ -1,8 +1,8 @@
-// Routers and replies for tests.
+// Routers and packets for tests.
 #pragma once
 
+#include "client_picture.h"
 #include "comm_socket_v4_packet.h"
-#include "router_status.h"
 
 #include <string>
 
@@ -14,32 +14,21 @@ inline comm_socket_v4_packet delivered(const comm_socket_v4_packet& written) {
     return packet;
 }
 
-// A router with inputs "Camera 1" ..., outputs "Monitor 1" ..., and the same source everywhere.
-inline router_status example_router(int inputs, int outputs, crosspoint source = {1, 1}) {
-    router_status status;
+// A router with inputs "Camera 1" ..., outputs "Monitor 1" ..., separate levels, and the same confirmed
+// source everywhere.
+inline vrdx::router_picture example_router(int inputs, int outputs, vrdx::level_sources sources = {1, 1}) {
+    vrdx::router_picture picture;
+    picture.epoch = "0123456789abcdef";
+    picture.split_levels = true;
+    picture.backend = vrdx::backend_state::running;
+    picture.link = vrdx::link_state::up;
     for (int i = 1; i <= inputs; ++i)
-        status.inputs.push_back("Camera " + std::to_string(i));
-    for (int i = 1; i <= outputs; ++i)
-        status.outputs.push_back({"Monitor " + std::to_string(i), source});
-    return status;
-}
-
-// The driver's reply to "status" for this router.
-inline comm_socket_v4_packet status_reply(const router_status& status) {
-    comm_socket_v4_packet packet;
-    comm_socket_v4_packet_begin_writing(&packet, 0, "status", nullptr);
-    for (std::size_t i = 0; i < status.inputs.size(); ++i)
-        comm_socket_v4_packet_write_nv_pair(&packet, "input.name " + std::to_string(i + 1), status.inputs[i]);
-    for (std::size_t i = 0; i < status.outputs.size(); ++i)
-        comm_socket_v4_packet_write_nv_pair(&packet, "output.name " + std::to_string(i + 1),
-                                            status.outputs[i].name);
-    for (std::size_t i = 0; i < status.outputs.size(); ++i)
-        comm_socket_v4_packet_write_nv_pairf(&packet, "output " + std::to_string(i + 1), "%d,%d",
-                                             status.outputs[i].source.audio, status.outputs[i].source.video);
-    comm_socket_v4_packet_write_argv_end(&packet);
-    comm_socket_v4_packet_write_nv_pair(&packet, "router", "?");
-    comm_socket_v4_packet_write_nv_pairf(&packet, "in points", "%zu", status.inputs.size());
-    comm_socket_v4_packet_write_nv_pairf(&packet, "out points", "%zu", status.outputs.size());
-    comm_socket_v4_packet_write_end(&packet);
-    return delivered(packet);
+        picture.inputs.push_back({true, "Camera " + std::to_string(i), {}});
+    for (int i = 1; i <= outputs; ++i) {
+        picture.outputs.emplace_back();
+        picture.outputs.back().told = true;
+        picture.outputs.back().name = "Monitor " + std::to_string(i);
+        picture.outputs.back().sources = sources;
+    }
+    return picture;
 }

@@ -63,6 +63,19 @@ TEST_F(ItemPlace, FileOfThatNameComesFirst) {
     EXPECT_EQ(place.name, "");
 }
 
+TEST_F(ItemPlace, FileNameIsAShortNameWhereTheItemsAreInstalled) {
+    write_file(root.file("items/studio.item"), "");
+    write_file(root.file("items/notes"), "");
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(root.file("items"));
+    const item_place installed = place_of_item("studio.item", "");
+    const item_place other = place_of_item("notes", "");
+    std::filesystem::current_path(before);
+    EXPECT_EQ(installed.name, "studio");
+    EXPECT_EQ(installed.socket, root.file("run/studio.sock"));
+    EXPECT_EQ(other.name, "");
+}
+
 TEST_F(ItemPlace, DirectoriesHaveTheirInstalledPlaces) {
     TearDown();
     EXPECT_EQ(items_directory(), "/etc/vrdx/items");

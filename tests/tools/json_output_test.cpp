@@ -43,25 +43,32 @@ TEST(JsonOutput, OneItemIsStillAList) {
               R"({"command":"ping","result":0,"items":[{"end of arguments":true}]})");
 }
 
-TEST(JsonOutput, StatusNamesEveryInputAndOutput) {
-    EXPECT_EQ(json_line(json_of_status(example_router(1, 2, {0, 1}))),
-              R"({"router":true,"inputs":[{"input":1,"name":"Camera 1"}],"outputs":[)"
-              R"({"output":1,"name":"Monitor 1","audio":0,"video":1},)"
-              R"({"output":2,"name":"Monitor 2","audio":0,"video":1}]})");
-    EXPECT_EQ(json_line(json_of_no_router()), R"({"router":false})");
+TEST(JsonOutput, RouterNamesEveryInputAndTheOutputsAskedFor) {
+    vrdx::router_picture picture = example_router(1, 3, {0, 1});
+    picture.outputs[2].sources = {vrdx::source_unknown, 1};
+    picture.outputs[2].waits_ms = 800;
+    picture.outputs[2].taken = vrdx::last_taker{1000, 4711, "desk 3"};
+    picture.outputs[2].properties = {{"lock", "on"}};
+    EXPECT_EQ(
+        json_line(json_of_router(picture, {1, 3})),
+        R"({"router":true,"inputs":[{"input":1,"name":"Camera 1"}],"outputs":[)"
+        R"({"output":1,"name":"Monitor 1","audio":0,"video":1},)"
+        R"({"output":3,"name":"Monitor 3","audio":null,"video":1,"waits ms":800,)"
+        R"("taken":{"user":1000,"pid":4711,"by":"desk 3"},"properties":{"lock":"on"}}],)"
+        R"("levels":["video","audio"],"backend":"running","backend text":"","link":"up","link text":"",)"
+        R"("epoch":"0123456789abcdef","sequence":0})");
+}
+
+TEST(JsonOutput, RouterThatIsNotKnownHasNothing) {
+    const json_object object = json_of_router({}, {});
+    EXPECT_EQ(object["router"], false);
+    EXPECT_TRUE(object["outputs"].empty());
+    EXPECT_EQ(object["backend"], "unknown");
 }
 
 TEST(JsonOutput, ReportIsOneObject) {
     EXPECT_EQ(json_line(json_of_report({true, true, {"shm 1"}, {}, {"a", "b"}})),
               R"({"connected":true,"machine":["shm 1"],"errors":[],"notes":["a","b"]})");
-}
-
-TEST(JsonOutput, TakesSayWhatWasAskedAndShown) {
-    const auto results = check_takes({{1, {1, 1}}, {7, {2, 2}}}, example_router(2, 2));
-    EXPECT_EQ(json_line(json_of_takes(results)),
-              R"({"confirmed":false,"outputs":[)"
-              R"({"output":1,"asked":{"audio":1,"video":1},"shown":{"audio":1,"video":1},"confirmed":true},)"
-              R"({"output":7,"asked":{"audio":2,"video":2},"shown":null,"confirmed":false}]})");
 }
 
 TEST(PacketText, ShowsItemsInWireOrder) {

@@ -44,17 +44,42 @@ def items_of(body):
     return items
 
 
-def status(inputs, outputs, source="1,1"):
-    """The reply to "status" of a router of this size, with the same source everywhere."""
-    entries = [(ENTRY, f"input.name {i}", f"Camera {i}") for i in range(1, inputs + 1)]
-    entries += [(ENTRY, f"output.name {i}", f"Monitor {i}") for i in range(1, outputs + 1)]
-    entries += [(ENTRY, f"output {i}", source) for i in range(1, outputs + 1)]
-    counts = [(ENTRY, "in points", str(inputs)), (ENTRY, "out points", str(outputs))]
-    return packet("status", *entries, (END,), *counts)
+EPOCH = "0123456789abcdef"
 
 
-def no_router():
-    return packet("status", (ARGUMENT, "no router"), (END,), result=1)
+def described(inputs, outputs, source="1,1", *further):
+    """The only page of a router of this size, with the same source everywhere; `further` entries of the state."""
+    entries = [("epoch", EPOCH), ("sequence", "1"), ("inputs", str(inputs)), ("outputs", str(outputs)),
+               ("levels", "video,audio"), ("backend", "running"), ("link", "up"), *further]
+    entries += [(f"input {i}", f"Camera {i}") for i in range(1, inputs + 1)]
+    for i in range(1, outputs + 1):
+        entries += [(f"output {i}", f"Monitor {i}"), (f"output {i} sources", source)]
+    return packet("describe", (END,), *((ENTRY, name, value) for name, value in entries))
+
+
+def no_router(*further):
+    return described(0, 0, "0,0", *further)
+
+
+def answers_takes(*results):
+    """A reply to `take`: these results for its outputs, in their order."""
+
+    def answer(items):
+        outputs = [item[1].split("=")[0] for item in items if item[0] == ARGUMENT]
+        names = dict((item[1], item[2]) for item in items if item[0] == ENTRY)
+        entries = [(ENTRY, f"output {output}", result) for output, result in zip(outputs, results)]
+        failed = any(result != "confirmed" for result in results)
+        return packet("take", (END,), (ENTRY, "id", names["id"]), (ENTRY, "epoch", EPOCH), *entries, result=failed)
+
+    return answer
+
+
+def error_to_take(text):
+    def answer(items):
+        names = dict((item[1], item[2]) for item in items if item[0] == ENTRY)
+        return packet("error", (ARGUMENT, text), (END,), (ENTRY, "id", names.get("id", "")), result=1)
+
+    return answer
 
 
 def error(text):
@@ -63,7 +88,7 @@ def error(text):
 
 class ScriptedDriver:
     """Answers each command with `replies[command]`: bytes, or a list of them, one for each request and the last
-    for all that follow. None closes the connection without an answer."""
+    for all that follow; or a function of the request's items. None closes the connection without an answer."""
 
     def __init__(self, replies):
         self.replies = replies
@@ -99,6 +124,8 @@ class ScriptedDriver:
         reply = self.replies.get(command, packet(command, (END,)))
         if isinstance(reply, list):
             reply = reply.pop(0) if len(reply) > 1 else reply[0]
+        if callable(reply):
+            reply = reply(items)
         if reply is None:
             return False
         client.sendall(reply)

@@ -24,14 +24,14 @@ protected:
     // The router of videohub_texts.h is known, and what that led to is forgotten.
     void become_ready() {
         router_says(whole_state_text);
-        ASSERT_EQ(conversation.state, conversation_state::ready);
+        ASSERT_EQ(conversation.driver.state, router_state::ready);
         forget();
     }
 
     void forget() {
-        conversation.reports.clear();
-        conversation.to_router.clear();
-        conversation.log.clear();
+        conversation.driver.reports.clear();
+        conversation.router.to_router.clear();
+        conversation.driver.log.clear();
     }
 
     void wait(std::uint64_t time) {
@@ -59,19 +59,19 @@ protected:
     // The reports so far, as "outputs o0.input.all=3 o1.input.all=0"; they are forgotten.
     std::vector<std::string> told() {
         std::vector<std::string> texts;
-        for (const TavrixAPIRouterMessage& report : conversation.reports) {
+        for (const TavrixAPIRouterMessage& report : conversation.driver.reports) {
             std::string text = report.command;
             for (const auto& [name, value] : report.fields) {
                 text.append(" ").append(name).append("=").append(value);
             }
             texts.push_back(text);
         }
-        conversation.reports.clear();
+        conversation.driver.reports.clear();
         return texts;
     }
 
     std::string sent() {
-        return std::exchange(conversation.to_router, "");
+        return std::exchange(conversation.router.to_router, "");
     }
 
     videohub_conversation conversation;

@@ -88,16 +88,70 @@ TEST_F(VideohubModel, SourceBeyondTheSizeCountsAsNone) {
 // All the kinds that have nothing to do with takes and names.
 TEST_F(VideohubModel, OtherBlocksChangeNothing) {
     apply(whole_state_text);
-    for (const std::string header :
-         {"MONITORING OUTPUT LABELS", "SERIAL PORT LABELS", "FRAME LABELS", "VIDEO MONITORING OUTPUT ROUTING",
-          "SERIAL PORT ROUTING", "PROCESSING UNIT ROUTING", "FRAME BUFFER ROUTING", "MONITORING OUTPUT LOCKS",
-          "SERIAL PORT LOCKS", "VIDEO INPUT STATUS", "VIDEO OUTPUT STATUS", "SERIAL PORT STATUS",
-          "SERIAL PORT DIRECTIONS", "ALARM STATUS", "CONFIGURATION", "FUTURE BLOCK", "ACK", "NAK"}) {
+    for (const std::string header : {"FRAME LABELS", "PROCESSING UNIT ROUTING", "FRAME BUFFER ROUTING",
+                                     "SERIAL PORT DIRECTIONS", "FUTURE BLOCK", "ACK", "NAK"}) {
         EXPECT_FALSE(apply(header + ":\n0 2\n1 U\nTake Mode: true\n\n").known) << header;
     }
+    for (const std::string header :
+         {"MONITORING OUTPUT LABELS", "VIDEO MONITORING OUTPUT ROUTING", "MONITORING OUTPUT LOCKS",
+          "SERIAL PORT LABELS", "SERIAL PORT ROUTING", "SERIAL PORT LOCKS", "SERIAL PORT STATUS"}) {
+        apply(header + ":\n0 2\n1 U\n\n");
+    }
     EXPECT_THAT(sources(), ElementsAre(3, 0, 1));
+    EXPECT_EQ(model.outputs[0].label, "Studio");
     EXPECT_EQ(model.outputs[1].lock, videohub_lock::other);
     EXPECT_TRUE(videohub_state_complete(model, false));
+}
+
+TEST_F(VideohubModel, MonitoringOutputsStandAfterTheOthersWhenTheyCount) {
+    model.with_monitors = true;
+    apply("VIDEOHUB DEVICE:\nDevice present: true\nVideo inputs: 4\nVideo outputs: 2\n"
+          "Video monitoring outputs: 2\n\nVIDEO OUTPUT ROUTING:\n0 1\n1 2\n2 3\n\n");
+    EXPECT_THAT(sources(), ElementsAre(1, 2, -1, -1));
+    EXPECT_THAT(apply("VIDEO MONITORING OUTPUT ROUTING:\n1 3\n2 0\n\n").routed, ElementsAre(3));
+    EXPECT_THAT(sources(), ElementsAre(1, 2, -1, 3));
+    EXPECT_THAT(apply("MONITORING OUTPUT LABELS:\n0 Desk\n\n").labelled_outputs, ElementsAre(2));
+    EXPECT_THAT(apply("MONITORING OUTPUT LOCKS:\n0 L\n\n").locked, ElementsAre(2));
+    EXPECT_FALSE(apply("VIDEOHUB DEVICE:\nVideo outputs: 2\n\n").device);
+    EXPECT_TRUE(apply("VIDEOHUB DEVICE:\nVideo outputs: 2\nVideo monitoring outputs: 1\n\n").device);
+    EXPECT_EQ(model.outputs.size(), 3U);
+    EXPECT_TRUE(apply("VIDEOHUB DEVICE:\nDevice present: true\nUnique ID: 7\nVideo inputs: 4\n"
+                      "Video outputs: 2000\nVideo monitoring outputs: 2000\n\n")
+                    .device);
+    EXPECT_EQ(model.outputs.size(), 1024U);
+    EXPECT_EQ(model.monitors, 0);
+}
+
+TEST_F(VideohubModel, SerialPortsStandBehindAllInputsAndOutputsWhenTheyCount) {
+    model.with_monitors = model.with_serial_ports = true;
+    apply("VIDEOHUB DEVICE:\nDevice present: true\nVideo inputs: 4\nVideo outputs: 2\n"
+          "Video monitoring outputs: 1\nSerial ports: 3\n\n"
+          "VIDEO OUTPUT ROUTING:\n0 1\n1 4\n2 3\n\nVIDEO MONITORING OUTPUT ROUTING:\n0 2\n\n");
+    EXPECT_EQ(model.inputs.size(), 7U);
+    EXPECT_THAT(apply("SERIAL PORT ROUTING:\n0 2\n1 -1\n2 3\n3 0\n\n").routed, ElementsAre(3, 4, 5));
+    EXPECT_THAT(sources(), ElementsAre(1, -1, 2, 6, -1, -1));
+    const videohub_news labels = apply("SERIAL PORT LABELS:\n1 Deck\n\nSERIAL PORT LABELS:\n2 Desk\n\n");
+    EXPECT_THAT(labels.labelled_inputs, ElementsAre(6));
+    EXPECT_THAT(labels.labelled_outputs, ElementsAre(5));
+    EXPECT_EQ(model.inputs[5].label, "Deck");
+    EXPECT_EQ(model.outputs[4].label, "Deck");
+    EXPECT_THAT(apply("SERIAL PORT LOCKS:\n0 O\n\n").locked, ElementsAre(3));
+    EXPECT_THAT(apply("SERIAL PORT STATUS:\n1 RS422\n\n").output_statuses, ElementsAre(4));
+    EXPECT_THAT(apply("VIDEO INPUT STATUS:\n3 BNC\n4 BNC\n\n").input_statuses, ElementsAre(3));
+    EXPECT_THAT(apply("INPUT LABELS:\n4 No input of video\n\n").labelled_inputs, IsEmpty());
+    EXPECT_FALSE(apply("VIDEOHUB DEVICE:\nVideo inputs: 4\nSerial ports: 3\n\n").device);
+    EXPECT_TRUE(apply("VIDEOHUB DEVICE:\nSerial ports: 2\n\n").device);
+    EXPECT_EQ(model.inputs.size(), 6U);
+    EXPECT_EQ(model.outputs.size(), 5U);
+}
+
+TEST_F(VideohubModel, SerialPortsBeyondWhatCountsAreLeftOut) {
+    model.with_serial_ports = true;
+    apply("VIDEOHUB DEVICE:\nDevice present: true\nVideo inputs: 4000\nVideo outputs: 1000\n"
+          "Serial ports: 2000\n\n");
+    EXPECT_EQ(model.outputs.size(), 1024U);
+    EXPECT_EQ(model.inputs.size(), 4024U);
+    EXPECT_EQ(model.serial_ports, 24);
 }
 
 TEST_F(VideohubModel, UnknownLinesAreSkipped) {
@@ -106,6 +160,21 @@ TEST_F(VideohubModel, UnknownLinesAreSkipped) {
     apply("VIDEOHUB DEVICE:\nDevice present: true\nFuture: x\nVideo inputs: 4\nVideo outputs: lots\n\n");
     EXPECT_TRUE(model.inputs_known);
     EXPECT_FALSE(model.outputs_known);
+}
+
+TEST_F(VideohubModel, SizesThatTheNextPropertyFollowsInTheirLineAreRead) {
+    apply("VIDEOHUB DEVICE:\nDevice present: true\nVideo inputs: 41Video processing units: 0\n"
+          "Video outputs: 10Video monitoring outputs: 0\n\n");
+    EXPECT_EQ(model.inputs.size(), 41U);
+    EXPECT_EQ(model.outputs.size(), 10U);
+}
+
+TEST_F(VideohubModel, SizesThatAreNoNumbersAreNotKnown) {
+    for (const std::string size : {"", "-1", "16x16", "x1", "1.5", "two: 2"}) {
+        apply("VIDEOHUB DEVICE:\nDevice present: true\nVideo inputs: " + size + "\nVideo outputs: 2\n\n");
+        EXPECT_FALSE(model.inputs_known) << size;
+        EXPECT_TRUE(model.outputs_known) << size;
+    }
 }
 
 TEST_F(VideohubModel, AbsentDeviceHasNoPicture) {
@@ -155,8 +224,19 @@ TEST_F(VideohubModel, ChangedFriendlyNameAloneResetsNothing) {
 TEST_F(VideohubModel, AbsurdSizeIsCutDown) {
     apply("VIDEOHUB DEVICE:\nDevice present: true\nVideo inputs: 2000000000\nVideo outputs: 5000\n\n");
     EXPECT_EQ(model.inputs.size(), 4096U);
-    EXPECT_EQ(model.outputs.size(), 4096U);
+    EXPECT_EQ(model.outputs.size(), 1024U);
     EXPECT_FALSE(apply("VIDEOHUB DEVICE:\nVideo outputs: 6000\n\n").device);
+}
+
+TEST_F(VideohubModel, AlarmsAreBounded) {
+    apply(whole_state_text);
+    std::string lines;
+    for (int n = 0; n < 100; ++n) {
+        lines += "Alarm " + std::to_string(n) + ": " + std::string(2000, 'x') + "\n";
+    }
+    apply("ALARM STATUS:\n" + lines + "\n");
+    EXPECT_EQ(model.alarms.size(), most_videohub_alarms);
+    EXPECT_EQ(model.alarms.begin()->second.size(), most_videohub_label_bytes);
 }
 
 TEST_F(VideohubModel, MinorVersionsAreUnderstoodMajorOnesAreNot) {

@@ -25,7 +25,8 @@ class VideohubBackendCheck(VideohubTest):
             )
         lines = result.stdout.splitlines()
         self.assertEqual([line for line in lines if line.startswith("FAIL")], [])
-        self.assertEqual([line[6:] for line in lines if line.startswith("note")], list(notes))
+        shown = [line[6:] for line in lines if line.startswith("note") and "reaches its router" not in line]
+        self.assertEqual(shown, list(notes))
         self.assertEqual((result.returncode, result.stderr), (0, ""), result.stdout)
         return result.stdout
 

@@ -6,6 +6,7 @@ import socket
 import unittest
 
 from running_driver import wait_until
+from videohub_emulator import OWN, UNLOCKED
 from videohub_fixture import VideohubTest, item_text, main
 
 
@@ -17,6 +18,7 @@ class VideohubUnderTheDriver(VideohubTest):
         self.assertEqual(status["outputs"][5]["name"], "Destination 6")
         self.assertEqual(self.sources(driver), [1, 2, 3, 4, 5, 6])
         driver.wait_for_trace("STDERR<INFO>: 'connected to 127.0.0.1 port")
+        driver.wait_for_trace("STDOUT: 'state=up'")
         self.assertNotIn("STDERR<WARN>", driver.trace())
 
     def test_take_is_confirmed_by_the_router(self):
@@ -46,6 +48,42 @@ class VideohubUnderTheDriver(VideohubTest):
         wait_until("renamed", lambda: self.status(driver)["inputs"][0]["name"] == "a=b")
         self.assertEqual((emulator.output_labels[1], emulator.input_labels[0]), ("Studio Süd", "a=b"))
 
+    def test_locks_are_set_and_freed(self):
+        emulator, driver = self.connected(8, 6)
+        self.routectl(driver, "router-set", "output.2.lock=own")
+        driver.wait_for_trace("STDOUT: 'o1.lock=own'")
+        self.assertEqual(emulator.locks[1], OWN)
+        emulator.lock_output(2)
+        driver.wait_for_trace("STDOUT: 'o2.lock=other'")
+        self.routectl(driver, "router-set", "output.2.lock=free", "output.3.lock=force")
+        wait_until("all are free", lambda: emulator.locks == [UNLOCKED] * 6)
+        for output in (1, 2):
+            wait_until(
+                f"the lock of output {output + 1} is told",
+                lambda: f"STDOUT: 'o{output}.lock=free'" in driver.trace().rpartition("lock=other'")[2],
+            )
+
+    def test_monitoring_outputs_stand_after_the_others_where_the_item_wants_them(self):
+        emulator = self.emulate(8, 6)
+        driver = self.drive(emulator, videohub_monitoring_outputs="yes")
+        self.wait_for_sources(driver, [1, 2, 3, 4, 5, 6, 2])
+        self.assertEqual(self.status(driver)["outputs"][6]["name"], "Monitor 1")
+        self.expect_taken(driver, "7=8", "1=8")
+        self.wait_for_sources(driver, [8, 2, 3, 4, 5, 6, 8])
+        self.assertEqual(emulator.monitors, [7])
+
+    def test_serial_ports_stand_behind_all_inputs_and_outputs_where_the_item_wants_them(self):
+        emulator = self.emulate(8, 6)
+        driver = self.drive(emulator, videohub_serial_ports="yes", videohub_monitoring_outputs="yes")
+        self.wait_for_size(driver, 10, 9)
+        self.wait_for_sources(driver, [1, 2, 3, 4, 5, 6, 2, 0, 9])
+        self.assertEqual(self.status(driver)["inputs"][9]["name"], "Deck 2")
+        self.expect_taken(driver, "8=10", "1=8")
+        self.assertEqual(emulator.serial, [1, 0])
+        self.assertNotEqual(self.take(driver, "8=1"), 0)
+        driver.wait_for_trace("refused: a serial port takes its data from another serial port only")
+        self.wait_for_sources(driver, [8, 2, 3, 4, 5, 6, 2, 10, 9])
+
     def test_two_controllers_at_once_see_each_other(self):
         emulator, driver = self.connected(8, 6)
         other = self.drive(emulator)
@@ -67,8 +105,7 @@ class VideohubUnderTheDriver(VideohubTest):
         self.wait_for_picture(driver, emulator)
         driver.wait_for_trace("STDOUT: 'o287.input.all=287'")
         self.expect_taken(driver, "1=288", "128=288")
-        self.routectl(driver, "route", "288=1")
-        driver.wait_for_trace("STDOUT: 'o287.input.all=0'")
+        self.expect_taken(driver, "288=1")
         self.assertEqual(emulator.routing[287], 0)
 
     def test_blocks_cut_at_every_byte(self):
@@ -106,6 +143,7 @@ class VideohubUnderTheDriver(VideohubTest):
         other = self.emulate(4, 3)
         self.routectl(driver, "set", f"port={other.port}")
         self.wait_for_picture(driver, other)
+        self.assertIn("STDOUT: 'state=down'", driver.trace())
         self.expect_taken(driver, "1=4")
         self.routectl(driver, "set", "address=")
         driver.wait_for_trace('STDERR<WARN>: \'not connected: the item has no setting "address"')

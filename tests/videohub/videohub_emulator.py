@@ -11,7 +11,7 @@ import struct
 import threading
 import time
 
-UNLOCKED, LOCKED = "U", "L"
+UNLOCKED, LOCKED, OWN = "U", "L", "O"
 
 
 class Client:
@@ -88,6 +88,9 @@ class VideohubEmulator:
         self.answers_pings = True
         self.confirms = True  # tells the routing after a take
         self.refuses_every = 0  # 2: every second block of takes is answered NAK
+        self.refuses_names = False
+        self.one_take_per_block = False  # reads the first line of a block of takes and skips the others
+        self.untold = set()  # outputs left out of the routing that is told
         self.latency = 0.0  # seconds, from each request to its answer
         self.piece = 0  # bytes per write; 0: all at once
         self.crlf = False
@@ -177,6 +180,8 @@ class VideohubEmulator:
         self.output_labels = [f"Destination {number + 1}" for number in range(outputs)]
         self.routing = [min(number, inputs - 1) for number in range(outputs)]
         self.locks = [UNLOCKED] * outputs
+        self.monitors = [min(1, inputs - 1)]  # the source of the only monitoring output
+        self.serial = [-1, 0]  # the source of each serial port; -1: none
 
     def block(self, header, lines):
         end = "\r\n" if self.crlf else "\n"
@@ -196,7 +201,7 @@ class VideohubEmulator:
                 "Video processing units: 0",
                 f"Video outputs: {self.outputs}",
                 "Video monitoring outputs: 1",
-                "Serial ports: 0",
+                f"Serial ports: {len(self.serial)}",
             ]
         return self.block("VIDEOHUB DEVICE", lines)
 
@@ -213,12 +218,17 @@ class VideohubEmulator:
                 self.numbered("OUTPUT LABELS", self.output_labels),
                 self.block("MONITORING OUTPUT LABELS", ["0 Monitor 1"]),
                 "" if self.locks_first else locks,
-                self.numbered("VIDEO OUTPUT ROUTING", self.routing),
-                self.block("VIDEO MONITORING OUTPUT ROUTING", ["0 1"]),
+                self.numbered("VIDEO OUTPUT ROUTING", self.routing, self.told_outputs()),
+                self.numbered("VIDEO MONITORING OUTPUT ROUTING", self.monitors),
+                self.block("SERIAL PORT LABELS", [f"{port} Deck {port + 1}" for port in range(len(self.serial))]),
+                self.numbered("SERIAL PORT ROUTING", self.serial),
                 self.block("CONFIGURATION", ["Take Mode: false"]),
                 self.block("END PRELUDE", []) if self.end_prelude else "",
             ]
         )
+
+    def told_outputs(self):
+        return [output for output in range(self.outputs) if output not in self.untold]
 
     def greet(self, client):
         if self.greeting is not None:
@@ -250,6 +260,10 @@ class VideohubEmulator:
             self.locks[output] = state
             self.broadcast(self.numbered("VIDEO OUTPUT LOCKS", self.locks, [output]))
 
+    def describe_device_again(self):
+        with self.lock:
+            self.broadcast(self.device())
+
     def attach(self, inputs, outputs):
         """Another device is attached while clients are connected."""
         with self.lock:
@@ -271,6 +285,12 @@ class VideohubEmulator:
                 self.rename(client, header, self.input_labels, lines)
             elif header == "OUTPUT LABELS:" and lines:
                 self.rename(client, header, self.output_labels, lines)
+            elif header == "VIDEO MONITORING OUTPUT ROUTING:" and lines:
+                self.take_in_other_bank(client, header, self.monitors, lines)
+            elif header == "SERIAL PORT ROUTING:" and lines:
+                self.take_in_other_bank(client, header, self.serial, lines)
+            elif header == "VIDEO OUTPUT LOCKS:" and lines:
+                self.change_locks(client, lines)
             else:
                 self.answer_request(client, header)
 
@@ -291,7 +311,7 @@ class VideohubEmulator:
 
     def take(self, client, lines):
         self.take_blocks += 1
-        entries = self.entries(lines, self.outputs)
+        entries = self.entries(lines[:1] if self.one_take_per_block else lines, self.outputs)
         refused = self.refuses_every and self.take_blocks % self.refuses_every == 0
         if refused or entries is None or any(
             not source.isdigit() or int(source) >= self.inputs or self.locks[output] == LOCKED
@@ -305,13 +325,33 @@ class VideohubEmulator:
                 self.routing[output] = int(source)
             self.broadcast(self.numbered("VIDEO OUTPUT ROUTING", self.routing, [entry[0] for entry in entries]))
 
+    def take_in_other_bank(self, client, header, routing, lines):
+        """Of monitoring outputs or serial ports."""
+        entries = self.entries(lines, len(routing))
+        self.answer(client, entries is not None)
+        for output, source in entries or []:
+            routing[output] = int(source)
+        self.broadcast(self.numbered(header[:-1], routing))
+
     def rename(self, client, header, labels, lines):
-        entries = self.entries(lines, len(labels))
+        entries = None if self.refuses_names else self.entries(lines, len(labels))
         self.answer(client, entries is not None)
         for number, label in entries or []:
             labels[number] = label
         if entries:
             self.broadcast(self.numbered(header[:-1], labels, [entry[0] for entry in entries]))
+
+    def change_locks(self, client, lines):
+        """One whose lock is another's is freed by force alone; a block with a line that cannot be is refused."""
+        entries = self.entries(lines, self.outputs)
+        allowed = entries is not None and all(
+            state in ("O", "U", "F") and (self.locks[output] != LOCKED or state == "F") for output, state in entries
+        )
+        self.answer(client, allowed)
+        if allowed:
+            for output, state in entries:
+                self.locks[output] = OWN if state == "O" else UNLOCKED
+            self.broadcast(self.numbered("VIDEO OUTPUT LOCKS", self.locks, [entry[0] for entry in entries]))
 
     def answer_request(self, client, header):
         blocks = {
@@ -319,7 +359,7 @@ class VideohubEmulator:
             "INPUT LABELS:": lambda: self.numbered("INPUT LABELS", self.input_labels),
             "OUTPUT LABELS:": lambda: self.numbered("OUTPUT LABELS", self.output_labels),
             "VIDEO OUTPUT LOCKS:": lambda: self.numbered("VIDEO OUTPUT LOCKS", self.locks),
-            "VIDEO OUTPUT ROUTING:": lambda: self.numbered("VIDEO OUTPUT ROUTING", self.routing),
+            "VIDEO OUTPUT ROUTING:": lambda: self.numbered("VIDEO OUTPUT ROUTING", self.routing, self.told_outputs()),
         }
         self.answer(client, header in blocks)
         if header in blocks:

@@ -5,7 +5,7 @@ import signal
 import time
 
 from running_driver import wait_until
-from videohub_emulator import UNLOCKED
+from videohub_emulator import LOCKED, UNLOCKED
 from videohub_fixture import VideohubTest, item_text, main
 
 MEBIBYTE = 1024 * 1024
@@ -20,7 +20,9 @@ class VideohubConnectionFaults(VideohubTest):
         emulator.drop_clients()
         driver.wait_for_trace("STDERR<WARN>: 'lost the connection")
         driver.wait_for_trace("Connection refused")
+        self.assertIn("STDOUT: 'text=the router closed it'", driver.trace())
         self.assertNotEqual(self.take(driver, "1=5"), 0)
+        self.routectl(driver, "route", "--no-wait", "1=5")
         driver.wait_for_trace("STDERR<WARN>: 'take to output 1 refused: not connected to the router'")
         self.wait_for_sources(driver, [1, 2, 3, 4, 5, 6])
         emulator.listen()
@@ -123,6 +125,32 @@ class VideohubConnectionFaults(VideohubTest):
         driver.wait_for_trace("STDERR<WARN>: 'not connected to no-such-router.invalid port 9990: the name")
 
 
+    def test_routing_that_leaves_outputs_out_is_shown_without_them(self):
+        emulator = self.emulate(8, 6, listening=False)
+        emulator.untold = {0, 4}
+        emulator.listen()
+        driver = self.drive(emulator, videohub_silence_ms=1000, videohub_ping_ms=200)
+        driver.wait_for_trace("STDOUT: 'o4.input.all=unknown'")
+        self.wait_for_size(driver, 8, 6)
+        self.expect_taken(driver, "5=2")
+        wait_until("it stays", lambda: len(emulator.blocks("PING")) >= 10)
+        self.assertEqual(emulator.connections, 1)
+
+    def test_device_described_once_more_costs_no_take(self):
+        emulator, driver = self.connected(8, 6)
+        emulator.describe_device_again()
+        self.expect_taken(driver, "1=5")
+        self.assertEqual(driver.trace().count("STDOUT: 'inputs=8'"), 1)
+
+    def test_half_read_router_is_lost_once_per_reason(self):
+        emulator = self.emulate(8, 6, listening=False)
+        emulator.hang_up_after = 500
+        emulator.listen()
+        driver = self.drive(emulator)
+        wait_until("it tries again", lambda: emulator.connections >= 4)
+        self.assertEqual(self.warnings(driver, "connect"), 1)
+
+
 class VideohubNonsense(VideohubTest):
     def test_garbage(self):
         emulator = self.emulate(8, 6, listening=False)
@@ -182,18 +210,42 @@ class VideohubTakesThatFail(VideohubTest):
             else:
                 self.assertNotEqual(self.take(driver, f"1={number}"), 0)
             self.assertEqual(self.sources(driver)[0], emulator.routing[0] + 1)
-        self.assertEqual(self.warnings(driver, "the router refused the take to output 1"), 3)
+        self.assertEqual(self.warnings(driver, "take to output 1 refused: the router said NAK"), 3)
         self.assertEqual(emulator.take_blocks, 6)
 
     def test_locked_output_is_told_and_the_others_are_taken(self):
         emulator, driver = self.connected(8, 6)
         emulator.lock_output(1)
         wait_until("refused", lambda: self.take(driver, "2=8") != 0)
-        driver.wait_for_trace("STDERR<WARN>: 'output 2 is locked by another client of the router'")
+        driver.wait_for_trace("STDERR<WARN>: 'take to output 2 refused: locked by another client of the router'")
         self.assertNotEqual(self.take(driver, "1=7", "2=7"), 0)
         self.wait_for_sources(driver, [7, 2, 3, 4, 5, 6])
         emulator.lock_output(1, UNLOCKED)
         wait_until("taken", lambda: self.take(driver, "2=8") == 0)
+
+    def test_output_that_refuses_does_not_cost_the_others_of_its_salvo(self):
+        emulator, driver = self.connected(8, 6)
+        emulator.locks[1] = LOCKED  # which nobody has told
+        self.assertNotEqual(self.take(driver, "1=7", "2=7", "3=7"), 0)
+        self.wait_for_sources(driver, [7, 2, 7, 4, 5, 6])
+        self.assertEqual(
+            emulator.blocks("VIDEO OUTPUT ROUTING"), [["0 6", "1 6", "2 6"], ["0 6"], ["1 6"], ["2 6"]]
+        )
+        self.assertIn("STDOUT: 'text=the router said NAK'", driver.trace())
+
+    def test_router_that_reads_one_line_per_block_is_sent_each_take_alone(self):
+        emulator, driver = self.connected(8, 6, videohub_one_take_per_block="yes")
+        emulator.one_take_per_block = True
+        self.expect_taken(driver, "1=7", "2=7", "3=7")
+        self.wait_for_sources(driver, [7, 7, 7, 4, 5, 6])
+
+    def test_refused_name_is_told_as_it_was(self):
+        emulator, driver = self.connected(8, 6)
+        emulator.refuses_names = True
+        self.routectl(driver, "router-set", "output.2.name=Studio")
+        driver.wait_for_trace("STDERR<WARN>: 'the router refused the names or locks'")
+        # By itself: what the driver asks for every ten seconds begins with the first output.
+        driver.wait_for_trace("STDOUT: '*TYPE=message'\nSTDOUT: 'o1.name=Destination 2'\n")
 
     def test_acknowledged_take_that_is_never_confirmed_rolls_back(self):
         emulator, driver = self.connected(8, 6)
@@ -228,10 +280,10 @@ class VideohubTakesThatFail(VideohubTest):
         emulator.listen()
         driver = self.drive(emulator)
         self.wait_for_picture(driver, emulator)
-        self.routectl(driver, "route", "1=5")
+        self.routectl(driver, "route", "--no-wait", "1=5")
         wait_until("it is sent", lambda: emulator.take_blocks == 1)
-        self.routectl(driver, "route", "2=5")
-        driver.wait_for_trace("take to output 2 given up: the router has not answered the one before")
+        self.routectl(driver, "route", "--no-wait", "2=5")
+        driver.wait_for_trace("take to output 2 refused: came too late: the router has not answered the one before")
         self.wait_for_sources(driver, [5, 2, 3, 4, 5, 6])
         self.assertEqual(emulator.blocks("VIDEO OUTPUT ROUTING"), [["0 4"]])
 

@@ -6,13 +6,10 @@ import subprocess
 import sys
 import unittest
 
-from running_driver import PATIENCE, RunningDriver, wait_until
+from running_driver import PATIENCE, RunningDriver, behind_take, wait_until
 from videohub_emulator import VideohubEmulator
 
 BIN = os.environ["VRDX_BIN"]
-
-
-MOST_SHOWN = 128  # of inputs and of outputs in a status
 
 
 def program(name):
@@ -66,8 +63,8 @@ class VideohubTest(unittest.TestCase):
 
     def wait_for_picture(self, driver, emulator):
         """The driver shows all that the router is."""
-        expected = [source + 1 for source in emulator.routing[:MOST_SHOWN]]
-        self.wait_for_size(driver, min(emulator.inputs, MOST_SHOWN), min(emulator.outputs, MOST_SHOWN))
+        expected = [source + 1 for source in emulator.routing]
+        self.wait_for_size(driver, emulator.inputs, emulator.outputs)
         self.wait_for_sources(driver, expected)
 
     def connected(self, *arguments, **settings):
@@ -79,17 +76,17 @@ class VideohubTest(unittest.TestCase):
 
     def take(self, driver, *routes):
         """Waits for the confirmation; the exit code."""
-        return self.routectl(driver, "route", "--wait", *routes).returncode
+        return self.routectl(driver, "route", *routes).returncode
 
     def expect_taken(self, driver, *routes):
         """Asked for once, and reported by the router: on a busy machine that may miss the driver's second."""
-        self.assertEqual(self.routectl(driver, "route", *routes).returncode, 0)
+        before = len(driver.trace())
+        self.assertEqual(self.routectl(driver, "route", "--no-wait", *routes).returncode, 0)
         for route in routes:
             output, source = (int(number) - 1 for number in route.split("="))
-            asked = f"STDIN: 'to output={output}'"
             report = f"STDOUT: 'o{output}.input.all={source}'"
             wait_until(
-                f"{route} is confirmed", lambda: report in driver.trace().rpartition(asked)[2]
+                f"{route} is confirmed", lambda: report in behind_take(driver.trace()[before:], output)
             )
 
     def warnings(self, driver, text):

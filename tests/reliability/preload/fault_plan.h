@@ -28,6 +28,8 @@ struct fault_plan {
     std::atomic<std::int32_t> error;           // errno of the failure
     std::atomic<std::uint32_t> files_only;     // not 0: writes count only when they go to a regular file
     std::atomic<std::uint64_t> seen;           // calls counted so far
+    std::atomic<std::uint32_t> users_stand_in; // not 0: clients are of `user`, whoever they are
+    std::atomic<std::uint32_t> user;
 };
 
 inline constexpr const char* fault_plan_variable = "VRDX_FAULT_PLAN"; // the file's path, in the environment
