@@ -103,26 +103,25 @@ say "The router, as any client sees it."
 run vrdx_routectl studio.item status
 
 say "A take: input 3 to output 1. Then one that takes audio from 4 and video from 7, and one of no source."
-run vrdx_routectl studio.item route 1=3 --wait
-run vrdx_routectl studio.item route 2=4,7 --wait
-run vrdx_routectl studio.item route 3=0 --wait
+run vrdx_routectl studio.item route 1=3
+run vrdx_routectl studio.item route 2=4,7 3=none
 run vrdx_routectl studio.item status
 
 say "What the backend was sent for the split take, and what it confirmed."
-run grep -A 24 "'2' = '4,7'" trace.txt
+run sed -n "/from input=6/,/o1.input.video=6/p" trace.txt
 
-say "A take that the router refuses: shown at once ..."
-run vrdx_routectl studio.item route 5=9
-run vrdx_routectl studio.item status
-say "... and rolled back a second later, because the router never confirmed it."
-wait_for_status "5 Input 5 *5 Input 5"
-run vrdx_routectl studio.item status
-say "With --wait the take itself says so."
-run_refused vrdx_routectl studio.item route 5=9 --wait
+say "A take that the router refuses is not confirmed, and falls back; the command says so."
+run_refused vrdx_routectl studio.item route 5=9
 
-say "A name."
+say "A name, and takes by name, for many outputs at once."
 run vrdx_routectl studio.item router-set "output.1.name=Studio A monitor"
 wait_for_status "Studio A monitor"
+run vrdx_routectl studio.item route "studio a=input 12" 6-8=2 --dry-run
+run vrdx_routectl studio.item route "studio a=input 12" 6-8=2
+run vrdx_routectl studio.item status --input 2
+
+say "Taken back, and where the other outputs stand."
+run vrdx_routectl studio.item undo
 run vrdx_routectl studio.item status
 
 if [ "${1-}" = --keep ]; then
@@ -131,7 +130,7 @@ if [ "${1-}" = --keep ]; then
     echo "    export PATH=$PWD/../bin:\$PATH"
     echo "    cd $PWD"
     echo "    vrdx_routectl studio.item status"
-    echo "    vrdx_routectl studio.item route 1=5 --wait"
+    echo "    vrdx_routectl studio.item route 1=5"
     echo "    tail -f trace.txt"
     echo "    vrdx_routectl studio.item exit"
     exit 0

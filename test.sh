@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and runs the tests: as released, then under the address and
-# undefined-behaviour sanitizers.
+# Installs what is missing, builds as released, and runs the tests.
 #
 #   ./test.sh           all tests
 #   ./test.sh NAME      the tests whose name matches the regular expression NAME
+#   ./test.sh sanitize [NAME]   the same under the address and undefined-behaviour sanitizers
 #   ./test.sh reliability [--long]  faults, load, time and fuzzing alone, with their figures: five minutes;
 #                       long: some hours
 #   ./test.sh coverage  the share of lines that the tests run, by folder
@@ -40,14 +40,26 @@ tell_failed_tests() {
         }' "build/$1/Testing/Temporary/LastTest.log"
 }
 
+build_and_test() {
+    need_packages "${build_packages[@]}" "${test_packages[@]}"
+    need_peer_commands
+    build "$1"
+    local filter=()
+    [ -n "$2" ] && filter=(-R "$2")
+    run_tests "$1" "${filter[@]}" && return
+    echo "--- failed, $1"
+    tell_failed_tests "$1"
+    return 1
+}
+
 lint() {
     need_packages "${build_packages[@]}" "${test_packages[@]}" "${bench_packages[@]}" "${lint_packages[@]}"
     git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror
     # What it cannot parse, its compiler can: that is no finding. Nor is one name in two programs.
     cppcheck --quiet --error-exitcode=1 --enable=warning,performance,portability --inline-suppr \
         --suppress=internalAstError --suppress=ctuOneDefinitionRuleViolation --std=c++20 \
-        -I framework -I routedriver -I routedriver/backend -I routedriver/router -I routedriver/client -I routedriver/driver \
-        framework routedriver backends tools examples
+        -I framework -I packet_client -I routedriver -I routedriver/backend -I routedriver/router -I routedriver/client -I routedriver/driver \
+        framework packet_client routedriver backends tools examples
     build clang
     git ls-files '*.cpp' | xargs -P "$jobs" -n 4 clang-tidy --quiet -p build/clang
     echo "lint: clean"
@@ -82,7 +94,7 @@ coverage() {
     # another user's program may not write its counts down, and says so; who builds on the installed library knows
     # nothing of what counts.
     local failed=0
-    run_tests coverage -E 'FailingCalls.*/malloc|test_who_may_not_connect_is_told|InstalledEndpoint.test_example_builds' ||
+    run_tests coverage -E 'FailingCalls.*/malloc|test_who_may_not_connect_is_told|Installed(Endpoint|Client).test_example_builds' ||
         failed=1
     python3 -B tests/line_coverage.py build/coverage routedriver framework
     return "$failed"
@@ -90,7 +102,7 @@ coverage() {
 
 case "${1-}" in
 -h | --help)
-    sed -n '2,13s/^# \{0,1\}//p' "$0"
+    sed -n '2,12s/^# \{0,1\}//p' "$0"
     ;;
 reliability)
     reliability "${2-}"
@@ -109,19 +121,10 @@ packages)
 lint)
     lint
     ;;
+sanitize)
+    build_and_test sanitize "${2-}"
+    ;;
 *)
-    need_packages "${build_packages[@]}" "${test_packages[@]}"
-    build release
-    build sanitize
-    filter=()
-    [ -n "${1-}" ] && filter=(-R "$1")
-    failed=()
-    run_tests release "${filter[@]}" || failed+=(release)
-    run_tests sanitize "${filter[@]}" || failed+=(sanitize)
-    for preset in "${failed[@]}"; do
-        echo "--- failed, $preset"
-        tell_failed_tests "$preset"
-    done
-    [ ${#failed[@]} -eq 0 ]
+    build_and_test release "${1-}"
     ;;
 esac

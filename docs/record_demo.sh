@@ -22,7 +22,7 @@ readme_with_excerpt() {
     }
     sed '/^<!-- recording begins/q' README.md
     echo '```'
-    awk -v RS= '/^# A take: input/ || /^# With --wait/ { print gap $0; gap = "\n" }' "$recording"
+    awk -v RS= '/^# A take: input/ || /^# A take that the router/ || /^# A name/ { print gap $0; gap = "\n" }' "$recording"
     echo '```'
     sed -n '/^<!-- recording ends/,$p' README.md
 }

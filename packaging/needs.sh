@@ -27,6 +27,13 @@ need_packages() {
     rm -f "$log"
 }
 
+# node and npm, which run routers of others in the tests. Where there is a node, wherever it comes from, nothing is
+# installed beside it. Nothing else waits for them: without them those tests are left out, and say so.
+need_peer_commands() {
+    command -v node >/dev/null || need_packages nodejs npm ||
+        echo "Without node and npm: tests with routers of others are left out." >&2
+}
+
 build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev)
 test_packages=(libgtest-dev libgmock-dev python3-minimal libpython3-stdlib pkg-config groff-base systemd)
 package_packages=(dpkg-dev file gzip)

@@ -11,7 +11,7 @@ package_cases=(
     installing_again_brings_back_a_lost_user
     removing_keeps_item_files_and_metadata
     purging_keeps_item_files_only
-    the_library_is_found_by_pkg_config
+    the_libraries_are_found_by_pkg_config
 )
 
 # The unit's command line for a router, as words.
@@ -156,13 +156,18 @@ purging_keeps_item_files_only() {
     [ ! -e "$root/run/vrdx" ]
 }
 
-the_library_is_found_by_pkg_config() {
-    install_package "$endpoint_package"
-    [ -s "$root/usr/share/doc/libvrdx-endpoint-dev/examples/backend_cpp/vrdx_route_example_cpp.cpp" ]
-    local flags
+# Builds an example that the installed package brings with the flags that pkg-config knows for the library.
+build_example() {
+    local library=$1 standard=$2 source=$root/usr/share/doc/libvrdx-endpoint-dev/examples/$3 flags
+    [ -s "$source" ]
     flags=$(PKG_CONFIG_SYSROOT_DIR=$root PKG_CONFIG_PATH=$root/usr/lib/x86_64-linux-gnu/pkgconfig \
-        PKG_CONFIG_ALLOW_SYSTEM_CFLAGS=1 PKG_CONFIG_ALLOW_SYSTEM_LIBS=1 pkg-config --cflags --libs vrdx-endpoint)
+        PKG_CONFIG_ALLOW_SYSTEM_CFLAGS=1 PKG_CONFIG_ALLOW_SYSTEM_LIBS=1 pkg-config --cflags --libs "$library")
     # shellcheck disable=SC2086 # several flags
-    g++ -std=c++17 -o "$work/example" \
-        "$root/usr/share/doc/libvrdx-endpoint-dev/examples/backend_cpp/vrdx_route_example_cpp.cpp" $flags
+    g++ "-std=$standard" -o "$work/example" "$source" $flags
+}
+
+the_libraries_are_found_by_pkg_config() {
+    install_package "$endpoint_package"
+    build_example vrdx-endpoint c++17 backend_cpp/vrdx_route_example_cpp.cpp
+    build_example vrdx-packet-client c++20 client_cpp/vrdx_take_example.cpp
 }

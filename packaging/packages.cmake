@@ -1,4 +1,5 @@
-# Two Debian packages: vrdx-routedriver runs routers, libvrdx-endpoint-dev is for authors of backend programs.
+# Two Debian packages: vrdx-routedriver runs routers, libvrdx-endpoint-dev is for authors of backend and client
+# programs.
 set(maintainer "vrdx_routedriver maintainers <maintainers@vrdx-routedriver.invalid>")
 
 # Each package carries its licence and its changelog under its own name.
@@ -58,9 +59,10 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvrdx-endpoint-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS "vrdx-routedriver, pkg-config, cmake")
-set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "library for backend programs of vrdx_routedriver
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "libraries for backend and client programs of vrdx_routedriver
 The backend's end of the wire to vrdx_routedriver, for programs that make it
-drive another kind of router: a static library with headers, found by
-pkg-config and CMake, and two example backends in C++ and Python.")
+drive another kind of router, and the client's end of its socket, for programs
+that show routers and take: static libraries with headers, found by pkg-config
+and CMake, and examples in C++ and Python.")
 
 include(CPack)

@@ -6,8 +6,10 @@ service_cases=(
     the_driver_is_confined
     a_killed_driver_is_started_again
     a_hanging_driver_is_started_again
+    a_driver_that_a_client_ended_is_started_again
+    an_unreadable_item_file_ends_no_service
     the_end_of_one_driver_leaves_the_others
-    a_name_without_an_item_file_is_refused
+    a_name_without_an_item_file_is_told_and_tried_again
     a_missing_user_is_told
     a_driver_starts_once_a_full_run_directory_has_room
     an_upgrade_goes_on_with_the_new_program
@@ -51,12 +53,12 @@ one_command_starts_a_router() {
 }
 
 routers_are_found_by_name_and_listed() {
-    in_booted vrdx_routectl studio route 4=6 --wait
+    in_booted vrdx_routectl studio route 4=6 --no-wait
     head -c 5000 /dev/urandom >"$root/etc/vrdx/items/broken.item"
     in_booted systemctl start "$(unit broken)" # a broken item file is no reason not to start
     expect_code 1 in_booted vrdx_routectl broken status
     in_booted vrdx_routectl list >"$work/list" || true
-    grep -E '^studio +yes +16x8 +connected' "$work/list"
+    grep -E '^studio +yes +16x8 +running' "$work/list"
     grep -E '^broken +yes .*no router' "$work/list"
     in_booted vrdx_routectl studio logs | grep "'4' = '6'"
     in_booted systemctl stop "$(unit broken)"
@@ -97,6 +99,23 @@ a_hanging_driver_is_started_again() {
     in_booted systemctl daemon-reload
 }
 
+a_driver_that_a_client_ended_is_started_again() {
+    local pid
+    pid=$(property studio MainPID)
+    ctl studio exit
+    wait_for runs_anew studio "$pid"
+}
+
+an_unreadable_item_file_ends_no_service() {
+    local pid item=$root/etc/vrdx/items/studio.item
+    pid=$(property studio MainPID)
+    chmod 600 "$item"
+    touch -d '1 hour ago' "$item" # the driver reads what has changed
+    wait_for in_booted sh -c "journalctl --no-pager -u '$(unit studio)' | grep 'Cannot open item file'"
+    chmod 644 "$item"
+    wait_for runs_anew studio "$pid"
+}
+
 the_end_of_one_driver_leaves_the_others() {
     write_item second
     in_booted systemctl start "$(unit second)"
@@ -105,8 +124,13 @@ the_end_of_one_driver_leaves_the_others() {
     ctl studio route 2=5 --wait
 }
 
-a_name_without_an_item_file_is_refused() {
+a_name_without_an_item_file_is_told_and_tried_again() {
     expect_code 1 in_booted systemctl start "$(unit nowhere)"
+    write_item nowhere
+    wait_for is_active nowhere
+    in_booted systemctl stop "$(unit nowhere)"
+    expect_equal "$(property nowhere ActiveState)" inactive
+    rm "$root/etc/vrdx/items/nowhere.item"
 }
 
 a_missing_user_is_told() {
@@ -150,7 +174,7 @@ an_upgrade_goes_on_with_the_new_program() {
     [ ! -e "$work/odd" ]
     wait_for grep "driver back" "$work/watch"
     ctl studio route 6=11 --wait
-    wait_for grep "output 6 source .* -> 11" "$work/watch"
+    wait_for grep 'output 6 .* source .* -> 11 ' "$work/watch"
     expect_equal "$(in_booted systemctl is-active "$(unit second)" || true)" inactive
 }
 

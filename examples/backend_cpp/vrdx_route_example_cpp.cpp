@@ -7,72 +7,66 @@
 #include <poll.h>
 
 namespace {
-using texts = std::map<std::string, std::string>; // by number: "0" to "7", inputs and outputs alike
-std::map<std::string, texts> names;               // of "inputs" and "outputs"
-texts sources, collected; // by output: an input's number or "none"; the collected ones wait for their flush
+constexpr endpoint_size size = {8, 8, false};
+std::map<int, std::string> input_names, output_names; // by number, from 0
+std::map<int, int> sources;                           // by output
 
-void report(const std::string& command, const texts& fields) {
-    endpoint_send_message({command, "", "message", "", fields}); // main() notices when the driver is gone
+void report_inputs() {
+    TavrixAPIRouterMessage report = endpoint_report("inputs");
+    for (int input = 0; input < size.inputs; ++input)
+        add_input(report, input, "name", input_names[input]);
+    endpoint_send_message(report); // main() notices when the driver is gone
 }
 
-void report_all(const std::string& what) {
-    texts fields;
-    for (const auto& [number, name] : names[what])
-        fields[what.substr(0, 1) + number + ".name"] = name; // "i0.name" or "o0.name"
-    if (what == "outputs")
-        for (const auto& [output, source] : sources)
-            fields["o" + output + ".input.all"] = source;
-    report(what, fields);
-}
-
-void take() {
-    texts confirmation;
-    for (const auto& [output, source] : collected)
-        confirmation["o" + output + ".input.all"] = sources[output] = source;
-    collected.clear();
-    report("outputs", confirmation);
-}
-
-void rename(const std::string& what, const std::string& before, texts& fields) {
-    for (auto& [number, name] : names[what])
-        name = fields.try_emplace(std::string(before).append(number) + ".name", name).first->second;
-    report_all(what);
-}
-
-void handle(const std::string& command, texts fields) {
-    const std::string output = fields["to output"], source = fields["from input"];
-    if (command == "report" && names.count(fields["what"])) {
-        report_all(fields["what"]);
-    } else if (command == "route output" && fields["queue"] == "flush") {
-        take();
-    } else if (command == "route output" && sources.count(output) &&
-               (sources.count(source) || source == "none")) {
-        collected[output] = source;
-    } else if (command == "router set") {
-        rename("inputs", "input.", fields);
-        rename("outputs", "output.", fields);
-    } else if (command != "set") {
-        std::fputs("<WARN>skipped a message that this router cannot follow\n", stderr);
+void report_outputs(bool routing) {
+    TavrixAPIRouterMessage report = endpoint_report("outputs");
+    for (int output = 0; output < size.outputs; ++output) {
+        add_output(report, output, "name", output_names[output]);
+        if (routing)
+            add_source(report, output, endpoint_level::all, sources[output]);
     }
+    endpoint_send_message(report);
+}
+
+void take(const endpoint_takes& takes) {
+    TavrixAPIRouterMessage confirmation = endpoint_report("outputs");
+    for (const endpoint_take& one : takes)
+        if (one.output < size.outputs && one.source < size.inputs)
+            add_source(confirmation, one.output, endpoint_level::all, sources[one.output] = one.source);
+        else
+            endpoint_send_message(refused_report(one, "there is no such output or input"));
+    endpoint_send_message(confirmation);
+}
+
+void set_names(const std::vector<endpoint_property>& properties) {
+    for (const endpoint_property& one : properties)
+        if (one.name == "name" && one.number < (one.of_output ? size.outputs : size.inputs))
+            (one.of_output ? output_names : input_names)[one.number] = one.value;
+    report_inputs();
+    report_outputs(false); // routing would end the waiting of a take
 }
 } // namespace
 
 int main(int argc, char** argv) {
-    texts item; // read for settings of your own, such as the router's address
+    std::map<std::string, std::string> item; // read for settings of your own, such as the router's address
     if (endpoint_init() != 0 || argc != 3 || read_name_value_file(item, argv[2]) != 0)
         return std::fputs("<ERR>to be started by the driver, with --file ITEM\n", stderr), 1;
     std::signal(SIGPIPE, SIG_IGN);
     for (int n = 0; n < 8; ++n) {
-        names["inputs"][std::to_string(n)] = "Input " + std::to_string(n + 1);
-        names["outputs"][std::to_string(n)] = "Output " + std::to_string(n + 1);
-        sources[std::to_string(n)] = "none";
+        input_names[n] = "Input " + std::to_string(n + 1);
+        output_names[n] = "Output " + std::to_string(n + 1);
+        sources[n] = no_source;
     }
-    report("info", {{"inputs", "8"}, {"outputs", "8"}});
-    report_all("inputs");
-    report_all("outputs");
-    while (endpoint_service() == 0) { // until our input ends
-        if (const TavrixAPIRouterMessage* message = endpoint_poll_message())
-            handle(message->command, message->fields);
+    endpoint_handlers handlers;
+    handlers.switch_takes = [](const endpoint_takes& takes, std::uint64_t) { take(takes); };
+    handlers.report_inputs = report_inputs;
+    handlers.report_outputs = [] { report_outputs(true); };
+    handlers.set_properties = set_names;
+    handlers.skipped = [](const std::string& why) { std::fprintf(stderr, "<WARN>%s\n", why.c_str()); };
+    endpoint_send_message(info_report(size, false)); // true: a salvo may come in one message
+    report_inputs();
+    report_outputs(true);
+    while (endpoint_serve(handlers) == 0) { // until our input ends
         pollfd waits[] = {{0, POLLIN, 0}, {endpoint_output_pending() ? 1 : -1, POLLOUT, 0}};
         poll(waits, 2, -1);
     }

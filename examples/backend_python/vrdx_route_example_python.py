@@ -14,9 +14,9 @@ def report(command, fields):
     print(f"*COMMAND={command}", "*TYPE=message", *lines, "", sep="\n", flush=True)  # a blank line ends it
 
 
-def report_all(what):
+def report_all(what, routing=True):
     fields = {f"{what[0]}{n}.name": name for n, name in names[what].items()}
-    if what == "outputs":
+    if routing and what == "outputs":
         fields.update({f"o{n}.input.all": source for n, source in sources.items()})
     report(what, fields)
 
@@ -38,7 +38,7 @@ def handle(message):
     elif command == "router set":
         for what in names:
             names[what].update({n: message.get(f"{what[:-1]}.{n}.name", names[what][n]) for n in SIZE})
-            report_all(what)
+            report_all(what, routing=False)  # routing would end the waiting of a take
     elif command != "set":
         print("<WARN>skipped a message that this router cannot follow:", message, file=sys.stderr, flush=True)
 
