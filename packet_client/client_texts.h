@@ -9,10 +9,7 @@
 
 namespace vrdx {
 
-// The number that the whole of `text` is: digits only, at most 2^64 - 1.
-std::optional<std::uint64_t> number_in(std::string_view text);
-
-// The same, 0 for any other text.
+// The number whose digits are the whole of `text`; 0 for any other text.
 std::uint64_t number_or_0(std::string_view text);
 
 // Cuts off what stands before the first `separator`, and gives it; all of the text when there is none.

@@ -1,9 +1,9 @@
 #include "vrdx.h"
 
+#include "plain_text.h"
 #include "vrdx_internal.h"
 
 #include <cerrno>
-#include <charconv>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -97,12 +97,7 @@ void tell_ready_fd(const std::string& line) {
 // A positive decimal number in the environment; 0 for none and for anything else.
 std::uint64_t number_from_environment(const char* name) {
     const char* text = std::getenv(name);
-    if (text == nullptr)
-        return 0;
-    const char* end = text + std::strlen(text);
-    std::uint64_t number = 0;
-    const auto [rest, error] = std::from_chars(text, end, number);
-    return error == std::errc{} && rest == end ? number : 0;
+    return text == nullptr ? 0 : number_of_digits<std::uint64_t>(text).value_or(0);
 }
 
 // WATCHDOG_PID keeps a child that inherited the environment from speaking for its parent.

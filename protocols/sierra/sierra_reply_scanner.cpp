@@ -12,10 +12,6 @@ bool is_letter(char character) {
     return capital(character) >= 'A' && capital(character) <= 'Z';
 }
 
-bool is_digit(char character) {
-    return character >= '0' && character <= '9';
-}
-
 std::string_view consume(reply_scanner& scanner, std::size_t count) {
     const std::string_view piece = scanner.rest.substr(0, count);
     scanner.rest.remove_prefix(piece.size());

@@ -1,8 +1,7 @@
 #include "checks.h"
+#include "plain_text.h"
 #include "router.h"
 #include "taking.h"
-
-#include <charconv>
 
 namespace {
 
@@ -14,9 +13,8 @@ std::string fault_of_size(const conversation& talk, const std::string& what, int
     if (announced == talk.info.end())
         return "there is no field " + quoted(what);
     const std::string& text = announced->second;
-    int count = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), count);
-    if (error == std::errc() && end == text.data() + text.size() && count >= 1 && count <= most)
+    const std::optional<int> count = number_of_digits(text);
+    if (count && *count >= 1 && *count <= most)
         return "";
     return what + "=" + quoted(text) + " is no number from 1 to " + std::to_string(most);
 }

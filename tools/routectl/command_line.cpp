@@ -3,9 +3,9 @@
 #include "client_limits.h"
 #include "command_options.h"
 #include "command_table.h"
-#include "decimal_number.h"
 #include "display_text.h"
 #include "item_paths.h"
+#include "plain_text.h"
 #include "program_end.h"
 
 #include <algorithm>
@@ -92,7 +92,7 @@ int complete_numbers(const raw_options& options, invocation* call) {
     call->timeout_us = microseconds_in(options.timeout);
     if (call->timeout_us == 0)
         return failed(exit_usage, "--timeout needs a number of seconds above 0");
-    call->lines = decimal_number(options.lines);
+    call->lines = number_of_digits(options.lines).value_or(-1);
     if (call->lines < 0 && !options.lines.empty())
         return failed(exit_usage, "--lines needs a whole number");
     return -1;
