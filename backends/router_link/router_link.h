@@ -15,7 +15,7 @@
 #include <string>
 #include <string_view>
 
-enum class link_state {
+enum class router_link_state {
     idle,    // no target is set
     waiting, // until `due`, then it is opened again
     opening,
@@ -29,7 +29,7 @@ struct router_link {
     router_link& operator=(const router_link&) = delete;
 
     // --- to be read by the protocol
-    link_state state = link_state::idle;
+    router_link_state state = router_link_state::idle;
     std::uint64_t connections = 0;   // how often it was opened: another number, another conversation
     std::string received;            // what the router said; the protocol erases what it has taken in
     std::uint64_t last_received = 0; // when the router last said something, or the connection was opened

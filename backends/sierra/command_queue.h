@@ -27,7 +27,7 @@ enum class command_kind {
     resync // asks for the size again: every answer that comes before this one belongs to something older
 };
 
-struct command {
+struct router_command {
     command_kind kind = command_kind::link_test;
     std::string text;                         // as it is written
     std::vector<crosspoint_take> takes;       // of a take
@@ -58,8 +58,8 @@ constexpr std::uint64_t incomplete_status_quiet_us = 2000000; // one that left c
 constexpr std::uint64_t longest_answer_us = 60000000; // of all but takes, with bytes coming all the time
 
 struct command_queue {
-    std::deque<command> waiting;
-    std::optional<command> outstanding;
+    std::deque<router_command> waiting;
+    std::optional<router_command> outstanding;
     bool repeated = false;          // the outstanding one was written twice
     bool status_begun = false;      // something of the status that is asked for has come
     bool status_without_ok = false; // learned: this router ends a status without an OK
@@ -70,14 +70,14 @@ struct command_queue {
 };
 
 // Puts `command` behind what waits, but before a status that waits: takes are worth more.
-void enqueue(command_queue& queue, command command);
+void enqueue(command_queue& queue, router_command command);
 
 // The same in front of everything that waits.
-void enqueue_first(command_queue& queue, command command);
+void enqueue_first(command_queue& queue, router_command command);
 
 // When nothing is outstanding, makes the next command that, with its timer running, and returns it to be
 // written; else null.
-const command* start_next(command_queue& queue, std::uint64_t now);
+const router_command* start_next(command_queue& queue, std::uint64_t now);
 
 // Says that a byte has come.
 void note_heard(command_queue& queue, std::uint64_t now);
@@ -90,7 +90,7 @@ void note_seen(command_queue& queue, int output, int level);
 answer judge_answer(const command_queue& queue, const std::vector<reply>& parts);
 
 // Removes the outstanding command. `answered_at` is the time, for the router's pace; 0 when it was no answer.
-command remove_outstanding(command_queue& queue, std::uint64_t answered_at);
+router_command remove_outstanding(command_queue& queue, std::uint64_t answered_at);
 
 // True when the outstanding status or verify has ended without an OK.
 bool status_ended(const command_queue& queue, std::uint64_t now);

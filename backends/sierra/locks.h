@@ -10,4 +10,4 @@ void set_properties(session& session, const std::vector<endpoint_property>& prop
 void hear_lock(session& session, const reply& lock);
 
 // The router has answered a lock of ours; no `refusal`: it has done it.
-void finish_lock(session& session, const command& lock, const std::string& refusal);
+void finish_lock(session& session, const router_command& lock, const std::string& refusal);

@@ -6,7 +6,7 @@
 #include "command_queue.h"
 #include "driver_side.h"
 #include "levels.h"
-#include "router_picture.h"
+#include "sierra_picture.h"
 #include "router_program.h"
 #include "settings.h"
 #include "sierra_string_reader.h"
@@ -32,7 +32,7 @@ struct session {
     router_side router;
     sierra_settings settings;
     string_reader reader;
-    router_picture picture;
+    sierra_picture picture;
     level_groups groups;
     command_queue queue;
     std::set<int> own_locks; // outputs that we have locked, 1-based

@@ -14,4 +14,4 @@ void show_names(session& session);
 void show_routing(session& session, int output);
 
 // "levels VIDEO (video), AudioL (audio)", for a log line.
-std::string level_text(const router_picture& picture, const level_groups& groups);
+std::string level_text(const sierra_picture& picture, const level_groups& groups);

@@ -9,15 +9,15 @@ void queue_takes(session& session, std::vector<crosspoint_take> takes, std::uint
                  std::uint64_t now);
 
 // The router said OK to `take`: what it did not show at once is asked for.
-void finish_take(session& session, const command& take);
+void finish_take(session& session, const router_command& take);
 
 // The router said ERROR, with `text`: the takes of several outputs are tried one output after another, so
 // that an error stays with its own; for one output the source that it keeps is asked for.
-void refuse_take(session& session, const command& take, const std::string& text);
+void refuse_take(session& session, const router_command& take, const std::string& text);
 
 // Nothing came: writes once more what is still wanted, or asks in vain no longer.
 void repeat_take(session& session);
-void give_up_take(session& session, const command& take);
+void give_up_take(session& session, const router_command& take);
 
 // Drops takes that waited too long, and ends the waiting for confirmations whose time is over.
 void expire_takes(session& session, std::uint64_t now);

@@ -9,7 +9,7 @@
 
 enum class verdict { ok, failed, skipped };
 
-struct outcome {
+struct check_outcome {
     verdict result = verdict::ok;
     std::string text{};               // the reason when it failed or was skipped, else a detail or nothing
     std::vector<std::string> notes{}; // worth knowing, but no fault
@@ -17,7 +17,7 @@ struct outcome {
 
 struct check {
     std::string name; // completes the sentence "the program ..."
-    std::function<outcome(conversation&)> run;
+    std::function<check_outcome(conversation&)> run;
     bool needs_size = false;   // makes no sense before the router's size is known
     bool needs_program = true; // talks to the program, which is started anew if it has ended
 };
@@ -33,9 +33,9 @@ void add_ending_checks(std::vector<check>& checks);
 // How it behaved all the while: to be made last.
 void add_conduct_checks(std::vector<check>& checks);
 
-outcome passed(const std::string& detail = "");
-outcome failed(const std::string& reason);
-outcome skipped(const std::string& reason);
+check_outcome passed(const std::string& detail = "");
+check_outcome failed(const std::string& reason);
+check_outcome skipped(const std::string& reason);
 
 // Asks the program to report `what`, "outputs" or "inputs". True when it does in time.
 bool answers_report(conversation& talk, const std::string& what);

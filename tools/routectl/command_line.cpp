@@ -72,7 +72,7 @@ std::uint64_t microseconds_in(const std::string& text) {
 
 // Finds the router. -1, or the exit code of a wrong use.
 int complete_place(const raw_options& options, invocation* call) {
-    if ((call->what->takes & takes_no_item) != 0) {
+    if ((call->what->options & without_item) != 0) {
         if (options.sock.empty() && options.item.empty())
             return -1;
         return failed(exit_usage, std::string(call->what->name) + " is about all routers: it takes no item");

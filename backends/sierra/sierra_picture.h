@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-struct router_picture {
+struct sierra_picture {
     int outputs = 0; // 0: the size is not known
     int inputs = 0;
     std::vector<std::string> levels; // names, in the order of their numbers
@@ -22,20 +22,20 @@ struct seen_crosspoint {
     bool changed = false; // it had another source before, or none that was known
 };
 
-bool size_known(const router_picture& picture);
+bool size_known(const sierra_picture& picture);
 
 // Takes over the size; every crosspoint is unknown afterwards. `size` is a reply of that kind.
-void set_size(router_picture& picture, const reply& size);
+void set_size(sierra_picture& picture, const reply& size);
 
 // True when `size` tells what the picture already says.
-bool same_size(const router_picture& picture, const reply& size);
+bool same_size(const sierra_picture& picture, const reply& size);
 
 // Takes over an X, Y or V, and tells which crosspoints it spoke of; those beyond the router's size are left
 // out. A source beyond its inputs counts as unknown.
-std::vector<seen_crosspoint> apply_routing(router_picture& picture, const reply& routing);
+std::vector<seen_crosspoint> apply_routing(sierra_picture& picture, const reply& routing);
 
 // The source of one crosspoint; unknown for one beyond the size.
-int source_of(const router_picture& picture, int output, int level);
+int source_of(const sierra_picture& picture, int output, int level);
 
 // The source of the first of `levels` that has a known one; unknown when none has.
-int source_of(const router_picture& picture, int output, const std::vector<int>& levels);
+int source_of(const sierra_picture& picture, int output, const std::vector<int>& levels);
