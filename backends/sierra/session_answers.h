@@ -3,7 +3,7 @@
 
 #include "session.h"
 
-// Takes in the string that session.reader has completed.
+// Handles the string that session.reader has completed.
 void hear_string(session& session, std::uint64_t now);
 
 // The command `done` has been answered; `parts` is its answer. A status may end without one: empty.

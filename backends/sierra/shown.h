@@ -1,4 +1,4 @@
-// What the driver is shown: only what the router has told since the connection was made.
+// What is reported to the driver: only what the router has told since the connection was made.
 #pragma once
 
 #include "session.h"

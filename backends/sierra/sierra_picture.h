@@ -1,5 +1,5 @@
-// What the router has told about itself since the connection was made. What it has not told is unknown.
-// Outputs, levels and sources carry the protocol's numbers, 1-based.
+// What the router has told about itself since the connection was made. The rest is unknown. Outputs, levels
+// and sources have the protocol's numbers, 1-based.
 #pragma once
 
 #include "sierra_replies.h"
@@ -24,13 +24,13 @@ struct seen_crosspoint {
 
 bool size_known(const sierra_picture& picture);
 
-// Takes over the size; every crosspoint is unknown afterwards. `size` is a reply of that kind.
+// Sets the size; every crosspoint is unknown afterwards. `size` is a reply of that kind.
 void set_size(sierra_picture& picture, const reply& size);
 
-// True when `size` tells what the picture already says.
+// True when `size` is the size that the picture has already.
 bool same_size(const sierra_picture& picture, const reply& size);
 
-// Takes over an X, Y or V, and tells which crosspoints it spoke of; those beyond the router's size are left
+// Enters an X, Y or V, and returns the crosspoints that it was about; those beyond the router's size are left
 // out. A source beyond its inputs counts as unknown.
 std::vector<seen_crosspoint> apply_routing(sierra_picture& picture, const reply& routing);
 

@@ -67,7 +67,8 @@ bool read_client(comm_socket_v4_client* client) {
     return false;
 }
 
-// Writes what the socket takes at once; the count of bytes. A reader that is gone makes the client deaf.
+// Writes what the socket accepts at once; returns the number of bytes. A client that has stopped reading
+// becomes `deaf`.
 std::size_t write_to_client(comm_socket_v4_client* client, std::string_view bytes) {
     std::size_t written = 0;
     while (written < bytes.size()) {

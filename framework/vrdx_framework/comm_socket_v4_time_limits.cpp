@@ -36,7 +36,7 @@ const char* exceeded_time_limit(const comm_socket_v4_client& client, std::uint64
     return nullptr;
 }
 
-// What a client sent or took while nobody looked counts: we may have stood still ourselves, and the kernel
+// What a client sent or read while nobody looked counts: we may have stood still ourselves, and the kernel
 // tells late of a little room in a full socket.
 void look_once_more(comm_socket_v4* server, comm_socket_v4_client* client, std::uint64_t now) {
     comm_socket_v4_serve_client(server, client);
@@ -52,7 +52,7 @@ void look_once_more(comm_socket_v4* server, comm_socket_v4_client* client, std::
 } // namespace
 
 // The clock of an incomplete packet runs from its first byte to its last, that of unread replies from the
-// last byte the client took.
+// last byte the client read.
 void comm_socket_v4_watch_time_limits(comm_socket_v4* server, comm_socket_v4_client* client,
                                       bool incomplete) {
     watch_deadline(server, &client->incomplete_deadline, incomplete, comm_incomplete_packet_us);

@@ -13,7 +13,7 @@
 
 namespace {
 
-// So many rounds take more than a microsecond. A clock that cannot be read stands still, and would keep us in
+// So many rounds last more than a microsecond. A clock that cannot be read stands still, and would keep us in
 // the wait for ever.
 constexpr int most_rounds_without_clock = 16;
 

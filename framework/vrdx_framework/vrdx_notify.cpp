@@ -16,7 +16,7 @@
 
 namespace {
 
-// What a service manager that is busy starting others may take to read. Only start-up and shutdown wait.
+// How long a service manager that is busy starting others may need to read. Only start-up and shutdown wait.
 constexpr timeval notify_patience{1, 0};
 
 // The watchdog is fed this many times per period, and asked again this much sooner when it could not be told.

@@ -84,7 +84,7 @@ const framework_switch switches[] = {
      "tell start-up progress and readiness on descriptor N (default: none)"},
 };
 
-// A value that stands apart; one that looks like a switch is taken for a forgotten value.
+// A value that stands apart; one that looks like a switch means that the value was forgotten.
 const char* value_from_arguments() {
     if (next_argument >= argument_count || arguments[next_argument][0] == '-')
         return nullptr;
@@ -147,7 +147,7 @@ int handle_switch(const framework_switch& known, const char* attached_value) {
     return 1;
 }
 
-// A closed standard descriptor would be taken by the next file opened, and then be mistaken for the trace.
+// A closed standard descriptor would be given to the next file opened, and then be mistaken for the trace.
 bool open_standard_descriptors() {
     int fd = 0;
     do {

@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::size_t gather_bytes = 65536;
 constexpr std::size_t forget_bytes = 1048576;
-constexpr std::size_t careful_chunk_bytes = 4096; // what a pipe that is writable takes without blocking
+constexpr std::size_t careful_chunk_bytes = 4096; // what a pipe that is writable accepts without blocking
 
 enum class target_kind {
     file,        // written to as it is: a disk is not waited for longer than the disk needs
@@ -68,7 +68,7 @@ int descriptor(const trace_stream& stream) {
     return stream.own_fd >= 0 ? stream.own_fd : stream.fd;
 }
 
-// Whether the target takes something by `deadline`.
+// True when the target accepts something by `deadline`.
 bool becomes_writable(const trace_stream& stream, std::uint64_t deadline) {
     for (;;) {
         const std::uint64_t now = monotonic_us();
@@ -98,7 +98,7 @@ ssize_t write_piece(const trace_stream& stream, std::string_view text) {
     return write(descriptor(stream), text.data(), text.size());
 }
 
-// Writes what is taken at once; the count of bytes that need no further care.
+// Writes what is accepted at once; returns the number of bytes that are done with.
 std::size_t write_some(const trace_stream& stream, std::string_view text) {
     std::size_t done = 0;
     while (done < text.size()) {
@@ -113,7 +113,7 @@ std::size_t write_some(const trace_stream& stream, std::string_view text) {
     return done;
 }
 
-// Memory of what was taken long ago is given back in large pieces.
+// The memory of what was written long ago is given back in large pieces.
 void forget_taken(trace_stream& stream) {
     if (stream.taken < forget_bytes)
         return;

@@ -106,7 +106,7 @@ int open_and_read(const std::string& path, std::string* text) {
     return fd;
 }
 
-// Makes the new file `path` with `text` on the disk. `old` null: there is no file whose mode it should take.
+// Makes the new file `path` with `text` on the disk. `old` null: there is no file whose mode it should get.
 int write_new_file(const std::string& path, std::string_view text, const struct stat* old) {
     const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, new_file_mode);
     if (fd < 0)

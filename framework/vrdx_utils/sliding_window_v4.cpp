@@ -42,7 +42,7 @@ void hold_sigpipe(sigpipe_guard* guard) {
     pthread_sigmask(SIG_BLOCK, &sigpipe, &guard->old_mask);
 }
 
-// `raised`: a write failed with EPIPE, so our own SIGPIPE waits to be taken.
+// `raised`: a write failed with EPIPE, so our own SIGPIPE waits to be fetched.
 void release_sigpipe(const sigpipe_guard* guard, bool raised) {
     if (raised && !guard->was_pending) {
         sigset_t sigpipe;

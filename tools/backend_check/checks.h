@@ -22,7 +22,7 @@ struct check {
     bool needs_program = true; // talks to the program, which is started anew if it has ended
 };
 
-// It introduces itself and answers questions.
+// The program introduces itself and answers questions.
 void add_announcement_checks(std::vector<check>& checks);
 // It confirms takes.
 void add_take_checks(std::vector<check>& checks);
@@ -30,7 +30,7 @@ void add_take_checks(std::vector<check>& checks);
 void add_survival_checks(std::vector<check>& checks);
 // It ends when it should; each of these starts it anew when it does not run.
 void add_ending_checks(std::vector<check>& checks);
-// How it behaved all the while: to be made last.
+// How it has behaved during all checks: to be added last.
 void add_conduct_checks(std::vector<check>& checks);
 
 check_outcome passed(const std::string& detail = "");

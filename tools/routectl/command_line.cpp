@@ -19,7 +19,7 @@ namespace {
 
 constexpr double longest_timeout = 1e6; // seconds
 
-// The parser takes "[a,b]" apart, and "++" and "{}" mean something to it; names and values must not suffer. A
+// The parser splits "[a,b]", and "++" and "{}" mean something to it; names and values must not suffer. A
 // byte in front that no such text begins with keeps them whole.
 constexpr char guard = '\x01';
 
@@ -168,7 +168,7 @@ int read_command_line(int argc, const char* const* argv, invocation* call) {
         plain_words.assign(mark + 1, arguments.end());
     std::vector<std::string> parsed;
     std::transform(arguments.begin(), mark, std::back_inserter(parsed), guarded);
-    std::reverse(parsed.begin(), parsed.end()); // the parser takes them from the back
+    std::reverse(parsed.begin(), parsed.end()); // the parser reads them from the back
 
     tell_failures_as_json(std::find(arguments.begin(), mark, "--json") != mark);
     raw_options options;
