@@ -13,7 +13,7 @@
 namespace {
 
 std::string new_epoch() {
-    // The time and the process alone would do; chance guards against clocks that are set back.
+    // Time and process number would be enough; a random number helps when the clock was set back.
     std::random_device chance;
     const auto started = static_cast<std::uint64_t>(std::time(nullptr));
     char digits[17];
