@@ -74,9 +74,9 @@ struct route_command {
 
 // Traces the command's lines as sent, and adds it to the batch being collected.
 void send_route_command(const route_command& command, requester whose);
-// The commands of one take. `apart` is a breakaway: video, then audio; else one command for all levels, with
+// The commands of one take. `breakaway`: video, then audio; else one command for all levels, with
 // the video source.
-void send_take_commands(route_sources sources, std::int32_t output, bool apart, requester whose);
+void send_take_commands(route_sources sources, std::int32_t output, bool breakaway, requester whose);
 // Closes the batch with the flush, or as a salvo, and queues it. Returns the batch's number, from 1.
 // `expires` (monotonic_us): until then the batch can be withdrawn, afterwards it must not be done any more;
 // 0: it has no such limit.
