@@ -2,7 +2,7 @@
 #pragma once
 
 #include "number_list.h"
-#include "role.h"
+#include "settings/role.h"
 
 #include <cstdint>
 

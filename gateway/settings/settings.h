@@ -1,7 +1,7 @@
 // What the gateway is told: by its command line, by its configuration file, by its defaults, in this order.
 #pragma once
 
-#include "access/role.h"
+#include "role.h"
 
 #include <cstdint>
 #include <string>
