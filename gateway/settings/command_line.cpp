@@ -96,7 +96,8 @@ void add_token_commands(CLI::App* app, command_line* line) {
            },
            "The routers it sees; all when not given")
         ->type_name("NAME ...")
-        ->expected(1, CLI::detail::expected_max_vector_size);
+        ->expected(1, CLI::detail::expected_max_vector_size)
+        ->allow_extra_args();
     add_text(add, "--outputs", &line->token_outputs,
              "Outputs it may take, lock and name, such as 1-8,12; all when "
              "not given")
