@@ -212,6 +212,13 @@ private:
 
 } // namespace
 
+std::vector<std::string> configuration_keys() {
+    std::vector<std::string> keys;
+    for (const known_key& key : known_keys)
+        keys.emplace_back(key.name);
+    return keys;
+}
+
 configuration_text read_configuration_text(std::string_view text, const std::string& file) {
     configuration_text told;
     file_reading reading(file, &told);
