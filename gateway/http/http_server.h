@@ -36,7 +36,7 @@ struct tls_files {
 
 class http_server {
 public:
-    http_server(boost::asio::io_context& loop, http_handlers handlers, http_limits limits = {});
+    http_server(boost::asio::io_context& loop, http_handlers handlers, const http_limits& limits = {});
     ~http_server();
     http_server(const http_server&) = delete;
     http_server& operator=(const http_server&) = delete;
@@ -44,6 +44,9 @@ public:
     // Reads the certificate and key for connections from now on. "", or what is wrong; the ones before stay
     // then.
     std::string read_tls_files(const tls_files& files);
+
+    // Known proxies: no limits per address hold for them.
+    void set_proxies(const std::vector<std::string>& addresses);
 
     // Listens on a numeric address ("127.0.0.1", "::1") and port (0: the kernel chooses); with TLS when there
     // is a certificate. "", or what is wrong.
@@ -58,7 +61,8 @@ public:
     void stop(std::function<void()> done);
 
 private:
-    std::shared_ptr<class server_core> core;
+    struct parts;
+    std::unique_ptr<parts> parts_;
 };
 
 } // namespace gateway

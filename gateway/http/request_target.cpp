@@ -75,7 +75,8 @@ std::string read_query(std::string_view text, std::vector<std::pair<std::string,
             continue;
         std::string name, value;
         if (!decode(cut(&item, '='), true, &name) || !decode(item, true, &value))
-            return "The query has a % that is not followed by two hexadecimal digits, or a control character.";
+            return "The query has a % that is not followed by two hexadecimal digits, or a control "
+                   "character.";
         if (!is_utf8(name) || !is_utf8(value))
             return "The query is not UTF-8.";
         query->emplace_back(std::move(name), std::move(value));
@@ -85,16 +86,19 @@ std::string read_query(std::string_view text, std::vector<std::pair<std::string,
 
 bool begins_with_scheme(std::string_view text, std::string_view scheme) {
     return text.size() > scheme.size() &&
-           std::equal(scheme.begin(), scheme.end(), text.begin(),
-                      [](char wanted, char letter) { return wanted == std::tolower(static_cast<unsigned char>(letter)); });
+           std::equal(scheme.begin(), scheme.end(), text.begin(), [](char wanted, char letter) {
+               return wanted == std::tolower(static_cast<unsigned char>(letter));
+           });
 }
 
 } // namespace
 
 std::string read_target(std::string_view text, request_target* target) {
     *target = {};
-    if (std::any_of(text.begin(), text.end(),
-                    [](char letter) { return static_cast<unsigned char>(letter) <= 0x20 || letter == 0x7f || letter == '#' || letter == '\\'; }))
+    if (std::any_of(text.begin(), text.end(), [](char letter) {
+            return static_cast<unsigned char>(letter) <= 0x20 || letter == 0x7f || letter == '#' ||
+                   letter == '\\';
+        }))
         return "The target has a character that has to be percent-encoded.";
     for (const std::string_view scheme : {"http://", "https://"}) {
         if (!begins_with_scheme(text, scheme))

@@ -7,7 +7,7 @@ namespace gateway {
 namespace {
 
 struct lead_byte {
-    std::size_t following = 0; // 0: no lead byte
+    std::size_t following = 0;                   // 0: no lead byte
     unsigned char lowest = 0x80, highest = 0xbf; // of the first byte behind it
 };
 

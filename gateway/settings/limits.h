@@ -12,7 +12,13 @@ constexpr std::size_t header_bytes_limit = 16384;           // request line and 
 constexpr std::size_t body_bytes_limit = 1048576;           // 1 MiB; else 413
 constexpr std::uint64_t header_time_limit_ms = 10000;       // first byte to the end of the headers, and TLS
 constexpr std::uint64_t body_time_limit_ms = 30000;         // end of the headers to the end of the body
-constexpr std::uint64_t answer_write_time_limit_ms = 30000; // a whole answer that is not read is cut
+constexpr std::size_t bodies_bytes_limit = 33554432;        // of all bodies that are being read, 32 MiB; else 503
+constexpr std::uint64_t answering_time_limit_ms = 90000;    // until a request is answered
+constexpr std::uint64_t answer_pause_limit_ms = 10000;      // without the peer taking a byte of its answer
+constexpr std::uint64_t answer_write_time_limit_ms = 120000; // for a whole answer, or a whole event
+constexpr std::uint64_t linger_time_limit_ms = 2000;        // a refused peer is read on, so that it hears why
+constexpr std::uint64_t stopping_time_limit_ms = 5000;      // for answers under way when the gateway ends
+constexpr std::uint64_t deadline_look_period_ms = 250;      // how often deadlines are looked at
 constexpr std::uint64_t idle_time_limit_ms = 60000;         // between two requests of one connection
 constexpr std::size_t json_depth_limit = 16;                // arrays and objects within each other
 
@@ -27,11 +33,12 @@ constexpr std::size_t connections_per_address_limit = 2000; // 1,000 event strea
 constexpr std::size_t waiting_limit = 4096;
 constexpr std::size_t waiting_per_address_limit = 512;
 constexpr int accept_backlog = 1024;
-constexpr std::size_t accepts_per_turn = 64; // then the loop serves the others
 
 // --- events (WebSocket) ---
 constexpr std::size_t event_bytes_limit = 262144; // of one reader beside the shared texts, 256 KiB
 constexpr std::size_t event_message_from_client_limit = 4096; // bytes; clients have next to nothing to say
+constexpr std::size_t event_bytes_from_client_limit = 65536; // in a window, pongs and all; beyond it: cut
+constexpr std::uint64_t event_client_window_ms = 10000;
 constexpr std::uint64_t event_alive_period_ms = 5000;         // an `alive` message when nothing else is said
 constexpr std::uint64_t event_silence_limit_ms = 15000; // a reader that answers no ping for that long is cut
 constexpr std::uint64_t event_close_time_limit_ms = 2000; // for the other side's closing frame
