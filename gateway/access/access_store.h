@@ -6,15 +6,16 @@
 
 #include "token.h"
 
-#include <functional>
 #include <memory>
-#include <unordered_map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace gateway {
 
 class database;
-
-using secret_hash = std::string; // 32 bytes
+struct known_access;
 
 struct session_grant {
     std::string text; // for the cookie: base64url, 43 characters
@@ -32,6 +33,7 @@ struct known_session {
 struct access_news {
     std::vector<std::int64_t> removed_tokens;
     std::vector<std::int64_t> ended_sessions; // those of removed tokens, too
+    std::string problem; // why nothing could be read or written; what was known before goes on
 };
 
 class access_store {
@@ -75,10 +77,10 @@ public:
     database& kept();
 
 private:
-    struct session;
-    struct state;
-    explicit access_store(std::unique_ptr<state> opened);
-    std::unique_ptr<state> state_;
+    explicit access_store(std::unique_ptr<known_access> known);
+    void end_old_sessions(std::int64_t now, std::string* problem);
+
+    std::unique_ptr<known_access> known_;
 };
 
 } // namespace gateway

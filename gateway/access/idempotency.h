@@ -71,6 +71,7 @@ private:
         std::int64_t token_id;
         std::string key;
     };
+    void drop(std::int64_t token_id, std::string_view key);
     void drop_old(std::uint64_t now_ms);
 
     std::map<std::int64_t, of_token> tokens_;

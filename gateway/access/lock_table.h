@@ -68,6 +68,9 @@ public:
 
 private:
     explicit lock_table(access_store& store) : store_(store) {}
+    lock_answer free(std::string_view router, int output);
+    lock_answer keep(std::string_view router, int output, const output_lock& wish);
+
     access_store& store_;
     std::map<std::string, std::map<int, output_lock>, std::less<>> locks_;
     std::size_t count_ = 0;

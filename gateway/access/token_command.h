@@ -1,7 +1,7 @@
 // `vrdx_gateway token add|list|remove`.
 #pragma once
 
-#include "settings/command_line.h"
+#include "gateway/settings/command_line.h"
 
 #include <cstdint>
 

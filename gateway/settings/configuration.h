@@ -18,4 +18,7 @@ struct configuration {
 // Reads the file anew each time: at the start, and for each SIGHUP.
 configuration read_configuration(const command_line& line);
 
+// Writes the problems, a line each; exit_done or exit_wrong_use.
+int check_configuration(const configuration& found, std::ostream& err);
+
 } // namespace gateway
