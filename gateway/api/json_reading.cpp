@@ -20,30 +20,32 @@ class unwanted : public std::runtime_error {
 bool fits(const json& number) {
     if (number.is_number_unsigned())
         return number.get<std::uint64_t>() <= std::numeric_limits<std::int32_t>::max();
-    return !number.is_number_float() && number.get<std::int64_t>() >= std::numeric_limits<std::int32_t>::min() &&
+    return !number.is_number_float() &&
+           number.get<std::int64_t>() >= std::numeric_limits<std::int32_t>::min() &&
            number.get<std::int64_t>() <= std::numeric_limits<std::int32_t>::max();
 }
 
 // Hears of each value as it is read, so that too deep a text is given up where it gets too deep.
 class strict_reader {
-  public:
+public:
     bool operator()(int depth, json::parse_event_t event, const json& value) {
         using what = json::parse_event_t;
         if (event == what::object_start || event == what::array_start) {
             if (static_cast<std::size_t>(depth) >= json_depth_limit)
-                throw unwanted("The body is nested too deeply; possible are " + std::to_string(json_depth_limit) +
-                               " arrays and objects within each other.");
+                throw unwanted("The body is nested too deeply; possible are " +
+                               std::to_string(json_depth_limit) + " arrays and objects within each other.");
             names_.emplace_back();
         } else if (event == what::object_end || event == what::array_end)
             names_.pop_back();
         else if (event == what::key && !names_.back().insert(value.get<std::string>()).second)
             throw unwanted("The body has the member " + json_text(value) + " twice in one object.");
         else if (event == what::value && value.is_number() && !fits(value))
-            throw unwanted("The body has a number that is not whole, or not between -2147483648 and 2147483647.");
+            throw unwanted(
+                "The body has a number that is not whole, or not between -2147483648 and 2147483647.");
         return true;
     }
 
-  private:
+private:
     std::vector<std::set<std::string>> names_; // of each object that is open
 };
 

@@ -8,8 +8,9 @@
 
 namespace gateway {
 
-// The value; nothing and a sentence in *problem for what is no JSON, is nested deeper than json_depth_limit, has a
-// member twice, text that is no UTF-8, or a number that is not whole or does not fit 32 bits with a sign.
+// The value; nothing and a sentence in *problem for what is no JSON, is nested deeper than json_depth_limit,
+// has a member twice, text that is no UTF-8, or a number that is not whole or does not fit 32 bits with a
+// sign.
 std::optional<json> read_json(std::string_view text, std::string* problem);
 
 // "" when `value` is an object with no members but these; else a sentence that names what is possible.

@@ -43,7 +43,8 @@ std::string_view status_title(unsigned status) {
 
 reply problem_reply(unsigned status, std::string_view sentence) {
     reply answer = json_reply(
-        status, {{"type", "about:blank"}, {"title", status_title(status)}, {"status", status}, {"detail", sentence}});
+        status,
+        {{"type", "about:blank"}, {"title", status_title(status)}, {"status", status}, {"detail", sentence}});
     answer.content_type = "application/problem+json";
     return answer;
 }

@@ -5,7 +5,8 @@
 
 namespace gateway {
 
-// `sentence` says what is wrong and what is possible; bytes that are no UTF-8 are replaced. Status from 400 on.
+// `sentence` says what is wrong and what is possible; bytes that are no UTF-8 are replaced. Status from 400
+// on.
 reply problem_reply(unsigned status, std::string_view sentence);
 
 // "Not Found" and the like.

@@ -97,8 +97,9 @@ json picture_json(const shown_router& router, const router_locks* locks) {
 }
 
 json result_json(int output, bool split_levels, const vrdx::take_result& result) {
-    json said{{"output", output},
-              {"result", result.word == vrdx::take_word::other ? "other" : vrdx::take_word_text(result.word)}};
+    json said{
+        {"output", output},
+        {"result", result.word == vrdx::take_word::other ? "other" : vrdx::take_word_text(result.word)}};
     if (result.word == vrdx::take_word::shows)
         said["sources"] = sources_json(split_levels, result.sources);
     else if (!result.text.empty())

@@ -314,7 +314,21 @@ void http_connection::refuse(unsigned status, const std::string& sentence) {
     send(core_->handlers.problem(status, sentence));
 }
 
+void http_connection::send_later(reply answer) {
+    go_to(step::answering, answer.delay + core_->limits.answering);
+    delay_.emplace(stream_.get_executor(), answer.delay);
+    answer.delay = {};
+    delay_->async_wait([self = shared_from_this(), answer = std::move(answer)](error_code) {
+        if (self->step_ == step::answering)
+            self->send(answer);
+    });
+}
+
 void http_connection::send(reply answer) {
+    if (answer.delay.count() > 0) {
+        send_later(std::move(answer));
+        return;
+    }
     const unsigned version = parser_ && parser_->is_header_done() ? parser_->get().version() : 11;
     response_.emplace(static_cast<http::status>(answer.status), version);
     const bool has_no_body = answer.status == 204 || answer.status == 304;

@@ -6,6 +6,7 @@
 #include "server_core.h"
 #include "shared_body.h"
 
+#include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http.hpp>
 
@@ -49,6 +50,7 @@ private:
     // Answer
     void refuse(unsigned status, const std::string& sentence); // and read no further request
     void send(reply answer);
+    void send_later(reply answer);
     void write_some();
     void on_written(error_code error);
     void linger();
@@ -70,6 +72,7 @@ private:
     std::size_t lingered_ = 0;     // bytes that were read to no purpose
 
     bool last_ = false; // no further request is read on this connection
+    std::optional<boost::asio::steady_timer> delay_; // of an answer
     std::optional<response> response_;
     std::optional<serializer> serializer_;
 };

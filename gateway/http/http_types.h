@@ -1,6 +1,7 @@
 // What is asked and answered over HTTP, without a word about how it came.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -36,6 +37,7 @@ struct reply {
     std::string content_type;                // empty: no such header
     std::shared_ptr<const std::string> body; // null: none. Never copied, so many replies may share it
     std::vector<std::pair<std::string, std::string>> headers;
+    std::chrono::milliseconds delay{0}; // how long the peer has to wait for it
 };
 
 using answer_function = std::function<void(reply)>;
