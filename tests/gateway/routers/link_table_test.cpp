@@ -1,6 +1,5 @@
 // Each state of a router x whatever may happen to it.
-#include "board_fixture.h"
-#include "scripted_driver.h"
+#include "played_driver.h"
 
 #include <map>
 #include <unistd.h>
@@ -8,35 +7,6 @@
 using gateway::router_state;
 
 namespace {
-
-// A router named "studio" with a driver that the test plays.
-class PlayedDriver : public board_fixture {
-protected:
-    std::unique_ptr<scripted_driver> driver;
-
-    void SetUp() override {
-        board_fixture::SetUp();
-        write_file(item_path("studio"), "driver=route_simulator\n");
-        others.push_back([this] {
-            if (driver != nullptr)
-                driver->serve();
-        });
-    }
-
-    const gateway::shown_router& studio() {
-        return *board->find("studio");
-    }
-    void start_driver(const std::string& epoch = first_epoch) {
-        driver = std::make_unique<scripted_driver>(socket_path("studio"), epoch);
-    }
-    // The directories were read anew after all that was done before.
-    void wait_until_reread() {
-        static int markers = 0;
-        const std::string marker = "marker" + std::to_string(++markers);
-        write_file(item_path(marker), "");
-        wait_for("a reading of the directories", [&] { return board->find(marker) != nullptr; });
-    }
-};
 
 // --- states ------------------------------------------------------------------------------------------------
 
@@ -48,9 +18,12 @@ struct column {
 };
 
 constexpr column columns[] = {
-    {'N', "NoDriver", router_state::no_driver},   {'R', "Reading", router_state::reading},
-    {'U', "Up", router_state::up},                {'L', "LinkDown", router_state::link_down},
-    {'B', "NoBackend", router_state::no_backend}, {'S', "Silent", router_state::stale},
+    {'N', "NoDriver", router_state::no_driver},
+    {'R', "Reading", router_state::reading},
+    {'U', "Up", router_state::up},
+    {'L', "LinkDown", router_state::link_down},
+    {'B', "NoBackend", router_state::no_backend},
+    {'S', "Silent", router_state::stale},
     {'D', "Doubted", router_state::stale},
 };
 
@@ -58,34 +31,34 @@ constexpr column columns[] = {
 
 struct row {
     const char* name;
-    // The state it leads to, below the letter of the state before; '-': has no meaning there, '.': stays as it
-    // was, 'G': gone.
+    // The state it leads to, below the letter of the state before; '-': has no meaning there, '.': stays as
+    // it was, 'G': gone.
     const char* leads_to;
-    char on_the_way;      // a state that is told before that; ' ': any
-    const char* because;  // stands in the reason of that state, or else of the one that it leads to
+    char on_the_way;     // a state that is told before that; ' ': any
+    const char* because; // stands in the reason of that state, or else of the one that it leads to
 };
 
 constexpr row rows[] = {
     // was:                                "NRULBSD"
-    {"ADriverStarts",                      "UUUUUUU", ' ', ""},
-    {"TheConnectionBreaks",                "-RULBU-", 'N', "closed"},
-    {"TheDriverIsKilled",                  "-NNNNNN", ' ', "nobody serves"},
-    {"TheDriverEndsInOrder",               "-NNNNNN", ' ', "there is no socket"},
-    {"Silence",                            "-SSSS--", ' ', "has said nothing"},
-    {"ASignOfLife",                        "-----U-", ' ', ""},
-    {"TheRestOfThePicture",                "-U-----", ' ', ""},
-    {"TheLinkGoesDown",                    "--LLBL-", ' ', ""},
-    {"TheBackendEnds",                     "--BBBB-", ' ', ""},
-    {"AllComesUp",                         "--UUUU-", ' ', ""},
-    {"AChangeIsMissing",                   "--ULBU-", 'S', "missing"},
-    {"APacketOfAnotherStart",              "-SULBU-", 'S', "another start"},
-    {"AChangeWithoutNumbers",              "-SULBU-", 'S', "cannot be read"},
-    {"BytesThatAreNoPacket",               "-SULBU-", 'S', "no driver"},
-    {"AnErrorThatNobodyAskedFor",          "-SULBU-", 'S', "out of places"},
-    {"ItTellsTheTruthAgain",               "------U", ' ', ""},
-    {"TheItemIsRemoved",                   "G......", ' ', "Neither"},
-    {"TheSocketIsRemoved",                 "-.....N", ' ', ""},
-    {"ItemAndSocketAreRemoved",            "GGGGGGG", ' ', "Neither"},
+    {"ADriverStarts", "UUUUUUU", ' ', ""},
+    {"TheConnectionBreaks", "-RULBU-", 'N', "closed"},
+    {"TheDriverIsKilled", "-NNNNNN", ' ', "nobody serves"},
+    {"TheDriverEndsInOrder", "-NNNNNN", ' ', "there is no socket"},
+    {"Silence", "-SSSS--", ' ', "has said nothing"},
+    {"ASignOfLife", "-----U-", ' ', ""},
+    {"TheRestOfThePicture", "-U-----", ' ', ""},
+    {"TheLinkGoesDown", "--LLBL-", ' ', ""},
+    {"TheBackendEnds", "--BBBB-", ' ', ""},
+    {"AllComesUp", "--UUUU-", ' ', ""},
+    {"AChangeIsMissing", "--ULBU-", 'S', "missing"},
+    {"APacketOfAnotherStart", "-SULBU-", 'S', "another start"},
+    {"AChangeWithoutNumbers", "-SULBU-", 'S', "cannot be read"},
+    {"BytesThatAreNoPacket", "-SULBU-", 'S', "no driver"},
+    {"AnErrorThatNobodyAskedFor", "-SULBU-", 'S', "out of places"},
+    {"ItTellsTheTruthAgain", "------U", ' ', ""},
+    {"TheItemIsRemoved", "G......", ' ', "Neither"},
+    {"TheSocketIsRemoved", "-.....N", ' ', ""},
+    {"ItemAndSocketAreRemoved", "GGGGGGG", ' ', "Neither"},
 };
 
 class LinkTable : public PlayedDriver, public testing::WithParamInterface<std::pair<row, column>> {
@@ -101,8 +74,8 @@ protected:
             driver->watch = [this] {
                 const std::string whole = driver->whole_picture(3);
                 std::size_t first = 0;
-                comm_socket_v4_packet_frame(reinterpret_cast<const unsigned char*>(whole.data()), whole.size(),
-                                            &first);
+                comm_socket_v4_packet_frame(reinterpret_cast<const unsigned char*>(whole.data()),
+                                            whole.size(), &first);
                 return driver->watch_reply() + whole.substr(0, first);
             };
         if (letter == 'L')
@@ -125,21 +98,39 @@ protected:
             {"TheDriverIsKilled", [this] { driver.reset(); }},
             {"TheDriverEndsInOrder", [this] { driver->leave(); }},
             {"Silence", [] { clock_pushed_us += 8000000; }},
-            {"ASignOfLife", [this] { driver->tell(bytes_of("alive", {{"epoch", driver->epoch}})); }},
+            {"ASignOfLife",
+             [this] {
+                 driver->tell(bytes_of("alive", {{"epoch", driver->epoch}}));
+             }},
             {"TheRestOfThePicture", [this] { driver->tell(driver->whole_picture()); }},
-            {"TheLinkGoesDown", [this] { driver->tell_change({{"link", "down"}}); }},
-            {"TheBackendEnds", [this] { driver->tell_change({{"backend", "starting"}}); }},
-            {"AllComesUp", [this] { driver->tell_change({{"backend", "running"}, {"link", "up"}}); }},
+            {"TheLinkGoesDown",
+             [this] {
+                 driver->tell_change({{"link", "down"}});
+             }},
+            {"TheBackendEnds",
+             [this] {
+                 driver->tell_change({{"backend", "starting"}});
+             }},
+            {"AllComesUp",
+             [this] {
+                 driver->tell_change({{"backend", "running"}, {"link", "up"}});
+             }},
             {"AChangeIsMissing",
              [this] {
                  ++driver->sequence;
                  driver->tell_change({{"link", "down"}});
              }},
-            {"APacketOfAnotherStart", [this] { driver->tell(bytes_of("alive", {{"epoch", second_epoch}})); }},
+            {"APacketOfAnotherStart",
+             [this] {
+                 driver->tell(bytes_of("alive", {{"epoch", second_epoch}}));
+             }},
             {"AChangeWithoutNumbers",
-             [this] { driver->tell(bytes_of("change", {{"epoch", driver->epoch}, {"link", "down"}})); }},
+             [this] {
+                 driver->tell(bytes_of("change", {{"epoch", driver->epoch}, {"link", "down"}}));
+             }},
             {"BytesThatAreNoPacket", [this] { driver->tell("HTTP/1.1 400 Bad Request\r\n\r\n"); }},
-            {"AnErrorThatNobodyAskedFor", [this] { driver->tell(bytes_of("error", {}, 1, "out of places")); }},
+            {"AnErrorThatNobodyAskedFor",
+             [this] { driver->tell(bytes_of("error", {}, 1, "out of places")); }},
             {"ItTellsTheTruthAgain", [this] { driver->watch = nullptr; }},
             {"TheItemIsRemoved", [this] { unlink(item_path("studio").c_str()); }},
             {"TheSocketIsRemoved", [this] { unlink(socket_path("studio").c_str()); }},
@@ -154,13 +145,14 @@ protected:
 
     // Waits until the state was told after the event, with the text in its reason.
     void expect_told(router_state state, const std::string& because) {
-        wait_for(std::string("it is told: ") + gateway::router_state_word(state) + " because " + because, [&] {
-            for (std::size_t i = told_before; i < told.size(); ++i)
-                if (told[i].name == "studio" && told[i].state == state &&
-                    told[i].reason.find(because) != std::string::npos)
-                    return true;
-            return false;
-        });
+        wait_for(std::string("it is told: ") + gateway::router_state_word(state) + " because " + because,
+                 [&] {
+                     for (std::size_t i = told_before; i < told.size(); ++i)
+                         if (told[i].name == "studio" && told[i].state == state &&
+                             told[i].reason.find(because) != std::string::npos)
+                             return true;
+                     return false;
+                 });
     }
 };
 
@@ -190,11 +182,10 @@ TEST_P(LinkTable, EachStateAndEventLeadToTheirState) {
     const auto& [event, before] = GetParam();
     reach(before.letter);
     wait_for_state("studio", before.state);
-    const std::size_t which = static_cast<std::size_t>(&*std::find_if(std::begin(columns), std::end(columns),
-                                                                      [&](const column& each) {
-                                                                          return each.letter == before.letter;
-                                                                      }) -
-                                                       columns);
+    const std::size_t which = static_cast<std::size_t>(
+        &*std::find_if(std::begin(columns), std::end(columns),
+                       [&](const column& each) { return each.letter == before.letter; }) -
+        columns);
     const char leads_to = event.leads_to[which];
     told_before = told.size();
     const std::uint64_t version = studio().version;

@@ -21,7 +21,8 @@ std::string entry_of(const comm_socket_v4_packet& packet, std::string_view name)
     return {};
 }
 
-std::string take_answer(const comm_socket_v4_packet& take, const std::string& words, const std::string& epoch) {
+std::string take_answer(const comm_socket_v4_packet& take, const std::string& words,
+                        const std::string& epoch) {
     told_entries entries = {{"id", entry_of(take, "id")}, {"epoch", epoch}};
     for (const std::uint32_t index : take.arguments) {
         const std::string argument(comm_socket_v4_packet_item_value(&take, take.items[index]));
@@ -30,11 +31,11 @@ std::string take_answer(const comm_socket_v4_packet& take, const std::string& wo
     return bytes_of("take", entries, words == "confirmed" ? 0 : 1);
 }
 
-scripted_driver::scripted_driver(std::string path, std::string its_epoch)
+scripted_driver::scripted_driver(std::string path, std::string its_epoch, int backlog)
     : epoch(std::move(its_epoch)), path_(std::move(path)),
       listener_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
     unlink(path_.c_str());
-    if (bind_socket_path(listener_, path_, 0600, 64) != 0)
+    if (bind_socket_path(listener_, path_, 0600, backlog) != 0)
         throw std::runtime_error("cannot listen at " + path_);
 }
 
@@ -65,6 +66,20 @@ void scripted_driver::close_client(client* one) {
 std::size_t scripted_driver::watchers() const {
     return static_cast<std::size_t>(
         std::count_if(clients_.begin(), clients_.end(), [](const client& each) { return each.watches; }));
+}
+
+std::size_t scripted_driver::others() const {
+    return static_cast<std::size_t>(std::count_if(
+        clients_.begin(), clients_.end(), [](const client& each) { return each.fd >= 0 && !each.watches; }));
+}
+
+void scripted_driver::send_to(std::size_t number, const std::string& bytes) {
+    clients_.at(number).outgoing += bytes;
+    write_to(&clients_.at(number));
+}
+
+void scripted_driver::close_connection(std::size_t number) {
+    close_client(&clients_.at(number));
 }
 
 void scripted_driver::serve() {
@@ -139,9 +154,8 @@ void scripted_driver::tell(const std::string& bytes) {
 }
 
 void scripted_driver::tell_change(const told_entries& entries, bool more) {
-    told_entries all = {{"epoch", epoch},
-                        {"from", std::to_string(sequence + 1)},
-                        {"to", std::to_string(sequence + 1)}};
+    told_entries all = {
+        {"epoch", epoch}, {"from", std::to_string(sequence + 1)}, {"to", std::to_string(sequence + 1)}};
     all.insert(all.end(), entries.begin(), entries.end());
     if (more)
         all.emplace_back("more", "1");
@@ -151,9 +165,9 @@ void scripted_driver::tell_change(const told_entries& entries, bool more) {
 }
 
 std::string scripted_driver::watch_reply() const {
-    return bytes_of("watch", {{"epoch", epoch},
-                              {"sequence", std::to_string(sequence)},
-                              {"last take", std::to_string(last_take)}});
+    return bytes_of(
+        "watch",
+        {{"epoch", epoch}, {"sequence", std::to_string(sequence)}, {"last take", std::to_string(last_take)}});
 }
 
 std::string scripted_driver::whole_picture(int places_per_packet) const {
@@ -161,9 +175,12 @@ std::string scripted_driver::whole_picture(int places_per_packet) const {
     told_entries part;
     const auto begin = [&] { part = {{"epoch", epoch}, {"from", "1"}, {"to", std::to_string(sequence)}}; };
     begin();
-    const told_entries facts = {{"inputs", std::to_string(inputs)}, {"outputs", std::to_string(outputs)},
-                                {"levels", ""},                     {"backend", backend},
-                                {"backend text", "of the backend"}, {"link", link},
+    const told_entries facts = {{"inputs", std::to_string(inputs)},
+                                {"outputs", std::to_string(outputs)},
+                                {"levels", ""},
+                                {"backend", backend},
+                                {"backend text", "of the backend"},
+                                {"link", link},
                                 {"link text", "of the link"}};
     part.insert(part.end(), facts.begin(), facts.end());
     for (int place = 1; place <= inputs + outputs; ++place) {

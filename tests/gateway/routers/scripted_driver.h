@@ -11,7 +11,7 @@
 class scripted_driver {
 public:
     // Listens at `path`; another socket that stands there is exchanged for it.
-    explicit scripted_driver(std::string path, std::string epoch = first_epoch);
+    explicit scripted_driver(std::string path, std::string epoch = first_epoch, int backlog = 64);
     // Closes all; the socket's file stays, as after a driver that was killed.
     ~scripted_driver();
     scripted_driver(const scripted_driver&) = delete;
@@ -19,7 +19,7 @@ public:
 
     // --- how it answers; may be exchanged at any time
 
-    bool hangs = false;               // accepts nobody and reads nothing
+    bool hangs = false;                 // accepts nobody and reads nothing
     std::function<std::string()> watch; // bytes that answer `watch`; unless told, the whole picture
     // Bytes that answer any other request; called with the connection's number, from 0.
     std::function<std::string(std::size_t, const comm_socket_v4_packet&)> request;
@@ -38,8 +38,8 @@ public:
     void serve();
     // To all who watch.
     void tell(const std::string& bytes);
-    // A change of these entries, which follows the one before; perhaps not the whole of it. The sequence moves
-    // on with its last packet.
+    // A change of these entries, which follows the one before; perhaps not the whole of it. The sequence
+    // moves on with its last packet.
     void tell_change(const told_entries& entries, bool more = false);
     void close_connections();
     // Ends in order: the socket is removed.
@@ -51,6 +51,11 @@ public:
         return clients_.size();
     }
     [[nodiscard]] std::size_t watchers() const;
+    // Connections that are open and do not watch.
+    [[nodiscard]] std::size_t others() const;
+    // Writes to the connection of this number, from 0.
+    void send_to(std::size_t number, const std::string& bytes);
+    void close_connection(std::size_t number);
     std::vector<comm_socket_v4_packet> requests; // others than `watch`, in their order
 
     // --- packets
@@ -83,4 +88,5 @@ std::string bytes_of(const char* command, const told_entries& entries, std::uint
                      const char* argument = nullptr);
 std::string entry_of(const comm_socket_v4_packet& packet, std::string_view name);
 // The answer to a take: each output with the same words.
-std::string take_answer(const comm_socket_v4_packet& take, const std::string& words, const std::string& epoch);
+std::string take_answer(const comm_socket_v4_packet& take, const std::string& words,
+                        const std::string& epoch);
