@@ -1,6 +1,11 @@
 // What a router is doing, as the gateway shows it.
 #pragma once
 
+#include "packet_client.h"
+
+#include <string>
+#include <string_view>
+
 namespace gateway {
 
 enum class router_state {
@@ -17,5 +22,18 @@ const char* router_state_word(router_state state);
 
 // True where the picture is what the driver shows now; else it is the last one that was read whole, or empty.
 bool is_picture_true(router_state state);
+
+struct state_and_reason {
+    router_state state = router_state::no_driver;
+    std::string reason; // one sentence; "" for `up`
+
+    bool operator==(const state_and_reason&) const = default;
+};
+
+// What a whole picture says of its router: up, link_down or no_backend.
+state_and_reason state_of(const vrdx::router_picture& picture);
+
+// `sentence` with the text of a driver or backend behind it, which is cut to reason_text_limit.
+std::string sentence_with(std::string_view sentence, std::string_view text);
 
 } // namespace gateway
