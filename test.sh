@@ -60,7 +60,7 @@ lint() {
         --suppress=internalAstError --std=c++20 \
         -I framework/vrdx_utils -I framework/vrdx_framework -I protocols/videohub -I protocols/sierra \
         -I packet_client -I routedriver -I routedriver/backend -I routedriver/router -I routedriver/client -I routedriver/driver \
-        framework protocols packet_client routedriver backends tools examples
+        framework protocols packet_client routedriver gateway backends tools examples
     build clang
     git ls-files '*.cpp' | xargs -P "$jobs" -n 4 clang-tidy --quiet -p build/clang
     echo "lint: clean"

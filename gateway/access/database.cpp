@@ -1,0 +1,159 @@
+#include "database.h"
+
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+namespace gateway {
+namespace {
+
+// A prepared statement is given back however its use ends.
+struct reset_at_end {
+    sqlite3_stmt* statement;
+    ~reset_at_end() {
+        sqlite3_reset(statement);
+        sqlite3_clear_bindings(statement);
+    }
+};
+
+int bind(sqlite3_stmt* statement, int place, const sql_value& value) {
+    if (const auto* number = std::get_if<std::int64_t>(&value))
+        return sqlite3_bind_int64(statement, place, *number);
+    if (const auto* text = std::get_if<std::string_view>(&value)) {
+        const char* const bytes = text->empty() ? "" : text->data(); // a null pointer would be NULL
+        return sqlite3_bind_text64(statement, place, bytes, text->size(), SQLITE_STATIC, SQLITE_UTF8);
+    }
+    const std::string_view bytes = std::get<blob>(value).bytes;
+    return sqlite3_bind_blob64(statement, place, bytes.data(), bytes.size(), SQLITE_STATIC);
+}
+
+} // namespace
+
+std::int64_t sql_row::number(int column) const {
+    return sqlite3_column_int64(statement_, column);
+}
+
+std::string sql_row::text(int column) const {
+    const auto* const bytes = static_cast<const char*>(sqlite3_column_blob(statement_, column));
+    return bytes == nullptr
+               ? std::string()
+               : std::string(bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)));
+}
+
+std::unique_ptr<database> database::open(const std::string& path, int busy_ms, std::string* problem) {
+    // The files beside it (-wal, -shm) get the rights of the file itself.
+    const mode_t mask_before = umask(077);
+    sqlite3* connection = nullptr;
+    const int result = sqlite3_open_v2(
+        path.c_str(), &connection, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+    umask(mask_before);
+    std::unique_ptr<database> opened(new database(path, connection));
+    if (result != SQLITE_OK) {
+        *problem = opened->problem_text("cannot be opened");
+        return nullptr;
+    }
+    sqlite3_extended_result_codes(connection, 1);
+    sqlite3_busy_timeout(connection, busy_ms);
+    sqlite3_db_config(connection, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    sqlite3_db_config(connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    return opened;
+}
+
+database::~database() {
+    for (const auto& [sql, statement] : statements_)
+        sqlite3_finalize(statement);
+    sqlite3_close(connection_);
+}
+
+std::string database::problem_text(const char* when) const {
+    const int code = connection_ == nullptr ? SQLITE_NOMEM : sqlite3_errcode(connection_) & 0xff;
+    std::string text = path_ + " ";
+    if (code == SQLITE_NOTADB || code == SQLITE_CORRUPT)
+        return text +
+               "is damaged or no database of the gateway; possible: put back a copy, or move it away to "
+               "begin without tokens and locks";
+    if (code == SQLITE_BUSY || code == SQLITE_LOCKED)
+        return text + "is being written by another program; possible: try again";
+    if (code == SQLITE_CANTOPEN || code == SQLITE_READONLY || code == SQLITE_PERM)
+        return text + "cannot be written by this user; possible: run it as root or as the owner of the state "
+                      "directory, or name another with --state DIR";
+    if (code == SQLITE_FULL)
+        return text + when + ": the disk is full";
+    return text + when + ": " + (connection_ == nullptr ? "no memory" : sqlite3_errmsg(connection_));
+}
+
+sqlite3_stmt* database::prepared(const char* sql) {
+    const auto known = statements_.find(sql);
+    if (known != statements_.end())
+        return known->second;
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v3(connection_, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) != SQLITE_OK)
+        return nullptr;
+    statements_.emplace(sql, statement);
+    return statement;
+}
+
+bool database::run(const char* sql, std::initializer_list<sql_value> values,
+                   const std::function<void(const sql_row&)>& each, std::string* problem) {
+    sqlite3_stmt* const statement = prepared(sql);
+    if (statement == nullptr) {
+        *problem = problem_text("cannot be used");
+        return false;
+    }
+    const reset_at_end reset{statement};
+    int place = 0;
+    for (const sql_value& value : values)
+        if (bind(statement, ++place, value) != SQLITE_OK) {
+            *problem = problem_text("cannot be used");
+            return false;
+        }
+    int result = sqlite3_step(statement);
+    for (; result == SQLITE_ROW; result = sqlite3_step(statement))
+        if (each)
+            each(sql_row(statement));
+    if (result == SQLITE_DONE)
+        return true;
+    *problem = problem_text("cannot be used");
+    return false;
+}
+
+bool database::change(const char* sql, std::initializer_list<sql_value> values, std::string* problem) {
+    return run(sql, values, nullptr, problem);
+}
+
+bool database::read(const char* sql, std::initializer_list<sql_value> values,
+                    const std::function<void(const sql_row&)>& each, std::string* problem) {
+    return run(sql, values, each, problem);
+}
+
+bool database::script(const char* sql, std::string* problem) {
+    if (sqlite3_exec(connection_, sql, nullptr, nullptr, nullptr) == SQLITE_OK)
+        return true;
+    *problem = problem_text("cannot be used");
+    return false;
+}
+
+bool database::transaction(const std::function<bool()>& steps, std::string* problem) {
+    if (!change("BEGIN IMMEDIATE", {}, problem))
+        return false;
+    if (steps() && change("COMMIT", {}, problem))
+        return true;
+    std::string ignored; // of a transaction that has already ended by itself
+    if (sqlite3_get_autocommit(connection_) == 0)
+        change("ROLLBACK", {}, &ignored);
+    return false;
+}
+
+bool database::number(const char* sql, std::int64_t* value, std::string* problem) {
+    return read(
+        sql, {}, [value](const sql_row& row) { *value = row.number(0); }, problem);
+}
+
+std::int64_t database::last_id() const {
+    return sqlite3_last_insert_rowid(connection_);
+}
+
+std::int64_t database::changed_rows() const {
+    return sqlite3_changes64(connection_);
+}
+
+} // namespace gateway

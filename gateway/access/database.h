@@ -1,0 +1,78 @@
+// One connection to an SQLite file. The only place that knows SQLite.
+//
+// Every function that may fail returns false (or null) and one sentence in *problem; nothing is written then.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <initializer_list>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <variant>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace gateway {
+
+struct blob {
+    std::string_view bytes;
+};
+using sql_value = std::variant<std::int64_t, std::string_view, blob>;
+
+// One row of an answer; columns are 0-based. Valid during the call that hands it over.
+class sql_row {
+public:
+    explicit sql_row(sqlite3_stmt* statement) : statement_(statement) {}
+    std::int64_t number(int column) const;
+    std::string text(int column) const; // a blob, too
+
+private:
+    sqlite3_stmt* statement_;
+};
+
+class database {
+public:
+    // Opens or makes the file, readable by its owner alone. busy_ms: how long to wait for other writers.
+    static std::unique_ptr<database> open(const std::string& path, int busy_ms, std::string* problem);
+    ~database();
+    database(const database&) = delete;
+    database& operator=(const database&) = delete;
+
+    // `sql` is one statement with a ? for each value. It is prepared once and kept: use constant texts.
+    bool change(const char* sql, std::initializer_list<sql_value> values, std::string* problem);
+    bool read(const char* sql, std::initializer_list<sql_value> values,
+              const std::function<void(const sql_row&)>& each, std::string* problem);
+
+    // Any number of statements, without values and answers.
+    bool script(const char* sql, std::string* problem);
+
+    // All that `steps` writes, or nothing of it: when it returns false, or the disk refuses. On the disk when
+    // this returns true. Other writers are kept out from its beginning.
+    bool transaction(const std::function<bool()>& steps, std::string* problem);
+
+    // The first number of the first row; nothing changes it when there is none.
+    bool number(const char* sql, std::int64_t* value, std::string* problem);
+
+    std::int64_t last_id() const;      // of the last row added
+    std::int64_t changed_rows() const; // by the last change
+
+    const std::string& path() const {
+        return path_;
+    }
+
+private:
+    database(std::string path, sqlite3* connection) : path_(std::move(path)), connection_(connection) {}
+    std::string problem_text(const char* when) const;
+    sqlite3_stmt* prepared(const char* sql);
+    bool run(const char* sql, std::initializer_list<sql_value> values,
+             const std::function<void(const sql_row&)>& each, std::string* problem);
+
+    std::string path_;
+    sqlite3* connection_;
+    std::map<std::string_view, sqlite3_stmt*> statements_;
+};
+
+} // namespace gateway

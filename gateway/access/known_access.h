@@ -1,0 +1,30 @@
+// What the store keeps in memory: the tokens and sessions of its database by the hashes of their secrets.
+#pragma once
+
+#include "access_store.h"
+#include "database.h"
+
+#include <map>
+#include <unordered_map>
+
+namespace gateway {
+
+struct session_entry {
+    std::int64_t id = 0;
+    std::int64_t until = 0;
+    std::shared_ptr<const token> owner;
+};
+
+struct known_access {
+    std::unique_ptr<database> kept;
+    std::int64_t data_version = 0; // of the database when it was read; changes with what others write
+    std::unordered_map<std::string, std::shared_ptr<const token>> tokens;
+    std::unordered_map<std::string, session_entry> sessions;
+    access_news news; // for the next look
+};
+
+// Reads all anew and notes in `news` what is gone. False and a sentence in *problem, with all as it was, when
+// it cannot be read.
+bool read_access(known_access& known, std::string* problem);
+
+} // namespace gateway

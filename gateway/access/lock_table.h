@@ -1,0 +1,79 @@
+// Locks of outputs by tokens. Each change is on the disk before it is answered; locks outlive a restart, and
+// the token that set them.
+#pragma once
+
+#include "token.h"
+
+#include <map>
+#include <memory>
+
+namespace gateway {
+
+class access_store;
+
+enum class lock_state {
+    protect, // the owner alone takes
+    lock,    // nobody takes, the owner neither
+};
+
+enum class lock_order { lock, protect, unlock, force };
+
+std::string_view lock_word(lock_state state);                        // "protect", "lock"
+std::optional<lock_order> lock_order_of_word(std::string_view word); // "lock", "protect", "unlock", "force"
+
+struct output_lock {
+    lock_state state = lock_state::lock;
+    std::int64_t owner_id = 0; // 0: set by somebody anonymous
+    std::string owner;         // the token's name when it was set
+    std::string reason;        // UTF-8, may be empty
+    std::int64_t since = 0;    // seconds since 1970, UTC
+
+    bool operator==(const output_lock&) const = default;
+};
+
+// True when the take of an output with that lock is allowed to `who`.
+bool lock_lets_take(const output_lock& held, const token& who);
+
+// "locked by NAME: REASON", "protected by NAME".
+std::string lock_text(const output_lock& held);
+
+struct lock_answer {
+    enum class kind {
+        done,        // as wished, and on the disk
+        unchanged,   // it was so before
+        not_allowed, // beyond the rights of the token
+        held,        // by another owner
+        wrong,       // the reason is too long, or no text
+        failed,      // not written; nothing has changed
+    };
+    kind result = kind::failed;
+    std::string problem; // a sentence that says what is possible; empty after done and unchanged
+};
+
+class lock_table {
+public:
+    // The store must outlive it. Null and a sentence in *problem when the locks cannot be read.
+    static std::unique_ptr<lock_table> open(access_store& store, std::string* problem);
+
+    // Null when the output is free. Valid until the next set(). Outputs are 1-based.
+    const output_lock* of(std::string_view router, int output) const;
+
+    // By output; null when there is none of that router. Valid until the next set().
+    const std::map<int, output_lock>* of_router(std::string_view router) const;
+
+    // Checks the rights, too. `reason` replaces the one of before and belongs to lock and protect. The caller
+    // has seen to it that the router has that output.
+    lock_answer set(std::string_view router, int output, lock_order order, const token& who,
+                    std::string_view reason, std::int64_t now);
+
+private:
+    explicit lock_table(access_store& store) : store_(store) {}
+    lock_answer free(std::string_view router, int output);
+    lock_answer keep(std::string_view router, int output, const output_lock& wish);
+
+    access_store& store_;
+    std::map<std::string, std::map<int, output_lock>, std::less<>> locks_;
+    std::size_t count_ = 0;
+};
+
+} // namespace gateway

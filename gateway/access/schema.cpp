@@ -1,0 +1,85 @@
+#include "schema.h"
+
+#include <array>
+
+namespace gateway {
+namespace {
+
+// A database of the gateway says so itself; this is "vrdx".
+constexpr std::int64_t application_id = 0x76726478;
+
+// Step n leads from version n to n + 1. What was once released is never changed, only continued.
+constexpr std::array<const char*, schema_version> steps = {
+    // Ids are never used again: AUTOINCREMENT. Lists are texts, routers divided by commas.
+    R"(CREATE TABLE tokens (
+         id INTEGER PRIMARY KEY AUTOINCREMENT,
+         name TEXT NOT NULL UNIQUE,
+         hash BLOB NOT NULL UNIQUE,
+         role TEXT NOT NULL,
+         routers TEXT NOT NULL,
+         outputs TEXT NOT NULL,
+         inputs TEXT NOT NULL,
+         created INTEGER NOT NULL) STRICT;
+       CREATE TABLE sessions (
+         id INTEGER PRIMARY KEY AUTOINCREMENT,
+         hash BLOB NOT NULL UNIQUE,
+         token INTEGER NOT NULL REFERENCES tokens (id) ON DELETE CASCADE,
+         until INTEGER NOT NULL) STRICT;
+       CREATE INDEX sessions_of_token ON sessions (token);
+       PRAGMA application_id = 1987208312;
+       PRAGMA user_version = 1;)",
+    // The owner is no reference: a lock outlives its token.
+    R"(CREATE TABLE locks (
+         router TEXT NOT NULL,
+         output INTEGER NOT NULL,
+         state TEXT NOT NULL,
+         owner INTEGER NOT NULL,
+         owner_name TEXT NOT NULL,
+         reason TEXT NOT NULL,
+         since INTEGER NOT NULL,
+         PRIMARY KEY (router, output)) STRICT, WITHOUT ROWID;
+       PRAGMA user_version = 2;)",
+};
+static_assert(application_id == 1987208312);
+
+bool is_of_a_gateway(database& kept, std::int64_t version, std::string* problem) {
+    std::int64_t mark = 0;
+    std::int64_t tables = 0;
+    if (!kept.number("PRAGMA application_id", &mark, problem) ||
+        !kept.number("SELECT count(*) FROM sqlite_schema", &tables, problem))
+        return false;
+    const bool is_empty = version == 0 && tables == 0 && mark == 0;
+    if (is_empty || (mark == application_id && version > 0))
+        return true;
+    *problem = kept.path() + " is a database of another program; possible: another state directory";
+    return false;
+}
+
+} // namespace
+
+bool bring_to_version(database& kept, int version, std::string* problem) {
+    std::int64_t found = 0;
+    if (!kept.number("PRAGMA user_version", &found, problem) || !is_of_a_gateway(kept, found, problem))
+        return false;
+    if (found > schema_version) {
+        *problem = kept.path() + " is of version " + std::to_string(found) +
+                   ", written by a newer vrdx_gateway; possible: versions up to " +
+                   std::to_string(schema_version);
+        return false;
+    }
+    if (found >= version)
+        return true;
+    return kept.transaction(
+        [&] {
+            // Another process may have been quicker.
+            if (!kept.number("PRAGMA user_version", &found, problem))
+                return false;
+            for (std::int64_t at = found; at < version; ++at)
+                if (!kept.script(steps[static_cast<std::size_t>(at)], problem))
+                    return false;
+            return true;
+        },
+        problem);
+}
+
+} // namespace gateway

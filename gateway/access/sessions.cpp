@@ -1,0 +1,115 @@
+// The sessions of the store: a secret of their own for a browser, so that the token itself is in no cookie.
+#include "access_store.h"
+
+#include "gateway/settings/limits.h"
+#include "known_access.h"
+#include "secret.h"
+
+#include <algorithm>
+
+namespace gateway {
+namespace {
+
+// Null when there is none.
+std::shared_ptr<const token> known_token(const known_access& known, std::int64_t id) {
+    const auto found = std::find_if(known.tokens.begin(), known.tokens.end(),
+                                    [id](const auto& one) { return one.second->id == id; });
+    return found == known.tokens.end() ? nullptr : found->second;
+}
+
+// How many sessions the token has, and the hash of the oldest of them.
+std::size_t sessions_of(const known_access& known, std::int64_t token_id, std::string* oldest) {
+    std::size_t count = 0;
+    for (const auto& [hash, one] : known.sessions)
+        if (one.owner->id == token_id) {
+            ++count;
+            if (oldest->empty() || one.id < known.sessions.at(*oldest).id)
+                *oldest = hash;
+        }
+    return count;
+}
+
+} // namespace
+
+known_session access_store::of_session(std::string_view text, std::int64_t now) const {
+    if (text.size() != secret_text_size)
+        return {};
+    const auto found = known_->sessions.find(hash_of(text));
+    if (found == known_->sessions.end() || found->second.until <= now)
+        return {};
+    return {found->second.id, found->second.owner};
+}
+
+std::optional<session_grant> access_store::begin_session(const token& owner, bool kept, std::int64_t now,
+                                                         std::string* problem) {
+    const std::string gone = "a session needs a token; possible: one that `token list` shows";
+    const std::shared_ptr<const token> known_owner = known_token(*known_, owner.id);
+    if (!known_owner) {
+        *problem = gone;
+        return std::nullopt;
+    }
+    std::string oldest; // gives way when the token has too many
+    const bool has_room = sessions_of(*known_, owner.id, &oldest) < sessions_per_token_limit;
+    if (has_room && known_->sessions.size() >= sessions_limit) {
+        *problem = "there are " + std::to_string(sessions_limit) + " sessions already; possible: end others";
+        return std::nullopt;
+    }
+    session_grant grant;
+    grant.text = new_secret();
+    grant.until = now + (kept ? kept_session_s : short_session_s);
+    grant.kept = kept;
+    const std::string hash = hash_of(grant.text);
+    const auto steps = [&] {
+        std::int64_t there = 0; // another process may have removed it since the last look
+        if (!known_->kept->read(
+                "SELECT count(*) FROM tokens WHERE id = ?", {owner.id},
+                [&](const sql_row& row) { there = row.number(0); }, problem))
+            return false;
+        if (there == 0) {
+            *problem = gone;
+            return false;
+        }
+        return (has_room ||
+                known_->kept->change("DELETE FROM sessions WHERE hash = ?", {blob{oldest}}, problem)) &&
+               known_->kept->change("INSERT INTO sessions (hash, token, until) VALUES (?, ?, ?)",
+                                    {blob{hash}, owner.id, grant.until}, problem);
+    };
+    if (!known_->kept->transaction(steps, problem))
+        return std::nullopt;
+    grant.id = known_->kept->last_id();
+    if (!has_room) {
+        known_->news.ended_sessions.push_back(known_->sessions.at(oldest).id);
+        known_->sessions.erase(oldest);
+    }
+    known_->sessions[hash] = {grant.id, grant.until, known_owner};
+    return grant;
+}
+
+bool access_store::end_session(std::string_view text, std::string* problem) {
+    if (text.size() != secret_text_size)
+        return true;
+    const std::string hash = hash_of(text);
+    const auto found = known_->sessions.find(hash);
+    if (found == known_->sessions.end())
+        return true;
+    if (!known_->kept->change("DELETE FROM sessions WHERE hash = ?", {blob{hash}}, problem))
+        return false;
+    known_->news.ended_sessions.push_back(found->second.id);
+    known_->sessions.erase(found);
+    return true;
+}
+
+void access_store::end_old_sessions(std::int64_t now, std::string* problem) {
+    std::vector<std::string> over;
+    for (const auto& [hash, one] : known_->sessions)
+        if (one.until <= now)
+            over.push_back(hash);
+    if (over.empty() || !known_->kept->change("DELETE FROM sessions WHERE until <= ?", {now}, problem))
+        return;
+    for (const std::string& hash : over) {
+        known_->news.ended_sessions.push_back(known_->sessions.at(hash).id);
+        known_->sessions.erase(hash);
+    }
+}
+
+} // namespace gateway

@@ -1,0 +1,112 @@
+#include "caller.h"
+
+#include "time_text.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace gateway {
+
+namespace {
+
+std::string small(std::string_view text) {
+    std::string letters(text);
+    std::transform(letters.begin(), letters.end(), letters.begin(),
+                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    return letters;
+}
+
+std::string_view trimmed(std::string_view text) {
+    const std::size_t first = text.find_first_not_of(" \t");
+    return first == std::string_view::npos ? std::string_view{}
+                                           : text.substr(first, text.find_last_not_of(" \t") - first + 1);
+}
+
+bool has(const std::vector<std::string>& list, std::string_view text) {
+    return std::find(list.begin(), list.end(), text) != list.end();
+}
+
+// "name:8400" without its port; "" when that is no port.
+std::string_view without_port(std::string_view host) {
+    const std::size_t name_end = host.starts_with('[') ? host.find(']') : 0;
+    if (name_end == std::string_view::npos)
+        return {};
+    const std::size_t colon = host.find(':', name_end);
+    if (colon == std::string_view::npos)
+        return host;
+    const std::string_view port = host.substr(colon + 1);
+    const bool is_port =
+        !port.empty() && port.size() <= 5 &&
+        std::all_of(port.begin(), port.end(), [](char letter) { return letter >= '0' && letter <= '9'; });
+    return is_port ? host.substr(0, colon) : std::string_view{};
+}
+
+} // namespace
+
+std::string host_problem(const settings& now, const request& asked) {
+    const std::string host = small(asked.header("host").value_or(""));
+    if (has(now.hosts, without_port(host)))
+        return "";
+    std::string names;
+    for (const std::string& each : now.hosts)
+        names += (names.empty() ? "" : ", ") + each;
+    return "The Host header names none of this gateway's names; possible are " + names +
+           ". The configuration's `hosts` says which there are.";
+}
+
+std::string caller_address(const settings& now, const request& asked) {
+    std::string address = asked.peer;
+    std::string_view chain = asked.header("x-forwarded-for").value_or("");
+    while (has(now.proxies, address) && !chain.empty()) {
+        const std::size_t comma = chain.rfind(',');
+        const std::string_view last = comma == std::string_view::npos ? chain : chain.substr(comma + 1);
+        chain = chain.substr(0, comma == std::string_view::npos ? 0 : comma);
+        address = trimmed(last);
+    }
+    return address;
+}
+
+std::string own_origin(const settings& now, const request& asked) {
+    const bool behind_tls = has(now.proxies, asked.peer) && asked.header("x-forwarded-proto") == "https";
+    return (asked.over_tls || behind_tls ? "https://" : "http://") + small(asked.header("host").value_or(""));
+}
+
+std::string_view session_text(const request& asked) {
+    for (const auto& [name, value] : asked.headers) {
+        std::string_view cookies = name == "cookie" ? std::string_view(value) : std::string_view{};
+        while (!cookies.empty()) {
+            const std::size_t end = std::min(cookies.find(';'), cookies.size());
+            const std::string_view cookie = trimmed(cookies.substr(0, end));
+            cookies.remove_prefix(std::min(end + 1, cookies.size()));
+            const std::size_t equals = cookie.find('=');
+            if (equals != std::string_view::npos && cookie.substr(0, equals) == session_cookie)
+                return cookie.substr(equals + 1);
+        }
+    }
+    return {};
+}
+
+bool find_caller(api_world& world, call* incoming) {
+    if (const auto shown = incoming->asked.header("authorization")) {
+        constexpr std::string_view scheme = "bearer ";
+        incoming->by = credential::bearer;
+        if (small(shown->substr(0, scheme.size())) != scheme)
+            return false;
+        incoming->who = world.access.of_text(trimmed(shown->substr(scheme.size())));
+        return incoming->who != nullptr;
+    }
+    if (const std::string_view text = session_text(incoming->asked); !text.empty()) {
+        const known_session session = world.access.of_session(text, seconds_since_1970());
+        if (session.owner) {
+            incoming->by = credential::cookie;
+            incoming->who = session.owner;
+            incoming->session = session.id;
+            return true;
+        }
+    }
+    if (world.now.anonymous != role::none)
+        incoming->who = std::make_shared<const token>(anonymous_token(world.now.anonymous));
+    return true;
+}
+
+} // namespace gateway

@@ -1,0 +1,41 @@
+// What the rows of the route table do. Each answers once.
+#pragma once
+
+#include "call.h"
+
+namespace gateway {
+
+using incoming_call = std::shared_ptr<call>;
+
+// Pages and the gateway's own state
+void answer_start_page(api_world&, const incoming_call&, const answer_function&);
+void answer_alive(api_world&, const incoming_call&, const answer_function&);
+void answer_ready(api_world&, const incoming_call&, const answer_function&);
+void answer_document(api_world&, const incoming_call&, const answer_function&);
+void answer_events_without_websocket(api_world&, const incoming_call&, const answer_function&);
+
+// Routers
+void answer_routers(api_world&, const incoming_call&, const answer_function&);
+void answer_picture(api_world&, const incoming_call&, const answer_function&);
+void rename_output(api_world&, const incoming_call&, const answer_function&);
+void rename_input(api_world&, const incoming_call&, const answer_function&);
+void take_outputs(api_world&, const incoming_call&, const answer_function&);
+void lock_output(api_world&, const incoming_call&, const answer_function&);
+
+// Sessions
+void begin_session(api_world&, const incoming_call&, const answer_function&);
+void answer_session(api_world&, const incoming_call&, const answer_function&);
+void end_session(api_world&, const incoming_call&, const answer_function&);
+
+// For several of them
+
+// The number in the path, from 1 to `last`; 0 when it is none.
+int number_in_path(const call& incoming, std::size_t last);
+
+// The lane of the board that takes and names of this token go by.
+std::string lane_of(const token& who);
+
+// The answer to a wrong token from this address: 401, late or 429 when there were many.
+reply wrong_token_reply(api_world& world, const std::string& address);
+
+} // namespace gateway

@@ -1,0 +1,72 @@
+#include "lock_alarms.h"
+
+#include "gateway/settings/limits.h"
+
+#include <algorithm>
+
+namespace gateway {
+
+namespace {
+
+// One level: what is shown from now on. True when it has changed from one known source to another.
+bool note_level(int* before, int now) {
+    if (now == vrdx::source_unknown || *before == now)
+        return false;
+    const bool known = *before != vrdx::source_unknown;
+    *before = now;
+    return known;
+}
+
+} // namespace
+
+std::vector<lock_alarm> lock_alarms::of(const shown_router& router, const router_locks* locks,
+                                        std::uint64_t now_ms) {
+    std::vector<lock_alarm> alarms;
+    if (locks == nullptr || locks->empty() || !is_picture_true(router.state)) {
+        if (locks == nullptr || locks->empty())
+            routers_.erase(router.name);
+        return alarms;
+    }
+    auto& outputs = routers_[router.name];
+    std::erase_if(outputs, [&](const auto& each) { return !locks->contains(each.first); });
+    for (const auto& [number, lock] : *locks) {
+        if (static_cast<std::size_t>(number) > router.picture.outputs.size())
+            continue;
+        const vrdx::picture_output& output = router.picture.outputs[static_cast<std::size_t>(number - 1)];
+        if (output.waits_ms)
+            continue; // not confirmed; it may fall back
+        watched& known = outputs[number];
+        const vrdx::level_sources before = known.shown;
+        const bool video = note_level(&known.shown.video, output.sources.video);
+        const bool audio = note_level(&known.shown.audio, output.sources.audio);
+        const bool allowed = now_ms < known.allowed_until_ms && known.shown == known.allowed;
+        if ((video || audio) && !allowed)
+            alarms.push_back({number, before, known.shown});
+    }
+    return alarms;
+}
+
+void lock_alarms::lock_changed(const shown_router& router, int output) {
+    routers_[router.name].erase(output); // what it shows is noted with the next news at the latest
+    if (static_cast<std::size_t>(output) > router.picture.outputs.size())
+        return;
+    const auto& shown = router.picture.outputs[static_cast<std::size_t>(output - 1)];
+    if (!shown.waits_ms)
+        routers_[router.name][output].shown = shown.sources;
+}
+
+void lock_alarms::takes_begin(const std::string& router, const std::vector<vrdx::output_take>& takes,
+                              std::uint64_t now_ms) {
+    const auto found = routers_.find(router);
+    if (found == routers_.end())
+        return;
+    for (const vrdx::output_take& take : takes) {
+        const auto known = found->second.find(take.output);
+        if (known == found->second.end())
+            continue;
+        known->second.allowed = take.sources;
+        known->second.allowed_until_ms = now_ms + allowed_change_ms;
+    }
+}
+
+} // namespace gateway

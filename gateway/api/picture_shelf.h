@@ -1,0 +1,41 @@
+// The JSON of each router's picture: written once for each state it is in, and shared by all who want it.
+#pragma once
+
+#include "router_json.h"
+
+#include <functional>
+
+namespace gateway {
+
+// What stands on the shelf for one router.
+struct written_picture {
+    std::shared_ptr<const std::string> text;
+    std::string etag; // with its quotes; changes with all that the text tells
+};
+
+// The locks of a router; null when there are none.
+using locks_of_router = std::function<const router_locks*(std::string_view router)>;
+
+class picture_shelf {
+public:
+    explicit picture_shelf(locks_of_router locks);
+
+    // Valid until the next call.
+    const written_picture& of(const shown_router& router);
+
+    void locks_changed(const std::string& router);
+    void forget(const std::string& router); // it is gone
+
+private:
+    struct shelved {
+        written_picture written;
+        std::uint64_t locks_version = 0;
+    };
+
+    locks_of_router locks_;
+    std::string started_; // tells the tags of two runs apart
+    std::uint64_t last_locks_version_ = 0;
+    std::map<std::string, shelved, std::less<>> shelf_;
+};
+
+} // namespace gateway

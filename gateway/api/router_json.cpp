@@ -1,0 +1,110 @@
+#include "router_json.h"
+
+#include "time_text.h"
+
+namespace gateway {
+
+namespace {
+
+json source_json(int source) {
+    return source == vrdx::source_unknown ? json(nullptr) : json(source);
+}
+
+json properties_json(const std::vector<vrdx::place_property>& properties) {
+    json members = json::object();
+    for (const auto& each : properties)
+        members[each.name] = each.value;
+    return members;
+}
+
+json taker_json(const std::optional<vrdx::last_taker>& taken) {
+    if (!taken)
+        return nullptr;
+    return {{"user", taken->user}, {"process", taken->process}, {"by", taken->by}};
+}
+
+std::size_t place(int number) {
+    return static_cast<std::size_t>(number - 1);
+}
+
+} // namespace
+
+json levels_json(const vrdx::router_picture& picture) {
+    return picture.split_levels ? json::array({"video", "audio"}) : json::array({"all"});
+}
+
+json sources_json(bool split_levels, const vrdx::level_sources& sources) {
+    if (split_levels)
+        return {{"video", source_json(sources.video)}, {"audio", source_json(sources.audio)}};
+    return {{"all", source_json(sources.video != vrdx::source_unknown ? sources.video : sources.audio)}};
+}
+
+json lock_json(const output_lock* lock) {
+    if (lock == nullptr)
+        return nullptr;
+    return {{"state", lock_word(lock->state)},
+            {"owner", lock->owner},
+            {"reason", lock->reason},
+            {"since", rfc3339_of_seconds(lock->since)}};
+}
+
+json input_json(const vrdx::router_picture& picture, int number) {
+    const vrdx::picture_input& input = picture.inputs[place(number)];
+    return {{"number", number}, {"name", input.name}, {"properties", properties_json(input.properties)}};
+}
+
+json output_json(const vrdx::router_picture& picture, int number, const output_lock* lock) {
+    const vrdx::picture_output& output = picture.outputs[place(number)];
+    return {{"number", number},
+            {"name", output.name},
+            {"sources", sources_json(picture.split_levels, output.sources)},
+            {"pending", output.waits_ms.has_value()},
+            {"taken_by", taker_json(output.taken)},
+            {"lock", lock_json(lock)},
+            {"properties", properties_json(output.properties)}};
+}
+
+json router_row_json(const shown_router& router) {
+    return {{"name", router.name},
+            {"state", router_state_word(router.state)},
+            {"reason", router.reason},
+            {"inputs", router.picture.inputs.size()},
+            {"outputs", router.picture.outputs.size()},
+            {"levels", levels_json(router.picture)}};
+}
+
+json picture_json(const shown_router& router, const router_locks* locks) {
+    const vrdx::router_picture& picture = router.picture;
+    json inputs = json::array(), outputs = json::array();
+    for (int number = 1; number <= static_cast<int>(picture.inputs.size()); number++)
+        inputs.push_back(input_json(picture, number));
+    for (int number = 1; number <= static_cast<int>(picture.outputs.size()); number++) {
+        const output_lock* lock = nullptr;
+        if (locks != nullptr)
+            if (const auto found = locks->find(number); found != locks->end())
+                lock = &found->second;
+        outputs.push_back(output_json(picture, number, lock));
+    }
+    return {{"type", "picture"},
+            {"router", router.name},
+            {"state", router_state_word(router.state)},
+            {"reason", router.reason},
+            {"epoch", picture.epoch},
+            {"sequence", picture.sequence},
+            {"levels", levels_json(picture)},
+            {"inputs", std::move(inputs)},
+            {"outputs", std::move(outputs)}};
+}
+
+json result_json(int output, bool split_levels, const vrdx::take_result& result) {
+    json said{
+        {"output", output},
+        {"result", result.word == vrdx::take_word::other ? "other" : vrdx::take_word_text(result.word)}};
+    if (result.word == vrdx::take_word::shows)
+        said["sources"] = sources_json(split_levels, result.sources);
+    else if (!result.text.empty())
+        said["reason"] = result.text;
+    return said;
+}
+
+} // namespace gateway

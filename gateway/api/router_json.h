@@ -1,0 +1,35 @@
+// A router, its inputs and outputs, takes and locks as JSON: the same in answers and events.
+#pragma once
+
+#include "gateway/access/lock_table.h"
+#include "gateway/routers/shown_router.h"
+#include "json_reply.h"
+
+#include <map>
+
+namespace gateway {
+
+using router_locks = std::map<int, output_lock>; // of one router, by output from 1
+
+// ["video", "audio"] where they are switched apart, else ["all"].
+json levels_json(const vrdx::router_picture& picture);
+
+// A member for each level: the number of an input, 0 for none, null for unknown.
+json sources_json(bool split_levels, const vrdx::level_sources& sources);
+
+json lock_json(const output_lock* lock); // null without one
+
+// One input or output; `number` from 1 and within the picture.
+json input_json(const vrdx::router_picture& picture, int number);
+json output_json(const vrdx::router_picture& picture, int number, const output_lock* lock);
+
+// What a list says of a router: `name`, `state`, `reason`, sizes, `levels`.
+json router_row_json(const shown_router& router);
+
+// All of it. `locks` may be null.
+json picture_json(const shown_router& router, const router_locks* locks);
+
+// How a take ended: `output`, `result`, and what belongs to it.
+json result_json(int output, bool split_levels, const vrdx::take_result& result);
+
+} // namespace gateway

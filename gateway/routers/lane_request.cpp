@@ -1,0 +1,79 @@
+#include "gateway/routers/lane_request.h"
+
+#include "gateway/routers/board_limits.h"
+
+#include <utility>
+
+namespace gateway {
+
+namespace {
+
+using kind = decltype(take_ending::kind);
+
+std::uint64_t answer_deadline(unsigned within_ms) {
+    const std::uint64_t within = within_ms != 0 ? within_ms : vrdx::take_within_usual_ms;
+    return monotonic_us() + within * 1000 + late_answer_us;
+}
+
+} // namespace
+
+lane_request take_lane_request(const vrdx::take_order& order, take_done done) {
+    lane_request request;
+    request.packet = vrdx::take_request(order);
+    for (const vrdx::output_take& each : order.takes)
+        request.outputs.push_back(each.output);
+    request.deadline = answer_deadline(order.within_ms);
+    request.done = std::move(done);
+    return request;
+}
+
+lane_request rename_lane_request(bool output, int number, const std::string& name, take_done done) {
+    lane_request request;
+    const std::string setting = (output ? "output." : "input.") + std::to_string(number) + ".name";
+    comm_socket_v4_packet_begin_writing(&request.packet, 0, "router set", nullptr);
+    comm_socket_v4_packet_write_argv_end(&request.packet);
+    comm_socket_v4_packet_write_nv_pair(&request.packet, setting, name);
+    comm_socket_v4_packet_write_end(&request.packet);
+    request.deadline = monotonic_us() + rename_answer_us;
+    request.done = std::move(done);
+    return request;
+}
+
+take_ending answered(const lane_request& request, const comm_socket_v4_packet& reply) {
+    take_ending ending;
+    ending.kind = kind::answered;
+    if (!request.outputs.empty())
+        vrdx::read_take_answer(reply, &ending.answer); // nothing else is handed out as a take's answer
+    else if (vrdx::is_error(reply))
+        ending.answer.error = vrdx::error_text(reply);
+    ending.answer.id = request.id;
+    return ending;
+}
+
+take_ending unknown(const lane_request& request, const std::string& why) {
+    take_ending ending;
+    ending.kind = kind::answered;
+    ending.answer.id = request.id;
+    for (const int output : request.outputs)
+        ending.answer.results.push_back({output, {vrdx::take_word::unknown, why, {}}});
+    if (request.outputs.empty())
+        ending.answer.error = "Perhaps the name was set, perhaps not: " + why + ".";
+    return ending;
+}
+
+take_ending wrong(const std::string& problem) {
+    take_ending ending;
+    ending.kind = kind::answered;
+    ending.answer.error = problem;
+    return ending;
+}
+
+take_ending too_many(std::string reason) {
+    return {kind::too_many, {}, std::move(reason)};
+}
+
+take_ending unavailable(std::string reason) {
+    return {kind::unavailable, {}, std::move(reason)};
+}
+
+} // namespace gateway

@@ -1,0 +1,40 @@
+// A router as everybody sees it, and what is told when that changes.
+#pragma once
+
+#include "gateway/routers/router_state.h"
+#include "packet_client.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace gateway {
+
+// Read by everybody, written by gateway/routers alone. Texts are bytes as the file system, the driver and its
+// backend have them: perhaps no UTF-8, perhaps with control characters.
+struct shown_router {
+    std::string name;
+    router_state state = router_state::no_driver;
+    std::string reason; // why it is not `up`, in one sentence; "" while it is
+    // The last whole picture, true now where is_picture_true(state). Empty (`epoch` is "") before the first
+    // one.
+    vrdx::router_picture picture;
+    // Rises when anything above changes, except the picture's `last_take` and what only descriptions tell.
+    // Never goes back while the gateway lives, also when the router goes and comes again; from 1, not without
+    // gaps.
+    std::uint64_t version = 0;
+};
+
+// What has just changed. It and the router are valid during the call.
+struct router_news {
+    const shown_router* router = nullptr;
+    bool appeared = false;      // it was not there before
+    bool gone = false;          // neither item nor socket is left; told for the last time
+    bool state_changed = false; // the state or its reason
+    bool whole = false; // the picture began anew or changed its size: `places` does not tell all of it
+    vrdx::picture_news places;
+    std::vector<vrdx::take_record> takes; // decided takes, also those of other programs
+    std::uint64_t takes_lost = 0;         // how many more were decided and are not told
+};
+
+} // namespace gateway

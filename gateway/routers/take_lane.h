@@ -1,0 +1,65 @@
+// One lane's own connection to one driver: its takes go there, and hold up nobody else's.
+//
+// A request is handed to the connection only when all before it are written. So what was handed over may have
+// been sent, and what still waits here certainly was not.
+#pragma once
+
+#include "gateway/routers/descriptor_wait.h"
+#include "gateway/routers/lane_request.h"
+#include "gateway/routers/loop_timer.h"
+
+#include <deque>
+#include <map>
+#include <string>
+
+namespace gateway {
+
+class take_lane {
+public:
+    take_lane(boost::asio::io_context& loop, std::string socket_path);
+    // Requests that are open then have no ending: end_all() first.
+    ~take_lane();
+    take_lane(const take_lane&) = delete;
+    take_lane& operator=(const take_lane&) = delete;
+
+    // Sends the request, and ends it once; or ends it as too_many. `done` is called from the loop, later.
+    void ask(lane_request request);
+
+    // Ends what is overdue, at `now`.
+    void look_at_clock(std::uint64_t now);
+
+    // Closes the connection: what may have been sent ends as unknown, the rest as unavailable. `why` is told
+    // in a few words.
+    void end_all(const std::string& why);
+    // The same, because another driver stands at the path. What was not sent goes to that one.
+    void driver_exchanged();
+
+    [[nodiscard]] bool is_idle() const;
+    // True when nothing was open since then.
+    [[nodiscard]] bool is_idle_since(std::uint64_t us) const;
+    [[nodiscard]] std::uint64_t used_us() const;
+
+private:
+    void turn();
+    bool open();
+    void hand_over();
+    void read_answers();
+    void answer(const vrdx::incoming_packet& packet);
+    void connection_ended();
+    void end_sent(const std::string& why);
+    void end_waiting(const std::string& reason);
+    void end(lane_request request, take_ending ending);
+
+    boost::asio::io_context& loop_;
+    vrdx::driver_connection connection_;
+    std::deque<lane_request> waiting_;           // not handed over
+    std::map<std::uint64_t, lane_request> sent_; // handed over, by their numbers on the connection
+    std::size_t open_outputs_ = 0;               // of both
+    bool lived_ = false;        // the connection has served something, or waited for something to do
+    std::string turned_away_;   // why the driver took no request of this connection
+    std::uint64_t used_us_ = 0; // when something was open last
+    descriptor_wait wait_;
+    loop_timer retry_;
+};
+
+} // namespace gateway

@@ -1,0 +1,110 @@
+// What a client of the gateway may cost it, and what the gateway keeps. What goes beyond is answered with a
+// clear error or cut, never kept.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace gateway {
+
+// --- HTTP: one request ---
+constexpr std::size_t header_bytes_limit = 16384;     // request line and headers, 16 KiB; else 431
+constexpr std::size_t body_bytes_limit = 1048576;     // 1 MiB; else 413
+constexpr std::size_t small_body_bytes_limit = 16384; // where a body is one name, token or lock, 16 KiB
+constexpr std::uint64_t header_time_limit_ms = 10000; // first byte to the end of the headers, and TLS
+constexpr std::uint64_t body_time_limit_ms = 30000;   // end of the headers to the end of the body
+constexpr std::size_t bodies_bytes_limit = 33554432;  // of all bodies that are being read, 32 MiB; else 503
+constexpr std::uint64_t answering_time_limit_ms = 90000;     // until a request is answered
+constexpr std::uint64_t answer_pause_limit_ms = 10000;       // without the peer taking a byte of its answer
+constexpr std::uint64_t answer_write_time_limit_ms = 120000; // for a whole answer, or a whole event
+constexpr std::uint64_t linger_time_limit_ms = 2000;   // a refused peer is read on, so that it hears why
+constexpr std::uint64_t stopping_time_limit_ms = 5000; // for answers under way when the gateway ends
+constexpr std::uint64_t deadline_look_period_ms = 250; // how often deadlines are looked at
+constexpr std::uint64_t idle_time_limit_ms = 60000;    // between two requests of one connection
+constexpr std::size_t json_depth_limit = 16;           // arrays and objects within each other
+
+// --- HTTP: connections ---
+// A connection "waits" from accept() until its first whole request is there, and again between two requests.
+// Waiting ones are the cheap goods: a new connection beyond a limit closes the connection that has waited
+// longest (of the same address for the limits per address). What does not wait (a request at work, an event
+// stream) is never pushed out; when nothing waits, the new one is closed. The limits per address leave out
+// the known proxies, behind which everybody has one address.
+constexpr std::size_t connections_limit = 12000;
+constexpr std::size_t connections_per_address_limit = 2000; // 1,000 event streams, and their requests beside
+constexpr std::size_t waiting_limit = 4096;
+constexpr std::size_t waiting_per_address_limit = 512;
+constexpr int accept_backlog = 1024;
+
+// --- events (WebSocket) ---
+constexpr std::size_t event_bytes_limit = 262144; // of one reader beside the shared texts, 256 KiB
+constexpr int event_unsent_bytes_limit = 65536;   // that the system keeps for a reader without room, 64 KiB
+constexpr std::size_t event_queue_bytes_limit =
+    49152; // messages that wait for one reader, 48 KiB; then merged
+constexpr std::size_t event_queue_limit = 512;
+constexpr std::size_t event_once_bytes_limit =
+    32768; // takes and alarms, 32 KiB; older ones go, and are counted
+constexpr std::size_t event_once_limit = 256;
+constexpr std::size_t event_merged_bytes_limit = 65536; // of one change; the place that passes it is its last
+constexpr std::size_t event_numbers_of_router_limit = 256; // untold inputs and outputs; beyond it the picture
+constexpr std::size_t event_numbers_limit = 8192;          // the same, of all routers
+constexpr std::size_t event_readers_per_token_limit = 1024;
+constexpr std::size_t event_message_from_client_limit = 4096; // bytes; clients have next to nothing to say
+constexpr std::size_t event_bytes_from_client_limit = 65536;  // in a window, pongs and all; beyond it: cut
+constexpr std::uint64_t event_client_window_ms = 10000;
+constexpr std::uint64_t event_alive_period_ms = 5000;    // an `alive` message when nothing else is said
+constexpr std::uint64_t event_silence_limit_ms = 15000;  // a reader that answers no ping for that long is cut
+constexpr std::uint64_t event_close_time_limit_ms = 400; // for the other side's closing frame
+
+// --- descriptors ---
+// Beside the connections: drivers (one watch each, and one per lane), listeners, database, inotify, logs.
+constexpr std::size_t other_descriptors_limit = 4384;
+constexpr std::size_t descriptors_limit = connections_limit + other_descriptors_limit; // 16384
+
+// --- takes ---
+constexpr std::uint64_t allowed_change_ms =
+    75000; // how long an allowed take of a protected output may come true
+constexpr std::size_t takes_at_work_per_token_limit = 64; // requests; more are answered 429
+
+// --- tokens, sessions, locks ---
+constexpr std::size_t tokens_limit = 4096;
+constexpr std::size_t token_name_limit = 64;         // printable ASCII characters
+constexpr std::size_t token_routers_limit = 256;     // names of one token
+constexpr std::size_t router_name_limit = 255;       // bytes
+constexpr int largest_number = 4096;                 // of an input or output in a list of a token
+constexpr std::size_t number_list_text_limit = 4096; // bytes
+constexpr std::size_t sessions_limit = 16384;
+constexpr std::size_t sessions_per_token_limit = 256; // one more ends the oldest
+constexpr std::int64_t kept_session_s = 2592000;      // 30 days
+constexpr std::int64_t short_session_s = 43200;       // 12 hours, and gone with the browser
+constexpr std::size_t locks_limit = 131072;
+constexpr std::size_t lock_reason_limit = 256;       // bytes of UTF-8
+constexpr std::uint64_t access_look_period_ms = 500; // how often other writers of the database are looked for
+constexpr int database_busy_ms = 250;                // how long the gateway waits for another writer
+constexpr int command_database_busy_ms = 5000;       // how long the token command does
+
+// --- wrong logins ---
+constexpr unsigned wrong_logins_at_once = 10;               // of one address, before it is slowed down
+constexpr std::uint64_t wrong_login_refill_ms = 6000;       // one more after that time: ten a minute
+constexpr std::uint64_t wrong_login_longest_wait_ms = 5000; // more: 429 at once
+constexpr std::size_t login_addresses_limit = 4096;
+
+// --- idempotency keys ---
+constexpr std::size_t idempotency_key_limit = 128;   // bytes, printable ASCII
+constexpr std::uint64_t idempotency_time_ms = 60000; // from the answer on
+constexpr std::size_t idempotency_entries_per_token_limit = 4096;
+constexpr std::size_t idempotency_entries_limit = 32768;
+constexpr std::size_t idempotency_bytes_per_token_limit = 4194304; // of kept answers, 4 MiB
+constexpr std::size_t idempotency_bytes_limit = 16777216;          // of all kept answers, 16 MiB
+constexpr std::size_t idempotency_waiting_limit = 16;              // requests that wait for one answer
+
+// --- start ---
+constexpr std::uint64_t ready_look_period_ms = 5;    // until the routers' pictures are read
+constexpr std::uint64_t ready_time_limit_ms = 10000; // ready all the same: a driver may be silent for long
+
+// --- configuration ---
+constexpr std::size_t configuration_bytes_limit = 1048576;
+constexpr std::size_t listen_addresses_limit = 16;
+constexpr std::size_t hosts_limit = 64;
+constexpr std::size_t proxies_limit = 64;
+
+} // namespace gateway
