@@ -189,7 +189,8 @@ std::string cell_name(const testing::TestParamInfo<std::pair<row, column>>& cell
 } // namespace
 
 TEST_P(LinkTable, EachStateAndEventLeadToTheirState) {
-    const auto& [event, before] = GetParam();
+    const row& event = GetParam().first;
+    const column& before = GetParam().second;
     reach(before.letter);
     wait_for_state("studio", before.state);
     const std::size_t which = static_cast<std::size_t>(
