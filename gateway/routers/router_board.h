@@ -23,7 +23,7 @@ class router_board {
 public:
     // Both directories without a trailing slash; neither has to exist yet. `loop` outlives the board.
     router_board(boost::asio::io_context& loop, std::string items_directory, std::string run_directory);
-    // Calls nobody any more: what is open then has no ending. stop() first gives each its own.
+    // What is open then has no ending; stop() first gives each its own.
     ~router_board();
     router_board(const router_board&) = delete;
     router_board& operator=(const router_board&) = delete;
@@ -64,8 +64,8 @@ public:
     // Sets the name of an output or input, `number` from 1. Answered without `error`: the driver has handed
     // it to its backend, which decides; the picture tells when it has. One that may have been sent and was
     // not answered is answered with `error` saying so.
-    void rename(std::string_view router, const std::string& lane, bool output, int number, std::string name,
-                take_done done);
+    void rename(std::string_view router, const std::string& lane, bool output, int number,
+                const std::string& name, take_done done);
 
     // Closes the lane's connections; its takes end as after a connection that broke.
     void drop_lane(const std::string& lane);
