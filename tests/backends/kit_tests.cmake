@@ -1,5 +1,5 @@
 # The kit for authors of backend programs: the check, the examples, the installed library, the page.
-vrdx_python_tests(backend_check_test.py ENVIRONMENT
+vrdx_python_tests(backend_check_test.py COST 15 ENVIRONMENT
   PYTHONDONTWRITEBYTECODE=1
   VRDX_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
 
@@ -22,7 +22,7 @@ set(installed_cxx_flags ${CMAKE_CXX_FLAGS})
 if(VRDX_SANITIZE)
   set(installed_cxx_flags "-fsanitize=address,undefined")
 endif()
-vrdx_python_tests(installed_endpoint_test.py TIMEOUT 600 ENVIRONMENT
+vrdx_python_tests(installed_endpoint_test.py TIMEOUT 600 COST 4 ENVIRONMENT
   VRDX_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY}
   VRDX_BUILD=${CMAKE_BINARY_DIR}
   VRDX_EXAMPLES=${CMAKE_SOURCE_DIR}/examples

@@ -19,9 +19,12 @@ class Schedule(Comparison):
         self.random = random.Random(f"{seed}/{number}")
         self.steps = self.backends = 0
 
-    def run(self):
+    def run(self, is_over):
+        """All its steps, or those until `is_over` says that there is no time for more."""
         self.begin()
         for _ in range(self.random.randint(8, 16)):
+            if is_over():
+                break
             self.keep_away_from_rollbacks()
             step = self.random.choices(STEPS, WEIGHTS)[0]
             step(self)

@@ -12,7 +12,7 @@ vrdx_gtest(client_process_tests
     bad_client_test.cpp
     bad_client_crowd_test.cpp
     pipelined_requests.cpp
-  LIBS test_support LABELS process TIMEOUT 240)
+  LIBS test_support LABELS process TIMEOUT 240 COST 5)
 
 add_test(NAME python_client
   COMMAND ${Python3_EXECUTABLE} -B ${CMAKE_CURRENT_LIST_DIR}/python_client_test.py
@@ -27,5 +27,5 @@ foreach(item ${items})
   add_test(NAME Case.${case}
     COMMAND ${Python3_EXECUTABLE} -B ${cases_folder}/run_case.py
       $<TARGET_FILE:vrdx_routedriver> $<TARGET_FILE:vrdx_routectl> ${cases_folder}/${case})
-  set_tests_properties(Case.${case} PROPERTIES TIMEOUT 240 LABELS "process;case")
+  set_tests_properties(Case.${case} PROPERTIES TIMEOUT 240 LABELS "process;case" COST 3)
 endforeach()
