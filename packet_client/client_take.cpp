@@ -2,6 +2,7 @@
 
 #include "client_limits.h"
 #include "client_texts.h"
+#include "plain_text.h"
 #include "text.h"
 
 #include <algorithm>
@@ -59,7 +60,7 @@ constexpr std::string_view result_entry = "output ";
 void add_result(take_answer* answer, std::string_view name, std::string_view value) {
     if (!name.starts_with(result_entry) || answer->results.size() >= takes_per_order_limit)
         return;
-    const auto output = number_in(name.substr(result_entry.size()));
+    const auto output = number_of_digits<std::uint64_t>(name.substr(result_entry.size()));
     if (output && *output <= static_cast<std::uint64_t>(std::numeric_limits<int>::max()))
         answer->results.push_back({static_cast<int>(*output), take_result_in(value)});
 }

@@ -67,7 +67,7 @@ void wait_for_next_try(router_link& link, const std::string& failure, std::uint6
     say_failure(link, failure);
     link.failure = failure.substr(0, longest_said_failure);
     link.sound_since = 0;
-    link.state = link_state::waiting;
+    link.state = router_link_state::waiting;
     link.due = now + next_reconnect_delay(link.delay, link.chance());
 }
 
@@ -75,7 +75,7 @@ void set_target(router_link& link, const std::string& name, bool any) {
     abort_link(link);
     link.name = name;
     link.failure.clear();
-    link.state = any ? link_state::waiting : link_state::idle;
+    link.state = any ? router_link_state::waiting : router_link_state::idle;
     link.due = 0;
     link.sound_since = 0;
     link.said_connected = false;
@@ -86,7 +86,7 @@ void set_target(router_link& link, const std::string& name, bool any) {
 void become_open(router_link& link, int fd, std::uint64_t now) {
     link.fd = fd;
     link.failure.clear();
-    link.state = link_state::open;
+    link.state = router_link_state::open;
     link.last_received = now;
     ++link.connections;
 }
@@ -94,7 +94,7 @@ void become_open(router_link& link, int fd, std::uint64_t now) {
 void begin_opening(router_link& link, std::uint64_t now) {
     if (!link.open_device) {
         begin_tcp_opening(link.tcp, link.host, link.port, now);
-        link.state = link_state::opening;
+        link.state = router_link_state::opening;
         return;
     }
     std::string failure = "it cannot be opened";
@@ -149,7 +149,7 @@ void read_from_router(router_link& link, std::uint64_t now) {
 } // namespace
 
 void flush_link(router_link& link, std::uint64_t now) {
-    if (link.state != link_state::open || link.unsent.empty()) {
+    if (link.state != router_link_state::open || link.unsent.empty()) {
         return;
     }
     const ssize_t count = write(link.fd, link.unsent.data(), link.unsent.size());
@@ -186,23 +186,23 @@ void set_link_target_device(router_link& link, const std::string& name,
 }
 
 void service_link(router_link& link, std::uint64_t now) {
-    if (link.state == link_state::open && link.received.size() > most_link_received) {
+    if (link.state == router_link_state::open && link.received.size() > most_link_received) {
         drop_link(link, "it sends what never ends", now);
     }
-    if (link.state == link_state::waiting && link.due <= now) {
+    if (link.state == router_link_state::waiting && link.due <= now) {
         begin_opening(link, now);
     }
-    if (link.state == link_state::opening) {
+    if (link.state == router_link_state::opening) {
         continue_opening(link, now);
     }
-    if (link.state == link_state::open) {
+    if (link.state == router_link_state::open) {
         read_from_router(link, now);
     }
     flush_link(link, now);
 }
 
 bool send_to_router(router_link& link, std::string_view text) {
-    if (link.state != link_state::open || link.unsent.size() + text.size() > most_link_unsent) {
+    if (link.state != router_link_state::open || link.unsent.size() + text.size() > most_link_unsent) {
         return false;
     }
     link.unsent.append(text);
@@ -210,13 +210,13 @@ bool send_to_router(router_link& link, std::string_view text) {
 }
 
 void drop_link(router_link& link, const std::string& failure, std::uint64_t now) {
-    if (link.state == link_state::open) {
+    if (link.state == router_link_state::open) {
         wait_for_next_try(link, failure, now);
     }
 }
 
 void link_is_sound(router_link& link, std::uint64_t now) {
-    if (link.state != link_state::open || link.sound_since != 0) {
+    if (link.state != router_link_state::open || link.sound_since != 0) {
         return;
     }
     link.sound_since = now;
@@ -226,10 +226,10 @@ void link_is_sound(router_link& link, std::uint64_t now) {
 }
 
 pollfd link_wait(const router_link& link) {
-    if (link.state == link_state::opening) {
+    if (link.state == router_link_state::opening) {
         return tcp_opening_wait(link.tcp);
     }
-    if (link.state != link_state::open) {
+    if (link.state != router_link_state::open) {
         return {-1, 0, 0};
     }
     const bool unsent = !link.unsent.empty();
@@ -237,8 +237,8 @@ pollfd link_wait(const router_link& link) {
 }
 
 std::uint64_t link_due(const router_link& link) {
-    if (link.state == link_state::waiting) {
+    if (link.state == router_link_state::waiting) {
         return link.due;
     }
-    return link.state == link_state::opening ? link.tcp.deadline : std::numeric_limits<std::uint64_t>::max();
+    return link.state == router_link_state::opening ? link.tcp.deadline : std::numeric_limits<std::uint64_t>::max();
 }

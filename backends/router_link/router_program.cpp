@@ -15,7 +15,7 @@ struct followed_link {
 // A connection that broke and one that was made may come in the same pass.
 void follow(followed_link& followed, std::uint64_t now) {
     const router_link& link = followed.link;
-    const std::uint64_t connection = link.state == link_state::open ? link.connections : 0;
+    const std::uint64_t connection = link.state == router_link_state::open ? link.connections : 0;
     if (connection == followed.connection) {
         return;
     }

@@ -109,24 +109,24 @@ std::uint64_t status_ends_at(const command_queue& queue) {
 }
 
 void mark_salvo_begun(command_queue& queue) {
-    for (command& waiting : queue.waiting) {
+    for (router_command& waiting : queue.waiting) {
         waiting.salvo_begun |= waiting.wanted_since == queue.outstanding->wanted_since;
     }
 }
 
 } // namespace
 
-void enqueue(command_queue& queue, command command) {
+void enqueue(command_queue& queue, router_command command) {
     const auto is_last = [](const auto& waiting) { return waiting.kind == command_kind::status; };
     const auto place = std::find_if(queue.waiting.begin(), queue.waiting.end(), is_last);
     queue.waiting.insert(place, std::move(command));
 }
 
-void enqueue_first(command_queue& queue, command command) {
+void enqueue_first(command_queue& queue, router_command command) {
     queue.waiting.push_front(std::move(command));
 }
 
-const command* start_next(command_queue& queue, std::uint64_t now) {
+const router_command* start_next(command_queue& queue, std::uint64_t now) {
     if (queue.outstanding || queue.waiting.empty()) {
         return nullptr;
     }
@@ -164,8 +164,8 @@ answer judge_answer(const command_queue& queue, const std::vector<reply>& parts)
     return has_kind(parts, reply_kind::error) && !is_resync && !foreign ? answer::refused : answer::not_ours;
 }
 
-command remove_outstanding(command_queue& queue, std::uint64_t answered_at) {
-    command taken = std::move(*queue.outstanding);
+router_command remove_outstanding(command_queue& queue, std::uint64_t answered_at) {
+    router_command taken = std::move(*queue.outstanding);
     queue.outstanding.reset();
     const bool is_quick = !is_status(taken.kind) && taken.kind != command_kind::take;
     if (answered_at != 0 && is_quick && !queue.repeated) {

@@ -27,7 +27,7 @@ std::int32_t stop_depth = 0;
 namespace {
 
 constexpr std::uint64_t start_check_period_us = 5000000;
-// A full report of the largest router fits, so that one pass can take it in, and a simple backend program
+// A full report of the largest router fits, so that one pass can read it, and a simple backend program
 // that does not expect a full pipe gets it out. (A hundred drivers of one user stay within what the system
 // lets a user have.)
 constexpr int report_pipe_bytes = 262144;

@@ -1,14 +1,12 @@
 #include "commands.h"
 
+#include "plain_text.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
 
 namespace {
-
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 // What "output.3.name" addresses.
 struct property {

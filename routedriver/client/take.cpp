@@ -92,7 +92,7 @@ std::string read_takes(const comm_socket_v4_packet* pkt, take_request& request) 
     return twice != outputs.end() ? "output " + std::to_string(*twice + 1) + " is named twice" : "";
 }
 
-// What each output must show; it must be one of those that are taken.
+// What each output must show; it must be an output of one of the takes.
 std::string read_expected(std::string_view text, take_request& request) {
     std::map<std::int32_t, asked_take*> takes;
     for (asked_take& take : request.takes)

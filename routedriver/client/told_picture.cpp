@@ -33,7 +33,7 @@ void write_properties(comm_socket_v4_packet* packet, const std::string& place,
         comm_socket_v4_packet_write_nv_pair(packet, place + " property " + name, value);
 }
 
-// 0: it is not taken back by itself.
+// 0: it is not rolled back by itself.
 std::uint64_t milliseconds_left(const router_output& output) {
     if (output.confirm_deadline == 0)
         return 0;

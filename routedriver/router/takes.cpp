@@ -47,7 +47,7 @@ void decide(open_take take, take_result result, std::string detail) {
     record_take(std::move(take.told));
 }
 
-// Ends the watch over a take; gives the next one.
+// Ends the watch over a take; returns the next one.
 open_place close_take(open_place place, take_result result, std::string detail) {
     open_take take = std::move(place->second);
     const open_place next = open_takes.erase(place);
@@ -161,7 +161,7 @@ void ask_takes(const std::vector<asked_take>& takes, const take_terms& terms) {
         }
         replace(told.output, terms.whose, terms.by);
         told.from =
-            told_sources_of(router_outputs[static_cast<std::size_t>(told.output)]); // perhaps taken back
+            told_sources_of(router_outputs[static_cast<std::size_t>(told.output)]); // perhaps rolled back
         send_take_commands(told.to, told.output, told.apart, told.whose);
         open(std::move(told), deadline, no_deadline_yet);
         any = true;

@@ -1,9 +1,8 @@
 #include "take_run.h"
 
-#include "client_failure.h"
 #include "client_limits.h"
-#include "exit_code.h"
 #include "monotonic_us.h"
+#include "program_end.h"
 #include "take_progress.h"
 #include "take_texts.h"
 
@@ -35,7 +34,7 @@ vrdx::take_order order_of(const std::vector<planned_take>& plan, const std::stri
 
 enum class waiting { none, endless, timed };
 
-// `timed`: some of the outputs will be confirmed or taken back. A time of 0 is mostly one that has just run
+// `timed`: some of the outputs will be confirmed or rolled back. A time of 0 is mostly one that has just run
 // out.
 waiting waiting_of(const router_picture& picture, const std::vector<int>& outputs) {
     waiting most = waiting::none;

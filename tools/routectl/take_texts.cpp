@@ -1,7 +1,52 @@
 #include "take_texts.h"
 
+#include "display_text.h"
+#include "plain_text.h"
 #include "port_names.h"
-#include "user_name.h"
+
+#include <array>
+#include <map>
+#include <pwd.h>
+#include <string_view>
+
+namespace {
+
+std::string looked_up(std::uint64_t user) {
+    std::array<char, 16384> texts;
+    passwd entry{};
+    passwd* found = nullptr;
+    const auto number = static_cast<uid_t>(user);
+    if (number != user || getpwuid_r(number, &entry, texts.data(), texts.size(), &found) != 0 ||
+        found == nullptr)
+        return "user " + std::to_string(user);
+    return found->pw_name;
+}
+
+} // namespace
+
+std::string user_name(std::uint64_t user) {
+    static std::map<std::uint64_t, std::string> known; // a name service may be far away
+    const auto found = known.find(user);
+    return found != known.end() ? found->second : known.emplace(user, looked_up(user)).first->second;
+}
+
+std::string person_text(std::uint64_t user, const std::string& by) {
+    return user_name(user) + (by.empty() ? "" : " (" + printable(by) + ")");
+}
+
+std::string person_in(const std::string& text) {
+    const std::size_t behind_user = text.find(' ');
+    if (behind_user == std::string::npos)
+        return printable(text);
+    const std::string_view rest = std::string_view(text).substr(behind_user + 1);
+    const std::size_t behind_process = rest.find(' ');
+    const auto user = number_of_digits<std::uint64_t>(text.substr(0, behind_user));
+    const auto process = number_of_digits<std::uint64_t>(rest.substr(0, behind_process));
+    if (!user || !process)
+        return printable(text);
+    return person_text(
+        *user, behind_process == std::string_view::npos ? "" : std::string(rest.substr(behind_process + 1)));
+}
 
 std::string result_text(const vrdx::take_result& result, const router_picture& picture) {
     const std::string& text = result.text;

@@ -15,7 +15,7 @@ bool may_have_switched(const take_record& record) {
 }
 
 // The take of each output in the last request; of several on one output the first tells what was there before
-// and the last what was taken.
+// and the last what was asked for.
 std::map<int, take_record> last_takes(const std::vector<take_record>& records, std::uint64_t user,
                                       const std::string& by) {
     const auto is_of = [&](const take_record& one) {
