@@ -182,7 +182,7 @@ class Schedule(Comparison):
                 one = self.model.outputs[output]
                 expected[output] = (one.audio, one.video) if self.random.random() < 0.8 else (video, audio)
         by = self.random.choice(["", "", "desk 3", "Regie"])
-        within = self.random.choice([1200, 60000, 60000])
+        within = self.random.choice([1200, 6000, 6000])
         name = self.stand.next_marker()
         entries = [("id", name), ("within", str(within))] + ([("by", by)] if by else [])
         if expected:
