@@ -161,7 +161,7 @@ outcome take_until(driver_connection* connection, const take_order& order, take_
     const outcome waited = wait_for_reply(connection, number, &packet, deadline);
     if (waited != outcome::done)
         return waited;
-    read_take_answer(packet, answer); // nothing else is handed out as a take's answer
+    read_take_answer(packet, answer); // next_packet() hands out nothing else as the answer to a take
     if (answer->error.empty())
         return outcome::done;
     connection->problem = answer->error;

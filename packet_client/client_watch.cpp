@@ -16,8 +16,8 @@ watch_step stop(router_watch* watch, watch_step why) {
     return why;
 }
 
-// The first change begins with 1 and tells all; each further one goes on behind the one before. What is told
-// twice does no harm: it is the newest state each time.
+// The first change begins with 1 and contains everything; each further one begins after the one before. An
+// entry that comes twice does no harm: it is the newest state each time.
 watch_step place_change(const router_watch& watch, std::uint64_t from, std::uint64_t to) {
     if (watch.more)
         return from == watch.from && to == watch.to ? watch_step::told : watch_step::gap;

@@ -30,15 +30,16 @@ void close_link(router_link& link) {
     link.unsent.clear();
 }
 
-// The kernel would go on to deliver what was written, though the takes in it were given up: it is to throw
-// that away. What a socket or a serial line does not know fails without harm.
+// The kernel would still deliver what was written, although the takes in it were given up: this makes it
+// throw that away. Each call works on sockets or on serial lines only; on the other kind it fails without
+// harm.
 void discard_in_kernel(const router_link& link) {
     const linger at_once = {1, 0};
     setsockopt(link.fd, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
     tcflush(link.fd, TCIOFLUSH);
 }
 
-// Closes an open link without leaving anything on its way.
+// Closes an open link; nothing that was written is delivered afterwards.
 void abort_link(router_link& link) {
     if (link.fd >= 0) {
         discard_in_kernel(link);
@@ -46,8 +47,8 @@ void abort_link(router_link& link) {
     close_link(link);
 }
 
-// Each failure is said once until the link was connected again: not per try. Its text may come from the
-// router, which may have another one each time, of any length.
+// Each failure is logged once until the link is connected again, not at each attempt. Its text may come from
+// the router, which may have another one each time, of any length.
 void say_failure(router_link& link, const std::string& whole_failure) {
     const std::string failure = whole_failure.substr(0, longest_said_failure);
     if (link.said_connected) {
@@ -116,7 +117,8 @@ void continue_opening(router_link& link, std::uint64_t now) {
     }
 }
 
-// The kernel falls back to its own ways by itself, so it is told each time. A serial line does not know this.
+// The kernel forgets this setting by itself, so it is set each time. On a serial line the call fails without
+// harm.
 void acknowledge_at_once(const router_link& link) {
     if (link.acknowledges_at_once) {
         const int on = 1;
@@ -240,5 +242,6 @@ std::uint64_t link_due(const router_link& link) {
     if (link.state == router_link_state::waiting) {
         return link.due;
     }
-    return link.state == router_link_state::opening ? link.tcp.deadline : std::numeric_limits<std::uint64_t>::max();
+    return link.state == router_link_state::opening ? link.tcp.deadline
+                                                    : std::numeric_limits<std::uint64_t>::max();
 }

@@ -66,7 +66,7 @@ void hear_answer(session& session, const std::vector<reply>& parts, std::uint64_
         }
         finish_command(session, ended, parts, now);
     }
-    // What was written twice may be answered twice.
+    // A command that was written twice may be answered twice.
     if (repeated && session.driver.state == router_state::ready) {
         enqueue_first(session.queue, plain_command(command_kind::resync));
     }

@@ -7,7 +7,8 @@
 
 namespace {
 
-router_command command_of(std::vector<crosspoint_take> takes, std::uint64_t wanted_since, std::uint64_t expires_us) {
+router_command command_of(std::vector<crosspoint_take> takes, std::uint64_t wanted_since,
+                          std::uint64_t expires_us) {
     router_command result = plain_command(command_kind::take);
     result.takes = std::move(takes);
     result.text = take_request(result.takes);
@@ -68,7 +69,7 @@ std::size_t string_end(const std::vector<crosspoint_take>& takes, std::size_t be
 }
 
 void stop_waiting(session& session, const std::vector<crosspoint_take>& takes) {
-    // An output that a newer take wants otherwise goes on waiting.
+    // An output whose newer take wants another source is still awaited.
     for (const int output : outputs_of(not_shown(session.driver.awaited, takes))) {
         session.driver.awaited.erase(output - 1);
     }
@@ -187,7 +188,7 @@ std::uint64_t next_take_expiry(const session& session) {
     return next;
 }
 
-// What was sent may have been done: nothing is said about it but in the log.
+// What was sent may have been done, so it is not reported as refused, only logged.
 void drop_all_takes(session& session, const std::string& reason) {
     const auto unsent = remove_waiting(session, never_expires);
     refuse(session, unsent, reason);

@@ -21,7 +21,7 @@ template<typename Call> auto uninterrupted(Call call) {
     return result;
 }
 
-// Never more than a regular file: the rest of a device or a pipe has no end.
+// Reads a regular file only: a device or a pipe may have no end.
 bool read_regular_file(int fd, std::string& text) {
     struct stat status = {};
     return fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && read_all(fd, largest_state_file, &text);

@@ -28,7 +28,8 @@ void hear_answer(videohub_conversation& conversation, bool acknowledged, std::ui
         unanswered.pop_front();
     }
     if (unanswered.empty()) {
-        conversation.answers_pings |= acknowledged; // nobody asked but a PING that is not waited for
+        conversation.answers_pings |=
+            acknowledged; // this can only answer a PING that is not waited for any more
         return;
     }
     const sent_block block = std::move(unanswered.front());

@@ -60,8 +60,8 @@ struct comm_socket_v4 {
     bool events_fresh = false;                // a wait has just asked epoll: the next turn need not ask again
     std::size_t most_clients = 0;             // connected at once, as far as descriptors last
     std::unordered_map<uid_t, std::size_t> places_of; // connected clients of each user, none with 0
-    comm_refusals all_taken;
-    comm_refusals user_share_taken;
+    comm_refusals for_all_places;
+    comm_refusals for_user_share;
     std::uint64_t limits_check = std::numeric_limits<std::uint64_t>::max(); // next look at time limits
     comm_socket_v4_packet request;                                          // reused for every packet
     comm_socket_v4_packet response;

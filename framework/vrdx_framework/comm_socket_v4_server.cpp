@@ -52,8 +52,8 @@ int try_connection(const std::string& path, bool* hung_up) {
     return reason;
 }
 
-// 0 when somebody serves the socket, else why not. A driver that is ending, or the child that a killed one
-// had just forked, still accepts connections for a moment, and drops them then.
+// 0 when a driver serves the socket, else the errno that says why not. A driver that is ending, or the child
+// that a killed one had just forked, still accepts connections for a moment, and drops them then.
 int ask_who_serves(const std::string& path) {
     bool hung_up = false;
     const int reason = try_connection(path, &hung_up);

@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr std::size_t max_metadata_bytes = 16777216; // a larger file is not ours
+constexpr std::size_t max_metadata_bytes = 16777216; // a larger file is refused
 constexpr mode_t new_file_mode = 0644;
 
 // --- lines -------------------------------------------------------------------------------------------------
@@ -124,7 +124,8 @@ int replace_file(const std::string& path, std::string_view text) {
     if (exists && require_regular(old) != 0)
         return -1;
     const std::string temporary = path + ".tmp~" + std::to_string(getpid());
-    unlink(temporary.c_str()); // the number is ours alone, so a file of that name is left over from a crash
+    unlink(temporary.c_str()); // no other process has this number now, so a file of that name is left over
+                               // from a crash
     if (write_new_file(temporary, text, exists ? &old : nullptr) != 0 ||
         std::rename(temporary.c_str(), path.c_str()) != 0) {
         const int error = errno;
@@ -132,7 +133,7 @@ int replace_file(const std::string& path, std::string_view text) {
         errno = error;
         return -1;
     }
-    sync_directory(item_directory(path)); // the rename is done, whatever becomes of this
+    sync_directory(item_directory(path)); // if this fails, only a power cut right now could undo the rename
     return 0;
 }
 

@@ -20,9 +20,9 @@ struct open_take {
     std::uint64_t batch = 0;     // 0: not closed yet
     bool begun = false;          // something of the batch was sent
     bool written = false;        // all of it, the flush too
-    bool audio_reported = false; // the report of what was asked for came behind the flush
+    bool audio_reported = false; // what was asked for was reported after the flush
     bool video_reported = false;
-    bool other_audio = false; // the last report behind it was of something else
+    bool other_audio = false; // the last report after the flush was of another source
     bool other_video = false;
 };
 
@@ -61,7 +61,7 @@ bool can_be_withdrawn(const open_take& take) {
     return take.told.accountable && !take.begun;
 }
 
-// It is not sent, and no longer shown.
+// The take is not sent, and no longer shown.
 void call_off(const open_take& take) {
     std::fprintf(stderr, "Not sent any more: the take on output %d\n", take.told.output + 1);
     withdraw_route_command(take.batch, take.told.output);
@@ -145,7 +145,7 @@ void ask_takes(const std::vector<asked_take>& takes, const take_terms& terms) {
         told.by = terms.by;
         told.output = takes[i].output;
         told.to = takes[i].sources;
-        told.apart = split_levels && told.to.audio != told.to.video;
+        told.breakaway = split_levels && told.to.audio != told.to.video;
         told.answer = terms.answer;
         told.answer_index = i;
         if (told.output >= 0 && told.output < output_count)
@@ -162,7 +162,7 @@ void ask_takes(const std::vector<asked_take>& takes, const take_terms& terms) {
         replace(told.output, terms.whose, terms.by);
         told.from =
             told_sources_of(router_outputs[static_cast<std::size_t>(told.output)]); // perhaps rolled back
-        send_take_commands(told.to, told.output, told.apart, told.whose);
+        send_take_commands(told.to, told.output, told.breakaway, told.whose);
         open(std::move(told), deadline, no_deadline_yet);
         any = true;
     }
@@ -170,7 +170,7 @@ void ask_takes(const std::vector<asked_take>& takes, const take_terms& terms) {
         watched_batch(send_route_flush(deadline));
 }
 
-void watch_route(const route_request& request, bool apart, requester whose) {
+void watch_route(const route_request& request, bool breakaway, requester whose) {
     count_event(counted::asked);
     if (request.output < 0 || request.output >= output_count)
         return;
@@ -178,8 +178,8 @@ void watch_route(const route_request& request, bool apart, requester whose) {
     decided_take told;
     told.whose = whose;
     told.output = request.output;
-    told.to = {apart ? request.audio_input : request.video_input, request.video_input};
-    told.apart = apart;
+    told.to = {breakaway ? request.audio_input : request.video_input, request.video_input};
+    told.breakaway = breakaway;
     told.from = told_sources_of(router_outputs[static_cast<std::size_t>(request.output)]);
     const std::uint64_t deadline = monotonic_us() + assume_timeout;
     open(std::move(told), deadline, deadline);
@@ -225,7 +225,7 @@ void takes_batches_dropped() {
 void takes_hear_source(std::int32_t output, bool audio, bool video, std::int32_t source, bool known) {
     const open_place place = open_takes.find(output);
     if (place == open_takes.end() || !place->second.written)
-        return; // it may have been on its way before the take was
+        return; // the report may have been sent before the take arrived
     open_take& take = place->second;
     if (audio) {
         take.audio_reported = known && source == take.told.to.audio;
@@ -243,7 +243,7 @@ void takes_hear_refusal(std::int32_t output, bool audio, bool video, std::int32_
                         std::string_view text) {
     const open_place place = open_takes.find(output);
     if (place == open_takes.end() || !place->second.written)
-        return; // it may be about the one before
+        return; // the refusal may be about the take before
     const route_sources& to = place->second.told.to;
     if ((audio && input == to.audio) || (video && input == to.video))
         close_take(place, take_result::refused, "by the router: " + told_reason(text));

@@ -15,7 +15,7 @@ check_outcome tags_log_lines(conversation& talk) {
     return result;
 }
 
-// Programs of before know no such report, and are right.
+// Older programs do not know this report, and that is no fault.
 check_outcome says_link(conversation& talk) {
     check_outcome result = passed();
     if (talk.reports["link"] == 0)

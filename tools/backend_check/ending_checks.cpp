@@ -22,7 +22,7 @@ void close_all_ends(conversation& talk) {
     close_end(talk.child.log);
 }
 
-// Its reports can still be read while it ends, so that nothing but the end of its input tells it.
+// Its output stays open while it ends, so that only the end of its input can tell it to end.
 check_outcome ends_with_its_input(conversation& talk) {
     close_end(talk.child.input);
     if (!ends(talk)) {

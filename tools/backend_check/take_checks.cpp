@@ -16,7 +16,7 @@ std::string listed(const std::vector<int>& outputs) {
     return text;
 }
 
-// Why nothing followed in time. Waits whether it still comes: too late is another fault than never.
+// Why nothing followed in time. Waits a little longer, because too late is another fault than never.
 std::string why_unconfirmed(conversation& talk, const std::vector<crosspoint>& takes, const taken& result) {
     if (!result.sent || child_has_ended(talk.child))
         return child_has_ended(talk.child) ? why_nothing_came(talk) : "it does not read its input";

@@ -105,7 +105,7 @@ bool is_signature(const std::string& by) {
            });
 }
 
-// What contradicts itself. -1, or the exit code of a wrong use.
+// Looks for options that contradict each other. -1, or the exit code of a wrong use.
 int check_options(const raw_options& options) {
     if (options.wait && options.no_wait)
         return failed(exit_usage, "--wait and --no-wait contradict each other");

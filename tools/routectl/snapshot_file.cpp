@@ -56,7 +56,7 @@ std::string find_file(const std::string& path, replaced_file* file) {
 }
 
 // Mode and owner of the file before. Not being allowed to give it to its owner is no failure.
-bool take_over_state(int fd, const replaced_file& file) {
+bool copy_state(int fd, const replaced_file& file) {
     if (!file.exists)
         return fchmod(fd, default_mode()) == 0;
     if (fchown(fd, file.state.st_uid, file.state.st_gid) < 0)
@@ -75,7 +75,7 @@ std::string replace_file(const std::string& path, const std::string& text) {
     const int fd = mkostemp(temporary.data(), O_CLOEXEC);
     if (fd < 0)
         return std::strerror(errno);
-    if (!take_over_state(fd, file) || !write_all(fd, text) || fsync(fd) < 0)
+    if (!copy_state(fd, file) || !write_all(fd, text) || fsync(fd) < 0)
         problem = std::strerror(errno);
     if (close(fd) < 0 && problem.empty())
         problem = std::strerror(errno);
