@@ -28,7 +28,7 @@ constexpr std::uint64_t pace_us = 8000;
 constexpr int first_source = 1000; // of a flooder's takes; each has one of its own
 
 int batches_of_each() {
-    return long_form() ? 40 : 2;
+    return long_form() ? 40 : 4;
 }
 
 double ms(std::uint64_t us) {
@@ -126,7 +126,8 @@ TEST_P(QuietClient, BesideTenFloodsWaitsForBoundedBatchesOfOthers) {
         const std::string output = std::to_string(900 + source % 100);
         quiet.take(std::to_string(source), {output + "=" + std::to_string(source)});
         asked_at[source] = monotonic_us();
-        std::this_thread::sleep_for(std::chrono::milliseconds(150)); // how often it asks
+        std::this_thread::sleep_for(
+            std::chrono::milliseconds(300)); // how often it asks: seldom, or it would be no quiet one
         ASSERT_LT(source, first_source);
     }
     for (const auto& [source, when] : asked_at)

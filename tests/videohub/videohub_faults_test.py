@@ -265,7 +265,7 @@ class VideohubTakesThatFail(VideohubTest):
 
     def test_slow_router_is_shown_late_but_truly(self):
         emulator = self.emulate(8, 6, listening=False)
-        emulator.latency = 2.5  # seconds: longer than the driver waits for the take
+        emulator.latency = 5  # seconds: longer than the driver waits for the take
         emulator.listen()
         driver = self.drive(emulator)
         self.wait_for_picture(driver, emulator)
