@@ -83,6 +83,8 @@ measurement measure_take(int rounds);
 measurement measure_watchers(int rounds);
 measurement measure_take_answer(int rounds);
 measurement measure_describe(int rounds);
+measurement measure_routectl_status(int rounds);
+measurement measure_routectl_watch(int rounds);
 measurement measure_salvo(int rounds);
 measurement measure_salvo_in_messages(int rounds);
 measurement measure_flood(int rounds);

@@ -78,7 +78,7 @@ class CheckTest(unittest.TestCase):
 
     def expect_failed(self, program, *failures):
         """Exactly these lines, in this order; "..." at the end stands for any rest."""
-        result = self.check(os.path.join(BROKEN, program))
+        result = self.check(os.path.join(BROKEN, program), "--timeout", "2")
         shown = self.lines(result, "FAIL")
         self.assertEqual(len(shown), len(failures), result.stdout)
         for line, failure in zip(shown, failures):
@@ -155,7 +155,7 @@ class BackendCheckOnASlowSimulator(CheckTest):
 
 class BackendCheckOnBrokenPrograms(CheckTest):
     def test_no_info(self):
-        result = self.expect_failed("no_info", "announces info: no answer within 5 s")
+        result = self.expect_failed("no_info", "announces info: no answer within 2 s")
         self.assertEqual(
             self.lines(result, "skip"),
             ["announces sizes in range: there was no info"]
@@ -179,8 +179,8 @@ class BackendCheckOnBrokenPrograms(CheckTest):
     def test_never_answers_report(self):
         self.expect_failed(
             "never_answers_report",
-            "answers report of outputs: no answer within 5 s",
-            "answers report of inputs: no answer within 5 s",
+            "answers report of outputs: no answer within 2 s",
+            "answers report of inputs: no answer within 2 s",
         )
 
     def test_confirms_nothing(self):
@@ -222,7 +222,7 @@ class BackendCheckOnBrokenPrograms(CheckTest):
         )
 
     def test_shrinks_when_started_again(self):
-        result = self.check(os.path.join(BROKEN, "shrinks_when_started_again"))
+        result = self.check(os.path.join(BROKEN, "shrinks_when_started_again"), "--timeout", "2")
         self.assertEqual(result.returncode, FAILED)
         self.assertIn("survives binary bytes", result.stdout)
         self.assertIn("the router's size is not known", result.stdout)
@@ -232,7 +232,8 @@ class BackendCheckOnBrokenPrograms(CheckTest):
 
     def test_deaf_after_nonsense(self):
         unanswered = SURVIVALS[SURVIVALS.index("survives an unknown command") :]
-        self.expect_failed("deaf_after_nonsense", *(f"{name}: no answer within 5 s" for name in unanswered))
+        failures = (f"{name}: no answer within 2 s" for name in unanswered)
+        self.expect_failed("deaf_after_nonsense", *failures)
 
     def test_untagged_log(self):
         self.expect_failed("untagged_log", 'tags its log lines with a known tag: "hello", and ...')
@@ -262,16 +263,16 @@ class BackendCheckOnBrokenPrograms(CheckTest):
         self.expect_failed(
             "wrong_type",
             'announces info: only "info" of type "command"',
-            "answers report of outputs: no answer within 5 s",
-            "answers report of inputs: no answer within 5 s",
+            "answers report of outputs: no answer within 2 s",
+            "answers report of inputs: no answer within 2 s",
             'gives every report the type "message": "info" of type "command", and ...',
         )
 
     def test_unframed(self):
         self.expect_failed(
             "unframed",
-            "accepts router set: no answer within 5 s",
-            "accepts set: no answer within 5 s",
+            "accepts router set: no answer within 2 s",
+            "accepts set: no answer within 2 s",
             'ends every report with a blank line: "*COMMAND=outputs" follows within "inputs", and 1 more',
         )
 
@@ -316,9 +317,10 @@ class BackendCheckUse(CheckTest):
             },
         )
 
-    def test_timeout_is_kept(self):
-        result = self.check(os.path.join(BROKEN, "no_info"), "--timeout", "0.7")
-        self.assertEqual(self.lines(result, "FAIL")[0], "announces info: no answer within 0.7 s")
+    def test_timeout_is_five_seconds_or_as_asked_for(self):
+        for arguments, seconds in (((), "5"), (("--timeout", "0.7"), "0.7")):
+            result = self.check(os.path.join(BROKEN, "no_info"), *arguments)
+            self.assertEqual(self.lines(result, "FAIL")[0], f"announces info: no answer within {seconds} s")
 
     def test_program_that_cannot_be_started(self):
         for program in (os.path.join(self.directory.name, "none"), self.item):

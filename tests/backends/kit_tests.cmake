@@ -1,5 +1,5 @@
 # The kit for authors of backend programs: the check, the examples, the installed library, the page.
-vrdx_python_tests(backend_check_test.py ENVIRONMENT
+vrdx_python_tests(backend_check_test.py COST 15 ENVIRONMENT
   PYTHONDONTWRITEBYTECODE=1
   VRDX_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
 
@@ -17,15 +17,4 @@ vrdx_python_tests(backend_protocol_page_test.py ENVIRONMENT
   VRDX_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY}
   VRDX_PAGE=${CMAKE_SOURCE_DIR}/docs/backend-protocol.md)
 
-# What is built against the installed library is built as the library was.
-set(installed_cxx_flags ${CMAKE_CXX_FLAGS})
-if(VRDX_SANITIZE)
-  set(installed_cxx_flags "-fsanitize=address,undefined")
-endif()
-vrdx_python_tests(installed_endpoint_test.py TIMEOUT 600 ENVIRONMENT
-  VRDX_BIN=${CMAKE_RUNTIME_OUTPUT_DIRECTORY}
-  VRDX_BUILD=${CMAKE_BINARY_DIR}
-  VRDX_EXAMPLES=${CMAKE_SOURCE_DIR}/examples
-  CMAKE=${CMAKE_COMMAND}
-  CXX=${CMAKE_CXX_COMPILER}
-  "CXXFLAGS=${installed_cxx_flags}")
+vrdx_installed_library_tests(installed_endpoint_test.py)

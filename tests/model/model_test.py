@@ -111,7 +111,10 @@ class Numbers:
             self._next[assuming] = number + 1
         if self.failed or (self._end is not None and number >= self._end):
             return None
-        return None if self._until is not None and time.monotonic() >= self._until else number
+        return None if self.is_over() else number
+
+    def is_over(self):
+        return self._until is not None and time.monotonic() >= self._until
 
 
 class Worker(threading.Thread):
@@ -138,7 +141,7 @@ class Worker(threading.Thread):
         while (number := self.numbers.take(self.assuming)) is not None:
             schedule = Schedule(stand, number, self.seed)
             try:
-                schedule.run()
+                schedule.run(self.numbers.is_over)
                 self.completed += 1
             except Overtaken:
                 self.overtaken += 1

@@ -19,9 +19,12 @@ class Schedule(Comparison):
         self.random = random.Random(f"{seed}/{number}")
         self.steps = self.backends = 0
 
-    def run(self):
+    def run(self, is_over):
+        """All its steps, or those until `is_over` says that there is no time for more."""
         self.begin()
         for _ in range(self.random.randint(8, 16)):
+            if is_over():
+                break
             self.keep_away_from_rollbacks()
             step = self.random.choices(STEPS, WEIGHTS)[0]
             step(self)
@@ -179,7 +182,7 @@ class Schedule(Comparison):
                 one = self.model.outputs[output]
                 expected[output] = (one.audio, one.video) if self.random.random() < 0.8 else (video, audio)
         by = self.random.choice(["", "", "desk 3", "Regie"])
-        within = self.random.choice([1200, 60000, 60000])
+        within = self.random.choice([1200, 6000, 6000])
         name = self.stand.next_marker()
         entries = [("id", name), ("within", str(within))] + ([("by", by)] if by else [])
         if expected:

@@ -4,20 +4,13 @@ Usage: installed_client_test.py [CLASS.METHOD ...]
 """
 
 import os
-import shlex
-import shutil
 import subprocess
 import sys
-import tempfile
 import unittest
 
+from installed_library import CXX, CXXFLAGS, InstalledLibrary
 from scripted_driver import END, ENTRY, ScriptedDriver, packet
 
-BUILD = os.environ["VRDX_BUILD"]
-EXAMPLE = os.path.join(os.environ["VRDX_EXAMPLES"], "client_cpp")
-CMAKE = os.environ["CMAKE"]
-CXX = os.environ["CXX"]
-CXXFLAGS = os.environ["CXXFLAGS"]
 PATIENCE = 60  # seconds; reached only when a test fails
 
 DESCRIPTION = [("epoch", "00112233445566aa"), ("sequence", "1"), ("inputs", "4"), ("outputs", "3"),
@@ -28,35 +21,9 @@ def told(command, entries, result=0):
     return packet(command, (END,), *[(ENTRY, name, value) for name, value in entries], result=result)
 
 
-class InstalledClient(unittest.TestCase):
-    def setUp(self):
-        directory = tempfile.TemporaryDirectory(prefix="vrdx_test.")
-        self.addCleanup(directory.cleanup)
-        self.prefix = os.path.join(directory.name, "prefix")
-        self.source = os.path.join(directory.name, "source")
-        self.build = os.path.join(directory.name, "build")
-        # Whoever copies the example has nothing of this source tree.
-        shutil.copytree(EXAMPLE, self.source)
-        self.run_command(CMAKE, "--install", BUILD, "--prefix", self.prefix, "--component", "development")
-
-    def run_command(self, *command, **variables):
-        result = subprocess.run(
-            command,
-            env={**os.environ, **variables},
-            stdout=subprocess.PIPE,
-            stderr=subprocess.STDOUT,
-            text=True,
-            check=False,
-            timeout=500,
-        )
-        self.assertEqual(result.returncode, 0, f"{command}\n{result.stdout}")
-        return result.stdout
-
-    def find(self, name):
-        for directory, _, files in os.walk(self.prefix):
-            if name in files:
-                return os.path.join(directory, name)
-        return self.fail(f"{name} is not installed")
+class InstalledClient(InstalledLibrary):
+    example = "client_cpp"
+    library = "vrdx-packet-client"
 
     def expect_taking_client(self, program):
         for word, code in (("confirmed", 0), ("refused no such input", 1)):
@@ -71,18 +38,11 @@ class InstalledClient(unittest.TestCase):
             self.assertEqual(result.returncode, code)
 
     def test_example_builds_through_pkg_config(self):
-        search = {"PKG_CONFIG_PATH": os.path.dirname(self.find("vrdx-packet-client.pc"))}
-        flags = shlex.split(self.run_command("pkg-config", "--cflags", "--libs", "vrdx-packet-client", **search))
-        program = os.path.join(self.source, "example")
-        source = os.path.join(self.source, "vrdx_take_example.cpp")
-        self.run_command(CXX, *shlex.split(CXXFLAGS), "-std=c++20", "-o", program, source, *flags)
-        self.expect_taking_client(program)
+        self.expect_taking_client(self.build_through_pkg_config("vrdx_take_example.cpp", "c++20"))
 
     def test_example_builds_through_find_package(self):
-        choices = [f"-DCMAKE_PREFIX_PATH={self.prefix}", f"-DCMAKE_CXX_COMPILER={CXX}", f"-DCMAKE_CXX_FLAGS={CXXFLAGS}"]
-        self.run_command(CMAKE, "-G", "Ninja", "-S", self.source, "-B", self.build, *choices)
-        self.run_command(CMAKE, "--build", self.build)
-        self.expect_taking_client(os.path.join(self.build, "vrdx_take_example"))
+        program = self.build_through_find_package("vrdx_take_example", f"-DCMAKE_CXX_FLAGS={CXXFLAGS}")
+        self.expect_taking_client(program)
 
     def test_each_header_compiles_alone(self):
         headers = sorted(os.listdir(os.path.join(self.prefix, "include", "vrdx")))
@@ -99,10 +59,7 @@ class InstalledClient(unittest.TestCase):
         self.assertTrue(os.access(self.find("vrdx_client_example.py"), os.X_OK))
 
     def test_version_is_the_same_everywhere(self):
-        search = {"PKG_CONFIG_PATH": os.path.dirname(self.find("vrdx-packet-client.pc"))}
-        version = self.run_command("pkg-config", "--modversion", "vrdx-packet-client", **search).strip()
-        with open(self.find("vrdx_packet_client-config-version.cmake"), encoding="utf-8") as config:
-            self.assertIn(f'set(PACKAGE_VERSION "{version}")', config.read())
+        self.expect_same_version_everywhere()
 
 
 if __name__ == "__main__":

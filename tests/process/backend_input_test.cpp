@@ -46,57 +46,6 @@ void expect_whole_report(test_client& client) {
 
 } // namespace
 
-TEST(BackendLog, EachTagGoesWhereItBelongs) {
-    const temporary_directory directory;
-    const script lines = {"log <ERR>lost",   "log <WARN>disk low",  "log plain",
-                          "log <INFO>up",    "log <NOTE>soon",      "log <DBG>hidden",
-                          "log <XYZ>odd",    "log <>no tag",        "log <err>lower",
-                          "log <WARN>a<b>c", "log <INFO",           "log ",
-                          "log  <ERR>late",  "log <INFO >trailing", "log <ERR><INFO>second"};
-    driver_process driver(write_scripted_item(directory, join({lines, {"log <NOTE>end"}})));
-    test_client client(driver.socket_path());
-    driver.wait_for_trace("STDERR<NOTE>: 'end'\n");
-    EXPECT_THAT(lines_with(driver.trace(), "STDERR"),
-                ElementsAre("STDERR<ERR>: 'lost'", "STDERR<WARN>: 'disk low'", "STDERR<ERR>: 'plain'",
-                            "STDERR<INFO>: 'up'", "STDERR<NOTE>: 'soon'", "STDERR<DBG>: 'hidden'",
-                            "STDERR<XYZ>: 'odd'", "STDERR<>: 'no tag'", "STDERR<err>: 'lower'",
-                            "STDERR<WARN>: 'a<b>c'", "STDERR<INFO>: ''", "STDERR<ERR>: ''",
-                            "STDERR<ERR>: ' <ERR>late'", "STDERR<INFO >: 'trailing'",
-                            "STDERR<ERR>: '<INFO>second'", "STDERR<NOTE>: 'end'"));
-    const test_reply report = client.request("report");
-    EXPECT_EQ(report.entry("*last error"), "lost\ndisk low\nplain\nodd\nno tag\nlower\na<b>c\n\n <ERR>late\n"
-                                           "trailing\n<INFO>second");
-    EXPECT_EQ(report.entry("*last notes"), "Starting backend driver\nup\nsoon\n\nend");
-}
-
-TEST(BackendLog, DebugLinesAreFiledOnceASettingAsksForThem) {
-    const temporary_directory directory;
-    const std::string go = directory.file("go");
-    driver_process driver(write_scripted_item(
-        directory, {"log <DBG>early", "wait-for-file " + go, "log <DBG>asked for", "log <NOTE>end"}));
-    test_client client(driver.socket_path());
-    driver.wait_for_trace("STDERR<DBG>: 'early'\n");
-    EXPECT_EQ(client.request("set", {}, {{"enable debug messages", "1"}}).command, "set");
-    write_file(go, "");
-    driver.wait_for_trace("STDERR<NOTE>: 'end'\n");
-    EXPECT_EQ(client.request("report").entry("*last notes"), "Starting backend driver\nasked for\nend");
-}
-
-TEST(BackendLog, OnlyAboutTwentyLinesAreKept) {
-    const temporary_directory directory;
-    script lines;
-    std::string last_lines;
-    for (int i = 1; i <= 100; ++i) {
-        lines.push_back("log <WARN>line " + std::to_string(i));
-        if (i > 78) // 21 line feeds may stay before the last line is added
-            last_lines += "\nline " + std::to_string(i);
-    }
-    driver_process driver(write_scripted_item(directory, lines));
-    test_client client(driver.socket_path());
-    driver.wait_for_trace("STDERR<WARN>: 'line 100'\n");
-    EXPECT_EQ(client.request("report").entry("*last error"), last_lines);
-}
-
 TEST(BackendLog, OfAnErrorTooLongForAReplyTheEndIsShown) {
     const temporary_directory directory;
     const std::string go = directory.file("go");

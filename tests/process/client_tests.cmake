@@ -1,4 +1,4 @@
-# Takes, settings and clients of the running driver, in C++ and, as an integrator would write one, in Python.
+# Takes, settings and clients of the running driver.
 if(NOT VRDX_BACKEND_PREFIX STREQUAL "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/vrdx_")
   return() # the driver would look for its backends elsewhere
 endif()
@@ -11,13 +11,7 @@ vrdx_gtest(client_process_tests
     settings_test.cpp
     bad_client_test.cpp
     bad_client_crowd_test.cpp
-    pipelined_requests.cpp
-  LIBS test_support LABELS process TIMEOUT 240)
-
-add_test(NAME python_client
-  COMMAND ${Python3_EXECUTABLE} -B ${CMAKE_CURRENT_LIST_DIR}/python_client_test.py
-    $<TARGET_FILE:vrdx_routedriver>)
-set_tests_properties(python_client PROPERTIES TIMEOUT 240 LABELS process)
+  LIBS test_support LABELS process TIMEOUT 240 COST 5)
 
 # The cases that are data; see tests/cases/README.md.
 set(cases_folder ${PROJECT_SOURCE_DIR}/tests/cases)
@@ -27,5 +21,5 @@ foreach(item ${items})
   add_test(NAME Case.${case}
     COMMAND ${Python3_EXECUTABLE} -B ${cases_folder}/run_case.py
       $<TARGET_FILE:vrdx_routedriver> $<TARGET_FILE:vrdx_routectl> ${cases_folder}/${case})
-  set_tests_properties(Case.${case} PROPERTIES TIMEOUT 240 LABELS "process;case")
+  set_tests_properties(Case.${case} PROPERTIES TIMEOUT 240 LABELS "process;case" COST 3)
 endforeach()

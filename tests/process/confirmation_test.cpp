@@ -44,66 +44,6 @@ TEST_F(Confirmation, UnconfirmedTakeIsShownAtOnceAndRolledBackAfterASecond) {
     expect_to_stay(client, "output 3", "1,1");
 }
 
-TEST_F(Confirmation, RollbackRestoresBothLevels) {
-    driver_process driver(scripted(
-        join({announce_router(8, 8, true), report_outputs({"o2.input.audio=3", "o2.input.video=6"})})));
-    test_client client(driver.socket_path());
-    wait_for_status(client, "output 3", "4,7");
-    EXPECT_EQ(shown_right_after(driver, "3=1,2", "4,7"), "1,2");
-    wait_for_status(client, "output 3", "4,7");
-}
-
-TEST_F(Confirmation, RefusedTakeFallsBackWhileTheOthersOfItsSalvoStand) {
-    driver_process driver(simulated("simulated refuse outputs=2\n"));
-    test_client client(driver.socket_path());
-    wait_for_status(client, "output 3", "3,3");
-    client.request("route", {"1=9", "2=9", "3=9"});
-    driver.wait_for_trace("STDERR<WARN>: 'output 2 refuses to switch'\n");
-    driver.wait_for_trace("STDERR<INFO>: 'took 2 crosspoints'\n");
-    wait_for_status(client, "output 2", "2,2");
-    wait_for_status(client, "output 1", "9,9");
-    wait_for_status(client, "output 3", "9,9");
-    expect_to_stay(client, "output 2", "2,2");
-    EXPECT_EQ(client.request("report").entry("*last error"), "output 2 refuses to switch");
-}
-
-TEST_F(Confirmation, UnconfirmedSecondTakeFallsBackToWhatTheFirstOneShowed) {
-    driver_process driver(scripted(small_router({})));
-    test_client client(driver.socket_path());
-    wait_for_status(client, "output 3", "1,1");
-    client.request("route", {"3=5", "3=6"});
-    driver.wait_for_trace(sent_take("4", 2) + sent_take("5", 2) + sent_flush());
-    wait_for_status(client, "output 3", "5,5");
-    expect_to_stay(client, "output 3", "5,5");
-}
-
-TEST_F(Confirmation, RouterThatTookAnotherSourceIsBelieved) {
-    driver_process driver(
-        scripted(small_router(join({{"expect queue=flush"}, report_outputs({"o2.input.all=7"})}))));
-    test_client client(driver.socket_path());
-    wait_for_status(client, "output 3", "1,1");
-    client.route("3=5");
-    wait_for_status(client, "output 3", "8,8");
-    expect_to_stay(client, "output 3", "8,8");
-}
-
-TEST_F(Confirmation, ReportOfAnUnknownLevelConfirmsWhatIsShown) {
-    const script answer = join({{"expect queue=flush"}, report_outputs({"o2.input.aux=7"})});
-    driver_process driver(scripted(small_router(join(std::vector<script>(20, answer)))));
-    test_client client(driver.socket_path());
-    wait_for_status(client, "output 3", "1,1");
-    std::size_t reported = 0;
-    for (bool in_time = false; !in_time;) { // within the second: that is what the machine may fail to do
-        wait_for_status(client, "output 3", "1,1");
-        const std::uint64_t start = monotonic_us();
-        client.route("3=5");
-        reported = driver.wait_for_trace("STDOUT: 'o2.input.aux=7'\n", reported);
-        in_time = monotonic_us() - start < assumed_us;
-    }
-    wait_for_status(client, "output 3", "5,5");
-    expect_to_stay(client, "output 3", "5,5");
-}
-
 // The driver hands the backend one message per pass, so a take can stand behind many others while a report
 // that knows nothing of it comes in.
 TEST_F(Confirmation, ReportThatOvertakesAWaitingTakeIsShownUntilTheTakeIsDone) {

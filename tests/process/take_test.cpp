@@ -23,62 +23,6 @@ TEST_F(Take, PlainTakeReachesTheRouterAndIsConfirmed) {
     expect_to_stay(client, "output 3", "2,2");
 }
 
-TEST_F(Take, SplitTakeSendsVideoBeforeAudio) {
-    driver_process driver(simulated("simulated levels=video,audio\n"));
-    test_client client(driver.socket_path());
-    wait_for_status(client, "output 3", "3,3");
-    client.route("3=2,5");
-    const std::size_t at =
-        driver.wait_for_trace(sent_take("4", 2, "video") + sent_take("1", 2, "audio") + sent_flush());
-    driver.wait_for_trace("STDOUT: 'o2.input.audio=1'\nSTDOUT: 'o2.input.video=4'\n", at);
-    wait_for_status(client, "output 3", "2,5");
-    expect_to_stay(client, "output 3", "2,5");
-}
-
-TEST_F(Take, SameSourceForBothLevelsIsOneCommandOnASplitRouter) {
-    driver_process driver(simulated("simulated levels=video,audio\n"));
-    test_client client(driver.socket_path());
-    wait_for_status(client, "output 3", "3,3");
-    client.route("3=6,6");
-    driver.wait_for_trace("'3' = '6,6'\n" + sent_take("5", 2) + sent_flush());
-    wait_for_status(client, "output 3", "6,6");
-}
-
-TEST_F(Take, WithoutSeparateLevelsTheVideoSourceCounts) {
-    driver_process driver(simulated(""));
-    test_client client(driver.socket_path());
-    wait_for_status(client, "output 3", "3,3");
-    client.route("3=2,5");
-    driver.wait_for_trace("'3' = '2,5'\n" + sent_take("4", 2) + sent_flush());
-    wait_for_status(client, "output 3", "5,5");
-}
-
-TEST_F(Take, NoSourceIsTakenAndConfirmed) {
-    driver_process driver(simulated("simulated levels=video,audio\n"));
-    test_client client(driver.socket_path());
-    wait_for_status(client, "output 3", "3,3");
-    client.route("3=0,4");
-    std::size_t at = driver.wait_for_trace(sent_take("3", 2, "video") + sent_take("none", 2, "audio"));
-    driver.wait_for_trace("STDOUT: 'o2.input.audio=none'\n", at);
-    wait_for_status(client, "output 3", "0,4");
-    client.route("3=0");
-    at = driver.wait_for_trace(sent_take("none", 2) + sent_flush(), at);
-    driver.wait_for_trace("STDOUT: 'o2.input.video=none'\n", at);
-    wait_for_status(client, "output 3", "0,0");
-    expect_to_stay(client, "output 3", "0,0");
-}
-
-TEST_F(Take, ArgumentsComeBeforeEntriesAndOneFlushEndsThemAll) {
-    driver_process driver(simulated(""));
-    test_client client(driver.socket_path());
-    wait_for_status(client, "output 5", "5,5");
-    client.request("route", {"1=9", "2=8"}, {{"set", "  3=7  4=6 "}, {"Set", "5=1"}});
-    driver.wait_for_trace("'1' = '9'\n'2' = '8'\n'3' = '7'\n'4' = '6'\n" + sent_take("8", 0) +
-                          sent_take("7", 1) + sent_take("6", 2) + sent_take("5", 3) + sent_flush());
-    wait_for_status(client, "output 4", "6,6");
-    EXPECT_EQ(client.status().entry("output 5"), "5,5");
-}
-
 TEST_F(Take, OutputsThatTheRouterDoesNotHaveAreItsBusiness) {
     driver_process driver(simulated(""));
     test_client client(driver.socket_path());

@@ -9,7 +9,7 @@ namespace {
 constexpr int warm_up = 30;
 
 int deaths_of_each_kind() {
-    return long_form() ? 840 : 84;
+    return long_form() ? 840 : 60;
 }
 
 class BackendDeaths : public mortal_fixture, public testing::WithParamInterface<const char*> {

@@ -23,7 +23,7 @@ constexpr int outputs = 64;
 constexpr std::string_view sent_take = "STDIN: 'to output=";
 
 std::chrono::seconds soak_time() {
-    return std::chrono::seconds(long_form() ? 1800 : 30);
+    return std::chrono::seconds(long_form() ? 1800 : 20);
 }
 
 class Soak : public testing::Test {

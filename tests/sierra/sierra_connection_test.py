@@ -76,7 +76,7 @@ class SierraBackendConnection(SierraTest):
         self.assertEqual(router.connections, 1)
 
     def test_far_router_is_waited_for(self):
-        router = self.router(latency=5)
+        router = self.router(latency=2)
         backend = self.ready_backend(router)
         self.assertEqual(router.connections, 1)
         backend.take((2, 5))

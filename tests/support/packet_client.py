@@ -2,9 +2,9 @@
 
 import collections
 import socket
-import struct
 
-HEADER = struct.Struct(">4sHHIQ")  # magic, version, flags, length of the body, result
+from packet_codec import ARGUMENT, END, ENTRY, HEADER, command_and_items, header_of, packet
+
 TOLD = ("change", "takes", "alive")  # what the driver sends of its own accord
 
 Packet = collections.namedtuple("Packet", "command result arguments entries")
@@ -14,15 +14,9 @@ class Disconnected(AssertionError):
     pass
 
 
-def text(content):
-    data = content.encode("latin-1")
-    return struct.pack(">I", len(data)) + data
-
-
 def packet_bytes(command, arguments=(), entries=()):
-    body = b"C" + text(command) + b"".join(b"A" + text(argument) for argument in arguments) + b"E"
-    body += b"".join(b"N" + text(name) + text(value) for name, value in entries)
-    return HEADER.pack(b"TVX4", 1, 0, len(body), 0) + body
+    items = [(ARGUMENT, argument) for argument in arguments] + [(END,)] + [(ENTRY, *entry) for entry in entries]
+    return packet(command, *items, encoding="latin-1")
 
 
 class PacketClient:
@@ -80,35 +74,12 @@ class PacketClient:
             raise Disconnected("the driver closed the connection")
         self.received += data
         while len(self.received) >= HEADER.size:
-            magic, version, _, length, result = HEADER.unpack_from(self.received)
-            if (magic, version) != (b"TVX4", 1):
-                raise AssertionError("the driver answered with something that is no packet")
+            length, result = header_of(self.received)
             end = HEADER.size + length
             if len(self.received) < end:
                 return
-            command, arguments, entries = self._items(self.received[HEADER.size : end])
+            command, items = command_and_items(self.received[HEADER.size : end], "latin-1")
             self.received = self.received[end:]
+            arguments = [item[1] for item in items if item[0] == ARGUMENT]
+            entries = [item[1:] for item in items if item[0] == ENTRY]
             self.waiting.append(Packet(command, result, arguments, entries))
-
-    @staticmethod
-    def _items(body):
-        at = 0
-
-        def next_text():
-            nonlocal at
-            (length,) = struct.unpack_from(">I", body, at)
-            at += 4 + length
-            return body[at - length : at].decode("latin-1")
-
-        command, arguments, entries = "", [], []
-        while at < len(body):
-            kind = body[at : at + 1]
-            at += 1
-            if kind == b"C":
-                command = next_text()
-            elif kind == b"A":
-                arguments.append(next_text())
-            elif kind == b"N":
-                name = next_text()
-                entries.append((name, next_text()))
-        return command, arguments, entries

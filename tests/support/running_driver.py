@@ -12,15 +12,16 @@ PATIENCE = 60  # seconds; reached only when a test fails
 
 
 def wait_until(what, condition):
-    """Waits until `condition` returns something true, and returns that."""
-    deadline = time.monotonic() + PATIENCE
+    """Waits until `condition` returns something true, and returns that. What takes seconds is asked less often."""
+    start = time.monotonic()
     while True:
         result = condition()
         if result:
             return result
-        if time.monotonic() >= deadline:
+        waited = time.monotonic() - start
+        if waited >= PATIENCE:
             raise AssertionError(f"waited in vain: {what}")
-        time.sleep(0.005)
+        time.sleep(min(max(waited / 20, 0.005), 0.05))
 
 
 def behind_take(trace, output):

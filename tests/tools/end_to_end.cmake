@@ -5,5 +5,5 @@ endif()
 
 foreach(script routectl_end_to_end_test routectl_list_end_to_end_test routectl_restart_end_to_end_test
     routectl_snapshot_end_to_end_test routectl_watch_end_to_end_test)
-  vrdx_python_tests(${script}.py ARGUMENTS $<TARGET_FILE:vrdx_routedriver> $<TARGET_FILE:vrdx_routectl>)
+  vrdx_python_tests(${script}.py COST 4 ARGUMENTS $<TARGET_FILE:vrdx_routedriver> $<TARGET_FILE:vrdx_routectl>)
 endforeach()

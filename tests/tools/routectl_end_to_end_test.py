@@ -8,7 +8,6 @@ import os
 import pwd
 import re
 import signal
-import time
 
 from routectl_fixture import DONE, NO_DRIVER, REFUSED, WRONG_USE, RoutectlTest, main, simulated, wait_until
 
@@ -193,18 +192,11 @@ class RoutectlLargeRouters(RoutectlTest):
         self.expect(self.routectl("restore", snapshot), DONE, "288 outputs restored\n")
         self.assertEqual(self.output(288), (288, 288))
 
-    def time_of_status(self):
-        """Seconds."""
-        begin = time.monotonic()
-        self.assertEqual(self.routectl("status").returncode, DONE)
-        return time.monotonic() - begin
-
     def test_largest_router_is_shown_and_taken_whole(self):
         self.start_driver(simulated(4096, 1024).replace("simulated levels=video,audio\n", ""))
         self.wait_for_output(1024, 1024, 1024)
         status = self.json_of("status")
         self.assertEqual((len(status["inputs"]), len(status["outputs"])), (4096, 1024))
-        self.assertLess(min(self.time_of_status() for _ in range(5)), 0.2, "the best of several, on a busy machine")
         self.expect(self.routectl("route", "*=4096"), DONE)
         self.assertEqual(self.output(1024), (4096, 4096))
 

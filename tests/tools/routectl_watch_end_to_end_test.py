@@ -3,7 +3,6 @@
 Usage: routectl_watch_end_to_end_test.py PATH-OF-VRDX_ROUTEDRIVER PATH-OF-VRDX_ROUTECTL [CLASS[.METHOD] ...]
 """
 
-import datetime
 import json
 import os
 import pwd
@@ -57,20 +56,6 @@ class RoutectlWatch(RoutectlTest):
                                            f"take of {user} (vrdx_routectl), not confirmed yet")
         self.assertRegex(self.next_line(), re.escape(f'output 1 "Output 1" take of {sources} by {user} '
                                                      "(vrdx_routectl): confirmed (") + r"\d+ ms\)$")
-
-    def test_take_is_told_within_50_milliseconds_of_its_decision(self):
-        self.wait_for_router()
-        self.watch()
-        self.next_line()
-        told = []
-        for source in range(2, 8):
-            self.assertEqual(self.routectl("route", f"1={source}").returncode, DONE)
-            line = wait_until("the take is told", lambda: ": confirmed (" in (one := self.lines.get(timeout=PATIENCE)) and one)
-            told.append(datetime.datetime.strptime(line.split(" ")[0], "%Y-%m-%dT%H:%M:%S.%f%z"))
-        records = [json.loads(line) for line in self.routectl("takes", "--json").stdout.splitlines()]
-        decided = [datetime.datetime.strptime(one["time"], "%Y-%m-%dT%H:%M:%S.%f%z") for one in records]
-        # The best of several: a busy machine may hold any single one up.
-        self.assertLess(min(after - before for before, after in zip(decided, told)), datetime.timedelta(milliseconds=50))
 
     def test_take_that_falls_back_is_told_with_its_end(self):
         self.wait_for_router()

@@ -2,47 +2,10 @@
 
 import os
 import socket
-import struct
 import tempfile
 import threading
 
-ARGUMENT, END, ENTRY = "argument", "end of arguments", "entry"
-
-
-def packet(command, *items, result=0):
-    """The bytes of a packet; items are (ARGUMENT, text), (END,) or (ENTRY, name, value), as bytes or str."""
-
-    def counted(text):
-        raw = text if isinstance(text, bytes) else text.encode()
-        return struct.pack(">I", len(raw)) + raw
-
-    body = b"C" + counted(command)
-    for kind, *texts in items:
-        body += {ARGUMENT: b"A", END: b"E", ENTRY: b"N"}[kind] + b"".join(map(counted, texts))
-    return struct.pack(">4sHHIQ", b"TVX4", 1, 0, len(body), result) + body
-
-
-def items_of(body):
-    """The items of a body, the command first."""
-    items, at = [], 0
-
-    def text():
-        nonlocal at
-        (length,) = struct.unpack_from(">I", body, at)
-        at += 4 + length
-        return body[at - length : at].decode()
-
-    while at < len(body):
-        kind = body[at : at + 1]
-        at += 1
-        if kind == b"E":
-            items.append((END,))
-        elif kind == b"N":
-            items.append((ENTRY, text(), text()))
-        else:
-            items.append(({b"C": "command", b"A": ARGUMENT}[kind], text()))
-    return items
-
+from packet_codec import ARGUMENT, END, ENTRY, HEADER, command_and_items, header_of, packet
 
 EPOCH = "0123456789abcdef"
 
@@ -115,11 +78,10 @@ class ScriptedDriver:
                     pass  # the client left without reading
 
     def _answer_one(self, client, stream):
-        header = stream.read(20)
-        if len(header) < 20:
+        header = stream.read(HEADER.size)
+        if len(header) < HEADER.size:
             return False
-        (length,) = struct.unpack_from(">I", header, 8)
-        (_, command), *items = items_of(stream.read(length))
+        command, items = command_and_items(stream.read(header_of(header)[0]))
         self.requests.append((command, items))
         reply = self.replies.get(command, packet(command, (END,)))
         if isinstance(reply, list):
