@@ -60,7 +60,7 @@ lint() {
     # What it cannot parse, the compiler can: that is no finding.
     cppcheck --quiet --error-exitcode=1 --enable=warning,performance,portability --inline-suppr \
         --suppress=internalAstError --std=c++20 \
-        -I framework/vrdx_utils -I framework/vrdx_framework -I protocols/videohub -I protocols/sierra \
+        -I . -I framework/vrdx_utils -I framework/vrdx_framework -I protocols/videohub -I protocols/sierra \
         -I packet_client -I routedriver -I routedriver/backend -I routedriver/router -I routedriver/client -I routedriver/driver \
         framework protocols packet_client routedriver gateway backends tools examples
     build clang

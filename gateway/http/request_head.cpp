@@ -1,5 +1,7 @@
 #include "request_head.h"
 
+#include "http_text.h"
+
 #include <algorithm>
 #include <cctype>
 
@@ -15,12 +17,6 @@ bool same_name(std::string_view name, std::string_view small) {
     });
 }
 
-std::string_view trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(" \t");
-    return first == std::string_view::npos ? std::string_view{}
-                                           : text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
-
 bool has_control_character(std::string_view line) {
     return std::any_of(line.begin(), line.end(), [](char letter) {
         return (static_cast<unsigned char>(letter) < 0x20 && letter != '\t') || letter == 0x7f;
@@ -29,7 +25,8 @@ bool has_control_character(std::string_view line) {
 
 struct framing {
     std::size_t hosts = 0, lengths = 0, encodings = 0;
-    bool chunked = true; // what was said of encodings is "chunked"
+    bool chunked = true;      // what was said of encodings is "chunked"
+    bool plain_length = true; // what was said of lengths is one number
 };
 
 std::string note_header(std::string_view line, framing* found) {
@@ -43,9 +40,12 @@ std::string note_header(std::string_view line, framing* found) {
         return "A header's name and its colon must not have a blank in or behind them.";
     if (same_name(name, "host"))
         found->hosts++;
-    else if (same_name(name, "content-length"))
+    else if (same_name(name, "content-length")) {
+        const std::string_view length = trimmed(line.substr(colon + 1));
         found->lengths++;
-    else if (same_name(name, "transfer-encoding")) {
+        found->plain_length =
+            !length.empty() && length.find_first_not_of("0123456789") == std::string_view::npos;
+    } else if (same_name(name, "transfer-encoding")) {
         found->encodings++;
         found->chunked = found->chunked && same_name(trimmed(line.substr(colon + 1)), "chunked");
     }
@@ -55,8 +55,8 @@ std::string note_header(std::string_view line, framing* found) {
 std::string framing_problem(const framing& found, bool old_version) {
     if (found.hosts > 1 || (found.hosts == 0 && !old_version))
         return "A request has exactly one Host header.";
-    if (found.lengths > 1)
-        return "A request has at most one Content-Length header.";
+    if (found.lengths > 1 || !found.plain_length)
+        return "A request has at most one Content-Length header, with one number.";
     if (found.encodings > 0 && found.lengths > 0)
         return "Content-Length and Transfer-Encoding contradict each other; send one of them.";
     if (found.encodings > 1 || !found.chunked || (found.encodings > 0 && old_version))
