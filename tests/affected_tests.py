@@ -1,0 +1,101 @@
+"""Builds and runs the tests that changed files can affect, the quick ones first, for about a minute.
+
+Usage: affected_tests.py BUILD-FOLDER PRESET JOBS [REV]
+
+What has changed since REV; without it what is not committed, or, when all is, what the last commit changed.
+"""
+
+import json
+import os
+import subprocess
+import sys
+import tempfile
+import time
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "changed"))
+# pylint: disable=wrong-import-position
+from affected import Change, Judge, Scripts, choose, summary
+from build_table import Table, read_commands, read_edges, read_headers, read_tests
+
+SOURCE = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+SECONDS_FOR_TESTS = 40  # of the minute; the rest is the compiler's
+
+
+def said_by(*command, cwd=SOURCE):
+    return subprocess.run(command, cwd=cwd, stdout=subprocess.PIPE, text=True, check=True).stdout
+
+
+def read(path):
+    try:
+        with open(os.path.join(SOURCE, path), encoding="utf-8", errors="replace") as file:
+            return file.read()
+    except OSError:
+        return None
+
+
+def changed_files(revision):
+    def since(name):
+        return set(said_by("git", "diff", "--name-only", "--no-renames", name, "--").splitlines())
+
+    unknown = set(said_by("git", "ls-files", "--others", "--exclude-standard").splitlines())
+    return since(revision or "HEAD") | unknown or since("HEAD~1")
+
+
+def read_table(build):
+    ninja = read(os.path.join(build, "build.ninja"))
+    commands = json.loads(read(os.path.join(build, "compile_commands.json")))
+    headers = read_headers(said_by("ninja", "-t", "deps", cwd=build), SOURCE, build)
+    return Table(read_edges(ninja, SOURCE), headers, read_commands(commands, SOURCE))
+
+
+def read_costs(build):
+    """{test: seconds}, as ctest measured them."""
+    costs = {}
+    for line in (read(os.path.join(build, "Testing", "Temporary", "CTestCostData.txt")) or "").splitlines():
+        words = line.rsplit(" ", 2)
+        if len(words) == 3 and words[1] != "0":
+            costs[words[0]] = float(words[2])
+    return costs
+
+
+def copied_programs(files, build):
+    """Scripts that stand among the programs under their own name."""
+    stems = {os.path.splitext(os.path.basename(file))[0] for file in files}
+    return {f"bin/{stem}" for stem in stems if os.path.exists(os.path.join(build, "bin", stem))}
+
+
+def run_tests(tests, preset, jobs):
+    """Ctest's exit code."""
+    with tempfile.NamedTemporaryFile("w", prefix="vrdx_test.", suffix=".numbers") as numbers:
+        numbers.write("0,0,0," + ",".join(str(test.number) for test in tests))
+        numbers.flush()
+        return subprocess.run(["ctest", "--preset", preset, "-j", str(jobs), "--no-tests=error", "-I", numbers.name],
+                              cwd=SOURCE, check=False).returncode
+
+
+def main(build, preset, jobs, revision=None):
+    begin = time.monotonic()
+    build = os.path.abspath(build)
+    files = changed_files(revision)
+    subprocess.run(["ninja", "-C", build, "--quiet", "build.ninja"], check=True)
+    table = read_table(build)
+    programs = table.made_of(files)
+    if programs:
+        subprocess.run(["ninja", "-C", build, "-j", str(os.cpu_count()), *sorted(programs)], check=True)
+    programs |= copied_programs(files, build) - set(table.programs())
+    starters = {program for program in table.programs() if not table.started_by(program).isdisjoint(programs)}
+
+    judge = Judge(Change(files, programs, starters), Scripts(read), SOURCE, build)
+    listed = json.loads(said_by("ctest", "--preset", preset, "--show-only=json-v1"))
+    tests = [test for test in read_tests(listed, build) if judge.is_affected(test)]
+    chosen, left = choose(tests, judge.change, read_costs(build), SECONDS_FOR_TESTS * jobs)
+    print(f"--- changed: {', '.join(sorted(files))}")
+    print(f"--- affected: {len(programs)} programs, {len(tests)} tests", flush=True)
+    failed = run_tests(chosen, preset, jobs) if chosen else 0
+    print(f"--- {len(chosen)} tests run, {time.monotonic() - begin:.0f} s. " +
+          (f"Left to ./test.sh: {len(left)} tests ({summary(left)})" if left else "None is left."))
+    return failed
+
+
+if __name__ == "__main__":
+    sys.exit(main(*sys.argv[1:3], int(sys.argv[3]), *sys.argv[4:]))
