@@ -69,8 +69,9 @@ lint() {
     # What it cannot parse, its compiler can: that is no finding. Nor is one name in two programs.
     cppcheck --quiet --error-exitcode=1 --enable=warning,performance,portability --inline-suppr \
         --suppress=internalAstError --suppress=ctuOneDefinitionRuleViolation --std=c++20 \
-        -I framework -I packet_client -I routedriver -I routedriver/backend -I routedriver/router -I routedriver/client -I routedriver/driver \
-        framework packet_client routedriver backends tools examples
+        -I framework/vrdx_utils -I framework/vrdx_framework -I protocols/videohub -I protocols/sierra \
+        -I packet_client -I routedriver -I routedriver/backend -I routedriver/router -I routedriver/client -I routedriver/driver \
+        framework protocols packet_client routedriver backends tools examples
     build clang
     git ls-files '*.cpp' | xargs -P "$jobs" -n 4 clang-tidy --quiet -p build/clang
     echo "lint: clean"
@@ -107,7 +108,7 @@ coverage() {
     local failed=0
     run_tests coverage -E 'FailingCalls.*/malloc|test_who_may_not_connect_is_told|Installed(Endpoint|Client).test_example_builds' ||
         failed=1
-    python3 -B tests/line_coverage.py build/coverage routedriver framework
+    python3 -B tests/line_coverage.py build/coverage routedriver framework protocols
     return "$failed"
 }
 

@@ -8,7 +8,7 @@ set(pkg_config_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 set_target_properties(vrdx_endpoint PROPERTIES EXPORT_NAME endpoint)
 install(TARGETS vrdx_endpoint EXPORT vrdx_endpoint_targets ARCHIVE COMPONENT development)
 install(FILES router/message.h router/endpoint.h router/endpoint_requests.h router/endpoint_reports.h
-    ${CMAKE_SOURCE_DIR}/framework/router_limits.h
+    ${CMAKE_SOURCE_DIR}/framework/vrdx_utils/router_limits.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vrdx COMPONENT development)
 
 install(EXPORT vrdx_endpoint_targets NAMESPACE vrdx::

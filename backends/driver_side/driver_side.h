@@ -10,7 +10,7 @@
 
 #include "awaited_takes.h"
 #include "endpoint_reports.h"
-#include "rare_line.h"
+#include "log_lines.h"
 
 #include <cstdint>
 #include <map>

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "endpoint_requests.h"
-#include "requests.h"
+#include "sierra_requests.h"
 
 #include <cstdint>
 #include <deque>

@@ -1,7 +1,7 @@
 #include "levels.h"
 
 #include "plain_text.h"
-#include "reply_scanner.h"
+#include "sierra_reply_scanner.h"
 
 #include <algorithm>
 #include <numeric>

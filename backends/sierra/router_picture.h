@@ -2,7 +2,7 @@
 // Outputs, levels and sources carry the protocol's numbers, 1-based.
 #pragma once
 
-#include "replies.h"
+#include "sierra_replies.h"
 
 #include <string>
 #include <vector>

@@ -9,7 +9,7 @@
 #include "router_picture.h"
 #include "router_program.h"
 #include "settings.h"
-#include "string_reader.h"
+#include "sierra_string_reader.h"
 #include "takes.h"
 
 #include <cstdint>

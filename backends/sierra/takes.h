@@ -4,7 +4,7 @@
 #include "awaited_takes.h"
 #include "endpoint_requests.h"
 #include "levels.h"
-#include "requests.h"
+#include "sierra_requests.h"
 
 #include <vector>
 

@@ -1,4 +1,4 @@
-#include "rare_line.h"
+#include "log_lines.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

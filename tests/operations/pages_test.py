@@ -59,7 +59,7 @@ class TraceLines(unittest.TestCase):
         self.assertEqual([line for line, _ in printed_lines(code)], ["Client cut: %s (%s)", "One", "two"])
 
     def test_lost_trace_is_in_the_page(self):
-        self.assertIn(" bytes of trace lost: nobody read them in time)", text_of("framework/vrdx_trace.cpp"))
+        self.assertIn(" bytes of trace lost: nobody read them in time)", text_of("framework/vrdx_framework/vrdx_trace.cpp"))
         self.assertIn("(N bytes of trace lost: nobody read them in time)", self.told)
 
 

@@ -1,5 +1,5 @@
-#include "replies.h"
-#include "requests.h"
+#include "sierra_replies.h"
+#include "sierra_requests.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

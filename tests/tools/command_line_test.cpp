@@ -1,6 +1,6 @@
 #include "command_line.h"
 #include "command_table.h"
-#include "exit_code.h"
+#include "program_end.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

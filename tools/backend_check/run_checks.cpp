@@ -51,6 +51,18 @@ check putting_back(const std::vector<crosspoint>& before) {
 
 } // namespace
 
+outcome passed(const std::string& detail) {
+    return {verdict::ok, detail};
+}
+
+outcome failed(const std::string& reason) {
+    return {verdict::failed, reason};
+}
+
+outcome skipped(const std::string& reason) {
+    return {verdict::skipped, reason};
+}
+
 int run_checks(conversation& talk, const std::function<void(const checked&)>& tell) {
     if (const int error = start_program(talk); error != 0)
         return error;

@@ -1,13 +1,12 @@
 #include "command_line.h"
 
-#include "client_failure.h"
 #include "client_limits.h"
 #include "command_options.h"
 #include "command_table.h"
 #include "decimal_number.h"
 #include "display_text.h"
-#include "exit_code.h"
 #include "item_paths.h"
+#include "program_end.h"
 
 #include <algorithm>
 #include <cmath>

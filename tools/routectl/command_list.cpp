@@ -1,10 +1,9 @@
-#include "client_failure.h"
 #include "commands.h"
-#include "exit_code.h"
 #include "json_output.h"
 #include "known_routers.h"
-#include "output_width.h"
+#include "program_end.h"
 #include "router_line.h"
+#include "text_table.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,9 +1,7 @@
-#include "client_failure.h"
 #include "commands.h"
 #include "display_text.h"
-#include "end_on_signals.h"
-#include "exit_code.h"
 #include "log_reader.h"
+#include "program_end.h"
 
 #include <cerrno>
 #include <cstdio>

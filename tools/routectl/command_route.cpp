@@ -1,7 +1,6 @@
-#include "client_failure.h"
 #include "commands.h"
 #include "driver_link.h"
-#include "exit_code.h"
+#include "program_end.h"
 #include "take_run.h"
 
 #include <cstdio>

@@ -1,10 +1,10 @@
-#include "client_failure.h"
 #include "commands.h"
 #include "driver_link.h"
-#include "exit_code.h"
+#include "driver_report.h"
 #include "json_output.h"
 #include "name_value.h"
 #include "packet_text.h"
+#include "program_end.h"
 
 #include <cstdio>
 
@@ -70,6 +70,18 @@ int run_ping(const invocation& call) {
 
 int run_exit(const invocation& call) {
     return send_order(call, simple_request("exit"));
+}
+
+int run_report(const invocation& call) {
+    driver_link link = link_of(call);
+    comm_socket_v4_packet reply;
+    const int result = ask_for_success(&link, simple_request("report"), &reply);
+    if (result != exit_done)
+        return result;
+    const driver_report report = decode_report(reply);
+    const std::string text = call.json ? json_line(json_of_report(report)) + "\n" : report_text(report);
+    std::fputs(text.c_str(), stdout);
+    return exit_done;
 }
 
 int run_send(const invocation& call) {

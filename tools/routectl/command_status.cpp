@@ -1,13 +1,12 @@
-#include "client_failure.h"
 #include "commands.h"
 #include "display_text.h"
 #include "driver_link.h"
-#include "exit_code.h"
 #include "health.h"
 #include "json_output.h"
-#include "output_width.h"
 #include "port_names.h"
+#include "program_end.h"
 #include "status_table.h"
+#include "text_table.h"
 
 #include <algorithm>
 #include <cstdio>

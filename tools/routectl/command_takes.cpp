@@ -1,14 +1,11 @@
-#include "client_failure.h"
 #include "client_record.h"
 #include "commands.h"
 #include "driver_watch.h"
-#include "end_on_signals.h"
-#include "exit_code.h"
 #include "json_output.h"
 #include "local_time.h"
 #include "port_names.h"
+#include "program_end.h"
 #include "take_texts.h"
-#include "user_name.h"
 
 #include <cstdio>
 

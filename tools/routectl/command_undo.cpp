@@ -1,11 +1,10 @@
-#include "client_failure.h"
 #include "client_record.h"
 #include "commands.h"
 #include "driver_link.h"
-#include "exit_code.h"
+#include "program_end.h"
 #include "take_run.h"
+#include "take_texts.h"
 #include "undo_plan.h"
-#include "user_name.h"
 
 #include <cstdio>
 #include <unistd.h>

@@ -1,8 +1,7 @@
 #include "commands.h"
 #include "driver_watch.h"
-#include "end_on_signals.h"
-#include "exit_code.h"
 #include "local_time.h"
+#include "program_end.h"
 #include "watch_lines.h"
 
 #include <cstdio>

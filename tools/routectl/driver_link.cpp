@@ -1,9 +1,8 @@
 #include "driver_link.h"
 
-#include "client_failure.h"
 #include "comm_socket_v4_limits.h"
-#include "exit_code.h"
 #include "monotonic_us.h"
+#include "program_end.h"
 
 #include <array>
 #include <cstdio>

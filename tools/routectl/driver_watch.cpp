@@ -1,8 +1,7 @@
 #include "driver_watch.h"
 
-#include "client_failure.h"
-#include "exit_code.h"
 #include "monotonic_us.h"
+#include "program_end.h"
 
 #include <poll.h>
 

@@ -1,7 +1,6 @@
-#include "client_failure.h"
 #include "command_line.h"
 #include "command_table.h"
-#include "exit_code.h"
+#include "program_end.h"
 
 #include <cstdio>
 

@@ -1,9 +1,8 @@
 #include "name_restore.h"
 
-#include "client_failure.h"
-#include "exit_code.h"
 #include "monotonic_us.h"
 #include "port_names.h"
+#include "program_end.h"
 
 #include <poll.h>
 

@@ -2,11 +2,11 @@
 
 #include "display_text.h"
 #include "driver_link.h"
-#include "exit_code.h"
 #include "health.h"
 #include "item_facts.h"
 #include "local_time.h"
 #include "monotonic_us.h"
+#include "program_end.h"
 #include "text_table.h"
 
 #include <algorithm>

@@ -1,9 +1,8 @@
 #include "take_run.h"
 
-#include "client_failure.h"
 #include "client_limits.h"
-#include "exit_code.h"
 #include "monotonic_us.h"
+#include "program_end.h"
 #include "take_progress.h"
 #include "take_texts.h"
 

@@ -1,9 +1,20 @@
-// What became of a take, in words for people.
+// Takes in words for people: who did it, and what became of it.
 #pragma once
 
 #include "client_take.h"
 
+#include <cstdint>
 #include <string>
+
+// The user's name, or "user 1000" when there is none.
+std::string user_name(std::uint64_t user);
+
+// "alice (desk 3)"; "alice" without a `by`.
+std::string person_text(std::uint64_t user, const std::string& by);
+
+// The same for the driver's text "USER PROCESS", with " BY" behind it or not. Any other text is returned as
+// it is.
+std::string person_in(const std::string& text);
 
 // "confirmed", "shows 3 "Cam 3" instead", "refused: no backend", "replaced by a later take of alice", ...
 std::string result_text(const vrdx::take_result& result, const vrdx::router_picture& picture);

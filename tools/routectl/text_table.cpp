@@ -3,10 +3,14 @@
 #include "display_text.h"
 
 #include <algorithm>
+#include <limits>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 namespace {
 
 constexpr std::size_t gap = 2; // blanks between columns
+constexpr std::size_t least_columns = 60;
 
 // Gives each column the width of its widest cell, then takes from the widest until all fit.
 void fit_columns(std::vector<table_column>* columns, std::size_t width) {
@@ -55,4 +59,15 @@ std::string text_table(std::vector<table_column> columns, std::size_t width, boo
         table += line_of(cells) + "\n";
     }
     return table;
+}
+
+std::size_t columns_of_output() {
+    winsize size{};
+    if (!output_is_terminal() || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
+        return std::numeric_limits<std::size_t>::max();
+    return std::max<std::size_t>(size.ws_col, least_columns);
+}
+
+bool output_is_terminal() {
+    return isatty(STDOUT_FILENO) == 1;
 }

@@ -4,7 +4,6 @@
 #include "health.h"
 #include "port_names.h"
 #include "take_texts.h"
-#include "user_name.h"
 
 #include <numeric>
 

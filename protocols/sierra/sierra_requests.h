@@ -1,7 +1,7 @@
 // What is said to the router: complete strings, with "**" and "!!", without blanks.
 #pragma once
 
-#include "replies.h"
+#include "sierra_replies.h"
 
 #include <string>
 #include <vector>

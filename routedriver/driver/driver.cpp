@@ -4,7 +4,9 @@
 #include "router.h"
 #include "system_status.h"
 #include "text.h"
+#include "vrdx.h"
 
+#include <cstdio>
 #include <string_view>
 
 void report_status(const char*, comm_socket_v4_packet* packet) {
@@ -21,4 +23,11 @@ void report_status(const char*, comm_socket_v4_packet* packet) {
                                                   comm_socket_v4_packet_room(packet) - beside);
     comm_socket_v4_packet_write_nv_pair(packet, error_name, text_tail(last_error, longest));
     comm_socket_v4_packet_write_nv_pair(packet, notes_name, text_tail(last_notes, longest));
+}
+
+bool auto_termination_due(std::uint64_t now) {
+    if (vrdx_no_autoshutdown || stay_resident || mono_auto_shutdown == 0 || mono_auto_shutdown > now)
+        return false;
+    std::fprintf(stderr, "Auto terminate: %s\n", vrdx_file);
+    return true;
 }

@@ -1,4 +1,4 @@
-#include "requests.h"
+#include "sierra_requests.h"
 
 std::string take_request(const std::vector<crosspoint_take>& takes) {
     std::string text = "**";

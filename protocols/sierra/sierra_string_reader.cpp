@@ -1,4 +1,4 @@
-#include "string_reader.h"
+#include "sierra_string_reader.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
-#include "replies.h"
+#include "sierra_replies.h"
 
-#include "reply_scanner.h"
+#include "sierra_reply_scanner.h"
 
 #include <algorithm>
 #include <optional>

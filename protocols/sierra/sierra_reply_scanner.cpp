@@ -1,4 +1,4 @@
-#include "reply_scanner.h"
+#include "sierra_reply_scanner.h"
 
 #include "plain_text.h"
 

@@ -10,11 +10,6 @@
 #include <string>
 #include <unistd.h>
 
-int vrdx_join_cnb_domain() {
-    cnb_alloc_assign_single(-1, -1, 0);
-    return 0;
-}
-
 int vrdx_self_test() {
     sliding_window_v4* window = sliding_window_v4_create_buffer(16);
     if (window == nullptr)
@@ -67,4 +62,15 @@ void vrdx_idle_housekeeping() {
 
 void close_vrdx_client_contexts() {
     comm_socket_v4_close_clients(vrdx_comm_server);
+}
+
+void vrdx_free_all() {
+    comm_socket_v4_destroy_server(vrdx_comm_server);
+    vrdx_comm_server = nullptr;
+    vrdx_global_access_cache_free(vrdx_acc_cache);
+    vrdx_acc_cache = nullptr;
+    metadata_v4_metadata_free(vrdx_metadata);
+    vrdx_metadata = nullptr;
+    metadata_v4_context_free(vrdx_meta);
+    vrdx_meta = nullptr;
 }
