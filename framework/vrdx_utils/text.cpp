@@ -69,6 +69,8 @@ std::string_view text_tail(std::string_view text, std::size_t most) {
 }
 
 std::size_t longest_that_fits(std::vector<std::size_t> lengths, std::size_t room) {
+    if (lengths.empty())
+        return room;
     std::sort(lengths.begin(), lengths.end());
     std::size_t left = lengths.size();
     for (const std::size_t length : lengths) {
@@ -77,5 +79,5 @@ std::size_t longest_that_fits(std::vector<std::size_t> lengths, std::size_t room
         room -= length;
         --left;
     }
-    return lengths.empty() ? room : lengths.back();
+    return lengths.back();
 }
