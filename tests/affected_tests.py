@@ -14,11 +14,12 @@ import time
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "changed"))
 # pylint: disable=wrong-import-position
-from affected import Change, Judge, Scripts, choose, summary
+from affected import Change, Judge, Scripts, in_batches, summary
 from build_table import Table, read_commands, read_edges, read_headers, read_tests
 
 SOURCE = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-SECONDS_FOR_TESTS = 40  # of the minute; the rest is the compiler's
+LAST_START = 50  # seconds after the begin; no batch begins later
+SECONDS_OF_BATCH = 6  # as its tests took the last time; a busy machine may need more
 
 
 def said_by(*command, cwd=SOURCE):
@@ -73,10 +74,8 @@ def run_tests(tests, preset, jobs):
                               cwd=SOURCE, check=False).returncode
 
 
-def main(build, preset, jobs, revision=None):
-    begin = time.monotonic()
-    build = os.path.abspath(build)
-    files = changed_files(revision)
+def build_affected(files, build):
+    """What has changed with the files, built."""
     subprocess.run(["ninja", "-C", build, "--quiet", "build.ninja"], check=True)
     table = read_table(build)
     programs = table.made_of(files)
@@ -84,15 +83,26 @@ def main(build, preset, jobs, revision=None):
         subprocess.run(["ninja", "-C", build, "-j", str(os.cpu_count()), *sorted(programs)], check=True)
     programs |= copied_programs(files, build) - set(table.programs())
     starters = {program for program in table.programs() if not table.started_by(program).isdisjoint(programs)}
+    return Change(files, programs, starters)
 
-    judge = Judge(Change(files, programs, starters), Scripts(read), SOURCE, build)
+
+def main(build, preset, jobs, revision=None):
+    begin = time.monotonic()
+    build = os.path.abspath(build)
+    change = build_affected(changed_files(revision), build)
+    judge = Judge(change, Scripts(read), SOURCE, build)
     listed = json.loads(said_by("ctest", "--preset", preset, "--show-only=json-v1"))
-    tests = [test for test in read_tests(listed, build) if judge.is_affected(test)]
-    chosen, left = choose(tests, judge.change, read_costs(build), SECONDS_FOR_TESTS * jobs)
-    print(f"--- changed: {', '.join(sorted(files))}")
-    print(f"--- affected: {len(programs)} programs, {len(tests)} tests", flush=True)
-    failed = run_tests(chosen, preset, jobs) if chosen else 0
-    print(f"--- {len(chosen)} tests run, {time.monotonic() - begin:.0f} s. " +
+    left = [test for test in read_tests(listed, build) if judge.is_affected(test)]
+    print(f"--- changed: {', '.join(sorted(change.files))}")
+    print(f"--- affected: {len(change.programs)} programs, {len(left)} tests", flush=True)
+    failed, run = 0, 0
+    for batch in in_batches(left, change, read_costs(build), SECONDS_OF_BATCH * jobs):
+        if failed or (run and time.monotonic() - begin > LAST_START):
+            break
+        failed = run_tests(batch, preset, jobs)
+        run += len(batch)
+        left = [test for test in left if test not in batch]
+    print(f"--- {run} tests run, {time.monotonic() - begin:.0f} s. " +
           (f"Left to ./test.sh: {len(left)} tests ({summary(left)})" if left else "None is left."))
     return failed
 

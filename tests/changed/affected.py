@@ -122,17 +122,20 @@ def order(test, change, costs):
     return kind, os.path.basename(test.folder) not in modules, cost(test, costs)
 
 
-def choose(tests, change, costs, seconds):
-    """(what to run at once, what to leave): as much as takes so many seconds, one behind the other; one test at least."""
-    chosen, left = [], []
+def in_batches(tests, change, costs, seconds):
+    """Lists of tests, in the order in which they are run: each takes so many seconds, one test behind the other, or is one
+    test that takes longer. Those that may take very long are in none."""
+    batch, price = [], 0
     for test in sorted(tests, key=lambda each: order(each, change, costs)):
-        price = cost(test, costs)
-        if test.timeout >= ALONE or (price > seconds and chosen):
-            left.append(test)
+        if test.timeout >= ALONE:
             continue
-        seconds -= price
-        chosen.append(test)
-    return chosen, left
+        if batch and price + cost(test, costs) > seconds:
+            yield batch
+            batch, price = [], 0
+        batch.append(test)
+        price += cost(test, costs)
+    if batch:
+        yield batch
 
 
 def summary(tests):

@@ -5,7 +5,7 @@ Usage: affected_test.py [CLASS.METHOD ...]
 
 import unittest
 
-from affected import ALONE, Change, Judge, Scripts, choose, summary
+from affected import ALONE, Change, Judge, Scripts, in_batches, summary
 from build_table import Table, Test, read_commands, read_edges, read_headers, read_tests
 
 SOURCE = "/home/x/studio"
@@ -139,31 +139,30 @@ class Tests(unittest.TestCase):
         self.assertEqual(self.affected_by("tests/backends/CMakeLists.txt"), ["Check"])
 
 
-class Choice(unittest.TestCase):
-    def choose(self, files, costs, seconds):
-        chosen, left = choose(TESTS, Change(set(files), set(), set()), costs, seconds)
-        return [test.name for test in chosen], [test.name for test in left]
+class Order(unittest.TestCase):
+    def batches(self, files, costs, seconds):
+        change = Change(set(files), set(), set())
+        return [[test.name for test in batch] for batch in in_batches(TESTS, change, costs, seconds)]
 
     def test_units_come_first_and_cases_before_other_processes(self):
-        chosen, left = self.choose(["core/core.cpp"], {"Tool": 2, "Check": 1, "Life.Ends": 3}, 100)
-        self.assertEqual(chosen, ["Core.Adds", "NotBuilt", "Case.first", "Check", "Tool", "Life.Ends"])
-        self.assertEqual(left, [])
+        costs = {"Tool": 2, "Check": 1, "Life.Ends": 3}
+        self.assertEqual(self.batches(["core/core.cpp"], costs, 100),
+                         [["Core.Adds", "NotBuilt", "Case.first", "Check", "Tool", "Life.Ends"]])
 
     def test_tests_of_the_changed_folder_come_first(self):
-        self.assertEqual(self.choose(["tests/backends/check_test.py"], {"Check": 50}, 100)[0][0], "Check")
-        self.assertEqual(self.choose(["backends/one.cpp"], {"Check": 50}, 100)[0][3], "Check")
+        self.assertEqual(self.batches(["tests/backends/check_test.py"], {"Check": 50}, 100)[0][0], "Check")
+        self.assertEqual(self.batches(["backends/one.cpp"], {"Check": 50}, 100)[0][3], "Check")
 
-    def test_what_takes_too_long_together_is_left(self):
-        chosen, left = self.choose(["core/core.cpp"], {"Case.first": 1, "Check": 2, "Tool": 3, "Life.Ends": 4}, 4)
-        self.assertEqual((chosen, left), (["Core.Adds", "NotBuilt", "Case.first", "Check"], ["Tool", "Life.Ends"]))
+    def test_batches_take_as_long_as_is_asked(self):
+        costs = {"Case.first": 1, "Check": 2, "Tool": 9, "Life.Ends": 10}
+        self.assertEqual(self.batches(["core/core.cpp"], costs, 4),
+                         [["Core.Adds", "NotBuilt", "Case.first", "Check"], ["Tool"], ["Life.Ends"]])
 
-    def test_one_test_is_run_whatever_it_takes(self):
-        self.assertEqual(self.choose(["tests/process/life.cpp"], {test.name: 9 for test in TESTS}, 1)[0], ["Life.Ends"])
-
-    def test_long_tests_are_always_left(self):
+    def test_long_tests_are_in_no_batch(self):
         soak = python_test("Soak", timeout=ALONE)
-        chosen, left = choose([soak], Change({"tests/process/soak.py"}, set(), set()), {}, 100)
-        self.assertEqual((chosen, left, summary(left)), ([], [soak], "1 tests/process"))
+        change = Change({"tests/process/soak.py"}, set(), set())
+        self.assertEqual(list(in_batches([soak], change, {}, 100)), [])
+        self.assertEqual(summary([soak, soak]), "2 tests/process")
 
 
 class Listing(unittest.TestCase):
