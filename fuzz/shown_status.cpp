@@ -1,6 +1,6 @@
 #include "shown_status.h"
 
-#include "decimal_number.h"
+#include "plain_text.h"
 
 #include <algorithm>
 #include <string_view>
@@ -14,7 +14,7 @@ constexpr int largest_count = 65536; // what a reply may claim before it is not 
 int index_of_entry(std::string_view name, std::string_view prefix, std::size_t count) {
     if (!name.starts_with(prefix))
         return -1;
-    const int number = decimal_number(name.substr(prefix.size()));
+    const int number = number_of_digits(name.substr(prefix.size())).value_or(-1);
     return number >= 1 && static_cast<std::size_t>(number) <= count ? number - 1 : -1;
 }
 
@@ -22,16 +22,17 @@ crosspoint crosspoint_in(std::string_view text) {
     const auto comma = text.find(',');
     if (comma == std::string_view::npos)
         return {};
-    return {std::max(decimal_number(text.substr(0, comma)), 0),
-            std::max(decimal_number(text.substr(comma + 1)), 0)};
+    return {number_of_digits(text.substr(0, comma)).value_or(0),
+            number_of_digits(text.substr(comma + 1)).value_or(0)};
 }
 
 std::size_t count_in(const comm_socket_v4_packet& reply, std::string_view name) {
     for (const std::uint32_t index : reply.entries) {
         const auto& entry = reply.items[index];
         if (comm_socket_v4_packet_item_name(&reply, entry) == name)
-            return static_cast<std::size_t>(std::clamp(
-                decimal_number(comm_socket_v4_packet_item_value(&reply, entry)), 0, largest_count));
+            return static_cast<std::size_t>(
+                std::clamp(number_of_digits(comm_socket_v4_packet_item_value(&reply, entry)).value_or(-1), 0,
+                           largest_count));
     }
     return 0;
 }

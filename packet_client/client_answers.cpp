@@ -19,8 +19,8 @@ awaited_at find_take(driver_connection* connection, std::string_view id) {
                         [id](const awaited_request& each) { return is_take(each) && each.id == id; });
 }
 
-// The request that an error without an id is about. Our takes have ids, so that it is the oldest other
-// request; except that a driver too old for takes says just that it does not know them.
+// The request that an error without an id belongs to. The errors of takes have ids, so it is the oldest other
+// request; except when a driver is too old to know `take`, and says so.
 awaited_at find_refused(driver_connection* connection, const comm_socket_v4_packet& packet) {
     auto& awaited = connection->awaited;
     const auto other = std::find_if_not(awaited.begin(), awaited.end(), is_take);
@@ -37,7 +37,7 @@ awaited_at find_request(driver_connection* connection, const comm_socket_v4_pack
         return find_take(connection, entry_value(packet, "id"));
     if (command == "error")
         return find_refused(connection, packet);
-    // A reply has its request's command. Whatever else comes in between is something that the driver tells.
+    // A reply has the command of its request. Any other packet was pushed by the driver.
     const auto other = std::find_if_not(awaited.begin(), awaited.end(), is_take);
     return other != awaited.end() && other->command == command ? other : awaited.end();
 }

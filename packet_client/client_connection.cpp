@@ -28,7 +28,7 @@ std::size_t unread_bytes(const driver_connection& connection) {
     return connection.received.size() - connection.consumed;
 }
 
-// Small items cost more than their bytes.
+// Small items need more memory than their bytes.
 std::size_t memory_of(const comm_socket_v4_packet& packet) {
     return sizeof(incoming_packet) + packet.bytes.size() +
            packet.items.size() * (sizeof packet.items.front() + sizeof packet.entries.front());
@@ -42,7 +42,7 @@ void close_descriptor(driver_connection* connection) {
     connection->sent = 0;
 }
 
-// What came whole stays to be read.
+// Complete packets that have come can still be read.
 void end_connection(driver_connection* connection, outcome why, std::string problem) {
     close_descriptor(connection);
     connection->end = why;
@@ -54,8 +54,7 @@ std::uint64_t refuse(driver_connection* connection, std::string problem) {
     return 0;
 }
 
-// A driver that turns a client away answers at once and closes: its last words are worth more than the broken
-// pipe.
+// A driver that refuses a client answers at once and closes: its answer is more useful than the broken pipe.
 void write_bytes(driver_connection* connection) {
     while (!connection->hears_nothing && connection->sent < connection->outgoing.size()) {
         const ssize_t count = send(connection->fd, connection->outgoing.data() + connection->sent,
@@ -87,7 +86,7 @@ bool read_bytes(driver_connection* connection) {
     return true;
 }
 
-// Drops what was handed out once it is worth the copying.
+// Removes what was handed out, but only when it is worth the copying.
 void drop_consumed(driver_connection* connection) {
     if (connection->consumed * 2 < connection->received.size())
         return;

@@ -1,7 +1,8 @@
-// One connection to a driver, for a loop: nothing here ever waits.
+// One connection to a driver, for programs with a loop: nothing here ever waits.
 //
-// Requests get numbers as they are queued, from 1. Replies come in the order of the requests, answers of
-// takes when they are known, and pushed packets at any time; each packet that came says which it is.
+// Requests get numbers when they are queued, from 1. Replies come in the order of the requests, the answer to
+// a take comes when the take is decided, and pushed packets come at any time; `incoming_packet` says which it
+// is.
 #pragma once
 
 #include "comm_socket_v4_packet.h"
@@ -16,14 +17,14 @@ enum class outcome {
     done,
     gone,     // the driver closed the connection, or there was none
     late,     // the deadline passed first
-    rejected, // the request cannot be sent, or what answers is no driver
+    rejected, // the request cannot be sent, or the other side does not answer as a driver does
     refused,  // the driver answered `error`
 };
 
 enum class packet_kind {
     reply,       // to the oldest request that is no take
     take_answer, // to a take, perhaps later than replies to later requests
-    pushed, // told by the driver of its own accord: `change`, `takes`, `alive`, and what newer drivers may
+    pushed, // sent by the driver without a request: `change`, `takes`, `alive`, and what newer drivers may
             // add
 };
 
@@ -36,7 +37,7 @@ struct incoming_packet {
 struct awaited_request {
     std::uint64_t number;
     std::string command;
-    std::string id; // of a take
+    std::string id; // of a take; else empty
 };
 
 struct driver_connection {
@@ -50,7 +51,7 @@ struct driver_connection {
     std::deque<incoming_packet> kept; // came while a reply was waited for; next_packet() gives them out first
     std::size_t kept_bytes = 0;
     std::uint64_t newest_request = 0; // number of the request queued last
-    bool hears_nothing = false;       // the driver reads no more; its last words may still come
+    bool hears_nothing = false;       // the driver reads no more; its last packets may still come
     std::string problem;              // why there is no connection, or why the last request failed: one line
     int error = 0;                    // errno of the last attempt to connect, 0 when it worked
     outcome end = outcome::gone;      // while not connected: gone, or rejected for what was no packet
@@ -61,11 +62,11 @@ struct driver_connection {
 // again a moment later.
 int open_connection(driver_connection* connection, const std::string& path);
 
-// Closes and forgets all that is on its way, also packets that came. `problem` stays.
+// Closes the connection and forgets what was not sent or not read yet. `problem` stays.
 void close_connection(driver_connection* connection);
 
-// Queues the finished `request`; move_bytes() sends it. Its number, or 0 with `problem` set: not connected,
-// too large or unfinished, too much waits already, or a take whose id still awaits its answer.
+// Queues the finished `request`; move_bytes() sends it. Returns its number, or 0 with `problem` set: not
+// connected, too large or unfinished, too much waits already, or a take whose id still awaits its answer.
 std::uint64_t queue_request(driver_connection* connection, const comm_socket_v4_packet& request);
 
 // What to wait for with poll() or the like, level-triggered: POLLIN, POLLOUT, both, or 0 while whole packets
@@ -77,19 +78,19 @@ short poll_events(const driver_connection& connection);
 // came before.
 bool move_bytes(driver_connection* connection);
 
-// The next packet that has come whole; false when there is none. What is no packet ends the connection: fd is
-// -1.
+// The next complete packet; false when there is none. Bytes that are no packet end the connection: fd is -1.
 bool next_packet(driver_connection* connection, incoming_packet* packet);
 
-// For those who wait for one packet among others: the next packet that is not kept yet, and keeping one for
-// next_packet(). False ends the connection: more than kept_bytes_limit would be kept.
+// For a caller that waits for one packet among others. next_fresh_packet() returns the next packet that is
+// not kept yet; keep_packet() keeps one for next_packet(), or returns false and ends the connection, when
+// more than kept_bytes_limit would be kept.
 bool next_fresh_packet(driver_connection* connection, incoming_packet* packet);
 bool keep_packet(driver_connection* connection, incoming_packet packet);
 
-// A request of a command alone.
+// A request that is only a command.
 comm_socket_v4_packet simple_request(const char* command);
 
-// True for the reply to what the driver cannot do; error_text is what the driver says about it, perhaps "".
+// True for the reply `error`; error_text is what the driver says about it, perhaps "".
 bool is_error(const comm_socket_v4_packet& reply);
 std::string error_text(const comm_socket_v4_packet& reply);
 

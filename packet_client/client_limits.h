@@ -1,4 +1,4 @@
-// What a driver, or whoever answers in its place, may cost its client. What goes beyond is cut short or
+// What a driver, or another program in its place, may cost its client. What exceeds a limit is cut or
 // skipped.
 #pragma once
 
@@ -13,7 +13,7 @@ constexpr std::size_t outgoing_bytes_limit = 4194304;     // bytes that wait to 
 constexpr std::size_t kept_bytes_limit = 33554432;        // packets kept while a reply is waited for, 32 MiB
 constexpr std::size_t awaited_requests_limit = 4096;      // requests without a reply
 constexpr std::uint64_t connect_pause_us = 10000;         // before another attempt at a busy driver
-constexpr std::uint64_t watch_silence_limit_us = 7500000; // a driver tells that it lives every 5 seconds
+constexpr std::uint64_t watch_silence_limit_us = 7500000; // a driver sends something at least every 5 seconds
 
 // --- the picture ---
 constexpr std::size_t picture_inputs_limit = 4096;

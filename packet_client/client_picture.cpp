@@ -3,6 +3,7 @@
 #include "client_limits.h"
 #include "client_places.h"
 #include "client_texts.h"
+#include "plain_text.h"
 #include "text.h"
 
 #include <algorithm>
@@ -15,7 +16,7 @@ namespace {
 std::size_t told_size(const comm_socket_v4_packet& packet, std::string_view name, std::size_t now,
                       std::size_t most) {
     each_entry(packet, [&](std::string_view each, std::string_view value) {
-        if (const auto number = number_in(value); number && each == name)
+        if (const auto number = number_of_digits<std::uint64_t>(value); number && each == name)
             now = static_cast<std::size_t>(std::min<std::uint64_t>(*number, most));
     });
     return now;
@@ -129,7 +130,7 @@ comm_socket_v4_packet describe_request(const std::string& next) {
 
 bool add_page(router_picture* picture, const comm_socket_v4_packet& reply, std::string* next) {
     const std::string_view epoch = entry_value(reply, "epoch");
-    const auto sequence = number_in(entry_value(reply, "sequence"));
+    const auto sequence = number_of_digits<std::uint64_t>(entry_value(reply, "sequence"));
     if (command_of(reply) != "describe" || !is_epoch(epoch) || !sequence)
         return false;
     const bool first = next->empty();

@@ -10,7 +10,7 @@
 namespace vrdx {
 
 // Sources: the number of an input, from 1, or one of these.
-constexpr int source_unknown = -1; // nobody has said yet
+constexpr int source_unknown = -1; // nobody knows it
 constexpr int source_none = 0;
 
 struct level_sources {
@@ -27,7 +27,8 @@ struct place_property {
     bool operator==(const place_property&) const = default;
 };
 
-// An input or output stands at its number minus 1. What the driver has not told of yet is not `told`.
+// Inputs and outputs are kept in vectors: number N is at index N - 1. `told` is false until the driver has
+// told of it.
 struct picture_input {
     bool told = false;
     std::string name;
@@ -37,14 +38,15 @@ struct picture_input {
 struct last_taker {
     std::uint64_t user = 0;
     std::uint64_t process = 0;
-    std::string by; // who that was, in the take's own words; perhaps empty
+    std::string by; // the name given with the take; perhaps empty
 };
 
 struct picture_output {
     bool told = false;
     std::string name;
     level_sources sources;
-    // The router has not confirmed what is shown: milliseconds until it is taken back, 0 for never by itself.
+    // Set while the router has not confirmed what is shown: milliseconds until the driver rolls it back; 0:
+    // it does not do so by itself.
     std::optional<std::uint64_t> waits_ms;
     std::optional<last_taker> taken;
     std::vector<place_property> properties;
@@ -66,7 +68,7 @@ struct driver_message {
 struct router_picture {
     std::string epoch;
     std::uint64_t sequence = 0; // of the page or change that was read last
-    bool split_levels = false;  // video and audio are switched apart
+    bool split_levels = false;  // video and audio can be switched separately (breakaway)
     backend_state backend = backend_state::untold;
     std::string backend_text;
     link_state link = link_state::untold;
@@ -83,30 +85,30 @@ struct router_picture {
     std::vector<driver_message> errors, notes; // oldest first
     bool changed_between_pages = false;        // the pages do not show one moment
 
-    std::size_t property_bytes = 0; // of all properties; kept by who fills the picture
+    std::size_t property_bytes = 0; // of all properties; the functions below count it
 };
 
 // What a packet has changed. Inputs and outputs by their numbers, ascending, each once.
 struct picture_news {
     std::vector<int> inputs;
     std::vector<int> outputs;
-    bool sizes = false; // how many inputs and outputs there are; those that went are in neither list
+    bool sizes = false; // the number of inputs or outputs; removed ones are in neither list
     bool state = false; // levels, backend or link
 };
 
-// A request for the page that `next` asks for; the first one when it is empty.
+// The request for a page: `next` as add_page() returned it; empty for the first page.
 comm_socket_v4_packet describe_request(const std::string& next = {});
 
-// Adds a page to the picture; the first one (`*next` empty) begins it anew. *next becomes what asks for the
-// next page, empty after the last. False when `reply` is no such page, and the picture stays.
+// Adds a page to the picture; the first page (`*next` empty) replaces the picture. Sets *next for the next
+// request; empty after the last page. False when `reply` is no such page; the picture is then as before.
 bool add_page(router_picture* picture, const comm_socket_v4_packet& reply, std::string* next);
 
-// Asks for all pages. done, or as ask_until(); refused with `problem` when the driver does not describe
-// routers.
+// Asks for all pages. Returns done, or what ask_until() returns; refused, with `problem`, when the driver
+// does not know `describe`.
 outcome describe_until(driver_connection* connection, router_picture* picture, std::uint64_t deadline);
 
-// Enters what the packet tells, whatever its command: sizes first, then the rest in its order. Entries that
-// nobody knows are skipped, so are those of places that there are not. For pages and changes alike.
+// Enters the content of a page or a change, whatever the packet's command: sizes first, then the rest in its
+// order. Unknown entries are skipped, and so are those about inputs and outputs that do not exist.
 void enter_packet(router_picture* picture, const comm_socket_v4_packet& packet, picture_news* news);
 
 } // namespace vrdx

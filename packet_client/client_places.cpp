@@ -2,6 +2,7 @@
 
 #include "client_limits.h"
 #include "client_texts.h"
+#include "plain_text.h"
 #include "text.h"
 
 #include <algorithm>
@@ -57,7 +58,7 @@ void enter_output(picture_output* output, std::string_view what, std::string_vie
         if (const auto sources = sources_in(value))
             output->sources = *sources;
     } else if (what == "waits") {
-        if (const auto waits = number_in(value))
+        if (const auto waits = number_of_digits<std::uint64_t>(value))
             output->waits_ms = *waits;
     } else if (what == "taken") {
         output->taken = taker_in(value);

@@ -7,11 +7,11 @@
 
 namespace vrdx {
 
-// New sizes, within the limits. What stays keeps what is known of it; what goes is forgotten.
+// Sets the sizes, within the limits. Inputs and outputs that stay keep what is known of them.
 void resize_places(router_picture* picture, std::size_t inputs, std::size_t outputs);
 
-// Enters an entry about an input or output, and notes whose it was. False when it is about something else; an
-// entry about a place that there is not, or that was not told before, is skipped.
+// Enters an entry about an input or output, and notes its number in *news. False when the entry is about
+// something else. An entry about an input or output that does not exist, or was not told before, is skipped.
 bool enter_place(router_picture* picture, std::string_view name, std::string_view value, picture_news* news);
 
 // An epoch: 16 hexadecimal digits.

@@ -13,7 +13,7 @@ struct take_record {
     std::uint64_t process = 0;
     std::string by;
     int output = 0;
-    bool split_levels = false; // the levels were taken apart
+    bool split_levels = false; // a breakaway: the levels were switched separately
     level_sources before;
     level_sources wanted;
     take_result result;
@@ -27,12 +27,12 @@ comm_socket_v4_packet record_request(std::uint64_t from = 0);
 // take_records_per_packet_limit.
 void read_take_records(const comm_socket_v4_packet& packet, std::vector<take_record>* records);
 
-// Reads a page. False when `reply` is none. *next becomes the number to go on with, 0 after the last page.
+// Reads a page. False when `reply` is none. Sets *next to the number to ask for next, 0 after the last page.
 bool add_record_page(const comm_socket_v4_packet& reply, std::vector<take_record>* records,
                      std::uint64_t* next);
 
-// Asks for all takes from number `from` on, at most take_records_limit. done, or as ask_until(); refused with
-// `problem` when the driver keeps no record.
+// Asks for all takes from number `from` on, at most take_records_limit. Returns done, or what ask_until()
+// returns; refused, with `problem`, when the driver keeps no record.
 outcome record_until(driver_connection* connection, std::uint64_t from, std::vector<take_record>* records,
                      std::uint64_t deadline);
 

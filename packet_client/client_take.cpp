@@ -2,6 +2,7 @@
 
 #include "client_limits.h"
 #include "client_texts.h"
+#include "plain_text.h"
 #include "text.h"
 
 #include <algorithm>
@@ -59,7 +60,7 @@ constexpr std::string_view result_entry = "output ";
 void add_result(take_answer* answer, std::string_view name, std::string_view value) {
     if (!name.starts_with(result_entry) || answer->results.size() >= takes_per_order_limit)
         return;
-    const auto output = number_in(name.substr(result_entry.size()));
+    const auto output = number_of_digits<std::uint64_t>(name.substr(result_entry.size()));
     if (output && *output <= static_cast<std::uint64_t>(std::numeric_limits<int>::max()))
         answer->results.push_back({static_cast<int>(*output), take_result_in(value)});
 }
@@ -160,7 +161,7 @@ outcome take_until(driver_connection* connection, const take_order& order, take_
     const outcome waited = wait_for_reply(connection, number, &packet, deadline);
     if (waited != outcome::done)
         return waited;
-    read_take_answer(packet, answer); // nothing else is handed out as a take's answer
+    read_take_answer(packet, answer); // next_packet() hands out nothing else as the answer to a take
     if (answer->error.empty())
         return outcome::done;
     connection->problem = answer->error;

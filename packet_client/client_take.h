@@ -15,10 +15,10 @@ struct output_take {
 
 struct take_order {
     std::vector<output_take> takes; // 1 to takes_per_order_limit, each output once
-    std::string id;         // 1 to take_id_limit bytes; of the takes on one connection without an answer, one
+    std::string id; // 1 to take_id_limit bytes; no two takes of one connection may wait with the same id
     unsigned within_ms = 0; // take_within_shortest_ms to take_within_longest_ms; 0: the driver's usual
     std::string by;         // up to take_by_limit printable bytes, shown to others
-    std::vector<output_take> expect; // a take is done only where these sources are shown and confirmed
+    std::vector<output_take> expect; // a take is done only if its output shows these sources, confirmed
 };
 
 enum class take_word {
@@ -28,13 +28,13 @@ enum class take_word {
     replaced_sent,   // a later take came before this one was confirmed
     replaced_unsent, // the same, and this one was never sent
     withdrawn,       // it was never sent, and will not be
-    unknown,         // it was sent, and nobody knows
+    unknown,         // it was sent, and nobody knows whether it was done
     other,           // a word that only newer drivers say; `text` has it
 };
 
 struct take_result {
     take_word word = take_word::other;
-    std::string text;      // behind the word: reason, or who came later; at most picture_text_limit bytes
+    std::string text; // follows the word: the reason, or who replaced it; at most picture_text_limit bytes
     level_sources sources; // of `shows`
 };
 
@@ -48,7 +48,7 @@ struct take_answer {
     std::string epoch;
     bool all_confirmed = false;
     std::vector<output_result> results; // in the order of the takes; at most takes_per_order_limit
-    std::string error;                  // what is wrong with the order; then nothing of it was done
+    std::string error;                  // not empty: what is wrong with the order, and nothing of it was done
 };
 
 // What is wrong with an order; "" when the driver can read it.
@@ -57,20 +57,20 @@ std::string order_problem(const take_order& order);
 // The request of an order that has no problem.
 comm_socket_v4_packet take_request(const take_order& order);
 
-// Queues the order, as queue_request() does: its number, or 0 with `problem` set, also for a problem of the
-// order.
+// Queues the order as queue_request() does. Returns its number, or 0 with `problem` set, also when the order
+// itself has a problem.
 std::uint64_t queue_take(driver_connection* connection, const take_order& order);
 
 // Reads the answer to a take, `error` too. False when `packet` is none.
 bool read_take_answer(const comm_socket_v4_packet& packet, take_answer* answer);
 
-// Sends the order and waits for its answer. done with *answer filled, confirmed or not; refused with
-// `problem` when the driver cannot read the order, or knows no such takes; else as ask_until(). The deadline
-// should lie behind within_ms.
+// Sends the order and waits for its answer. Returns done with *answer filled, whether the takes were
+// confirmed or not; refused, with `problem`, when the driver cannot read the order or does not know `take`;
+// else what ask_until() returns. The deadline should be later than within_ms.
 outcome take_until(driver_connection* connection, const take_order& order, take_answer* answer,
                    std::uint64_t deadline);
 
-// A result in the protocol's words, and what they say.
+// Reads a result from the protocol's text, and gives the protocol's word for one.
 take_result take_result_in(std::string_view text);
 const char* take_word_text(take_word word);
 

@@ -1,8 +1,7 @@
 #include "client_texts.h"
 
 #include "client_limits.h"
-
-#include <charconv>
+#include "plain_text.h"
 
 namespace vrdx {
 
@@ -11,7 +10,7 @@ namespace {
 std::optional<int> source_in(std::string_view text) {
     if (text == "unknown")
         return source_unknown;
-    const auto number = number_in(text);
+    const auto number = number_of_digits<std::uint64_t>(text);
     if (!number || *number > picture_inputs_limit)
         return std::nullopt;
     return static_cast<int>(*number);
@@ -19,17 +18,8 @@ std::optional<int> source_in(std::string_view text) {
 
 } // namespace
 
-std::optional<std::uint64_t> number_in(std::string_view text) {
-    std::uint64_t number = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    if (text.empty() || error != std::errc() || stop != end)
-        return std::nullopt;
-    return number;
-}
-
 std::uint64_t number_or_0(std::string_view text) {
-    return number_in(text).value_or(0);
+    return number_of_digits<std::uint64_t>(text).value_or(0);
 }
 
 std::string_view cut_word(std::string_view* text, char separator) {

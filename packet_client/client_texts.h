@@ -9,18 +9,16 @@
 
 namespace vrdx {
 
-// The number that the whole of `text` is: digits only, at most 2^64 - 1.
-std::optional<std::uint64_t> number_in(std::string_view text);
-
-// The same, 0 for any other text.
+// The number whose digits are the whole of `text`; 0 for any other text.
 std::uint64_t number_or_0(std::string_view text);
 
-// Cuts off what stands before the first `separator`, and gives it; all of the text when there is none.
+// Removes from *text what is before the first `separator`, and the separator, and returns it; all of the text
+// when there is no separator.
 std::string_view cut_word(std::string_view* text, char separator);
 
-// "AUDIO,VIDEO", each a number up to picture_inputs_limit, or `unknown`. None for any other text.
+// Reads "AUDIO,VIDEO": each is a number up to picture_inputs_limit, or `unknown`. Nothing for any other text.
 std::optional<level_sources> sources_in(std::string_view text);
-// "OUT=IN" or "OUT=AUDIO,VIDEO" as a request has it.
+// "OUT=IN" or "OUT=AUDIO,VIDEO", as requests contain it.
 std::string take_text(int output, const level_sources& sources);
 
 // The value of the first entry of this name; "" when there is none.

@@ -4,6 +4,7 @@
 #include "client_places.h"
 #include "client_texts.h"
 #include "monotonic_us.h"
+#include "plain_text.h"
 
 namespace vrdx {
 
@@ -15,8 +16,8 @@ watch_step stop(router_watch* watch, watch_step why) {
     return why;
 }
 
-// The first change begins with 1 and tells all; each further one goes on behind the one before. What is told
-// twice does no harm: it is the newest state each time.
+// The first change begins with 1 and contains everything; each further one begins after the one before. An
+// entry that comes twice does no harm: it is the newest state each time.
 watch_step place_change(const router_watch& watch, std::uint64_t from, std::uint64_t to) {
     if (watch.more)
         return from == watch.from && to == watch.to ? watch_step::told : watch_step::gap;
@@ -28,8 +29,8 @@ watch_step place_change(const router_watch& watch, std::uint64_t from, std::uint
 }
 
 watch_step add_change(router_watch* watch, const comm_socket_v4_packet& change, watch_news* news) {
-    const auto from = number_in(entry_value(change, "from"));
-    const auto to = number_in(entry_value(change, "to"));
+    const auto from = number_of_digits<std::uint64_t>(entry_value(change, "from"));
+    const auto to = number_of_digits<std::uint64_t>(entry_value(change, "to"));
     if (!from || !to)
         return watch_step::malformed;
     const watch_step placed = place_change(*watch, *from, *to);
@@ -59,9 +60,9 @@ void add_takes(router_watch* watch, const comm_socket_v4_packet& takes, watch_ne
 }
 
 void add_alive(router_watch* watch, const comm_socket_v4_packet& alive) {
-    if (const auto sequence = number_in(entry_value(alive, "sequence")))
+    if (const auto sequence = number_of_digits<std::uint64_t>(entry_value(alive, "sequence")))
         watch->told_sequence = *sequence;
-    if (const auto last_take = number_in(entry_value(alive, "last take")))
+    if (const auto last_take = number_of_digits<std::uint64_t>(entry_value(alive, "last take")))
         watch->picture.last_take = *last_take;
 }
 

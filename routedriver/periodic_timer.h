@@ -1,4 +1,4 @@
-// Timers that fire in the loop: a fixed period, and no catching up on what was missed.
+// Timers of the loop: they fire once per period, and periods that were missed are not made up for.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
-// Invariants: checked in every build type, told as the C library tells them, under the program's own name.
+// Invariants. They are checked in every build type; the message is that of the C library, with this program's
+// name.
 #pragma once
 
 [[noreturn]] void vrdx_assert_failed(const char* assertion, unsigned line, const char* function);

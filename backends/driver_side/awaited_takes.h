@@ -1,6 +1,6 @@
-// Takes between the moment they are asked for and the router's word on them. While one is awaited the driver
-// is told nothing of its output's source: the source from before would count as the answer. Outputs are
-// 0-based; levels and sources carry the protocol's own numbers. Times are monotonic microseconds.
+// Takes that the router has not answered yet. While a take is awaited, the source of its output is not
+// reported to the driver: the driver would mistake the old source for the answer. Outputs are 0-based; levels
+// and sources have the protocol's own numbers. Times are monotonic microseconds.
 #pragma once
 
 #include <cstdint>
@@ -10,21 +10,21 @@
 
 struct awaited_output {
     std::map<int, int> wanted;  // level to source: what the router has not shown yet
-    std::uint64_t deadline = 0; // the wait is over then
-    bool seen = false;          // the router has shown another source meanwhile; the right one may follow
+    std::uint64_t deadline = 0; // the end of the wait
+    bool seen = false;          // the router has shown another source since; the right one may still follow
     bool refused = false;       // whatever the router shows next ends the wait
 };
 
 using awaited_takes = std::map<int, awaited_output>; // by output
 
-// Waits for one crosspoint, besides or instead of what was awaited of its output before.
+// Waits for one crosspoint, in addition to the other levels of its output that are awaited.
 void await_take(awaited_takes& awaited, int output, int level, int source, std::uint64_t deadline);
 
-// Takes note of what the router has shown; no `source`: this level of the output does not exist, which
-// settles it. True when nothing is left to wait for: the output is not awaited any more.
+// Notes what the router has shown; no `source`: the output does not have this level, so it is not waited for
+// any more. True when nothing is left to wait for; the output is then no longer in `awaited`.
 bool note_shown(awaited_takes& awaited, int output, int level, std::optional<int> source);
 
-// True when this crosspoint is still waited for, with this source.
+// True when the output is still awaited to show this source on this level.
 bool is_awaited(const awaited_takes& awaited, int output, int level, int source);
 
 struct expired_takes {
@@ -32,7 +32,7 @@ struct expired_takes {
     std::set<int> contradicted; // it has shown something else
 };
 
-// Ends the waits whose time is over.
+// Ends the waits whose deadline has passed.
 expired_takes expire_awaited(awaited_takes& awaited, std::uint64_t now);
 
 // The earliest deadline; the largest number when there is none.

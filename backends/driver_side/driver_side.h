@@ -1,11 +1,12 @@
-// The half of a backend that faces the driver: its requests in, reports out. A protocol shows here what its
-// router says, and is asked to switch takes that the router can do. No input or output behind this: the main
-// loop sends the reports and prints the log. Inputs and outputs are 0-based, times monotonic microseconds.
+// The side of a backend that talks to the driver: it reads the driver's requests and makes the reports. A
+// protocol tells it what the router says (show_...), and gets from it the takes that the router can do.
+// Nothing here reads or writes descriptors: the main loop sends the reports and prints the log. Inputs and
+// outputs are 0-based, times are monotonic microseconds.
 //
 //   state      means                                 takes
 //   away       the router cannot be reached          refused
 //   reading    it can, and its picture is being read refused
-//   ready      the picture is true                   handed to the protocol
+//   ready      the picture is complete               given to the protocol
 #pragma once
 
 #include "awaited_takes.h"
@@ -31,15 +32,15 @@ struct driver_side {
     bool whole_salvos = true; // said in "info"
     awaited_takes awaited;
 
-    // What is to be done; the main loop empties these.
+    // To be sent and printed by the main loop, which empties both.
     std::vector<TavrixAPIRouterMessage> reports; // in this order
     log_lines log;
 
-    // --- its own, changed by the functions below
-    endpoint_size size; // nothing: not announced
+    // --- changed by the functions below alone
+    endpoint_size size; // all 0: not announced
     std::vector<shown_port> inputs;
     std::vector<shown_port> outputs;
-    std::set<int> untold; // outputs whose source is to be told as soon as it may
+    std::set<int> untold; // outputs whose source is to be reported as soon as that is allowed
     TavrixAPIRouterMessage input_news;
     TavrixAPIRouterMessage output_news;
     endpoint_collection collected;
@@ -49,10 +50,11 @@ struct driver_side {
 
 // What the protocol does for the driver.
 struct protocol_requests {
-    // The router is ready and has these inputs, outputs and levels. Not later than `expires_us`.
+    // Switch these, not later than `expires_us`. The router is ready and has these inputs, outputs and
+    // levels.
     std::function<void(const endpoint_takes& takes, std::uint64_t expires_us)> switch_takes;
 
-    // Of ports that exist; empty: the router has no properties to set.
+    // Set these properties of ports that exist. An empty function: the router has no properties to set.
     std::function<void(const std::vector<endpoint_property>& properties)> set_properties;
 
     std::function<void(const std::string& name, const std::string& value)> change_setting;
@@ -67,33 +69,34 @@ void hear_driver(driver_side& driver, const TavrixAPIRouterMessage& message, std
 
 // --- the picture
 
-// Tells the size, and forgets what was shown before. The sources of all outputs are unknown now; they are
-// told to be that at once, unless the router is ready and says them.
+// Reports the size, and forgets what was shown before. The sources of all outputs are unknown now. They are
+// reported as unknown at once, unless the router is ready and tells them.
 void announce_size(driver_side& driver, const endpoint_size& size);
 
-// Nothing is known of the router any more; what the driver shows stays until the next announcement.
+// Forgets what is known of the router. What the driver shows stays until the next announcement.
 void forget_router(driver_side& driver, router_state state);
 
-// What the router shows of a port; a number beyond the size is skipped.
+// Notes a property of a port; a number beyond the size is skipped.
 void show_input(driver_side& driver, int input, const std::string& property, const std::string& value);
 void show_output(driver_side& driver, int output, const std::string& property, const std::string& value);
 
-// The source is told once the router is ready and no take of the output is awaited; also when it is the one
-// from before, since it may confirm a take.
+// Notes a source. It is reported when the router is ready and no take of the output is awaited, even when it
+// is the same as before, because it may confirm a take.
 void show_source(driver_side& driver, int output, endpoint_level level, int source);
 
-// The source that stands is told again.
+// Reports the source of an output once more.
 void tell_source(driver_side& driver, int output);
 
-// Makes reports of what was shown since; to be called at the end of each pass.
+// Makes reports of what was noted since the last call. To be called at the end of each pass.
 void report_news(driver_side& driver);
 
 // --- refusals, the link, the log
 
-// Reports each as refused, and logs them in one line. What their outputs have kept is not told.
+// Reports each as refused, and logs them in one line. The sources that their outputs still have are not
+// reported.
 void refuse_takes(driver_side& driver, const endpoint_takes& takes, const std::string& why);
 
-// Whether the router can be reached; said once per change.
+// Reports whether the router can be reached, once per change.
 void report_link(driver_side& driver, bool is_up, const std::string& text);
 
 void warn(driver_side& driver, const std::string& text);

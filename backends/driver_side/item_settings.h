@@ -12,24 +12,26 @@
 
 struct item_setting {
     std::string_view name;
-    std::function<bool(std::string_view value)> read; // into its place; false, the place untouched: malformed
-    bool is_live = false;                             // may change while the program runs
+    std::function<bool(std::string_view value)>
+        read;             // stores the value; false, and nothing stored: malformed
+    bool is_live = false; // may change while the program runs
 };
 
 using item_settings = std::vector<item_setting>;
 
-// A number from `lowest` to `highest`, a word of yes and no, and a text of one line; blanks around them do
-// not count. `place` has to outlive the setting.
+// A number from `lowest` to `highest`, "yes" or "no", and a text of one line. Blanks around them are ignored.
+// `place` is where the value is stored; it must live as long as the setting.
 item_setting number_setting(std::string_view name, int& place, int lowest, int highest, bool is_live = false);
 item_setting switch_setting(std::string_view name, bool& place);
 item_setting text_setting(std::string_view name, std::string& place, bool is_live = false);
 
-// Reads what `values` hold of `settings`. A malformed value is logged as an error and leaves the default.
+// Reads those of `settings` that are in `values`. A malformed value is logged as an error, and the default
+// stays.
 void read_settings(const item_settings& settings, const std::map<std::string, std::string>& values,
                    log_lines& log);
 
-// Reads one that has changed. False when it is none of these, is not live, or is malformed: that is logged as
-// an error, and nothing is changed.
+// Reads a setting that has changed. False, and nothing changed, when it is none of these, is not live, or is
+// malformed, which is logged as an error.
 bool change_setting(const item_settings& settings, const std::string& name, const std::string& value,
                     log_lines& log);
 

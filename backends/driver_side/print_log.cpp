@@ -11,8 +11,8 @@ namespace {
 
 constexpr int longest_wait_ms = 1000;
 
-bool is_stuck = false; // the last line was dropped: the next one finds room at once, or is dropped, too
-bool is_torn = false;  // what was written last does not end a line
+bool is_stuck = false; // the last line was dropped: the next one is written at once, or dropped, too
+bool is_torn = false;  // the last line was written in part only
 
 // False when there is no room in time. There is then room for a piece, even if standard error would block.
 bool wait_for_room() {
@@ -41,8 +41,8 @@ std::size_t write_while_read(std::string_view text) {
 
 } // namespace
 
-// The driver may be slow to read, but it must not hold up the takes, nor hide its end: that is seen on
-// standard input, between two lines.
+// A driver that is slow to read must not delay the takes. Nor may it keep us from noticing that it has ended,
+// which is seen on standard input.
 void print_log_line(std::string line) {
     line.push_back('\n');
     if (is_torn) {

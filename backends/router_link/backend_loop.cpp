@@ -13,7 +13,7 @@ namespace {
 constexpr int last_words_timeout_ms = 1000;
 constexpr std::uint64_t longest_wait_us = 60000000;
 
-// How long nothing is to be done unless somebody speaks.
+// How long there is nothing to do if nothing comes.
 int idle_ms(const router_link& link, const backend_handlers& handlers, bool driver_reads) {
     const std::uint64_t now = endpoint_clock_us();
     const std::uint64_t due =
@@ -21,7 +21,7 @@ int idle_ms(const router_link& link, const backend_handlers& handlers, bool driv
     return due <= now ? 0 : static_cast<int>((std::min(due - now, longest_wait_us) + 999) / 1000);
 }
 
-// A driver that does not read must not make us collect what the router goes on to say.
+// While the driver does not read, the router is not read either, so that nothing piles up here.
 void serve_router(router_link& link, const backend_handlers& handlers) {
     if (!endpoint_output_pending()) {
         service_link(link, endpoint_clock_us());

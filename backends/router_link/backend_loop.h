@@ -11,18 +11,18 @@ struct backend_handlers {
     // A message from the driver has arrived.
     std::function<void(const TavrixAPIRouterMessage& message, std::uint64_t now)> on_message;
 
-    // Once per pass, after the link was serviced: take in link.received, notice that link.connections or
-    // link.state is another one, do what is due, report, log.
+    // Called once per pass, after the link was serviced: read link.received, notice when link.connections or
+    // link.state has changed, do what is due, report, log.
     std::function<void(std::uint64_t now)> on_pass;
 
-    // When on_pass is to be called at the latest; the largest number: whenever something happens.
+    // When on_pass must be called at the latest; the largest number: only when something happens.
     std::function<std::uint64_t()> next_due;
 };
 
 // To be called first: ignores SIGPIPE, checks that the arguments are "--file ITEM", prepares the descriptors.
-// The item's path; null, with the reason printed, when the program cannot go on.
+// Returns the item's path; null, after printing the reason, when the program cannot go on.
 const char* start_backend_program(int argc, char** argv);
 
-// Runs until the driver is gone, then hands over what it may still read and returns. The link's log lines are
-// printed as they come. While the driver does not read, the router is not read either.
+// Runs until the driver is gone, then writes what the driver may still read and returns. The link's log lines
+// are printed when they come. While the driver does not read, nothing is read from the router either.
 void run_backend_loop(router_link& link, const backend_handlers& handlers);

@@ -40,7 +40,7 @@ void look_up(const std::shared_ptr<name_lookup>& lookup) {
     static_cast<void>(ask_resolver(*lookup, 0)); // the failure stands in the look-up
     lookup->done = true;
     const ssize_t written = write(lookup->wake_write, "", 1);
-    static_cast<void>(written); // an empty pipe takes one byte
+    static_cast<void>(written); // an empty pipe has room for one byte
     --running;
 }
 

@@ -1,4 +1,5 @@
-// How long to wait before the next attempt to reach a router. Pure: the caller brings the chance.
+// How long to wait before the next attempt to reach a router. No clock and no random numbers in here: the
+// caller passes a random number.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +11,9 @@ struct reconnect_delay {
 };
 
 // The next wait in microseconds: its nominal length is first_us, then twice the one before, at most
-// longest_us; shortened by up to a quarter, so that many backends do not come back in step. `chance` is 0..1.
+// longest_us; shortened by up to a quarter, so that many backends do not all try at the same moment. `chance`
+// is a random number from 0 to 1: 1 shortens the most.
 std::uint64_t next_reconnect_delay(reconnect_delay& delay, double chance);
 
-// The next wait is the first one again.
+// Makes the next wait as short as the first one.
 void reset_reconnect_delay(reconnect_delay& delay);

@@ -30,15 +30,16 @@ void close_link(router_link& link) {
     link.unsent.clear();
 }
 
-// The kernel would go on to deliver what was written, though the takes in it were given up: it is to throw
-// that away. What a socket or a serial line does not know fails without harm.
+// The kernel would still deliver what was written, although the takes in it were given up: this makes it
+// throw that away. Each call works on sockets or on serial lines only; on the other kind it fails without
+// harm.
 void discard_in_kernel(const router_link& link) {
     const linger at_once = {1, 0};
     setsockopt(link.fd, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
     tcflush(link.fd, TCIOFLUSH);
 }
 
-// Closes an open link without leaving anything on its way.
+// Closes an open link; nothing that was written is delivered afterwards.
 void abort_link(router_link& link) {
     if (link.fd >= 0) {
         discard_in_kernel(link);
@@ -46,8 +47,8 @@ void abort_link(router_link& link) {
     close_link(link);
 }
 
-// Each failure is said once until the link was connected again: not per try. Its text may come from the
-// router, which may have another one each time, of any length.
+// Each failure is logged once until the link is connected again, not at each attempt. Its text may come from
+// the router, which may have another one each time, of any length.
 void say_failure(router_link& link, const std::string& whole_failure) {
     const std::string failure = whole_failure.substr(0, longest_said_failure);
     if (link.said_connected) {
@@ -67,7 +68,7 @@ void wait_for_next_try(router_link& link, const std::string& failure, std::uint6
     say_failure(link, failure);
     link.failure = failure.substr(0, longest_said_failure);
     link.sound_since = 0;
-    link.state = link_state::waiting;
+    link.state = router_link_state::waiting;
     link.due = now + next_reconnect_delay(link.delay, link.chance());
 }
 
@@ -75,7 +76,7 @@ void set_target(router_link& link, const std::string& name, bool any) {
     abort_link(link);
     link.name = name;
     link.failure.clear();
-    link.state = any ? link_state::waiting : link_state::idle;
+    link.state = any ? router_link_state::waiting : router_link_state::idle;
     link.due = 0;
     link.sound_since = 0;
     link.said_connected = false;
@@ -86,7 +87,7 @@ void set_target(router_link& link, const std::string& name, bool any) {
 void become_open(router_link& link, int fd, std::uint64_t now) {
     link.fd = fd;
     link.failure.clear();
-    link.state = link_state::open;
+    link.state = router_link_state::open;
     link.last_received = now;
     ++link.connections;
 }
@@ -94,7 +95,7 @@ void become_open(router_link& link, int fd, std::uint64_t now) {
 void begin_opening(router_link& link, std::uint64_t now) {
     if (!link.open_device) {
         begin_tcp_opening(link.tcp, link.host, link.port, now);
-        link.state = link_state::opening;
+        link.state = router_link_state::opening;
         return;
     }
     std::string failure = "it cannot be opened";
@@ -116,7 +117,8 @@ void continue_opening(router_link& link, std::uint64_t now) {
     }
 }
 
-// The kernel falls back to its own ways by itself, so it is told each time. A serial line does not know this.
+// The kernel forgets this setting by itself, so it is set each time. On a serial line the call fails without
+// harm.
 void acknowledge_at_once(const router_link& link) {
     if (link.acknowledges_at_once) {
         const int on = 1;
@@ -149,7 +151,7 @@ void read_from_router(router_link& link, std::uint64_t now) {
 } // namespace
 
 void flush_link(router_link& link, std::uint64_t now) {
-    if (link.state != link_state::open || link.unsent.empty()) {
+    if (link.state != router_link_state::open || link.unsent.empty()) {
         return;
     }
     const ssize_t count = write(link.fd, link.unsent.data(), link.unsent.size());
@@ -186,23 +188,23 @@ void set_link_target_device(router_link& link, const std::string& name,
 }
 
 void service_link(router_link& link, std::uint64_t now) {
-    if (link.state == link_state::open && link.received.size() > most_link_received) {
+    if (link.state == router_link_state::open && link.received.size() > most_link_received) {
         drop_link(link, "it sends what never ends", now);
     }
-    if (link.state == link_state::waiting && link.due <= now) {
+    if (link.state == router_link_state::waiting && link.due <= now) {
         begin_opening(link, now);
     }
-    if (link.state == link_state::opening) {
+    if (link.state == router_link_state::opening) {
         continue_opening(link, now);
     }
-    if (link.state == link_state::open) {
+    if (link.state == router_link_state::open) {
         read_from_router(link, now);
     }
     flush_link(link, now);
 }
 
 bool send_to_router(router_link& link, std::string_view text) {
-    if (link.state != link_state::open || link.unsent.size() + text.size() > most_link_unsent) {
+    if (link.state != router_link_state::open || link.unsent.size() + text.size() > most_link_unsent) {
         return false;
     }
     link.unsent.append(text);
@@ -210,13 +212,13 @@ bool send_to_router(router_link& link, std::string_view text) {
 }
 
 void drop_link(router_link& link, const std::string& failure, std::uint64_t now) {
-    if (link.state == link_state::open) {
+    if (link.state == router_link_state::open) {
         wait_for_next_try(link, failure, now);
     }
 }
 
 void link_is_sound(router_link& link, std::uint64_t now) {
-    if (link.state != link_state::open || link.sound_since != 0) {
+    if (link.state != router_link_state::open || link.sound_since != 0) {
         return;
     }
     link.sound_since = now;
@@ -226,10 +228,10 @@ void link_is_sound(router_link& link, std::uint64_t now) {
 }
 
 pollfd link_wait(const router_link& link) {
-    if (link.state == link_state::opening) {
+    if (link.state == router_link_state::opening) {
         return tcp_opening_wait(link.tcp);
     }
-    if (link.state != link_state::open) {
+    if (link.state != router_link_state::open) {
         return {-1, 0, 0};
     }
     const bool unsent = !link.unsent.empty();
@@ -237,8 +239,9 @@ pollfd link_wait(const router_link& link) {
 }
 
 std::uint64_t link_due(const router_link& link) {
-    if (link.state == link_state::waiting) {
+    if (link.state == router_link_state::waiting) {
         return link.due;
     }
-    return link.state == link_state::opening ? link.tcp.deadline : std::numeric_limits<std::uint64_t>::max();
+    return link.state == router_link_state::opening ? link.tcp.deadline
+                                                    : std::numeric_limits<std::uint64_t>::max();
 }

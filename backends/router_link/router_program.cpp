@@ -8,14 +8,14 @@ namespace {
 struct followed_link {
     router_link& link;
     const router_protocol& protocol;
-    std::uint64_t connection = 0; // the count of the one that is talked on; 0: none
+    std::uint64_t connection = 0; // the count of the connection in use; 0: none
     std::uint64_t next_due = 0;
 };
 
 // A connection that broke and one that was made may come in the same pass.
 void follow(followed_link& followed, std::uint64_t now) {
     const router_link& link = followed.link;
-    const std::uint64_t connection = link.state == link_state::open ? link.connections : 0;
+    const std::uint64_t connection = link.state == router_link_state::open ? link.connections : 0;
     if (connection == followed.connection) {
         return;
     }
@@ -50,7 +50,7 @@ void serve_protocol(followed_link& followed, std::uint64_t now) {
     followed.link.acknowledges_at_once = router.awaits_answer;
 }
 
-// A router that has been asked for once and cannot be had is down; one that is being read is not up yet.
+// After a failed attempt to connect the router is down; while its state is being read it is not up yet.
 void tell_link(const followed_link& followed) {
     driver_side& driver = followed.protocol.driver;
     if (driver.state == router_state::ready) {
@@ -61,7 +61,7 @@ void tell_link(const followed_link& followed) {
 }
 
 void run_pass(followed_link& followed, std::uint64_t now) {
-    print_log(followed.link.log); // why the link is lost, before what that means
+    print_log(followed.link.log); // first why the link is lost, then what follows from it
     follow(followed, now);
     if (followed.connection != 0) {
         followed.protocol.hear_router(followed.link.received, now);

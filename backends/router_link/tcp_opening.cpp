@@ -30,7 +30,7 @@ void begin_attempt(tcp_opening& opening, std::uint64_t now) {
         fail_attempt(opening, errno);
         return;
     }
-    const int on = 1; // a take is a few bytes: it must not wait for company
+    const int on = 1; // a take is a few bytes, which must be sent without waiting for more
     setsockopt(opening.fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
     const auto* address = reinterpret_cast<const sockaddr*>(&target.address);
     if (connect(opening.fd, address, target.size) != 0 && errno != EINPROGRESS && errno != EINTR) {
@@ -38,8 +38,8 @@ void begin_attempt(tcp_opening& opening, std::uint64_t now) {
     }
 }
 
-// A take must not arrive late: what the router has not acknowledged by now breaks the connection, instead of
-// being sent again for minutes while the cable is out.
+// A take must not arrive late. So the connection breaks when the router does not acknowledge in this time;
+// otherwise the kernel would send the bytes again for minutes, for instance while a cable is unplugged.
 void bound_delivery(int fd) {
     const unsigned int longest_ms = 2000;
     setsockopt(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &longest_ms, sizeof longest_ms);

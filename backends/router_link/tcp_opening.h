@@ -17,8 +17,8 @@ struct tcp_opening {
 
 enum class opening_result {
     pending, // call continue_tcp_opening() again, at the latest at the deadline
-    open,    // fd is connected, non-blocking, close-on-exec, and from now on the caller's
-    failed,  // `failure` says why; nothing is left open
+    open, // *connected is the descriptor: connected, non-blocking, close-on-exec, to be closed by the caller
+    failed, // `failure` says why; nothing is left open
 };
 
 // Starts over. `host` and `port` as for begin_name_lookup(); `now` in monotonic microseconds.

@@ -34,11 +34,11 @@ bool is_ok_with_echo(const std::vector<reply>& parts) {
 }
 
 bool speaks_of(const std::vector<reply>& parts, const std::vector<crosspoint_take>& takes) {
-    const auto is_taken = [&](const reply& part) {
+    const auto belongs_to_take = [&](const reply& part) {
         const auto same_output = [&](const crosspoint_take& take) { return take.output == part.output; };
         return is_routing(part) && std::any_of(takes.begin(), takes.end(), same_output);
     };
-    return std::any_of(parts.begin(), parts.end(), is_taken);
+    return std::any_of(parts.begin(), parts.end(), belongs_to_take);
 }
 
 bool answers_in_words(const command_queue& queue, const std::vector<reply>& parts) {
@@ -79,8 +79,8 @@ std::uint64_t patience_for(const command_queue& queue) {
     return is_take(queue) ? std::max(take_answer_limit_us, pace) : answer_limit_us;
 }
 
-// Reports of other controllers' takes do not keep a lost take alive: it is repeated while the driver still
-// waits. Its answer takes about as long on the line as the take itself.
+// Reports of other controllers' takes are no answer, and do not delay the repetition of a lost take, which
+// must come while the driver still waits. The answer needs about as long on the line as the take itself.
 std::uint64_t longest_answer(const command_queue& queue) {
     return is_take(queue) ? 3 * patience_for(queue) / 2 + 2 * line_time_of(queue) : longest_answer_us;
 }
@@ -98,7 +98,7 @@ bool complete_without_ok(const command_queue& queue) {
     return queue.status_without_ok && queue.outstanding->unseen.empty();
 }
 
-// What has begun and is not complete may be short of crosspoints that do not exist, or still be on its way.
+// In a status that has begun and is not complete, the missing crosspoints may not exist, or may still come.
 std::uint64_t status_ends_at(const command_queue& queue) {
     if (complete_without_ok(queue)) {
         return 0;
@@ -109,24 +109,24 @@ std::uint64_t status_ends_at(const command_queue& queue) {
 }
 
 void mark_salvo_begun(command_queue& queue) {
-    for (command& waiting : queue.waiting) {
+    for (router_command& waiting : queue.waiting) {
         waiting.salvo_begun |= waiting.wanted_since == queue.outstanding->wanted_since;
     }
 }
 
 } // namespace
 
-void enqueue(command_queue& queue, command command) {
+void enqueue(command_queue& queue, router_command command) {
     const auto is_last = [](const auto& waiting) { return waiting.kind == command_kind::status; };
     const auto place = std::find_if(queue.waiting.begin(), queue.waiting.end(), is_last);
     queue.waiting.insert(place, std::move(command));
 }
 
-void enqueue_first(command_queue& queue, command command) {
+void enqueue_first(command_queue& queue, router_command command) {
     queue.waiting.push_front(std::move(command));
 }
 
-const command* start_next(command_queue& queue, std::uint64_t now) {
+const router_command* start_next(command_queue& queue, std::uint64_t now) {
     if (queue.outstanding || queue.waiting.empty()) {
         return nullptr;
     }
@@ -164,14 +164,14 @@ answer judge_answer(const command_queue& queue, const std::vector<reply>& parts)
     return has_kind(parts, reply_kind::error) && !is_resync && !foreign ? answer::refused : answer::not_ours;
 }
 
-command remove_outstanding(command_queue& queue, std::uint64_t answered_at) {
-    command taken = std::move(*queue.outstanding);
+router_command remove_outstanding(command_queue& queue, std::uint64_t answered_at) {
+    router_command removed = std::move(*queue.outstanding);
     queue.outstanding.reset();
-    const bool is_quick = !is_status(taken.kind) && taken.kind != command_kind::take;
+    const bool is_quick = !is_status(removed.kind) && removed.kind != command_kind::take;
     if (answered_at != 0 && is_quick && !queue.repeated) {
         queue.slowest_answer = std::max(queue.slowest_answer, answered_at - queue.written_at);
     }
-    return taken;
+    return removed;
 }
 
 bool status_ended(const command_queue& queue, std::uint64_t now) {

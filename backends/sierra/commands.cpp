@@ -2,7 +2,7 @@
 
 namespace {
 
-void expect_output(command& status, int output, int levels) {
+void expect_output(router_command& status, int output, int levels) {
     for (int level = 1; level <= levels; ++level) {
         status.unseen.emplace(output, level);
     }
@@ -14,8 +14,8 @@ int level_count(const session& session) {
 
 } // namespace
 
-command plain_command(command_kind kind) {
-    command result;
+router_command plain_command(command_kind kind) {
+    router_command result;
     result.kind = kind;
     switch (kind) {
     case command_kind::letters:
@@ -43,19 +43,19 @@ command plain_command(command_kind kind) {
     return result;
 }
 
-command status_command(const session& session) {
-    command status = plain_command(command_kind::status);
+router_command status_command(const session& session) {
+    router_command status = plain_command(command_kind::status);
     for (int output = 1; output <= session.picture.outputs; ++output) {
         expect_output(status, output, level_count(session));
     }
     return status;
 }
 
-command verify_command(const session& session, const std::vector<int>& outputs) {
+router_command verify_command(const session& session, const std::vector<int>& outputs) {
     if (session.letters.find('O') == std::string::npos) {
         return status_command(session);
     }
-    command verify = plain_command(command_kind::verify);
+    router_command verify = plain_command(command_kind::verify);
     verify.text = output_request(outputs);
     for (const int output : outputs) {
         expect_output(verify, output, level_count(session));

@@ -3,12 +3,12 @@
 
 #include "session.h"
 
-// One that needs nothing but its letter.
-command plain_command(command_kind kind);
+// A command that is only its letter.
+router_command plain_command(command_kind kind);
 
 // Reads the state of all outputs.
-command status_command(const session& session);
+router_command status_command(const session& session);
 
-// Reads some outputs, 1-based; all of them when the router cannot tell them singly, or did not say that it
+// Reads some outputs, 1-based; all outputs when the router cannot report single ones, or has not said that it
 // can.
-command verify_command(const session& session, const std::vector<int>& outputs);
+router_command verify_command(const session& session, const std::vector<int>& outputs);

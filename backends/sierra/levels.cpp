@@ -90,7 +90,8 @@ level_groups group_levels(const std::vector<std::string>& names, const std::stri
     const auto audio_set = levels_of_setting(names, "audio level", audio_setting, log);
     std::set<int> video = video_set.value_or(levels_named_like(names, "VIDEO"));
     std::set<int> audio = audio_set.value_or(levels_named_like(names, "AUDIO"));
-    // What is set for one group is not guessed for the other; set for both, it is video.
+    // A level that is set for one group is not put into the other by its name; one that is set for both is
+    // video.
     if (audio_set && !video_set) {
         remove_levels(video, audio);
     } else {

@@ -13,7 +13,7 @@ void set_lock(session& session, int output, bool locks) {
         warn(session.driver, "lock not set: the item has no setting \"lock password\"");
         return;
     }
-    command lock = plain_command(command_kind::lock);
+    router_command lock = plain_command(command_kind::lock);
     lock.lock_output = output;
     lock.locks = locks;
     lock.text = lock_request(output, session.settings.lock_password, locks);
@@ -47,7 +47,7 @@ void hear_lock(session& session, const reply& lock) {
     }
 }
 
-void finish_lock(session& session, const command& lock, const std::string& refusal) {
+void finish_lock(session& session, const router_command& lock, const std::string& refusal) {
     if (!refusal.empty()) {
         const auto& properties =
             session.driver.outputs.at(static_cast<std::size_t>(lock.lock_output - 1)).properties;

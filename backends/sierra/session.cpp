@@ -27,7 +27,7 @@ void check_outstanding(session& session, std::uint64_t now) {
         }
         return;
     case expiry::given_up:
-        const command silent = remove_outstanding(session.queue, 0);
+        const router_command silent = remove_outstanding(session.queue, 0);
         if (silent.kind == command_kind::take) {
             give_up_take(session, silent);
         } else {
@@ -39,7 +39,7 @@ void check_outstanding(session& session, std::uint64_t now) {
 }
 
 bool status_waits(const command_queue& queue) {
-    const auto is_status = [](const command& one) { return one.kind == command_kind::status; };
+    const auto is_status = [](const router_command& one) { return one.kind == command_kind::status; };
     return (queue.outstanding && is_status(*queue.outstanding)) ||
            std::any_of(queue.waiting.begin(), queue.waiting.end(), is_status);
 }
@@ -115,7 +115,7 @@ void run_due(session& session, std::uint64_t now) {
     expire_takes(session, now);
     check_outstanding(session, now);
     queue_what_is_due(session, now);
-    if (const command* next = start_next(session.queue, now)) {
+    if (const router_command* next = start_next(session.queue, now)) {
         session.router.to_router += next->text;
     }
     report_news(session.driver);

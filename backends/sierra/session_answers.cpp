@@ -14,7 +14,7 @@ const reply& part_of_kind(const std::vector<reply>& parts, reply_kind kind) {
     return *std::find_if(parts.begin(), parts.end(), [&](const reply& part) { return part.kind == kind; });
 }
 
-void tell_refusal(session& session, const command& refused, const std::string& text) {
+void tell_refusal(session& session, const router_command& refused, const std::string& text) {
     if (refused.kind == command_kind::delayed_reports) {
         add_log_line(session.driver.log, "WARN",
                      "the router does not tell changes, they are seen every " +
@@ -24,7 +24,7 @@ void tell_refusal(session& session, const command& refused, const std::string& t
     }
 }
 
-void refuse_command(session& session, const command& refused, const std::string& text) {
+void refuse_command(session& session, const router_command& refused, const std::string& text) {
     switch (refused.kind) {
     case command_kind::take:
         refuse_take(session, refused, text);
@@ -57,7 +57,7 @@ void hear_answer(session& session, const std::vector<reply>& parts, std::uint64_
         return;
     }
     const bool repeated = session.queue.repeated;
-    const command ended = remove_outstanding(session.queue, verdict == answer::done ? now : 0);
+    const router_command ended = remove_outstanding(session.queue, verdict == answer::done ? now : 0);
     if (verdict == answer::refused) {
         refuse_command(session, ended, part_of_kind(parts, reply_kind::error).text);
     } else {
@@ -66,7 +66,7 @@ void hear_answer(session& session, const std::vector<reply>& parts, std::uint64_
         }
         finish_command(session, ended, parts, now);
     }
-    // What was written twice may be answered twice.
+    // A command that was written twice may be answered twice.
     if (repeated && session.driver.state == router_state::ready) {
         enqueue_first(session.queue, plain_command(command_kind::resync));
     }
@@ -111,7 +111,7 @@ void note_unreadable_parts(session& session, const std::vector<reply>& parts, st
 
 } // namespace
 
-void finish_command(session& session, const command& done, const std::vector<reply>& parts,
+void finish_command(session& session, const router_command& done, const std::vector<reply>& parts,
                     std::uint64_t now) {
     switch (done.kind) {
     case command_kind::letters:

@@ -30,7 +30,7 @@ void begin_anew(session& session, const std::string& reason, std::uint64_t now) 
 void become_ready(session& session, std::uint64_t now) {
     session.driver.state = router_state::ready;
     session.link_test_due = now + link_test_period_us;
-    const router_picture& picture = session.picture;
+    const sierra_picture& picture = session.picture;
     for (int output = 1; output <= picture.outputs; ++output) {
         show_routing(session, output);
     }

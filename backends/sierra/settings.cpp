@@ -20,7 +20,6 @@ bool read_baud(std::string_view text, int& place) {
 
 bool read_password(std::string_view value, std::string& place) {
     const std::string_view text = without_outer_blanks(value);
-    const auto is_digit = [](char one) { return one >= '0' && one <= '9'; };
     if (text.size() > 16 || !std::all_of(text.begin(), text.end(), is_digit)) {
         return false;
     }

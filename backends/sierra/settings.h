@@ -4,10 +4,10 @@
 #include "item_settings.h"
 
 struct sierra_settings {
-    std::string address;           // "address": host name or number; empty: not set
-    int port = 10001;              // "port", 1..highest_port
-    std::string device;            // "device": a serial line, which goes before an address; empty: not set
-    int baud = 9600;               // "baud"
+    std::string address; // "address": host name or number; empty: not set
+    int port = 10001;    // "port", 1..highest_port
+    std::string device;  // "device": a serial line; if it is set, the address is not used; empty: not set
+    int baud = 9600;     // "baud"
     int connect_timeout_ms = 3000; // "connect timeout ms", 1..longest_setting_ms
     int poll_ms = 5000;            // "poll ms", 1..longest_setting_ms: for a router that tells no changes
     std::string lock_password;     // "lock password": digits; empty: locks cannot be set
@@ -25,7 +25,7 @@ enum class changed_part { nothing, line, levels, names, other };
 // keeps its default.
 sierra_settings settings_from_item(const std::map<std::string, std::string>& values, log_lines& log);
 
-// Accepts one setting, and says what is new by it. A malformed value is logged as an error and changes
-// nothing; neither does a name that is not ours, nor a value that it already has.
+// Sets one setting, and returns what has changed by it. A malformed value is logged as an error. It changes
+// nothing, and neither does a name that is not ours, nor the value that the setting has already.
 changed_part change_sierra_setting(sierra_settings& settings, const std::string& name,
                                    const std::string& value, log_lines& log);

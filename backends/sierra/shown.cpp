@@ -23,7 +23,7 @@ bool is_among(const std::vector<int>& levels, int level) {
 } // namespace
 
 void show_router(session& session) {
-    const router_picture& picture = session.picture;
+    const sierra_picture& picture = session.picture;
     announce_size(session.driver, {picture.inputs, picture.outputs, session.groups.split});
     show_names(session);
     for (int output = 1; session.driver.state == router_state::ready && output <= picture.outputs; ++output) {
@@ -51,7 +51,7 @@ void show_routing(session& session, int output) {
     }
 }
 
-std::string level_text(const router_picture& picture, const level_groups& groups) {
+std::string level_text(const sierra_picture& picture, const level_groups& groups) {
     std::string text = picture.levels.size() == 1 ? "level" : "levels";
     int level = 0;
     for (const std::string& name : picture.levels) {

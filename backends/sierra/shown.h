@@ -1,4 +1,4 @@
-// What the driver is shown: only what the router has told since the connection was made.
+// What is reported to the driver: only what the router has told since the connection was made.
 #pragma once
 
 #include "session.h"
@@ -14,4 +14,4 @@ void show_names(session& session);
 void show_routing(session& session, int output);
 
 // "levels VIDEO (video), AudioL (audio)", for a log line.
-std::string level_text(const router_picture& picture, const level_groups& groups);
+std::string level_text(const sierra_picture& picture, const level_groups& groups);

@@ -7,8 +7,9 @@
 
 namespace {
 
-command command_of(std::vector<crosspoint_take> takes, std::uint64_t wanted_since, std::uint64_t expires_us) {
-    command result = plain_command(command_kind::take);
+router_command command_of(std::vector<crosspoint_take> takes, std::uint64_t wanted_since,
+                          std::uint64_t expires_us) {
+    router_command result = plain_command(command_kind::take);
     result.takes = std::move(takes);
     result.text = take_request(result.takes);
     result.wanted_since = wanted_since;
@@ -43,7 +44,7 @@ bool switches_same(const crosspoint_take& earlier, const std::vector<crosspoint_
 
 // A route that a newer one replaces is never sent.
 void remove_superseded(command_queue& queue, const std::vector<crosspoint_take>& takes) {
-    for (command& waiting : queue.waiting) {
+    for (router_command& waiting : queue.waiting) {
         const auto superseded = [&](const auto& earlier) { return switches_same(earlier, takes); };
         const auto end = std::remove_if(waiting.takes.begin(), waiting.takes.end(), superseded);
         waiting.takes.erase(end, waiting.takes.end());
@@ -51,7 +52,7 @@ void remove_superseded(command_queue& queue, const std::vector<crosspoint_take>&
             waiting.text = take_request(waiting.takes);
         }
     }
-    const auto empty = [](const command& waiting) {
+    const auto empty = [](const router_command& waiting) {
         return waiting.kind == command_kind::take && waiting.takes.empty();
     };
     queue.waiting.erase(std::remove_if(queue.waiting.begin(), queue.waiting.end(), empty),
@@ -68,13 +69,13 @@ std::size_t string_end(const std::vector<crosspoint_take>& takes, std::size_t be
 }
 
 void stop_waiting(session& session, const std::vector<crosspoint_take>& takes) {
-    // An output that a newer take wants otherwise goes on waiting.
+    // An output whose newer take wants another source is still awaited.
     for (const int output : outputs_of(not_shown(session.driver.awaited, takes))) {
         session.driver.awaited.erase(output - 1);
     }
 }
 
-std::uint64_t dropped_at(const session& session, const command& take) {
+std::uint64_t dropped_at(const session& session, const router_command& take) {
     const bool needs_time = take.salvo_begun && session.queue.us_per_byte != 0;
     const std::uint64_t oldest = take.wanted_since + (needs_time ? oldest_line_take_us : oldest_take_us);
     return take.expires_us == never_expires ? oldest : take.expires_us;
@@ -83,7 +84,7 @@ std::uint64_t dropped_at(const session& session, const command& take) {
 // Those that are to be dropped by `now`.
 std::vector<crosspoint_take> remove_waiting(session& session, std::uint64_t now) {
     std::vector<crosspoint_take> takes;
-    const auto is_old = [&](const command& waiting) {
+    const auto is_old = [&](const router_command& waiting) {
         const bool old = waiting.kind == command_kind::take && dropped_at(session, waiting) <= now;
         if (old) {
             takes.insert(takes.end(), waiting.takes.begin(), waiting.takes.end());
@@ -113,14 +114,14 @@ void queue_takes(session& session, std::vector<crosspoint_take> takes, std::uint
     }
 }
 
-void finish_take(session& session, const command& take) {
+void finish_take(session& session, const router_command& take) {
     const std::vector<int> outputs = outputs_of(not_shown(session.driver.awaited, take.takes));
     if (!outputs.empty()) {
         enqueue_first(session.queue, verify_command(session, outputs));
     }
 }
 
-void refuse_take(session& session, const command& take, const std::string& text) {
+void refuse_take(session& session, const router_command& take, const std::string& text) {
     const std::vector<int> outputs = outputs_of(take.takes);
     const std::vector<crosspoint_take> left = not_shown(session.driver.awaited, take.takes);
     if (outputs.size() == 1 || left.empty()) {
@@ -137,14 +138,14 @@ void refuse_take(session& session, const command& take, const std::string& text)
         std::vector<crosspoint_take> single;
         std::copy_if(left.begin(), left.end(), std::back_inserter(single),
                      [&](const auto& entry) { return entry.output == output; });
-        command next = command_of(std::move(single), take.wanted_since, take.expires_us);
+        router_command next = command_of(std::move(single), take.wanted_since, take.expires_us);
         next.salvo_begun = true;
         enqueue_first(session.queue, std::move(next));
     }
 }
 
 void repeat_take(session& session) {
-    command& take = *session.queue.outstanding;
+    router_command& take = *session.queue.outstanding;
     take.takes = not_shown(session.driver.awaited, take.takes);
     if (take.takes.empty()) {
         remove_outstanding(session.queue, 0);
@@ -155,7 +156,7 @@ void repeat_take(session& session) {
     session.router.to_router += take.text;
 }
 
-void give_up_take(session& session, const command& take) {
+void give_up_take(session& session, const router_command& take) {
     const std::vector<int> outputs = outputs_of(take.takes);
     warn(session.driver, "the router does not answer to the take to " + shown(take.takes));
     stop_waiting(session, take.takes);
@@ -179,7 +180,7 @@ void expire_takes(session& session, std::uint64_t now) {
 
 std::uint64_t next_take_expiry(const session& session) {
     std::uint64_t next = next_awaited_deadline(session.driver.awaited);
-    for (const command& waiting : session.queue.waiting) {
+    for (const router_command& waiting : session.queue.waiting) {
         if (waiting.kind == command_kind::take) {
             next = std::min(next, dropped_at(session, waiting));
         }
@@ -187,7 +188,7 @@ std::uint64_t next_take_expiry(const session& session) {
     return next;
 }
 
-// What was sent may have been done: nothing is said about it but in the log.
+// What was sent may have been done, so it is not reported as refused, only logged.
 void drop_all_takes(session& session, const std::string& reason) {
     const auto unsent = remove_waiting(session, never_expires);
     refuse(session, unsent, reason);

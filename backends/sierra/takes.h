@@ -1,4 +1,4 @@
-// What the router is told for the driver's takes.
+// The driver's takes as crosspoints of the router, and back.
 #pragma once
 
 #include "awaited_takes.h"
@@ -13,13 +13,13 @@
 // crosspoint.
 void plan_take(const endpoint_take& take, const level_groups& groups, std::vector<crosspoint_take>& planned);
 
-// The way back: what the driver asked for, from crosspoints that were planned.
+// The reverse: the driver's takes, from crosspoints that were planned.
 endpoint_takes asked_takes(const std::vector<crosspoint_take>& planned, const level_groups& groups);
 
 // True when `take` switches the crosspoint (output, level), level 0 standing for all.
 bool touches(const crosspoint_take& take, int output, int level);
 
-// Waits for the crosspoints of `takes`, besides or instead of those that were awaited before.
+// Waits for the crosspoints of `takes`, in addition to the others that are awaited.
 void await_takes(awaited_takes& awaited, const std::vector<crosspoint_take>& takes, int levels,
                  std::uint64_t deadline);
 

@@ -18,11 +18,11 @@ struct simulated_router {
     std::vector<simulated_output> outputs;
 };
 
-// A router fresh from the factory: output k shows input k where there is one, names are "Input 1", "Output 1"
+// A new router: output k shows input k where there is one, names are "Input 1", "Output 1"
 // and so on.
 simulated_router new_router(int inputs, int outputs, bool split_levels);
 
-// `take` is one of inputs and outputs that exist. True when it changed a source.
+// Does a take whose input and output exist. True when it changed a source.
 bool execute_take(simulated_router& router, const endpoint_take& take);
 
 bool input_exists(const simulated_router& router, int input);

@@ -1,5 +1,4 @@
-// The simulated router and its driver. No input or output behind this: the main loop sends, prints and saves
-// what is left to be done.
+// The simulated router and its driver. Nothing here reads or writes: the main loop sends, prints and saves.
 #pragma once
 
 #include "driver_side.h"

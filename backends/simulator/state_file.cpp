@@ -1,5 +1,7 @@
 #include "state_file.h"
 
+#include "file_texts.h"
+
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -8,7 +10,7 @@
 
 namespace {
 
-constexpr off_t largest_state_file = off_t{64} * 1024 * 1024;
+constexpr std::size_t largest_state_file = std::size_t{64} * 1024 * 1024;
 
 // Repeats a system call that a signal interrupts.
 template<typename Call> auto uninterrupted(Call call) {
@@ -19,33 +21,10 @@ template<typename Call> auto uninterrupted(Call call) {
     return result;
 }
 
-bool read_whole_file(int fd, std::string& text) {
+// Reads a regular file only: a device or a pipe may have no end.
+bool read_regular_file(int fd, std::string& text) {
     struct stat status = {};
-    if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size > largest_state_file) {
-        return false;
-    }
-    text.resize(static_cast<std::size_t>(status.st_size));
-    std::size_t filled = 0;
-    while (filled < text.size()) {
-        const ssize_t count =
-            uninterrupted([&] { return read(fd, text.data() + filled, text.size() - filled); });
-        if (count <= 0) {
-            return false;
-        }
-        filled += static_cast<std::size_t>(count);
-    }
-    return true;
-}
-
-bool write_all(int fd, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t count = uninterrupted([&] { return write(fd, text.data(), text.size()); });
-        if (count < 0) {
-            return false;
-        }
-        text.remove_prefix(static_cast<std::size_t>(count));
-    }
-    return true;
+    return fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && read_all(fd, largest_state_file, &text);
 }
 
 // False with errno set.
@@ -64,16 +43,9 @@ bool write_new_file(const std::string& path, std::string_view text) {
     return written;
 }
 
-// Makes the rename itself last. Not every file system can; then the old state may come back after a power
-// cut.
-void sync_directory_of(const std::string& path) {
+std::string directory_of(const std::string& path) {
     const auto slash = path.rfind('/');
-    const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-    const int fd = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd >= 0) {
-        fsync(fd);
-        close(fd);
-    }
+    return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
 
 } // namespace
@@ -88,7 +60,7 @@ void load_state_file(const std::string& path, simulated_router& router, log_line
         return;
     }
     std::string text;
-    const bool restored = read_whole_file(fd, text) && restore_state(text, router);
+    const bool restored = read_regular_file(fd, text) && restore_state(text, router);
     close(fd);
     if (!restored) {
         add_log_line(log, "WARN", "state file " + path + " holds no router state, starting fresh");
@@ -98,7 +70,7 @@ void load_state_file(const std::string& path, simulated_router& router, log_line
 void save_state_file(const std::string& path, const simulated_router& router, log_lines& log) {
     const std::string new_path = path + ".new";
     if (write_new_file(new_path, state_text(router)) && rename(new_path.c_str(), path.c_str()) == 0) {
-        sync_directory_of(path);
+        sync_directory(directory_of(path));
         return;
     }
     add_log_line(log, "ERR", "cannot save state file " + path + ": " + std::strerror(errno));

@@ -1,5 +1,5 @@
-// The routing and the names, kept across restarts in a file: one message in the wire's own text form, so that
-// names of several lines come back as they were.
+// The routing and the names, kept across restarts in a file: one message in the text form of the backend
+// protocol, so that names of several lines are read as they were written.
 #pragma once
 
 #include "log_lines.h"
@@ -10,8 +10,8 @@
 
 std::string state_text(const simulated_router& router);
 
-// Puts back what `text` holds. Inputs and outputs that the router no longer has are left out, a source that
-// it no longer has becomes none. False, with the router untouched, when `text` is not a whole state.
+// Restores what `text` contains. Inputs and outputs that the router no longer has are left out, a source that
+// it no longer has becomes none. False, and the router as before, when `text` is not a complete state.
 bool restore_state(std::string_view text, simulated_router& router);
 
 // restore_state from a file. A missing file is a first start; anything else that is wrong is logged, and the

@@ -116,7 +116,7 @@ bool restore_state(std::string_view text, simulated_router& router) {
             return false;
         }
     }
-    if (!restored.split_levels) { // the file may come from a time when it was
+    if (!restored.split_levels) { // the file may be from a time when the levels were split
         for (simulated_output& output : restored.outputs) {
             output.audio_input = output.video_input;
         }

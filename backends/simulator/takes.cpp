@@ -6,7 +6,7 @@ namespace {
 constexpr int video_level = 0;
 constexpr int audio_level = 1;
 
-// The driver would take the source that an output is about to lose for the answer to its take.
+// The driver would mistake the old source of an output for the answer to its take.
 void await_delayed(simulator& simulator) {
     simulator.driver.awaited.clear();
     for (const auto& [due, batch] : simulator.delayed) {

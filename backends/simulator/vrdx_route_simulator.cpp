@@ -38,7 +38,7 @@ int main(int argc, char** argv) {
     set_up(simulator, item_path);
     announce_router(simulator);
     serve_driver(simulator.driver);
-    router_link nothing; // there is no way to a router that is ourselves
+    router_link nothing; // the router is in this program, so there is no connection
     backend_handlers handlers;
     handlers.on_message = [&](const TavrixAPIRouterMessage& message, std::uint64_t now) {
         handle_message(simulator, message, now);

@@ -28,7 +28,8 @@ void hear_answer(videohub_conversation& conversation, bool acknowledged, std::ui
         unanswered.pop_front();
     }
     if (unanswered.empty()) {
-        conversation.answers_pings |= acknowledged; // nobody asked but a PING that is not waited for
+        conversation.answers_pings |=
+            acknowledged; // this can only answer a PING that is not waited for any more
         return;
     }
     const sent_block block = std::move(unanswered.front());
@@ -103,7 +104,8 @@ void forget_unanswered(videohub_conversation& conversation, std::uint64_t now) {
     std::erase_if(conversation.unanswered, [&](sent_block& block) {
         const bool is_old = now >= block.sent + periods.ping_answer_us;
         if (is_ping(block)) {
-            conversation.answers_pings &= !is_old; // otherwise it would take the answer of what comes later
+            conversation.answers_pings &=
+                !is_old; // otherwise the answer to a later block would count as its own
             return is_old;
         }
         if (block.in_doubt && is_old) {

@@ -5,7 +5,7 @@
 
 namespace {
 
-// The send queue is bounded, and nothing of a router is known that likes more.
+// The send queue is bounded, and no router is known that accepts more.
 constexpr std::size_t most_text = 48UL * 1024;
 constexpr std::ptrdiff_t most_unanswered = 4;
 

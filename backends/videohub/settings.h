@@ -1,4 +1,4 @@
-// What the item file says about the way to the router and its manners.
+// What the item file says about the router: how to reach it, and how it behaves.
 #pragma once
 
 #include "item_settings.h"
@@ -11,7 +11,8 @@ struct videohub_settings {
     bool with_serial_ports = false;  // "videohub serial ports", yes or no: as inputs and outputs after those
     bool one_take_per_block = false; // "videohub one take per block", yes or no
 
-    // For tests and for routers of uncommon manners; read at the start only, 1..longest_setting_ms.
+    // For tests and for routers that behave in an uncommon way; read at the start
+    // only, 1..longest_setting_ms.
     int ping_ms = 15000;    // "videohub ping ms": from one keep-alive to the next
     int silence_ms = 30000; // "videohub silence ms": after so long without a word the connection is dropped
     int answer_ms = 10000;  // "videohub answer ms": the longest wait for an answer, and for the first word
@@ -20,6 +21,6 @@ struct videohub_settings {
     bool operator==(const videohub_settings&) const = default;
 };
 
-// The places and names of `settings`, which has to outlive the table. Those of the way to the router are
-// live.
+// The table of the settings; `settings` must live as long as the table. The address, the port and the timeout
+// may change while the program runs.
 item_settings videohub_setting_table(videohub_settings& settings);

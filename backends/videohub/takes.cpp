@@ -57,7 +57,8 @@ void remove_superseded(std::deque<waiting_take>& takes, int output) {
     std::erase_if(takes, [&](const waiting_take& take) { return take.output == output; });
 }
 
-// Refuses what waits in `takes` for reasons of `why`; the source that its output has is told again.
+// Refuses the takes that wait in `takes`, because of `why`; the sources that their outputs have are reported
+// again.
 void refuse_waiting(videohub_conversation& conversation, const std::vector<waiting_take>& takes,
                     const std::string& why) {
     endpoint_takes refused;
@@ -219,7 +220,7 @@ std::uint64_t next_take_deadline(const videohub_conversation& conversation) {
     return next;
 }
 
-// What was sent may have been done: nothing is said about it but in the log.
+// What was sent may have been done, so it is not reported as refused, only logged.
 void give_up_takes(videohub_conversation& conversation, const std::string& why) {
     std::vector<waiting_take> unsent(conversation.single.begin(), conversation.single.end());
     unsent.insert(unsent.end(), conversation.waiting.begin(), conversation.waiting.end());
@@ -235,7 +236,7 @@ void give_up_takes(videohub_conversation& conversation, const std::string& why) 
         warn(conversation.driver, "take to " + shown_outputs(sent) + " given up: " + why);
     }
     for (sent_block& block : conversation.unanswered) {
-        block.kind = sent_block::question; // a new device is not to wait for the old one's answer
+        block.kind = sent_block::question; // a new device must not wait for the answer of the old one
         block.takes_in_it.clear();
     }
 }

@@ -67,7 +67,8 @@ bool read_client(comm_socket_v4_client* client) {
     return false;
 }
 
-// Writes what the socket takes at once; the count of bytes. A reader that is gone makes the client deaf.
+// Writes what the socket accepts at once; returns the number of bytes. A client that has stopped reading
+// becomes `deaf`.
 std::size_t write_to_client(comm_socket_v4_client* client, std::string_view bytes) {
     std::size_t written = 0;
     while (written < bytes.size()) {
@@ -85,7 +86,7 @@ std::size_t write_to_client(comm_socket_v4_client* client, std::string_view byte
     return written;
 }
 
-// Enough replies wait for this client: its further requests wait, too, until it has read some.
+// True when so many replies wait for this client that its next requests have to wait, until it has read some.
 bool is_paused(const comm_socket_v4_client& client) {
     return comm_socket_v4_unsent_bytes(client) > comm_pause_unsent_bytes;
 }
@@ -97,7 +98,7 @@ void send_reply(comm_socket_v4* server, comm_socket_v4_client* client) {
 }
 
 enum class packets_left {
-    none,   // nothing whole is left
+    none,   // no complete packet is left
     some,   // this turn's share is used up
     paused, // the client has to read first
     held    // the driver does not want the next one yet
@@ -166,8 +167,8 @@ int comm_socket_v4_serve_client(comm_socket_v4* server, comm_socket_v4_client* c
     packets_left left = packets_left::held;
     comm_socket_v4_flush_client(client);
     if (!client->held) {
-        // What is already whole is handled before more is read, so that a flood fills the peer's buffers,
-        // not ours; and who is to wait with a packet is not read from before it is let go on.
+        // Complete packets are handled before more is read, so that a flood fills the peer's buffers and not
+        // ours. From a client that is held nothing is read.
         if (!client->input_ended && next_frame(*client, &size) == comm_packet_frame::incomplete &&
             !comm_socket_v4_must_wait(*client)) {
             const std::size_t before = client->input.size();
@@ -204,8 +205,8 @@ void comm_socket_v4_update_interest(comm_socket_v4* server, comm_socket_v4_clien
         wanted |= EPOLLIN;
     if (comm_socket_v4_unsent_bytes(*client) > 0)
         wanted |= EPOLLOUT;
-    // The end of a connection is told again and again, asked or not, and a held client cannot do anything
-    // about it.
+    // epoll reports the end of a connection again and again, whatever events are asked for, and nothing can
+    // be done about it while the client is held.
     const bool in_event_set = !client->held || !client->hung_up || wanted != 0;
     if (wanted == client->interest && in_event_set == client->in_event_set)
         return;
@@ -224,7 +225,7 @@ void comm_socket_v4_flush_client(comm_socket_v4_client* client) {
         return;
     client->sent += write_to_client(client, std::string_view(client->output).substr(client->sent));
     if (!client->deaf && client->sent < client->output.size() && client->sent < kept_capacity)
-        return; // what is sent is given back in larger pieces
+        return; // the memory of what was sent is given back in larger pieces
     client->output.erase(0, client->deaf ? client->output.size() : client->sent);
     client->sent = 0;
     give_back_when_empty(&client->output);
@@ -237,7 +238,7 @@ void comm_socket_v4_drop_client(comm_socket_v4* server, comm_socket_v4_client* c
         std::erase(server->ready, client);
     comm_socket_v4_forget_held(server, client);
     // Closing alone is not enough: a backend just forked shares the open socket until it executes its
-    // program, and the event set would go on telling of a client that is no more.
+    // program, and the event set would go on reporting a client that does not exist any more.
     if (client->in_event_set)
         epoll_ctl(server->epoll_fd, EPOLL_CTL_DEL, client->fd, nullptr);
     close(client->fd);
@@ -258,8 +259,8 @@ int comm_socket_v4_serve_clients(comm_socket_v4* server) {
     constexpr std::uint64_t never = std::numeric_limits<std::uint64_t>::max();
     comm_socket_v4_release_held(server);
     int work = 0;
-    // Each ready client gets its share once; who has more to do stands at the end of the line for the next
-    // turn. A lone one needs no look at the clock.
+    // Each ready client gets its share once; a client with more to do goes to the end of the list for the
+    // next turn. For a single client the clock is not read.
     const std::uint64_t turn_end = server->ready.size() > 1 ? monotonic_us() + comm_turn_us : never;
     for (std::size_t left = server->ready.size(); left > 0; --left) {
         comm_socket_v4_client* client = server->ready.front();

@@ -67,7 +67,7 @@ bool comm_socket_v4_answer(comm_socket_v4* server, comm_socket_v4_client* client
     unsigned char flags = 0;
     if (on_vrdx_custom_packet != nullptr && on_vrdx_custom_packet(request, response, &flags, client) != 0)
         return (flags & comm_reply_comes_later) == 0;
-    // A command of hostile length is not thrown back whole.
+    // A very long command word is not repeated in full.
     comm_socket_v4_write_error(response, "unknown command '" + std::string(command).substr(0, 80) + "'");
     return true;
 }

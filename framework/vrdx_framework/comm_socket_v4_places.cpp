@@ -52,21 +52,21 @@ std::size_t places_of(const comm_socket_v4* server, uid_t user) {
     return found != server->places_of.end() ? found->second : 0;
 }
 
-// Who runs the driver gets in when everybody else does not.
+// root and the user that runs the driver get in when all other places are in use.
 bool may_have_kept_places(uid_t user) {
     return user == 0 || user == geteuid();
 }
 
-bool all_are_taken(const comm_socket_v4* server, uid_t user) {
+bool all_places_in_use(const comm_socket_v4* server, uid_t user) {
     const std::size_t kept = server->most_clients * comm_parts_kept / comm_parts_of_places;
     return server->clients.size() + (may_have_kept_places(user) ? 0 : kept) >= server->most_clients;
 }
 
-bool user_share_is_taken(const comm_socket_v4* server, uid_t user) {
+bool user_share_in_use(const comm_socket_v4* server, uid_t user) {
     return places_of(server, user) >= server->most_clients * comm_parts_for_one_user / comm_parts_of_places;
 }
 
-// One line at most in a while: who connects again and again must not fill the log.
+// At most one line in a while: a client that connects again and again must not fill the log.
 void trace_refusal(comm_refusals* refusals, std::size_t connected, const char* whose,
                    const std::string& told_as) {
     const std::uint64_t now = monotonic_us();
@@ -85,7 +85,7 @@ void trace_refusal(comm_refusals* refusals, std::size_t connected, const char* w
 void refuse_client(comm_socket_v4* server, int fd, const char* what) {
     comm_socket_v4_write_error(&server->response, what);
     const std::string& bytes = server->response.bytes;
-    // Best effort: a fresh socket has room for this, and there is nobody to wait for.
+    // Written once, without waiting: a new socket has room for this.
     [[maybe_unused]] const ssize_t sent = send(fd, bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     close(fd);
 }
@@ -113,12 +113,12 @@ void admit_client(comm_socket_v4* server, int fd, const comm_socket_v4_peer& pee
 // Lets the new connection in when there is a place for its user.
 void receive_client(comm_socket_v4* server, int fd) {
     const comm_socket_v4_peer peer = peer_of(fd);
-    if (all_are_taken(server, peer.user)) {
+    if (all_places_in_use(server, peer.user)) {
         refuse_client(server, fd, "too many clients");
-        trace_refusal(&server->all_taken, server->clients.size(), "", describe_peer(peer));
-    } else if (user_share_is_taken(server, peer.user)) {
+        trace_refusal(&server->for_all_places, server->clients.size(), "", describe_peer(peer));
+    } else if (user_share_in_use(server, peer.user)) {
         refuse_client(server, fd, "too many clients of this user");
-        trace_refusal(&server->user_share_taken, places_of(server, peer.user), " of this user",
+        trace_refusal(&server->for_user_share, places_of(server, peer.user), " of this user",
                       describe_peer(peer));
     } else {
         admit_client(server, fd, peer);

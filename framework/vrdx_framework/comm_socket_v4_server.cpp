@@ -20,7 +20,7 @@ constexpr unsigned socket_mode = 0660;
 constexpr int listen_backlog = 256;
 constexpr int longest_farewell_ms = 500;
 
-// Gives clients that are reading a moment to take what was already answered.
+// Gives clients that are reading a moment to read what was already answered.
 void deliver_last_replies(comm_socket_v4* server) {
     const std::uint64_t deadline = monotonic_us() + comm_last_replies_us;
     for (;;) {
@@ -52,8 +52,8 @@ int try_connection(const std::string& path, bool* hung_up) {
     return reason;
 }
 
-// 0 when somebody serves the socket, else why not. A driver that is ending, or the child that a killed one
-// had just forked, still takes connections for a moment, and drops them then.
+// 0 when a driver serves the socket, else the errno that says why not. A driver that is ending, or the child
+// that a killed one had just forked, still accepts connections for a moment, and drops them then.
 int ask_who_serves(const std::string& path) {
     bool hung_up = false;
     const int reason = try_connection(path, &hung_up);

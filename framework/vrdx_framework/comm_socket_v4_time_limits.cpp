@@ -19,13 +19,14 @@ void watch_deadline(comm_socket_v4* server, std::uint64_t* deadline, bool runnin
     server->limits_check = std::min(server->limits_check, *deadline);
 }
 
-// What the client's socket holds for it, as the kernel counts.
+// How many bytes the client's socket holds for it, as the kernel counts.
 int bytes_in_kernel(const comm_socket_v4_client& client) {
     int bytes = 0;
     return ioctl(client.fd, SIOCOUTQ, &bytes) == 0 ? bytes : 0;
 }
 
-// Whose time is up; null for nobody. A client that stands in line waits for us, not we for it.
+// A client that has exceeded a time limit; null when there is none. Clients in the ready list are left out:
+// they wait for us, not we for them.
 const char* exceeded_time_limit(const comm_socket_v4_client& client, std::uint64_t now) {
     if (client.queued)
         return nullptr;
@@ -36,8 +37,8 @@ const char* exceeded_time_limit(const comm_socket_v4_client& client, std::uint64
     return nullptr;
 }
 
-// What a client sent or took while nobody looked counts: we may have stood still ourselves, and the kernel
-// tells late of a little room in a full socket.
+// Looks first at what the client has sent or read since: this process may have been stopped for a while, and
+// the kernel reports late that a full socket has a little room again.
 void look_once_more(comm_socket_v4* server, comm_socket_v4_client* client, std::uint64_t now) {
     comm_socket_v4_serve_client(server, client);
     if (client->unread_deadline == 0 || client->unread_deadline > now)
@@ -52,7 +53,7 @@ void look_once_more(comm_socket_v4* server, comm_socket_v4_client* client, std::
 } // namespace
 
 // The clock of an incomplete packet runs from its first byte to its last, that of unread replies from the
-// last byte the client took.
+// last byte the client read.
 void comm_socket_v4_watch_time_limits(comm_socket_v4* server, comm_socket_v4_client* client,
                                       bool incomplete) {
     watch_deadline(server, &client->incomplete_deadline, incomplete, comm_incomplete_packet_us);

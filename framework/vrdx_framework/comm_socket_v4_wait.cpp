@@ -13,7 +13,7 @@
 
 namespace {
 
-// So many rounds take more than a microsecond. A clock that cannot be read stands still, and would keep us in
+// So many rounds last more than a microsecond. A clock that cannot be read stands still, and would keep us in
 // the wait for ever.
 constexpr int most_rounds_without_clock = 16;
 
@@ -40,8 +40,8 @@ void note_event(comm_socket_v4* server, const epoll_event& event) {
     comm_socket_v4_queue_client(server, client);
 }
 
-// Asks for events, for at most `timeout_us`, and notes who has some. False when a signal or an error came
-// first, with errno set.
+// Waits for events, at most `timeout_us`, and notes which clients have some. False when a signal or an error
+// came first, with errno set.
 bool collect_events(comm_socket_v4* server, std::uint64_t timeout_us) {
     epoll_event events[64];
     const int count = wait_for_events(server->epoll_fd, events, 64, timeout_us);
@@ -59,7 +59,7 @@ bool somebody_waits(const comm_socket_v4* server) {
     return server->accept_ready || !server->ready.empty();
 }
 
-// How long nobody needs us, if no client stirs; 0 when somebody does now.
+// How long we may sleep, in microseconds, if no client sends anything; 0 when there is something to do now.
 std::uint64_t time_to_sleep(const comm_socket_v4* server, std::uint64_t now, std::uint64_t deadline) {
     if (somebody_waits(server) || wait_is_cut_short())
         return 0;
@@ -108,7 +108,7 @@ int comm_socket_v4_clients_turn(comm_socket_v4* server) {
 }
 
 void comm_socket_v4_server_from_client_readable(comm_socket_v4* server, std::uint64_t deadline) {
-    vrdx_trace_flush(); // gathered while there is work, and never kept back while we wait
+    vrdx_trace_flush(); // the trace is gathered while there is work, and written before we wait
     if (server == nullptr)
         return;
     bool interrupted = false;
@@ -120,7 +120,9 @@ void comm_socket_v4_server_from_client_readable(comm_socket_v4* server, std::uin
         if (timeout > 0)
             vrdx_trace_flush();
         server->events_fresh = collect_events(server, timeout);
-        // A signal ends the wait, and so does being stopped for a while: who asked meanwhile comes first.
+        // A signal ends the wait, and so may a time in which this process was stopped: requests that came
+        // meanwhile are
+        // served first.
         interrupted = !server->events_fresh;
         if (interrupted && errno == EINTR)
             server->events_fresh = collect_events(server, 0);

@@ -17,7 +17,7 @@
 #include <cstdio>
 #include <string>
 
-// --- variables, defined by the driver or by driver_variables.cpp; all start zero, false or null ------------
+// --- variables, defined by the driver or by driver_variables.cpp; all start as zero, false or null ---------
 
 extern const char* vrdx_file;         // the item file ("--file"), made absolute
 extern const char* vrdx_file_metadir; // metadata directory
@@ -34,14 +34,16 @@ extern bool vrdx_identify_only;
 extern bool vrdx_daemon;
 extern bool vrdx_oneshot;
 extern bool vrdx_should_exit; // a client asked for the end
-extern bool vrdx_end_wait;    // something is due that the next pass does; set and reset by the driver alone
+extern bool
+    vrdx_end_wait; // ends the wait: the next pass has something to do; only the driver sets and resets it
 extern bool vrdx_no_autoshutdown;
 extern bool vrdx_metadata_may_update; // the metadata could be read, so writing it back loses nothing
 extern bool vrdx_do_write_metadata;
 
-extern std::uint64_t auto_shutdown_delay_initial; // microseconds of silence allowed after start-up
-extern std::uint64_t auto_shutdown_delay;         // the same after a route, router set or status
-extern std::uint64_t mono_auto_shutdown;          // monotonic_us at which the driver ends itself; 0: never
+extern std::uint64_t
+    auto_shutdown_delay_initial;          // microseconds without any request that are allowed after start-up
+extern std::uint64_t auto_shutdown_delay; // the same after a route, router set or status
+extern std::uint64_t mono_auto_shutdown;  // monotonic_us at which the driver ends itself; 0: never
 
 extern std::atomic<std::int32_t> DIE4; // termination signals received
 
@@ -51,12 +53,12 @@ extern int (*on_vrdx_custom_packet)(comm_socket_v4_packet* packet, comm_socket_v
                                     unsigned char* flags, comm_socket_v4_client* client);
 // Told of each changed setting. `context` is the client, a comm_socket_v4_client*.
 extern void (*vrdx_on_set)(void* context, const char* name, const std::string& value);
-// Asked before each packet is handled, and as early as its command word is there (its first 63 bytes, if it
-// is longer): true leaves the packet, `bytes` long, and what follows it, where it is, and the client is not
-// read from any more. A held client is asked about again in each turn, so the answer must be cheap. Null:
-// nobody is held.
+// Asked before each packet is handled, as soon as its command word has come (of a longer word the first 63
+// bytes). `bytes` is the size of the whole packet. True holds the client: this packet and those after it
+// wait, and nothing more is read from its socket. The question is asked again in each turn, so the answer
+// must be cheap. Null: no client is ever held.
 extern bool (*vrdx_on_hold)(const char* command, std::size_t bytes, const comm_socket_v4_client* client);
-// Told when a client has been freed, by its comm_socket_v4_peer::id. Null: nobody wants to know.
+// Told when a client has been freed, by its comm_socket_v4_peer::id. Null: not told.
 extern void (*vrdx_on_client_gone)(std::uint64_t id);
 // Adds name/value entries to the status report being written. `text` is the request's first argument or null.
 extern void (*vrdx_on_report)(const char* text, comm_socket_v4_packet* packet);
@@ -82,7 +84,7 @@ int vrdx_init_argv(int argc, char** argv);
 const char* vrdx_next_arg();
 // Non-zero when *arg is a switch; *arg then points behind its leading dashes.
 int vrdx_argv_is_switch(const char** arg);
-// Handles the framework's switch `name` ("name" or "name=value"; a value that stands apart is taken from the
+// Handles the framework's switch `name` ("name" or "name=value"; a value that stands apart is read from the
 // arguments). Positive: done. Negative: wrong use, told in one line on standard error. 0: not ours.
 int vrdx_argv_std_handle_switch(const char* name);
 // Writes the help of the framework switches, with defaults, to standard error. "oneshot" is left to the
@@ -118,5 +120,5 @@ void vrdx_idle_housekeeping();   // log file size, the service manager's watchdo
 // --- shutdown ----------------------------------------------------------------------------------------------
 
 void close_vrdx_client_contexts();
-// Closes and frees all that hangs on the variables above and removes the socket. Safe to call twice.
+// Closes and frees everything that the variables above point to, and removes the socket. Safe to call twice.
 void vrdx_free_all();

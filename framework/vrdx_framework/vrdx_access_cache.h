@@ -1,6 +1,6 @@
-// Who has connected lately: users and groups by number, and how the trace writes them, forgotten after a
-// minute without use. Names are for whoever reads the trace to look up: a name service may take its time, and
-// a loop that waits for it serves nobody.
+// Who has connected lately: users and groups by number, and how the trace writes them. An entry is forgotten
+// after a minute without use. Names are not looked up here: a name service may be slow, and while the loop
+// waits for it nobody is served.
 #pragma once
 
 #include <string>

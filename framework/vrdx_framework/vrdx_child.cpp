@@ -10,8 +10,9 @@
 
 namespace {
 
-// Also what we inherited as ignored (from a shell, a service manager): a program would keep it ignored. A
-// hang-up that we were started to ignore is none of these: nohup is to protect the program as well as us.
+// Signals that were ignored when we were started (by a shell, a service manager) are set to their default,
+// too, because the program would keep them ignored. Only a hang-up stays ignored: nohup must protect the
+// program as well as us.
 void default_all_signals() {
     for (int signo = 1; signo < NSIG; ++signo) {
         struct sigaction current {};

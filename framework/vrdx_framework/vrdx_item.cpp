@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::uint64_t lock_patience_us = 5000000;
 
-// The texts behind the driver's text pointers; they live as long as the process.
+// The driver's text pointers point to these, which live as long as the process.
 std::string item_path;
 std::string metadata_directory;
 std::string socket_path;
@@ -39,8 +39,8 @@ void derive_paths() {
     vrdx_sock = socket_path.c_str();
 }
 
-// Whoever can write there can put another item in the item's place, and so choose the backend program. The
-// group is trusted, as it is on the socket; in a sticky directory nobody can replace what is another's.
+// Who can write to the directory can replace the item file, and so choose the backend program. The group is
+// trusted, as it is for the socket; in a sticky directory nobody can replace the file of another user.
 void warn_of_others_in_directory() {
     struct stat found {};
     if (fstat(vrdx_meta->dir_fd, &found) == 0 && (found.st_mode & (S_IWOTH | S_ISVTX)) == S_IWOTH)
@@ -58,7 +58,7 @@ bool open_item() {
     if (fstat(vrdx_meta->file_fd, &found) == 0 && !S_ISREG(found.st_mode))
         std::fprintf(stderr, "Item file %s is no regular file\n", vrdx_file);
     warn_of_others_in_directory();
-    // Whoever starts at the same time waits here, so that only one of us can find the socket unserved.
+    // Another driver that starts at the same time waits here, so that only one of them finds the socket free.
     if (metadata_v4_context_lock(vrdx_meta, lock_patience_us) != 0) {
         std::fprintf(stderr, "Cannot lock item file %s: %s\n", vrdx_file,
                      errno == EWOULDBLOCK ? "another process keeps it locked" : std::strerror(errno));
@@ -67,7 +67,7 @@ bool open_item() {
     return true;
 }
 
-// Metadata that cannot be read is no reason to leave an operator without a router; it is only never
+// The driver starts even if the metadata cannot be read, because the router is needed; but then it is never
 // rewritten.
 bool open_metadata() {
     vrdx_metadata = metadata_v4_metadata_open(vrdx_meta);
@@ -87,7 +87,7 @@ void remove_socket_at_exit() {
 
 bool serve_socket() {
     vrdx_comm_server = comm_socket_v4_create_server(socket_path);
-    // Also for the ends that do not pass vrdx_free_all.
+    // The socket is also removed when the process ends without vrdx_free_all.
     return vrdx_comm_server != nullptr && std::atexit(remove_socket_at_exit) == 0;
 }
 
@@ -102,7 +102,8 @@ int vrdx_standard_to_derived_params() {
     if (!open_item() || !open_metadata())
         return -1;
     if (vrdx_temp_clean_only) {
-        comm_socket_v4_clear_stale_path(socket_path); // what has to stay is told, and no failure
+        comm_socket_v4_clear_stale_path(
+            socket_path); // prints a line about what must stay; that is no failure
         return 0;
     }
     if (vrdx_auto_socket_create && !vrdx_identify_only)
@@ -110,7 +111,7 @@ int vrdx_standard_to_derived_params() {
     return 0;
 }
 
-// Names of their own, so that they never stand for the item-wide "audio", "video" and "duration" of media.
+// These names differ from the item-wide "audio", "video" and "duration" of media, which mean something else.
 void vrdx_standard_vars_to_metadata(metadata_v4_metadata_context* metadata) {
     const auto store = [metadata](const char* name, std::int64_t value) {
         metadata_v4_metadata_context_set(metadata, -1, name, std::to_string(value));

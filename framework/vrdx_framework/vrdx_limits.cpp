@@ -39,8 +39,8 @@ void vrdx_restore_descriptor_limit() {
         setrlimit(RLIMIT_NOFILE, &inherited_limit);
 }
 
-// Left to itself the allocator learns from the first large block to keep the next ones, and a driver that was
-// flooded once would hold that memory for the months to come.
+// By default the allocator keeps large blocks after the first one was freed, and a driver that was flooded
+// once would keep that memory for months.
 void vrdx_give_back_large_memory() {
     mallopt(M_MMAP_THRESHOLD, large_block_bytes);
     mallopt(M_TRIM_THRESHOLD, unused_heap_bytes);

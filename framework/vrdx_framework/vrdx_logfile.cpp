@@ -14,10 +14,10 @@ namespace {
 constexpr off_t max_log_bytes = 16777216;              // 16 MiB, then a new file begins
 constexpr std::uint64_t size_check_period_us = 100000; // a flood writes some ten MiB in that time
 
-std::string log_path; // empty: the trace is not ours to turn over
+std::string log_path; // empty: the trace does not go to our log file
 std::uint64_t next_size_check = 0;
 
-// Standard error goes to the log from here on; the descriptor is never without a file in between.
+// Makes standard error write to the log file. The descriptor stays open all the time.
 bool point_stderr_at_log() {
     // Never blocks, and never writes into anything but a file (a FIFO in its place).
     const int fd = open(log_path.c_str(),
@@ -51,8 +51,8 @@ void vrdx_rotate_logfile_when_due() {
     if (fstat(STDERR_FILENO, &log) != 0 || log.st_size < max_log_bytes)
         return;
     vrdx_trace_flush();
-    // When either step fails the trace goes on into the file it has. A name that is gone makes a new file,
-    // too.
+    // When one of the steps fails, the trace goes on into the present file. A log file that was removed is
+    // made anew.
     if (std::rename(log_path.c_str(), (log_path + ".1").c_str()) == 0 || errno == ENOENT)
         point_stderr_at_log();
 }

@@ -1,9 +1,9 @@
 #include "vrdx.h"
 
+#include "plain_text.h"
 #include "vrdx_internal.h"
 
 #include <cerrno>
-#include <charconv>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -16,10 +16,11 @@
 
 namespace {
 
-// What a service manager that is busy starting others may take to read. Only start-up and shutdown wait.
+// How long a service manager that is busy starting others may need to read. Only start-up and shutdown wait.
 constexpr timeval notify_patience{1, 0};
 
-// The watchdog is fed this many times per period, and asked again this much sooner when it could not be told.
+// The watchdog is fed this many times per period; after a failed attempt the next one comes so many times
+// sooner.
 constexpr std::uint64_t feeds_per_period = 2;
 constexpr std::uint64_t retries_per_feed = 4;
 constexpr std::uint64_t readiness_retry_us = 1000000;
@@ -29,18 +30,19 @@ struct manager_address {
     socklen_t size = 0;
 };
 
-// Kept open while there is a watchdog, so that a driver out of descriptors still tells that it lives.
+// Kept open while there is a watchdog, so that the driver can feed it even when it has no descriptors left.
 int watchdog_fd = -1;
 manager_address watchdog_manager;
-std::uint64_t feed_period_us = 0; // 0: nobody waits for us
+std::uint64_t feed_period_us = 0; // 0: there is no watchdog
 std::uint64_t next_feed = 0;      // monotonic_us; 0: in the first pass
 bool watchdog_trouble_told = false;
 
-// Readiness that the manager was too busy to hear: it would end a driver that serves.
+// The message that we are ready, if the manager was too busy to read it: without it the manager would end the
+// driver.
 std::string untold_readiness;
 std::uint64_t next_readiness = 0; // monotonic_us
 
-// Where the service manager listens, when there is one.
+// The socket of the service manager, if there is one.
 std::optional<manager_address> find_manager() {
     const char* path = std::getenv("NOTIFY_SOCKET");
     manager_address manager;
@@ -64,7 +66,7 @@ void print_trouble() {
     std::fprintf(stderr, "The service manager could not be told: %s\n", std::strerror(errno));
 }
 
-// One datagram to the service manager. False when there is one and it was not told.
+// Sends one datagram to the service manager. False when there is a manager and it could not be sent.
 bool notify_service_manager(const std::string& text, int flags = 0) {
     const std::optional<manager_address> manager = find_manager();
     if (!manager)
@@ -85,7 +87,7 @@ void notify_or_print_trouble(const std::string& text) {
         print_trouble();
 }
 
-// One line to whoever passed --ready-fd. A reader that is gone is no trouble of ours.
+// Writes one line to --ready-fd. It does not matter if its reader is gone.
 void tell_ready_fd(const std::string& line) {
     if (vrdx_ready_fd < 0)
         return;
@@ -97,15 +99,10 @@ void tell_ready_fd(const std::string& line) {
 // A positive decimal number in the environment; 0 for none and for anything else.
 std::uint64_t number_from_environment(const char* name) {
     const char* text = std::getenv(name);
-    if (text == nullptr)
-        return 0;
-    const char* end = text + std::strlen(text);
-    std::uint64_t number = 0;
-    const auto [rest, error] = std::from_chars(text, end, number);
-    return error == std::errc{} && rest == end ? number : 0;
+    return text == nullptr ? 0 : number_of_digits<std::uint64_t>(text).value_or(0);
 }
 
-// WATCHDOG_PID keeps a child that inherited the environment from speaking for its parent.
+// WATCHDOG_PID: a child that has inherited the environment must not feed the watchdog of its parent.
 bool watchdog_is_ours() {
     return std::getenv("WATCHDOG_PID") == nullptr ||
            number_from_environment("WATCHDOG_PID") == static_cast<std::uint64_t>(getpid());
@@ -133,7 +130,7 @@ void vrdx_watchdog_feed_when_due() {
     const std::uint64_t now = monotonic_us();
     if (now < next_feed)
         return;
-    // The pass never waits for the manager; one that is too busy to read is told again before it misses us.
+    // Never waits for the manager. When it is too busy to read, the message is sent again in time.
     const bool told = send_datagram(watchdog_fd, watchdog_manager, "WATCHDOG=1", MSG_DONTWAIT);
     if (!told && !watchdog_trouble_told)
         print_trouble();

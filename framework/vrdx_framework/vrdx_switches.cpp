@@ -27,7 +27,7 @@ constexpr double default_delay_seconds = 60;
 constexpr double max_delay_seconds = 1e9; // some thirty years; beyond it a typing error is likelier
 constexpr double microseconds_per_second = 1e6;
 
-// Where a switch's value goes; the type tells what the value has to be.
+// The variable of a switch; its type says what kind of value the switch has.
 struct no_value {
     bool* flag;
 };
@@ -41,8 +41,8 @@ struct text_value {
     void (*store)(const char*);
 };
 
-// One row per switch; handling and help both come from here. A switch without a help text is left out of the
-// help: a driver for which it is of use lists it itself.
+// One row per switch; handling and help both come from here. A switch without a help text is left out of
+// the help: a driver that uses it lists it itself.
 struct framework_switch {
     const char* name;
     std::variant<no_value, seconds_value, descriptor_value, text_value> target;
@@ -84,7 +84,7 @@ const framework_switch switches[] = {
      "tell start-up progress and readiness on descriptor N (default: none)"},
 };
 
-// A value that stands apart; one that looks like a switch is taken for a forgotten value.
+// A value that stands apart; one that looks like a switch means that the value was forgotten.
 const char* value_from_arguments() {
     if (next_argument >= argument_count || arguments[next_argument][0] == '-')
         return nullptr;
@@ -147,7 +147,7 @@ int handle_switch(const framework_switch& known, const char* attached_value) {
     return 1;
 }
 
-// A closed standard descriptor would be taken by the next file opened, and then be mistaken for the trace.
+// A closed standard descriptor would be given to the next file opened, and then be mistaken for the trace.
 bool open_standard_descriptors() {
     int fd = 0;
     do {
@@ -174,7 +174,7 @@ bool prepare_signals() {
            sigprocmask(SIG_SETMASK, &none, nullptr) == 0;
 }
 
-// Whatever else we inherited is none of a backend's business.
+// A backend must not inherit the other descriptors that we were started with.
 bool close_others_on_exec() {
     if (close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC) == 0)
         return true;

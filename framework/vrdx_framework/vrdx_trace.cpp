@@ -21,26 +21,27 @@ namespace {
 
 constexpr std::size_t gather_bytes = 65536;
 constexpr std::size_t forget_bytes = 1048576;
-constexpr std::size_t careful_chunk_bytes = 4096; // what a pipe that is writable takes without blocking
+constexpr std::size_t careful_chunk_bytes = 4096; // what a pipe that is writable accepts without blocking
 
 enum class target_kind {
-    file,        // written to as it is: a disk is not waited for longer than the disk needs
-    socket,      // told with each call not to block
-    nonblocking, // a description of our own, so that the one we share with others stays as they made it
-    careful,     // neither: asked before each small piece
+    file,        // written to directly: a disk does not block for long
+    socket,      // each call says that it must not block
+    nonblocking, // opened once more for us, so that we do not change the flags of what others share with us
+    careful,     // none of these: poll() is asked before each small piece
 };
 
 struct trace_stream {
     int fd;          // the standard descriptor
     int own_fd = -1; // for target_kind::nonblocking
     target_kind kind = target_kind::careful;
-    std::string kept; // [taken, end) is not taken yet
-    std::size_t taken = 0;
-    std::size_t lost = 0;      // bytes dropped since the reader fell behind
-    bool reader_stuck = false; // it used up a flush's patience: none is left until it has caught up
+    std::string kept; // bytes from `written` on are not written yet
+    std::size_t written = 0;
+    std::size_t lost = 0; // bytes dropped since the reader fell behind
+    bool reader_stuck =
+        false; // one flush has waited in vain: none waits again until the reader has caught up
 };
 
-// Never destroyed: the streams' last flush comes after the destructors.
+// Never destroyed, because the last flush of the streams comes after all destructors.
 trace_stream& trace = *new trace_stream{.fd = STDERR_FILENO, .kept = {}};
 trace_stream& output = *new trace_stream{.fd = STDOUT_FILENO, .kept = {}};
 
@@ -68,7 +69,7 @@ int descriptor(const trace_stream& stream) {
     return stream.own_fd >= 0 ? stream.own_fd : stream.fd;
 }
 
-// Whether the target takes something by `deadline`.
+// True when the target accepts something by `deadline`.
 bool becomes_writable(const trace_stream& stream, std::uint64_t deadline) {
     for (;;) {
         const std::uint64_t now = monotonic_us();
@@ -98,7 +99,7 @@ ssize_t write_piece(const trace_stream& stream, std::string_view text) {
     return write(descriptor(stream), text.data(), text.size());
 }
 
-// Writes what is taken at once; the count of bytes that need no further care.
+// Writes what is accepted at once; returns the number of bytes that are done with.
 std::size_t write_some(const trace_stream& stream, std::string_view text) {
     std::size_t done = 0;
     while (done < text.size()) {
@@ -108,24 +109,24 @@ std::size_t write_some(const trace_stream& stream, std::string_view text) {
         else if (errno == EAGAIN)
             break;
         else if (errno != EINTR)
-            return text.size(); // reader gone, disk full: the trace is lost, the driver is not
+            return text.size(); // reader gone or disk full: the trace is lost, the driver goes on
     }
     return done;
 }
 
-// Memory of what was taken long ago is given back in large pieces.
-void forget_taken(trace_stream& stream) {
-    if (stream.taken < forget_bytes)
+// The memory of what was written long ago is given back in large pieces.
+void forget_written(trace_stream& stream) {
+    if (stream.written < forget_bytes)
         return;
-    stream.kept.erase(0, stream.taken);
-    stream.taken = 0;
+    stream.kept.erase(0, stream.written);
+    stream.written = 0;
 }
 
-// Once something is lost all is until the reader has caught up, so that what it reads has one gap, and it is
-// told.
+// Once something is lost, everything is dropped until the reader has caught up: so the trace has one gap, and
+// a line says how large it is.
 void keep(trace_stream& stream, std::string_view text) {
     if (stream.kept.size() + text.size() > trace_kept_bytes)
-        forget_taken(stream);
+        forget_written(stream);
     if (stream.lost > 0 || stream.kept.size() + text.size() > trace_kept_bytes)
         stream.lost += text.size();
     else
@@ -133,15 +134,15 @@ void keep(trace_stream& stream, std::string_view text) {
 }
 
 void write_kept(trace_stream& stream) {
-    stream.taken += write_some(stream, std::string_view(stream.kept).substr(stream.taken));
-    if (stream.taken < stream.kept.size()) {
-        if (stream.taken > stream.kept.size() / 2)
-            forget_taken(stream);
+    stream.written += write_some(stream, std::string_view(stream.kept).substr(stream.written));
+    if (stream.written < stream.kept.size()) {
+        if (stream.written > stream.kept.size() / 2)
+            forget_written(stream);
         return;
     }
     stream.kept.clear();
     stream.kept.shrink_to_fit();
-    stream.taken = 0;
+    stream.written = 0;
     stream.reader_stuck = false;
     if (stream.lost > 0)
         stream.kept =
@@ -161,7 +162,7 @@ void flush_stream(trace_stream& stream, std::uint64_t patience_us) {
 }
 
 ssize_t take_text(void* cookie, const char* data, std::size_t size) {
-    const int error = errno; // telling something never disturbs what is told about
+    const int error = errno; // writing a line must not change the errno that it tells about
     trace_stream& stream = *static_cast<trace_stream*>(cookie);
     std::string_view text(data, size);
     if (stream.kept.empty())
@@ -193,7 +194,7 @@ void flush_both(std::uint64_t patience_us) {
     flush_stream(output, 0);
 }
 
-// A wrong use or a failed start has said why; its reader may be busy with others'.
+// After a wrong use or a failed start the trace says why, and its reader may be busy at the moment.
 void finish() {
     trace.reader_stuck = false;
     flush_both(trace_last_patience_us);

@@ -62,8 +62,8 @@ comm_exchange give_reply(comm_socket_v4_connection* connection, std::size_t size
     return decoded ? comm_exchange::done : comm_exchange::rejected;
 }
 
-// Sends and receives until a reply is there. The reply may come before the request is sent whole: a driver
-// that turns a client away answers at once and closes, and that answer is worth more than the broken pipe.
+// Sends and receives until a reply is there. The reply may come before the whole request is sent: a driver
+// that refuses a client answers at once and closes, and that answer is more useful than the broken pipe.
 comm_exchange converse(comm_socket_v4_connection* connection, const std::string& request, std::size_t* sent,
                        comm_socket_v4_packet* reply, std::uint64_t deadline) {
     bool broken_pipe = false;

@@ -1,4 +1,4 @@
-// What a client may cost the server, in one place. Who exceeds a limit is cut; nobody else notices.
+// What one client may use of the server. A client that exceeds a limit is cut; no other client notices.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@ constexpr std::size_t comm_parts_of_places = 16;       // the places, in these p
 constexpr std::size_t comm_parts_for_one_user = 12;    // the most that one user gets, 768 of 1,024
 constexpr std::size_t comm_parts_kept = 1; // for root and the driver's own user alone, 64 of 1,024
 constexpr std::size_t comm_pause_unsent_bytes = 262144;   // replies unread: beyond it, requests wait, 256 KiB
-constexpr std::uint64_t comm_unread_replies_us = 5000000; // replies wait this long with not a byte taken
+constexpr std::uint64_t comm_unread_replies_us = 5000000; // a client that reads nothing for so long is cut
 constexpr std::uint64_t comm_incomplete_packet_us = 5000000; // from a packet's first byte to its last
 
 constexpr std::size_t comm_descriptors_beside_clients = 64; // kept free for the driver's own files and pipes
@@ -22,8 +22,9 @@ constexpr std::size_t comm_read_bytes_per_turn = 65536; // bytes read from one c
 constexpr std::uint64_t comm_turn_us = 5000;            // a turn starts no further client after this long
 
 constexpr std::size_t comm_told_command_bytes =
-    64; // of a command word that asks whether to hold, NUL included
-constexpr std::uint64_t comm_refusals_us = 5000000; // between two trace lines that refuse for the same reason
+    64; // of a command word as vrdx_on_hold is told it, NUL included
+constexpr std::uint64_t comm_refusals_us =
+    5000000; // between two trace lines about refusals for the same reason
 constexpr std::size_t comm_freed_buffer_bytes = 4194304; // of clients, then the heap is tidied, 4 MiB
 
 constexpr std::uint64_t comm_last_replies_us = 200000; // at shutdown, for replies still unread

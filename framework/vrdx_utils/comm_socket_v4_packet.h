@@ -83,7 +83,7 @@ void comm_socket_v4_packet_write_nv_pairf(comm_socket_v4_packet* packet, std::st
 // Adds the items that stand in the bytes of `other`, which is being written, from byte `from` on.
 void comm_socket_v4_packet_append_items(comm_socket_v4_packet* packet, const comm_socket_v4_packet& other,
                                         std::size_t from);
-// Bytes that further items may take up; 0 once the packet is too large.
+// How many bytes further items may have; 0 once the packet is too large.
 std::size_t comm_socket_v4_packet_room(const comm_socket_v4_packet* packet);
 constexpr std::size_t comm_packet_entry_bytes = 9; // of a name/value entry, beside its texts
 
@@ -100,13 +100,13 @@ enum class comm_packet_frame {
 };
 
 // Looks at the first `size` bytes received. When complete, *packet_size is the packet's length, header
-// included. Wrong magic is told as early as its first wrong byte.
+// included. A wrong magic is noticed at its first wrong byte.
 comm_packet_frame comm_socket_v4_packet_frame(const unsigned char* data, std::size_t size,
                                               std::size_t* packet_size);
 
-// Copies the command word of the packet that begins at `data` to `word`, without a look at the rest of it; of
-// a long word the first comm_told_command_bytes - 1 bytes. *packet_size is the length that the whole packet
-// will have. False while the word is not there, and when what stands there is none.
+// Copies the command word of the packet that begins at `data` to `word`, without looking at the rest; of a
+// long word the first comm_told_command_bytes - 1 bytes. *packet_size is the length that the whole packet
+// will have. False while the word has not come, and when there is something else in its place.
 bool comm_socket_v4_packet_peek_command(const unsigned char* data, std::size_t size, comm_told_command* word,
                                         std::size_t* packet_size);
 

@@ -1,10 +1,11 @@
 #include "metadata_v4.h"
 
+#include "file_texts.h"
 #include "item_paths.h"
+#include "plain_text.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 #include <fcntl.h>
 #include <string_view>
@@ -13,7 +14,7 @@
 
 namespace {
 
-constexpr std::size_t max_metadata_bytes = 16777216; // a larger file is not ours
+constexpr std::size_t max_metadata_bytes = 16777216; // a larger file is refused
 constexpr mode_t new_file_mode = 0644;
 
 // --- lines -------------------------------------------------------------------------------------------------
@@ -21,14 +22,12 @@ constexpr mode_t new_file_mode = 0644;
 // The stream number that `name` begins with; *length covers it and its ":". -1 and 0 when it begins with
 // none.
 std::int32_t leading_stream(std::string_view name, std::size_t* length) {
-    *length = 0;
-    std::int32_t stream = -1;
-    const char* end = name.data() + name.size();
-    const auto [rest, error] = std::from_chars(name.data(), end, stream);
-    if (error != std::errc{} || stream < 0 || rest == end || *rest != ':' || name.front() == '-')
-        return -1;
-    *length = static_cast<std::size_t>(rest - name.data()) + 1;
-    return stream;
+    const std::size_t colon = name.find(':');
+    const auto stream = colon == std::string_view::npos
+                            ? std::nullopt
+                            : number_of_digits<std::int32_t>(name.substr(0, colon));
+    *length = stream ? colon + 1 : 0;
+    return stream.value_or(-1);
 }
 
 metadata_v4_metadata_context::line parse_line(std::string_view text) {
@@ -96,66 +95,27 @@ int require_regular(const struct stat& status) {
     return -1;
 }
 
-// Reads `fd` to its end. 0, or -1 with errno set.
-int read_all(int fd, std::string* text) {
-    char block[16384];
-    for (;;) {
-        const ssize_t count = read(fd, block, sizeof block);
-        if (count == 0)
-            return 0;
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0)
-            return -1;
-        text->append(block, static_cast<std::size_t>(count));
-        if (text->size() > max_metadata_bytes) {
-            errno = EFBIG;
-            return -1;
-        }
-    }
-}
-
-int write_all(int fd, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t count = write(fd, text.data(), text.size());
-        if (count >= 0)
-            text.remove_prefix(static_cast<std::size_t>(count));
-        else if (errno != EINTR)
-            return -1;
-    }
-    return 0;
-}
-
 // Opens the metadata file for reading and reads it. The descriptor, or -1 with errno set.
 int open_and_read(const std::string& path, std::string* text) {
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (fd < 0)
         return -1;
     struct stat status {};
-    if (fstat(fd, &status) != 0 || require_regular(status) != 0 || read_all(fd, text) != 0)
+    if (fstat(fd, &status) != 0 || require_regular(status) != 0 || !read_all(fd, max_metadata_bytes, text))
         return close_failed(fd);
     return fd;
 }
 
-// Makes the new file `path` with `text` on the disk. `old` null: there is no file whose mode it should take.
+// Makes the new file `path` with `text` on the disk. `old` null: there is no file whose mode it should get.
 int write_new_file(const std::string& path, std::string_view text, const struct stat* old) {
     const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, new_file_mode);
     if (fd < 0)
         return -1;
     if (old != nullptr && fchmod(fd, old->st_mode & 0777) != 0)
         return close_failed(fd);
-    if (write_all(fd, text) != 0 || fsync(fd) != 0)
+    if (!write_all(fd, text) || fsync(fd) != 0)
         return close_failed(fd);
     return close(fd);
-}
-
-// Best effort: the rename is done; only a power failure right now could still undo it.
-void sync_directory_of(const std::string& path) {
-    const int fd = open(item_directory(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0)
-        return;
-    fsync(fd);
-    close(fd);
 }
 
 int replace_file(const std::string& path, std::string_view text) {
@@ -164,7 +124,8 @@ int replace_file(const std::string& path, std::string_view text) {
     if (exists && require_regular(old) != 0)
         return -1;
     const std::string temporary = path + ".tmp~" + std::to_string(getpid());
-    unlink(temporary.c_str()); // the number is ours alone, so a file of that name is left over from a crash
+    unlink(temporary.c_str()); // no other process has this number now, so a file of that name is left over
+                               // from a crash
     if (write_new_file(temporary, text, exists ? &old : nullptr) != 0 ||
         std::rename(temporary.c_str(), path.c_str()) != 0) {
         const int error = errno;
@@ -172,7 +133,7 @@ int replace_file(const std::string& path, std::string_view text) {
         errno = error;
         return -1;
     }
-    sync_directory_of(path);
+    sync_directory(item_directory(path)); // if this fails, only a power cut right now could undo the rename
     return 0;
 }
 

@@ -19,12 +19,13 @@ void close_if_open(int* fd) {
 }
 
 int open_item(const metadata_v4_context* context) {
-    // Non-blocking, so that a FIFO in the item's place cannot hold the driver up.
+    // Non-blocking, so that a FIFO in the place of the item cannot stop the driver.
     return openat(context->dir_fd, context->file_name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
 }
 
-// Makes the number `number` stand for what `fd` stands for, in one step: it is never free for another file.
-int take_over(int fd, int number) {
+// Makes descriptor `number` refer to what `fd` refers to, in one step, so that no other file can get the
+// number.
+int put_in_place_of(int fd, int number) {
     int result = 0;
     do
         result = dup3(fd, number, O_CLOEXEC);
@@ -79,7 +80,7 @@ void metadata_v4_context_free(metadata_v4_context* context) {
 }
 
 int metadata_v4_context_lock(metadata_v4_context* context, std::uint64_t patience_us) {
-    // Not file_fd: the lock must outlast a reopening of the item, and it is let go on its own.
+    // A descriptor of its own: the lock must stay when the item is reopened, and is released separately.
     if (context->lock_fd < 0)
         context->lock_fd = open_item(context);
     if (context->lock_fd < 0)
@@ -93,12 +94,12 @@ int metadata_v4_context_lock(metadata_v4_context* context, std::uint64_t patienc
 }
 
 void metadata_v4_context_close_the_file(metadata_v4_context* context) {
-    take_over(context->dir_fd, context->file_fd);
+    put_in_place_of(context->dir_fd, context->file_fd);
 }
 
 int metadata_v4_context_open_the_file(metadata_v4_context* context) {
     const int fd = open_item(context);
-    if (fd >= 0 && take_over(fd, context->file_fd) == 0) {
+    if (fd >= 0 && put_in_place_of(fd, context->file_fd) == 0) {
         close(fd);
         return 0;
     }

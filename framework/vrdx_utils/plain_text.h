@@ -8,6 +8,10 @@
 #include <string_view>
 #include <system_error>
 
+inline bool is_digit(char character) {
+    return character >= '0' && character <= '9';
+}
+
 // `text` without the blanks, tabs and line ends around it.
 inline std::string_view without_outer_blanks(std::string_view text) {
     constexpr std::string_view blanks = " \t\r\n\v\f";
@@ -35,8 +39,18 @@ template<typename number_type = int> std::optional<number_type> leading_number(s
     return number;
 }
 
-// The number that `text` holds and nothing else, blanks not excepted; nothing for any other text.
+// The same for a text that is a number and nothing else, without a blank; nothing for any other text.
 template<typename number_type = int> std::optional<number_type> whole_number(std::string_view text) {
     const std::optional<number_type> number = leading_number<number_type>(text);
     return text.empty() ? number : std::nullopt;
+}
+
+// The number whose decimal digits the whole of `text` is. Nothing for any other text, for one with a sign,
+// and for a number that the type cannot hold.
+template<typename number_type = int> std::optional<number_type> number_of_digits(std::string_view text) {
+    number_type number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    const bool is_number = error == std::errc() && stop == end && is_digit(text.front());
+    return is_number ? std::optional(number) : std::nullopt;
 }

@@ -24,12 +24,12 @@ bool would_block(int error) {
     return error == EAGAIN || error == EWOULDBLOCK;
 }
 
-// The buffer is of use without the framework, which catches SIGPIPE for the standard streams' sake, so it
-// takes care of itself. Keeps SIGPIPE from this thread while a write may raise it. Neither the disposition
-// nor, afterwards, the mask differs from before, so a child inherits what the process was started with.
+// Blocks SIGPIPE in this thread while a write may raise it. The framework catches SIGPIPE, but the buffer is
+// also used without the framework. Afterwards disposition and mask are as before, so that a child inherits
+// what the process was started with.
 struct sigpipe_guard {
     sigset_t old_mask;
-    bool was_pending; // someone else's, to be left pending
+    bool was_pending; // a SIGPIPE from elsewhere, which must stay pending
 };
 
 void hold_sigpipe(sigpipe_guard* guard) {
@@ -42,7 +42,7 @@ void hold_sigpipe(sigpipe_guard* guard) {
     pthread_sigmask(SIG_BLOCK, &sigpipe, &guard->old_mask);
 }
 
-// `raised`: a write failed with EPIPE, so our own SIGPIPE waits to be taken.
+// `raised`: a write failed with EPIPE, so our own SIGPIPE waits to be fetched.
 void release_sigpipe(const sigpipe_guard* guard, bool raised) {
     if (raised && !guard->was_pending) {
         sigset_t sigpipe;
@@ -72,7 +72,7 @@ long write_held(sliding_window_v4* buffer, int fd, int* error) {
     return written;
 }
 
-// With nothing to send a write would tell nothing; poll tells that the reader has gone.
+// With nothing to send there is no write that could fail; poll() says whether the reader has gone.
 long look_for_reader(int fd) {
     pollfd reader{.fd = fd, .events = 0, .revents = 0};
     if (poll(&reader, 1, 0) > 0) {

@@ -13,7 +13,7 @@ struct sliding_window_v4 {
 };
 
 // A new empty buffer for `capacity` bytes; null when memory is short or capacity is 0. The storage is
-// reserved, and takes memory only as far as it has been used. The caller owns the buffer.
+// reserved, and uses memory only as far as it has been filled. The caller owns the buffer.
 sliding_window_v4* sliding_window_v4_create_buffer(std::size_t capacity);
 
 // Frees `buffer` (null allowed). Always null, to be stored over the caller's pointer.

@@ -13,14 +13,15 @@
 
 namespace {
 
-// A crash between binding and renaming leaves a temporary name that a later process of the same number meets.
+// After a crash between binding and renaming, a later process with the same number may find its temporary
+// name in use.
 constexpr int temporary_names = 64;
 
 bool fits_address(const std::string& path) {
     return path.size() < sizeof(sockaddr_un::sun_path);
 }
 
-// A text that can be a path at all; errno says why not.
+// True for a text that can be a path; else errno says why not.
 bool is_path(const std::string& path) {
     if (path.empty()) {
         errno = ENOENT;
@@ -53,7 +54,7 @@ int connect_address(int fd, const std::string& path) {
     return result;
 }
 
-// The mode is given by the mask at the moment of creation: there is no time in which the socket has another.
+// The umask sets the mode at the moment of creation, so the socket never has another mode.
 int bind_address(int fd, const std::string& path, unsigned mode) {
     const sockaddr_un address = address_of(path);
     const mode_t previous = umask(~mode & 0777U);
@@ -87,7 +88,7 @@ int close_keeping_errno(int fd, int result) {
     return result;
 }
 
-// Never replaces what has the name. Some network file systems know no such renaming, but links.
+// Never replaces an existing file. Some network file systems cannot rename like that, but they can link.
 int rename_to_free_name(int directory_fd, const std::string& from, const std::string& to) {
     const int result = renameat2(directory_fd, from.c_str(), directory_fd, to.c_str(), RENAME_NOREPLACE);
     if (result == 0 || errno != EINVAL)

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-// Removes the line end ("\n", "\r\n" or a lone trailing "\r") from `line`, in place. Gives `line` back.
+// Removes the line end ("\n", "\r\n" or a lone trailing "\r") from `line`, in place. Returns `line`.
 char* chomp(char* line);
 
 // Splits `text` in place at its first "=".
@@ -19,6 +19,6 @@ void divide_name_equ_value_pair(char* text, const char** name, const char** valu
 std::string_view text_head(std::string_view text, std::size_t most);
 std::string_view text_tail(std::string_view text, std::size_t most);
 
-// How long a text may be so that texts of these lengths, each cut down to that, take up at most `room`
-// together.
+// To what length texts of these lengths must be cut so that all of them together fit into `room`. What is
+// shorter stays as it is.
 std::size_t longest_that_fits(std::vector<std::size_t> lengths, std::size_t room);

@@ -9,7 +9,7 @@
 
 constexpr int most_router_levels = 64;
 
-// Where a crosspoint takes its source from: 1 and up, or one of these.
+// The source of a crosspoint: 1 and up, or one of these.
 constexpr int source_unknown = 0;       // "0": not known, or the crosspoint does not exist
 constexpr int source_disconnected = -1; // "-"
 

@@ -12,10 +12,6 @@ bool is_letter(char character) {
     return capital(character) >= 'A' && capital(character) <= 'Z';
 }
 
-bool is_digit(char character) {
-    return character >= '0' && character <= '9';
-}
-
 std::string_view consume(reply_scanner& scanner, std::size_t count) {
     const std::string_view piece = scanner.rest.substr(0, count);
     scanner.rest.remove_prefix(piece.size());
@@ -107,8 +103,7 @@ std::optional<int> consume_number(reply_scanner& scanner) {
 }
 
 std::optional<std::string_view> consume_name(reply_scanner& scanner) {
-    // No further than a name can be, or a string of many parts without an end would be searched again by
-    // each.
+    // Not further than the longest name: otherwise each part of a long string would search all of it.
     const auto end = scanner.rest.substr(0, longest_name + 1).find('~');
     if (end == std::string_view::npos) {
         return std::nullopt;

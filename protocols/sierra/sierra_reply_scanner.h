@@ -1,5 +1,5 @@
-// Steps through the content of one string. What a step consumes is gone from `rest`; a step that finds
-// something else consumes nothing.
+// Reads the content of one string step by step. A step removes from `rest` what it has read; when it does not
+// find what it looks for, it removes nothing.
 #pragma once
 
 #include <optional>

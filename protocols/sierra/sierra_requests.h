@@ -1,4 +1,4 @@
-// What is said to the router: complete strings, with "**" and "!!", without blanks.
+// What is sent to the router: complete strings, with "**" and "!!", without blanks.
 #pragma once
 
 #include "sierra_replies.h"

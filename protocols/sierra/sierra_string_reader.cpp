@@ -8,7 +8,7 @@ bool is_control(char byte) {
 
 // Three stars in a row begin a string as well: the pair is the last two.
 void begin_string(string_reader& reader) {
-    const std::size_t first_star = reader.content.empty() ? 0 : 1; // it was taken for content
+    const std::size_t first_star = reader.content.empty() ? 0 : 1; // it was added to the content
     reader.stray += reader.content.size() - first_star;
     reader.content.clear();
     reader.inside = true;

@@ -17,7 +17,7 @@ struct videohub_block {
 // A line, or a block, of more bytes than this is an error.
 constexpr std::size_t most_videohub_block_bytes = 1024UL * 1024;
 
-// Takes in bytes in any pieces. What has not become a block yet waits here, at most two times
+// Makes blocks of bytes that come in any pieces. Holds what is not a complete block yet, at most two times
 // most_videohub_block_bytes.
 struct videohub_reader {
     std::string line;     // not ended yet
@@ -25,7 +25,7 @@ struct videohub_reader {
 };
 
 // Appends to `blocks` what `bytes` complete. Blanks at the beginning of a line and a carriage return at its
-// end are dropped. False when a line or a block grows beyond the limit: the peer cannot be followed any more,
+// end are dropped. False when a line or a block becomes longer than the limit: then the rest cannot be read,
 // and the reader must be replaced by a new one.
 bool read_videohub_bytes(videohub_reader& reader, std::string_view bytes,
                          std::vector<videohub_block>& blocks);

@@ -1,4 +1,4 @@
-// What a Videohub router has said about itself, block by block: a picture without any belief of its own. All
+// What a Videohub router has said about itself, block by block. Nothing is added and nothing is assumed. All
 // numbers are 0-based.
 #pragma once
 
@@ -53,7 +53,7 @@ struct videohub_bank_ports {
     int first_output = 0;
     int outputs = 0;
     int first_input = 0;
-    int inputs = 0; // those that its outputs can take
+    int inputs = 0; // those that its outputs can show
 };
 
 // As the router has said them; nothing: not said.
@@ -81,13 +81,13 @@ struct videohub_model {
     bool with_serial_ports = false; // likewise: serial ports count as inputs and as outputs
     int monitors = 0;               // so many of `outputs`, behind those of video, are monitoring outputs
     int serial_ports = 0;           // so many of `inputs` and of `outputs`, the last ones, are serial ports
-    bool prelude_ended = false;     // never so in versions 2.2 and 2.3
+    bool prelude_ended = false;     // it has marked the end of its state; never in versions 2.2 and 2.3
 };
 
-// What one block has told.
+// What one block has changed or told.
 struct videohub_news {
     bool known = false;               // the block is one of those the model follows
-    bool device = false;              // another device, none, or another size: all else was forgotten
+    bool device = false;              // another device, no device, or another size: the rest was forgotten
     std::vector<int> routed;          // outputs whose source was told, perhaps the one they had
     std::vector<int> labelled_inputs; // told, likewise
     std::vector<int> labelled_outputs;
@@ -97,15 +97,15 @@ struct videohub_news {
     bool router_itself = false; // names, take mode or alarms of the router were told
 };
 
-// Takes in one block that the router has sent. Lines that cannot be read or that are beyond the size are
+// Enters one block that the router has sent. Lines that cannot be read or that are beyond the size are
 // skipped, and so are unknown blocks; answers ("ACK", "NAK") are unknown here.
 videohub_news apply_videohub_block(videohub_model& model, const videohub_block& block);
 
-// True when a present device has told its size, which is what it takes to show it.
+// True when a device is present and has told its size: then it can be shown.
 bool videohub_size_known(const videohub_model& model);
 
-// True when a present device has told its whole state: it said so, or, with `quiet` (it has been silent for a
-// short while), nothing is missing. A router may say so though some of its outputs have no source yet.
+// True when a device is present and has told its whole state. Either it has marked the end, even if some
+// outputs have no source yet; or, with `quiet` (it has been silent for a short while), nothing is missing.
 bool videohub_state_complete(const videohub_model& model, bool quiet);
 
 videohub_bank_ports videohub_ports_of(const videohub_model& model, videohub_bank bank);
@@ -114,5 +114,5 @@ videohub_bank_ports videohub_ports_of(const videohub_model& model, videohub_bank
 videohub_bank videohub_bank_of_output(const videohub_model& model, int output);
 videohub_bank videohub_bank_of_input(const videohub_model& model, int input);
 
-// False when the major version is another one than 2; true as long as none was said.
+// False when the router has told another major version than 2; true before it has told one.
 bool videohub_version_understood(const videohub_model& model);

@@ -1,4 +1,4 @@
-// What the files of the model use of each other.
+// What the sources of the model share.
 #pragma once
 
 #include "videohub_model.h"

@@ -1,5 +1,5 @@
 // The backend: the one child program that talks to the router hardware, its three pipes, its log lines, and
-// its reports. The child never acts by itself here: each pass of the loop calls the services below in turn.
+// its reports. Nothing here happens by itself: each pass of the loop calls the functions below in turn.
 //
 //   state        | event                              | what is done
 //   -------------+------------------------------------+------------------------------------------------------
@@ -7,7 +7,7 @@
 //   none         | check due, pipe or fork fails      | clean up in silence, next check in 5 s
 //   running      | standard input or output closed    | stop_backend
 //   running      | standard error closed              | forget that pipe, keep the rest
-//   running      | exited (noticed one pass later)    | tell it, stop_backend
+//   running      | exited (noticed one pass later)    | trace it, stop_backend
 //   running      | driver changed, path emptied       | stop_backend
 //   stopping     | exited                             | reap_ident_procs
 //   stopping     | ignores SIGTERM                    | stays listed; a new backend may run beside it
@@ -22,7 +22,7 @@
 #include <string_view>
 
 constexpr std::size_t kept_text_capacity =
-    1048576; // more, which a monstrous line needed, is given back after it
+    1048576; // bytes; a longer line may need more memory, which is given back after it
 
 extern std::int32_t backend_pid;      // -1: none
 extern std::int32_t backend_stdin_fd; // our end of each pipe, non-blocking; -1: closed
@@ -62,16 +62,17 @@ void check_backend_start(std::uint64_t now);
 // cleaned up). Whether the program could be executed shows only on its pipes.
 int start_backend();
 
-// Notices that the child is gone. One pass late, on purpose: a pass that reaps it still reads its last words.
+// Notices that the child has ended, and acts on it in the next pass: so this pass still reads its last lines.
 void check_backend_alive();
 
 // Tells the picture whether a backend runs, and if not, why. Once per pass.
 void tell_backend_state();
 
-// Stops whatever there is of a backend and drops what was queued for it. Safe at any time, also nested.
+// Stops the backend, or what there is of one, and drops what was queued for it. May be called at any time,
+// also while it runs already.
 void stop_backend();
 
-// Collects stopped children that have ended.
+// Reaps the stopped children that have ended.
 void reap_ident_procs();
 
 // --- pipes, once per pass ----------------------------------------------------------------------------------
@@ -79,7 +80,7 @@ void reap_ident_procs();
 // Moves at most one queued message into the standard-input buffer and writes what the pipe takes.
 void pending_to_buffer();
 
-// Reads what the backend logged; files each line under its tag.
+// Reads what the backend logged, and adds each line to the log that its tag names.
 void read_backend_stderr();
 
 // Reads what the backend reported; hands each line to read_backend_report_line.
@@ -96,5 +97,5 @@ void append_log_line(std::string& log, std::string_view line);
 void read_backend_report_line(std::string_view line);
 
 // Applies the report that has come in (incoming_report.h): "info", "inputs", "outputs", "link" and "refused"
-// of type "message". Anything else changes nothing. Clearing the report is the caller's.
+// of type "message". Anything else changes nothing. The caller clears the report afterwards.
 void handle_backend_report();

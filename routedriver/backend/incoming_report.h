@@ -1,5 +1,6 @@
-// The report whose lines are coming in. What a TavrixAPIRouterMessage is to a backend program, but its fields
-// lie in one text, in the order of their lines: a full report of a large router has thousands.
+// The report whose lines are coming in. It is what a TavrixAPIRouterMessage is to a backend program, but its
+// fields are kept in one text, in the order of their lines, because a full report of a large router has
+// thousands.
 #pragma once
 
 #include <string>
@@ -17,7 +18,7 @@ void clear_incoming_report();
 const std::string& incoming_command();
 const std::string& incoming_type();
 
-// The value of a field; empty when there is none of that name. Ends with the next line.
+// The value of a field; empty when there is no field of that name. Valid until the next line is added.
 std::string_view incoming_field(std::string_view name);
 
 // Calls `use` for each field in the order of the names' bytes; the lines of one name are joined to one value.

@@ -27,7 +27,7 @@ std::int32_t stop_depth = 0;
 namespace {
 
 constexpr std::uint64_t start_check_period_us = 5000000;
-// A full report of the largest router fits, so that one pass can take it in, and a simple backend program
+// A full report of the largest router fits, so that one pass can read it, and a simple backend program
 // that does not expect a full pipe gets it out. (A hundred drivers of one user stay within what the system
 // lets a user have.)
 constexpr int report_pipe_bytes = 262144;
@@ -95,7 +95,7 @@ void wire_child(const backend_pipes& pipes) {
     vrdx_unblock_child_signals();
     const char* const arguments[] = {backend_path.c_str(), "--file", vrdx_file, nullptr};
     execv(backend_path.c_str(), const_cast<char* const*>(arguments));
-    // Straight to the descriptor: what the driver's trace still holds back is not the child's to tell.
+    // Written directly to the descriptor: the child must not write what the driver's trace still holds.
     dprintf(STDERR_FILENO, "<ERR>Failed to start backend driver '%s'\n", backend_path.c_str());
     _exit(1);
 }
@@ -115,7 +115,7 @@ bool nothing_to_stop() {
            backend_stdinbuf == nullptr && backend_stdoutbuf == nullptr && backend_stderrbuf == nullptr;
 }
 
-// Only a stop inside another stop reads and writes once more what the pipes still carry.
+// Only a stop inside another stop reads and writes the pipes once more.
 void drain_pipes() {
     if (backend_stderr_fd >= 0)
         read_backend_stderr();
@@ -124,7 +124,7 @@ void drain_pipes() {
     pending_to_buffer();
 }
 
-// The next backend gets neither half a line nor a take of the past.
+// The next backend must get neither half a line nor an old take.
 void forget_traffic() {
     backend_stdinbuf = sliding_window_v4_destroy(backend_stdinbuf);
     backend_stdoutbuf = sliding_window_v4_destroy(backend_stdoutbuf);
@@ -151,7 +151,7 @@ void check_backend_start(std::uint64_t now) {
     if (!periodic_timer_due(&next_backend_check, start_check_period_us, now))
         return;
     if (backend_path.empty())
-        drop_pending_lines(); // nobody will read them: the backend that is named next is told its own
+        drop_pending_lines(); // nobody will read them: the next backend gets its own messages
     else if (backend_pid < 0)
         start_backend();
 }

@@ -16,7 +16,7 @@ namespace {
 constexpr int kept_line_feeds = 20;
 
 // The last line feed among the first `size` characters; npos when there is none. (rfind looks at one
-// character after the other, and every line of a flood comes by here.)
+// character after the other, and this runs for every line of a flood.)
 std::size_t last_line_feed(std::string_view text, std::size_t size) {
     const void* found = memrchr(text.data(), '\n', size);
     return found != nullptr ? static_cast<std::size_t>(static_cast<const char*>(found) - text.data())
@@ -27,7 +27,7 @@ void keep_timed_line(std::deque<timed_line>& lines, std::string_view line) {
     constexpr std::size_t most_lines = kept_line_feeds + 2; // as many as append_log_line leaves
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     const auto wall_ms = std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
-    timed_line kept; // in the memory of the one that goes: every line of a flood comes by here
+    timed_line kept; // reuses the memory of the line that is dropped: this runs for every line of a flood
     if (lines.size() == most_lines) {
         kept = std::move(lines.front());
         lines.pop_front();

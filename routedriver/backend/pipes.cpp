@@ -26,7 +26,7 @@ void append_without_carriage_returns(std::string& line, const unsigned char* fro
     }
 }
 
-// Consumes all bytes held. `line` carries what is not ended yet from one read to the next.
+// Reads all bytes of the buffer. `line` keeps a line that has not ended yet until the next call.
 void consume_lines(sliding_window_v4* buffer, std::string& line, void (*use_line)(std::string_view)) {
     while (buffer->start != buffer->end) {
         auto* feed = static_cast<unsigned char*>(
@@ -82,7 +82,7 @@ void pending_to_buffer() {
         return;
     vrdx_assert(sliding_window_v4_is_sane(backend_stdinbuf));
     if (pending_line_count() > 0)
-        expire_takes(); // when the loop has stood still, what is next may be over by now
+        expire_takes(); // after the process was stopped for a while, the next take may have expired
     move_one_message();
     vrdx_assert(backend_stdinbuf->end <= backend_stdinbuf->fence);
     vrdx_assert(sliding_window_v4_is_sane(backend_stdinbuf));

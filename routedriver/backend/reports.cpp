@@ -1,22 +1,17 @@
 #include "backend.h"
 
 #include "incoming_report.h"
+#include "plain_text.h"
 #include "router.h"
 #include "text.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
-#include <limits>
 #include <string_view>
 
 namespace {
 
 constexpr std::size_t longest_link_text = 1024; // bytes of a reason that are kept
-
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 // As strtol reads it, cut down to 0..most.
 std::int32_t read_count(std::string_view value, std::int32_t most) {
@@ -29,11 +24,9 @@ std::int32_t read_count(std::string_view value, std::int32_t most) {
 std::int32_t read_number(std::string_view text, std::string_view* rest) {
     if (text.empty() || !is_digit(text.front()))
         return -1;
-    std::int32_t number = 0;
-    const char* const text_end = text.data() + text.size();
-    const auto [end, error] = std::from_chars(text.data(), text_end, number);
-    *rest = {end, static_cast<std::size_t>(text_end - end)};
-    return error == std::errc::result_out_of_range ? std::numeric_limits<std::int32_t>::max() : number;
+    const std::optional<std::int32_t> number = leading_number<std::int32_t>(text);
+    *rest = text;
+    return number.value_or(-1);
 }
 
 // "3" is input 3; anything that does not begin with a digit means no source.

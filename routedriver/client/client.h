@@ -21,20 +21,21 @@ extern std::map<std::string, pending_setting>
 int my_vrdx_custom_packet(comm_socket_v4_packet* pkt, comm_socket_v4_packet* respkt, unsigned char* flags,
                           comm_socket_v4_client* client);
 
-// True while a packet with this command and of this size is to wait in the client's socket: so much waits for
-// the backend already that this client may add nothing.
+// True while a packet with this command and of this size must wait in the client's socket, because this
+// client has too much waiting for the backend already.
 bool packet_must_wait(const char* command, std::size_t bytes, const comm_socket_v4_client* client);
 
-// Hears of every decided take, and answers the packet that asked when all of its takes are decided.
+// To be told of every decided take. Answers the packet that asked for it when all takes of that packet are
+// decided.
 void answer_decided_take(const decided_take& take);
 
 // A client's connection is closed.
 void requester_left(std::uint64_t connection);
 
-// Due once, before clients are served: hears of the changes that watchers are told.
+// To be called once, before clients are served: from then on the changes that watchers are told are noted.
 void watch_for_watchers();
 
-// Once per pass, when the backend's reports of the pass were read: tells watchers what has changed.
+// To be called once per pass, after the backend's reports were read: tells watchers what has changed.
 void serve_watchers();
 
 // Fills `req` (all -1 before) from OUT and "A" or "A,V", 1-based; what is no number counts as 0.

@@ -18,7 +18,7 @@ constexpr struct {
     {"take", answer_take, true},   {"describe", answer_describe, false},    {"watch", answer_watch, false},
 };
 
-constexpr std::size_t longest_echo = 64; // of an `id` that is thrown back
+constexpr std::size_t longest_echo = 64; // of an `id` that is repeated in an error
 
 bool adds_messages(std::string_view command) {
     for (const auto& known : commands)

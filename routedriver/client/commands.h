@@ -12,7 +12,7 @@ bool answer_describe(comm_socket_v4_packet* pkt, comm_socket_v4_packet* respkt, 
 bool answer_watch(comm_socket_v4_packet* pkt, comm_socket_v4_packet* respkt, requester client);
 bool answer_take(comm_socket_v4_packet* pkt, comm_socket_v4_packet* respkt, requester client);
 
-// A client is gone, and watches no more.
+// The client of this connection is gone: it is no watcher any more.
 void forget_watcher(std::uint64_t connection);
 
 // Writes an "error" reply that says what is wrong with a request, with the request's `id` if it has one.
@@ -29,13 +29,13 @@ template<typename visit> void for_each_entry(const comm_socket_v4_packet* pkt, v
     }
 }
 
-// Who asks; null stands for the driver itself.
+// Who asks; null means the driver itself.
 requester requester_of(const comm_socket_v4_client* client);
 
 void postpone_auto_shutdown();
 
-// An invariant of the packet handler, told under its name and as it is written: not handed on to another
-// macro.
+// An invariant of the packet handler. The message names the handler and shows the expression as it is
+// written, so the expression is not passed on to another macro.
 constexpr const char* packet_handler_name = "int my_vrdx_custom_packet(comm_socket_v4_packet*, "
                                             "comm_socket_v4_packet*, unsigned char*, comm_socket_v4_client*)";
 #define packet_assert(expression)                                                                            \

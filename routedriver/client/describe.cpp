@@ -1,11 +1,11 @@
 #include "commands.h"
 
 #include "backend.h"
+#include "plain_text.h"
 #include "told_picture.h"
 #include "vrdx.h"
 
 #include <algorithm>
-#include <charconv>
 #include <optional>
 
 namespace {
@@ -50,14 +50,11 @@ std::optional<std::int32_t> place_named(std::string_view text) {
     const bool is_input = text.starts_with("input ");
     if (!is_input && !text.starts_with("output "))
         return std::nullopt;
-    const std::string_view digits = text.substr(text.find(' ') + 1);
-    std::int32_t number = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-    if (error != std::errc() || end != digits.data() + digits.size() || number < 1 ||
-        number > (is_input ? max_inputs : max_outputs))
+    const auto number = number_of_digits<std::int32_t>(text.substr(text.find(' ') + 1));
+    if (!number || *number < 1 || *number > (is_input ? max_inputs : max_outputs))
         return std::nullopt;
     // The router may have become smaller since the page before.
-    return is_input ? std::min(number - 1, input_count) : std::min(input_count + number - 1, told_places());
+    return is_input ? std::min(*number - 1, input_count) : std::min(input_count + *number - 1, told_places());
 }
 
 std::string name_of_place(std::int32_t place) {
@@ -135,12 +132,8 @@ void write_takes(comm_socket_v4_packet* respkt, std::uint64_t from) {
 std::optional<std::uint64_t> read_from(const comm_socket_v4_packet* pkt) {
     std::optional<std::uint64_t> from = 0;
     for_each_entry(pkt, [&from](std::string_view name, std::string_view value) {
-        std::uint64_t number = 0;
-        const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), number);
-        if (name == "from" && error == std::errc() && end == value.data() + value.size() && from)
-            from = number;
-        else
-            from.reset();
+        const bool is_from = name == "from" && from;
+        from = is_from ? number_of_digits<std::uint64_t>(value) : std::nullopt;
     });
     return from;
 }

@@ -1,14 +1,12 @@
 #include "commands.h"
 
+#include "plain_text.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
 
 namespace {
-
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 // What "output.3.name" addresses.
 struct property {
@@ -30,7 +28,8 @@ property property_of(const char* name) {
         const long number = std::strtol(name + kind.prefix.size(), &end, 10);
         if (*end != '.' || number < 1 || number > kind.count)
             break;
-        // On the wire either would end the name, and what follows could pose as a message of its own.
+        // In the message to the backend either of them would end the name, and the rest could look like
+        // another message.
         if (std::strpbrk(end, "=\n") != nullptr)
             break;
         const auto index = static_cast<std::int32_t>(number - 1);

@@ -89,7 +89,7 @@ void write_status(comm_socket_v4_packet* respkt, std::size_t longest_name) {
     // clang-format on
 }
 
-// Absurd names must not blind those who look: the longest are shortened until all fit into a packet.
+// Very long names must not make the reply impossible: the longest are shortened until all fit into a packet.
 std::size_t longest_name_that_fits(comm_socket_v4_packet* respkt) {
     write_status(respkt, 0);
     const std::int32_t inputs = std::min(input_count, max_status_points);

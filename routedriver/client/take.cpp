@@ -30,7 +30,7 @@ struct awaited_answer {
 std::map<std::uint64_t, awaited_answer> awaited; // by number
 std::uint64_t answers_so_far = 0;
 std::uint64_t being_asked =
-    0; // the one whose takes are just being asked for: its reply needs no packet of its own
+    0; // of the packet that is being handled: if it is complete at once, it is written as the reply
 
 // --- reading -----------------------------------------------------------------------------------------------
 
@@ -92,7 +92,7 @@ std::string read_takes(const comm_socket_v4_packet* pkt, take_request& request) 
     return twice != outputs.end() ? "output " + std::to_string(*twice + 1) + " is named twice" : "";
 }
 
-// What each output must show; it must be one of those that are taken.
+// What each output must show; it must be an output of one of the takes.
 std::string read_expected(std::string_view text, take_request& request) {
     std::map<std::int32_t, asked_take*> takes;
     for (asked_take& take : request.takes)
@@ -146,7 +146,7 @@ std::string read_request(const comm_socket_v4_packet* pkt, take_request& request
     return wrong.empty() && request.id.empty() ? "take needs an id" : wrong;
 }
 
-// As those of "route" are.
+// In the same form as the takes of "route".
 void trace_takes(const comm_socket_v4_packet* pkt) {
     for (unsigned i = 0; i < comm_socket_v4_packet_get_argc(pkt); ++i) {
         const std::string_view take = comm_socket_v4_packet_get_argv(pkt, i);
@@ -206,7 +206,7 @@ bool answer_take(comm_socket_v4_packet* pkt, comm_socket_v4_packet* respkt, requ
     answer.open = request.takes.size();
     for (const asked_take& take : request.takes)
         answer.outputs.push_back(take.output);
-    plan_route_changes(); // what was asked for before comes before
+    plan_route_changes(); // requests that came earlier are sent earlier
     ask_takes(request.takes, request.terms);
     const bool decided = answer.open == 0;
     if (decided) {

@@ -13,7 +13,7 @@
 namespace {
 
 std::string new_epoch() {
-    // The time and the process alone would do; chance guards against clocks that are set back.
+    // Time and process number would be enough; a random number helps when the clock was set back.
     std::random_device chance;
     const auto started = static_cast<std::uint64_t>(std::time(nullptr));
     char digits[17];
@@ -34,7 +34,7 @@ void write_properties(comm_socket_v4_packet* packet, const std::string& place,
         comm_socket_v4_packet_write_nv_pair(packet, property + name, value);
 }
 
-// 0: it is not taken back by itself.
+// 0: it is not rolled back by itself.
 std::uint64_t milliseconds_left(const router_output& output) {
     if (output.confirm_deadline == 0)
         return 0;

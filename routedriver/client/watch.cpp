@@ -99,8 +99,8 @@ void tell_those_who_keep_up() {
 
 // One packet of what has changed since its number.
 void tell_newest_state(watcher& one) {
-    // Other sizes number the places anew. A link that goes up and down does not, and must not keep a watcher
-    // from ever hearing the end.
+    // After a change of sizes the places have other numbers, so telling begins anew. After a change of the
+    // link it must not: a link that goes up and down would keep a slow watcher from ever getting to the end.
     if (one.telling == 0 || one.sized_at != picture_resized) {
         one.telling = picture_version;
         one.sized_at = picture_resized;
@@ -157,7 +157,7 @@ void write_takes_after(comm_socket_v4_packet* packet, std::uint64_t* told) {
     comm_socket_v4_packet_write_end(packet);
 }
 
-// Most watchers stand at the same take: its packet is written once.
+// Most watchers wait for the same take: its packet is written once.
 void tell_takes() {
     comm_socket_v4_packet packet;
     std::uint64_t from = 0;

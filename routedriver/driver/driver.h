@@ -6,9 +6,10 @@
 #include <cstdint>
 #include <string>
 
-extern std::string driver_name;      // setting "driver", after the alias
-extern bool stay_resident;           // setting "stay resident": never end for want of clients
-extern std::int64_t item_file_mtime; // modification time (whole seconds) of the item file as last examined
+extern std::string driver_name; // setting "driver", after the alias
+extern bool stay_resident;      // setting "stay resident": never end for want of clients
+extern std::int64_t
+    item_file_mtime; // modification time (whole seconds) that the item file had when it was last examined
 
 // Reads the item file's settings from where vrdx_meta's descriptor stands; settings that are missing keep
 // their value. Decides the backend program, and stops the backend when another one is named. 0, or -1 when

@@ -63,7 +63,8 @@ void requester_asks(requester client) {
     user_account& user = users[client.user];
     const auto [connection, is_new] = user.connections.try_emplace(client.connection);
     const auto gone = user.connections.find(0);
-    // Its user may have asked for much on connections that are gone; but nobody starts far behind for that.
+    // Its user may have asked for much on connections that are gone; a new connection is not put far behind
+    // because of that.
     if (is_new && gone != user.connections.end())
         connection->second.served = std::min(gone->second.served, user.last_served + reconnecting_costs);
     newest_connection = std::max(newest_connection, client.connection);
@@ -90,7 +91,8 @@ void requester_gone(std::uint64_t number) {
             continue;
         connection_account& leaving = found->second;
         connection_account& gone = user.connections[0];
-        // Mostly it asked later than those who left before, and then its batches go behind theirs.
+        // Usually it asked later than the connections that left before it, so that its batches go behind
+        // theirs.
         if (gone.batches.empty() || leaving.batches.empty() ||
             gone.batches.back().number < leaving.batches.front().number)
             gone.batches.splice(gone.batches.end(), leaving.batches);

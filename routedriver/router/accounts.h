@@ -1,4 +1,5 @@
-// Who has what waiting, and how many messages were sent for it so far. Shared by accounts.cpp and turns.cpp.
+// For each user and connection: what waits, and how many messages were sent so far. For accounts.cpp and
+// turns.cpp alone.
 #pragma once
 
 #include "turns.h"
@@ -7,8 +8,8 @@
 #include <list>
 #include <map>
 
-// Who starts anew begins with what was sent for the one chosen last, so that nobody saves up turns, and
-// connecting again gains none.
+// A new account starts with the `served` of the account that was chosen last: nobody saves up turns by
+// waiting, and nobody gains one by connecting again.
 struct account {
     std::uint64_t served = 0;
     std::size_t messages = 0; // in batches
@@ -20,25 +21,25 @@ struct connection_account : account {
     std::list<waiting_batch> batches; // in the order of their numbers
 };
 
-// Connection 0 stands for those that are gone.
+// Connection 0 stands for all connections that are gone.
 struct user_account : account {
     std::map<std::uint64_t, connection_account> connections;
-    std::uint64_t last_served = 0; // of the connection chosen last, when it was
-    // While those that are gone have too much waiting: the newest connection that had asked when it became
-    // so.
+    std::uint64_t last_served = 0; // `served` of the connection chosen last, at that time
+    // While the connections that are gone have too much waiting, newer connections than this one must wait.
     std::uint64_t newest_admitted = std::numeric_limits<std::uint64_t>::max();
 };
 
 extern std::map<uid_t, user_account> users;
-extern std::uint64_t last_served; // of the user chosen last, when it was
+extern std::uint64_t last_served; // `served` of the user chosen last, at that time
 
 struct owner {
     user_account& user;
     connection_account& connection;
 };
 
-// Who is not known (any more) is gone.
+// The accounts of a requester. For a connection that is not known, or not any more, that of the gone ones.
 owner owner_of(requester whose);
 
-// Forgets who has no connection and nothing waiting, and would start anew with no less.
+// Forgets users without a connection and without anything waiting, unless a new account would give them an
+// advantage.
 void forget_idle_users();

@@ -9,8 +9,8 @@ namespace {
 // Each place, and each connection as a negative number, with the numbers of the waiting batches.
 std::set<std::pair<std::int64_t, std::uint64_t>> concerned;
 
-// Calls `look` for each place that the batch concerns, and for each connection that it is for: a batch of
-// several stands in nobody's queue, and keeps its order with all of theirs.
+// Calls `look` for each place that the batch concerns, and for each connection that it is for. A batch of
+// several connections is in none of their queues, and must keep its order with all of their batches.
 template<typename visit> void for_each_concern(const waiting_batch& batch, visit look) {
     if (batch.whose.connection != 0)
         look(-static_cast<std::int64_t>(batch.whose.connection));

@@ -1,5 +1,5 @@
 // What each waiting batch concerns: places (an output, an input, a setting) and connections. Batches that
-// concern the same are sent in the order in which they came.
+// concern the same place or connection are sent in the order in which they came.
 #pragma once
 
 #include "turns.h"

@@ -3,9 +3,9 @@
 //
 // A backend's loop: wait with select() or poll() for descriptor 0 (and its own hardware, and descriptor 1
 // while endpoint_output_pending()), call endpoint_serve() for what has arrived, act, report.
-// endpoint_dispatch() tells a message's parts apart, and the functions of endpoint_reports.h make the
-// answers. A backend that ignores SIGPIPE learns from the results that the driver is gone; any other dies of
-// it.
+// endpoint_dispatch() finds out what a message asks for, and the functions of endpoint_reports.h make the
+// answers. A backend that ignores SIGPIPE learns from the return values that the driver is gone; any other
+// backend is ended by that signal.
 #pragma once
 
 #include "endpoint_reports.h"
@@ -24,12 +24,13 @@ int endpoint_init();
 // Adds descriptors 0, 1 and 2 to a select() read set and raises *nfds to at least 3.
 void endpoint_fdset(fd_set* set, int* nfds);
 
-// One read step (at most one byte of input, so null does not mean that nothing waits). The message it
-// completed, valid until the next read step, or null. End of input or an error also gives null:
-// endpoint_service() tells it apart.
+// One read step: at most one byte of input. Returns the message that this byte completed, valid until the
+// next read step, or null. Null does not mean that no more input waits, and it is also returned at end of
+// input or on an error: endpoint_service() says which.
 const TavrixAPIRouterMessage* endpoint_poll_message();
 
-// The completed message that waits to be handed out, or null; reads and consumes nothing.
+// The completed message that was not handed out yet, or null. Reads nothing and leaves the message where it
+// is.
 const TavrixAPIRouterMessage* endpoint_peek_message();
 
 // Queues `message` for the driver and writes once. 0, or -1 when the driver is gone.

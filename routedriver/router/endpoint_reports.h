@@ -10,10 +10,10 @@ TavrixAPIRouterMessage endpoint_report(const std::string& command);
 struct endpoint_size {
     int inputs = 0;
     int outputs = 0;
-    bool split_levels = false; // video and audio of an output are taken apart
+    bool split_levels = false; // breakaway: video and audio of an output are switched separately
 };
 
-// Has to come before all other reports, and again when the size changes. `whole_salvos`: the driver may send
+// Must be sent before all other reports, and again when the size changes. `whole_salvos`: the driver may send
 // all takes of a batch in one message.
 TavrixAPIRouterMessage info_report(const endpoint_size& size, bool whole_salvos);
 
@@ -26,9 +26,9 @@ void add_output(TavrixAPIRouterMessage& report, int output, const std::string& p
 // The source of an output: a number, no_source or unknown_source.
 void add_source(TavrixAPIRouterMessage& report, int output, endpoint_level level, int source);
 
-// Whether the router can be reached, and why not.
+// Says whether the router can be reached, and if not, why.
 TavrixAPIRouterMessage link_report(bool is_up, const std::string& text);
 
-// The router did not do `take`, and why. Shows nothing: the source that the output has kept is told by an
-// "outputs" report, if at all behind this one.
+// Says that the router did not do `take`, and why. The source that the output still has is not part of it:
+// report it with "outputs", after this report.
 TavrixAPIRouterMessage refused_report(const endpoint_take& take, const std::string& text);

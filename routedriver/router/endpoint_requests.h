@@ -32,25 +32,25 @@ struct endpoint_property {
     std::string value;
 };
 
-// What a backend does with the driver's requests; what it leaves empty is not done. Everything is called from
-// endpoint_dispatch() and may refer to the message only until it returns.
+// What a backend does with the driver's requests; requests whose handler is empty are ignored. All are called
+// from endpoint_dispatch(), and their arguments are valid only until they return.
 struct endpoint_handlers {
-    // Switch these together. After the moment `expires_us` (CLOCK_MONOTONIC, microseconds) that must not be
-    // done any more; a backend that cannot switch at once looks at the clock again.
+    // Switch these together. They must not be switched after the moment `expires_us` (CLOCK_MONOTONIC,
+    // microseconds): a backend that cannot switch at once has to look at the clock again before it does.
     std::function<void(const endpoint_takes& takes, std::uint64_t expires_us)> switch_takes;
 
-    // Takes that came after their time: not to be done.
+    // These takes came too late: they must not be done.
     std::function<void(const endpoint_takes& takes)> refuse_late;
 
     std::function<void()> report_outputs;
     std::function<void()> report_inputs;
 
-    // The readable ones of one "router set", ordered by the bytes of their names.
+    // The properties of one "router set" that could be read, ordered by the bytes of their names.
     std::function<void(const std::vector<endpoint_property>& properties)> set_properties;
 
     std::function<void(const std::string& name, const std::string& value)> change_setting;
 
-    // What cannot be read, in words for one log line.
+    // Something could not be read; `text` says what, for one log line.
     std::function<void(const std::string& text)> skipped;
 };
 
@@ -67,6 +67,6 @@ void endpoint_dispatch(const TavrixAPIRouterMessage& message, std::uint64_t now_
 // The field's value; empty when there is no such field.
 const std::string& message_field(const TavrixAPIRouterMessage& message, const std::string& name);
 
-// `text` in quotation marks, cut off after 60 bytes and with blanks for its control characters: what a client
-// sent can neither fill the log nor begin a line of its own there.
+// `text` in quotation marks, cut off after 60 bytes, control characters replaced by blanks: so what a client
+// sent can neither fill the log nor begin a new line there.
 std::string endpoint_quoted(std::string_view text);

@@ -23,11 +23,11 @@ void encode_router_message(const TavrixAPIRouterMessage& message, std::string& t
 // The length of that text, in bytes.
 std::size_t encoded_router_message_length(const TavrixAPIRouterMessage& message);
 
-// Appends one field in text form. The value's trailing line feed costs one extra "name=" line.
+// Appends one field in text form. A line feed at the end of the value makes one more line "name=".
 void encode_field(std::string_view name, std::string_view value, std::string& text);
 
-// Adds to `message` what one received, non-blank line (without its line feed) carries. A line without "=" is
-// ignored; a part that already holds text gets a line feed and the new value.
+// Adds to `message` what one received line says; the line is not blank and has no line feed. A line without
+// "=" is ignored; a part that already holds text gets a line feed and the new value.
 void parse_router_message_line(TavrixAPIRouterMessage& message, std::string_view line);
 
 // Empties all five parts.

@@ -3,13 +3,13 @@
 //
 // A batch is what is sent without anything between: the commands of a client's takes and their flush, or one
 // other message. While fewer than turns_from_messages wait, the oldest batch is next. Beyond that the clients
-// have turns, so that nobody waits for somebody else's flood: next is the user for whom the fewest messages
-// will have been sent with the next batch, then that user's connection of which the same is true. Batches of
-// one connection keep their order, and so do batches of different ones that concern the same output or input.
-// Connections that are gone share one turn.
+// have turns, so that nobody waits for somebody else's flood: first a user is chosen, then one of that
+// user's connections: each time the one for whom the fewest messages will have been sent when its next batch
+// is counted in. Batches of one connection keep their order, and so do batches of different ones that concern
+// the same output or input. Connections that are gone share one turn.
 //
-// Nothing is refused for being much: a client that has too much waiting is to keep its next requests
-// (requester_must_wait).
+// Nothing is refused because there is too much of it: the next requests of a client that has too much waiting
+// stay in its socket (requester_must_wait).
 #pragma once
 
 #include "message.h"
@@ -37,11 +37,12 @@ constexpr std::size_t waiting_takes_per_user = 65536;
 constexpr std::size_t waiting_bytes_per_user = 16777216;
 constexpr std::size_t small_packet_bytes = 16384;
 constexpr std::uint64_t reconnecting_costs =
-    40; // messages, at most, that others are sent before a new connection
+    40; // at most so many messages of others are sent before those of a new connection
 
-// Both written by backend/. True while commands can reach a backend and its reports can reach us.
+// Both are written by backend/. True while commands can reach a backend and its reports can reach us.
 extern bool commands_reach_backend;
-// The backend has said that it gets all takes of a batch in one message. Holds for batches made from then on.
+// True when the backend has said that it wants all takes of a batch in one message. Holds for batches made
+// from then on.
 extern bool backend_gets_salvos;
 
 // --- takes that were asked for -----------------------------------------------------------------------------
@@ -73,15 +74,15 @@ struct route_command {
 
 // Traces the command's lines as sent, and adds it to the batch being collected.
 void send_route_command(const route_command& command, requester whose);
-// The commands of one take: video, then audio, when its levels are taken `apart`; else one for all, from the
-// video source.
+// The commands of one take. `apart` is a breakaway: video, then audio; else one command for all levels, with
+// the video source.
 void send_take_commands(route_sources sources, std::int32_t output, bool apart, requester whose);
-// Closes the batch with the flush, or as a salvo, and queues it. The batch's number, from 1. `expires`: when
-// it must not be done any more, and until which it can be withdrawn (monotonic_us); 0: it is done whenever it
-// comes.
+// Closes the batch with the flush, or as a salvo, and queues it. Returns the batch's number, from 1.
+// `expires` (monotonic_us): until then the batch can be withdrawn, afterwards it must not be done any more;
+// 0: it has no such limit.
 std::uint64_t send_route_flush(std::uint64_t expires);
-// Takes the commands for `output`, which exists, out of a batch that expires and of which nothing was moved
-// yet; out of any other nothing. A batch without commands is gone, its flush too.
+// Removes the commands for `output`, which exists, from a batch that expires and of which nothing was moved
+// yet; any other batch stays as it is. A batch without commands is removed, with its flush.
 void withdraw_route_command(std::uint64_t batch, std::int32_t output);
 
 // Queues a copy of `message` for the backend's standard input and traces its lines on standard error.
@@ -89,33 +90,33 @@ void router_send_message(const TavrixAPIRouterMessage& message);
 
 // What a batch concerns, so that it stays behind older batches that concern the same: an output, or one of
 // these kinds of places.
-constexpr std::int32_t place_beyond_outputs = max_outputs; // whatever output a take names that no router has
+constexpr std::int32_t place_beyond_outputs = max_outputs; // all outputs that no router has
 constexpr std::int32_t first_input_place = max_outputs + 1;
-constexpr std::int32_t first_setting_place = first_input_place + max_inputs; // by what the name hashes to
+constexpr std::int32_t first_setting_place = first_input_place + max_inputs; // by the hash of the name
 constexpr std::int32_t setting_places = 1024;
 
-// The same for a message that a client made up. One that is too long for the backend's pipe would stay in
-// front of all takes: it is dropped, and told in the trace.
+// The same for a message whose content comes from a client. A message that is too long for the backend's pipe
+// would block all takes behind it: it is dropped, and the trace says so.
 void router_send_client_message(const TavrixAPIRouterMessage& message, requester whose, std::int32_t place);
 
-// A client is about to have a message sent. A lone one need not wait for the next pass; one of a row keeps
-// its distance to the one before.
+// To be called before a client's message is queued. A single message is sent without waiting for the next
+// pass; one of several waits message_period_us after the one before.
 void hurry_lone_message();
 
-// The message to be moved next, encoded; it stays the same until it is moved. Null: none waits.
+// The encoded message that is moved next; it stays the same until it is moved. Null: none waits.
 const std::string* pending_line();
-// It was moved to the buffer before the pipe.
+// To be called when it was moved to the buffer of the pipe.
 void pending_line_moved();
-// Of all that was moved, so many bytes are still in that buffer.
+// To be called after writing: so many bytes of what was moved are still in that buffer.
 void pending_lines_written(std::size_t bytes_left);
-// All messages are dropped. Takes that were not sent yet stay asked for.
+// Drops all messages. Requests of takes that no command was made of yet stay.
 void drop_pending_lines();
-// Messages that wait.
+// How many messages wait.
 std::size_t pending_line_count();
 
 // --- clients -----------------------------------------------------------------------------------------------
 
-// A request of this client is about to be handled. Due before anything is queued for it.
+// To be called before a request of this client is handled, so before anything is queued for it.
 void requester_asks(requester client);
 // True while so much waits for the client that its next request, in a packet of so many bytes, is to stay
 // where it is.

@@ -1,5 +1,5 @@
-// The picture: what is known of the router. Everybody reads it, only the functions below change it, and each
-// change raises the version and tells one event.
+// The picture: what is known of the router. Everybody may read it, only the functions below change it. Each
+// change raises the version and is told as one event.
 //
 // All inputs and outputs are 0-based; -1 means no source. The picture outlives the backend: the last known
 // state stays until new reports replace it.
@@ -35,23 +35,22 @@ constexpr std::size_t properties_bytes_in_all = 8388608; // names and values
 struct router_output {
     std::int32_t audio_input = -1; // current sources, as shown to clients
     std::int32_t video_input = -1;
-    std::int32_t saved_audio_input = -1; // sources before the last optimistic change
+    std::int32_t saved_audio_input = -1; // sources before the take that is shown without a confirmation
     std::int32_t saved_video_input = -1;
     std::uint64_t confirm_deadline = 0; // monotonic_us; 0: nothing awaits confirmation
     std::string name;
-    // What the second stage of clients is told beside it.
-    bool audio_known = false; // somebody has said what feeds it; else -1 does not mean "no source"
+    bool audio_known = false; // the source is known; else -1 does not mean "no source"
     bool video_known = false;
-    bool confirmed = true; // false: shown for a take, and not reported by the router since
+    bool confirmed = true; // false: shown because of a take, and not reported by the router since then
     bool saved_audio_known = false;
     bool saved_video_known = false;
     bool saved_confirmed = true;
-    std::uint64_t take = 0;  // number of the take that is shown while a deadline runs
+    std::uint64_t take = 0;  // number of the take that is shown and waits for its confirmation
     requester assumed_for{}; // who asked for it
-    requester taken_by{};    // who took last, and the name given with that take
+    requester taken_by{};    // who made the last take here, and the name given with it
     std::string taken_by_name;
     port_properties properties;
-    std::uint64_t changed = 0; // the picture's version with its last change
+    std::uint64_t changed = 0; // the picture's version when it last changed
 };
 
 struct router_input {
@@ -59,8 +58,8 @@ struct router_input {
     std::uint64_t changed = 0;
 };
 
-enum class link_state { unknown, up, down };          // of the backend's way to its router
-enum class backend_state { none, starting, running }; // none: the item names none
+enum class link_state { unknown, up, down };          // of the backend's connection to its router
+enum class backend_state { none, starting, running }; // none: the item names no backend
 
 extern const std::int32_t& input_count;                  // 0..max_inputs
 extern const std::int32_t& output_count;                 // 0..max_outputs
@@ -69,7 +68,7 @@ extern const std::vector<std::string>& input_names;      // input_count names
 extern const std::vector<router_input>& router_inputs;   // input_count inputs
 extern const std::vector<router_output>& router_outputs; // output_count outputs
 extern const link_state& router_link;
-extern const std::string& router_link_text; // why
+extern const std::string& router_link_text; // why it is up or down
 extern const backend_state& router_backend;
 extern const std::string& router_backend_text;
 extern const std::uint64_t& picture_version; // from 1; raised by each change
@@ -81,7 +80,8 @@ constexpr std::uint64_t no_deadline_yet = UINT64_MAX; // of a shown take that is
 
 // --- changes -----------------------------------------------------------------------------------------------
 
-// A new size, 0..max_inputs and 0..max_outputs. What stays keeps its names and sources; what is new has none.
+// Sets the size, 0..max_inputs and 0..max_outputs. Places that stay keep their names and sources; new ones
+// have none.
 void resize_picture(std::int32_t inputs, std::int32_t outputs, bool split);
 
 // `input` and `output` must exist in all that follows.
@@ -102,22 +102,23 @@ struct shown_take {
     std::uint64_t number; // of the take
     requester whose;
     std::string_view by;    // the name given with it
-    std::uint64_t deadline; // monotonic_us at which it is taken back; no_deadline_yet while it is being sent
+    std::uint64_t deadline; // monotonic_us at which it is rolled back; no_deadline_yet while it is being sent
 };
-// Keeps the sources of before, and shows it.
+// Saves the present sources, and shows those of the take.
 void assume_sources(const shown_take& take);
-// The same take shall be taken back at `deadline`, when it is still shown and still waits.
+// Sets when this take is rolled back, if it is still shown and still waits then.
 void set_take_deadline(std::int32_t output, std::uint64_t number, std::uint64_t deadline);
-// Takes it back now, when it is still shown and still waits.
+// Rolls it back now, if it is still shown and still waits.
 void take_back(std::int32_t output, std::uint64_t number);
-// Of a take that is not shown before it is reported: who took last.
+// Notes who made a take that is not shown before it is reported.
 void note_taker(std::int32_t output, requester whose, std::string_view by);
 
-// What the backend reports is fact: the levels named get `source`, and no deadline is left, even when no
-// level is named. `known` false: nobody knows the source; it is shown as none.
+// Enters what the backend has reported: the levels named get `source`, and the output waits for no
+// confirmation any more, even when no level is named. `known` false: nobody knows the source; it is shown as
+// none.
 void report_source(std::int32_t output, bool audio, bool video, std::int32_t source, bool known = true);
 
-// Puts back the kept sources of every output whose deadline is due.
+// Rolls back every output whose deadline has passed: it gets its saved sources again.
 void expire_assumed_routes();
 
 // A property as reported; beyond the limits above it is not kept. All are forgotten when a backend starts.
@@ -126,7 +127,7 @@ void report_output_property(std::int32_t output, std::string_view name, std::str
 
 void report_link(link_state state, std::string_view text);
 void tell_backend(backend_state state, std::string_view text);
-// What the backend before has said of its link, and all properties, no longer hold.
+// Forgets what the last backend has said: the state of its link, and all properties.
 void forget_backend();
 
 // --- events ------------------------------------------------------------------------------------------------
@@ -152,13 +153,13 @@ struct picture_event {
     change_cause cause;
     std::int32_t place; // the input or output; -1 for the size, the link and the backend
     // Of a change of sources: the levels it is about (none: only the waiting for a confirmation has ended),
-    // the sources before and after it, and who asked for the take that it shows, confirms or takes back.
+    // the sources before and after it, and who asked for the take that it shows, confirms or rolls back.
     bool audio = false;
     bool video = false;
     route_sources before{};
     route_sources after{};
     requester whose{};
-    // Of a change of a name or property; they end with the call.
+    // Of a change of a name or property; valid during the call only.
     std::string_view name_before{};
     std::string_view name_after{};
 };

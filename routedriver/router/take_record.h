@@ -16,12 +16,12 @@ enum class take_result {
     refused,   // not done, and will not be
     replaced,  // a later take on the same output came before
     withdrawn, // never sent, and will not be
-    unknown    // sent, and nobody knows
+    unknown    // sent, and nobody knows whether it was done
 };
 
 std::string_view take_result_word(take_result result);
 
-// Sources as told to clients of takes: which of them somebody knows.
+// Sources as clients are told them with a take: a source may be unknown.
 struct told_sources {
     route_sources sources{};
     bool audio_known = true;
@@ -41,12 +41,12 @@ struct decided_take {
     requester whose{};
     std::string by;
     std::int32_t output = -1; // 0-based
-    bool apart = false;       // its levels were taken apart
+    bool apart = false;       // breakaway: its levels were switched separately
     told_sources from{};
     route_sources to{};
     take_result result = take_result::unknown;
-    std::string detail;       // behind the result's word; may be empty
-    std::uint64_t answer = 0; // whose answer it belongs to, and as which of its takes; 0: nobody's
+    std::string detail;       // what is told after the word of the result; may be empty
+    std::uint64_t answer = 0; // the answer it belongs to, and its place there; 0: nobody waits for one
     std::size_t answer_index = 0;
 };
 
@@ -56,7 +56,7 @@ extern const std::uint64_t& last_take_record;       // number of the newest; 0: 
 // Fills in number and time, adds it to the record, counts it, and calls the listener.
 void record_take(decided_take take);
 
-// Calls `hear` for every take from now on; the picture may be read in it, takes must not be asked for.
+// Calls `hear` for every take from now on. It may read the picture, and must not ask for takes.
 void watch_takes(void (*hear)(const decided_take& take));
 
 // --- counters ----------------------------------------------------------------------------------------------

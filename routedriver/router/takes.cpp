@@ -20,9 +20,9 @@ struct open_take {
     std::uint64_t batch = 0;     // 0: not closed yet
     bool begun = false;          // something of the batch was sent
     bool written = false;        // all of it, the flush too
-    bool audio_reported = false; // the report of what was asked for came behind the flush
+    bool audio_reported = false; // what was asked for was reported after the flush
     bool video_reported = false;
-    bool other_audio = false; // the last report behind it was of something else
+    bool other_audio = false; // the last report after the flush was of another source
     bool other_video = false;
 };
 
@@ -47,7 +47,7 @@ void decide(open_take take, take_result result, std::string detail) {
     record_take(std::move(take.told));
 }
 
-// Ends the watch over a take; gives the next one.
+// Ends the watch over a take; returns the next one.
 open_place close_take(open_place place, take_result result, std::string detail) {
     open_take take = std::move(place->second);
     const open_place next = open_takes.erase(place);
@@ -61,7 +61,7 @@ bool can_be_withdrawn(const open_take& take) {
     return take.told.accountable && !take.begun;
 }
 
-// It is not sent, and no longer shown.
+// The take is not sent, and no longer shown.
 void call_off(const open_take& take) {
     std::fprintf(stderr, "Not sent any more: the take on output %d\n", take.told.output + 1);
     withdraw_route_command(take.batch, take.told.output);
@@ -161,7 +161,7 @@ void ask_takes(const std::vector<asked_take>& takes, const take_terms& terms) {
         }
         replace(told.output, terms.whose, terms.by);
         told.from =
-            told_sources_of(router_outputs[static_cast<std::size_t>(told.output)]); // perhaps taken back
+            told_sources_of(router_outputs[static_cast<std::size_t>(told.output)]); // perhaps rolled back
         send_take_commands(told.to, told.output, told.apart, told.whose);
         open(std::move(told), deadline, no_deadline_yet);
         any = true;
@@ -225,7 +225,7 @@ void takes_batches_dropped() {
 void takes_hear_source(std::int32_t output, bool audio, bool video, std::int32_t source, bool known) {
     const open_place place = open_takes.find(output);
     if (place == open_takes.end() || !place->second.written)
-        return; // it may have been on its way before the take was
+        return; // the report may have been sent before the take arrived
     open_take& take = place->second;
     if (audio) {
         take.audio_reported = known && source == take.told.to.audio;
@@ -243,7 +243,7 @@ void takes_hear_refusal(std::int32_t output, bool audio, bool video, std::int32_
                         std::string_view text) {
     const open_place place = open_takes.find(output);
     if (place == open_takes.end() || !place->second.written)
-        return; // it may be about the one before
+        return; // the refusal may be about the take before
     const route_sources& to = place->second.told.to;
     if ((audio && input == to.audio) || (video && input == to.video))
         close_take(place, take_result::refused, "by the router: " + told_reason(text));

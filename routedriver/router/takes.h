@@ -1,6 +1,6 @@
 // Takes that are under way, and what becomes of them. Every take on an output that exists is watched here
-// from its planning until it is decided, whether somebody waits for an answer or not; one take per output at
-// most, as a later one replaces an earlier.
+// from its planning until it is decided, whether somebody waits for an answer or not. There is at most one
+// take per output, because a later one replaces an earlier one.
 //
 //   event                      | nothing of its batch was sent       | something was
 //   ---------------------------+-------------------------------------+-------------------
@@ -20,12 +20,12 @@
 #include <string>
 #include <vector>
 
-constexpr std::size_t reason_bytes = 256; // of a reason that a backend gives, as told with a take
+constexpr std::size_t reason_bytes = 256; // of the reason that a backend gives for a refusal
 
 struct asked_take {
     std::int32_t output = -1; // 0-based, as asked for
     route_sources sources{};
-    std::optional<route_sources> expected; // it is done only where these are shown and confirmed
+    std::optional<route_sources> expected; // the take is done only if these are shown and confirmed
 };
 
 // What the takes of one packet have in common.
@@ -33,7 +33,7 @@ struct take_terms {
     requester whose{};
     std::string by;              // shown beside who asks
     std::uint64_t within_us = 0; // until the answer
-    std::uint64_t answer = 0;    // given back with each decision; not 0
+    std::uint64_t answer = 0;    // decided_take::answer of each of them; not 0
 };
 
 // Checks the takes against the picture, and sends those that are not refused as one batch. Each output occurs
@@ -42,9 +42,9 @@ void ask_takes(const std::vector<asked_take>& takes, const take_terms& terms);
 
 // --- from the planner and from what is sent ----------------------------------------------------------------
 
-// A "route" is about to be sent: shown at once, and watched.
+// To be called when a "route" is about to be sent: shows it at once, and watches it.
 void watch_route(const route_request& request, bool apart, requester whose);
-// The batch of those that were watched last has this number.
+// Gives the batch of the takes that were watched last its number.
 void watched_batch(std::uint64_t batch);
 
 void takes_batch_begun(std::uint64_t batch);   // its first message was moved
@@ -54,7 +54,7 @@ void takes_batches_dropped();                  // the backend has ended
 // --- from the backend's reports ----------------------------------------------------------------------------
 
 void takes_hear_source(std::int32_t output, bool audio, bool video, std::int32_t source, bool known);
-// It did not take `input` to `output`; the levels it says, and why.
+// The router did not switch `input` to `output`, on these levels, for the reason `text`.
 void takes_hear_refusal(std::int32_t output, bool audio, bool video, std::int32_t input,
                         std::string_view text);
 void takes_hear_link_down();
@@ -62,5 +62,5 @@ void takes_hear_link_down();
 // Counts the takes that were rolled back.
 void count_rollbacks(const picture_event& event);
 
-// Decides what is due. Once per pass, and before a message is moved.
+// Decides the takes whose time is over. To be called once per pass, and before a message is moved.
 void expire_takes();

@@ -15,36 +15,37 @@ struct waiting_batch {
     // Either commands, sent with a flush behind them, or one other message as it is encoded.
     std::vector<route_command> commands;
     std::string text;
-    std::int32_t place = 0;    // what the other message concerns
-    requester whose;           // whose turn it is sent in; the driver's when several clients' takes are in it
-    bool salvo = false;        // commands go together in messages of salvo_commands, without a flush
-    std::uint64_t expires = 0; // monotonic_us; until then it can be withdrawn; 0: never, and it cannot
-    std::size_t share = 0;     // the first of the shares that still counts
-    std::vector<batch_share> shares; // who asked for the commands, when that is not `whose` alone; in order
+    std::int32_t place = 0; // what the other message concerns
+    requester whose;        // in whose turn it is sent: the driver's, when it holds takes of several clients
+    bool salvo = false;     // commands go together in messages of salvo_commands, without a flush
+    std::uint64_t expires =
+        0;                 // monotonic_us; until then it can be withdrawn; 0: it cannot, and never expires
+    std::size_t share = 0; // the first of the shares that still counts
+    std::vector<batch_share> shares; // who asked for the commands, in their order; empty: `whose` alone
     std::size_t moved = 0;           // messages that are on their way
 };
 
-// Messages of the batch, the flush among them.
+// How many messages the batch has, the flush included.
 std::size_t batch_messages(const waiting_batch& batch);
-// How many of its commands so many messages carry.
+// How many of its commands are in so many messages.
 std::size_t commands_in(const waiting_batch& batch, std::size_t messages);
 
-// Queues a batch at the end of its connection's. Its number.
+// Queues a batch behind those of its connection. Returns its number.
 std::uint64_t add_batch(waiting_batch batch);
 
-// Takes the commands for `output`, which exists, out of a batch that expires and of which nothing was moved
-// yet, and the batch out when none is left.
+// Removes the commands for `output`, which exists, from a batch that expires and of which nothing was moved
+// yet, and the batch itself when no command is left.
 void withdraw_command(std::uint64_t batch, std::int32_t output);
 
 // The batch whose messages are being moved; the next one is chosen when there is none. Null: none waits.
 waiting_batch* batch_being_sent();
 
-// One message of it was moved.
+// To be called when one message of it was moved.
 void batch_message_moved();
 
 void drop_batches();
 
-// Messages of all batches that were not moved yet.
+// How many messages of all batches were not moved yet.
 std::size_t waiting_messages();
 
 // `takes` commands or requests more (or fewer) wait for this client.

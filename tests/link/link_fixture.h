@@ -89,7 +89,7 @@ protected:
     void open_device() {
         use_device();
         service_link(link, now);
-        ASSERT_EQ(link.state, link_state::open);
+        ASSERT_EQ(link.state, router_link_state::open);
     }
 
     void peer_says(std::string_view text) const {
@@ -106,7 +106,7 @@ protected:
     }
 
     // The first service opens.
-    void wait_for_state(link_state state) {
+    void wait_for_state(router_link_state state) {
         service_link(link, now);
         service_until([&] { return link.state == state; });
     }

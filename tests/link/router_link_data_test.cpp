@@ -25,7 +25,7 @@ TEST_F(Link, EndOfTheOtherSideIsALoss) {
     link_is_sound(link, now);
     close_peer();
     service_link(link, now);
-    EXPECT_EQ(link.state, link_state::waiting);
+    EXPECT_EQ(link.state, router_link_state::waiting);
     EXPECT_THAT(link.log, Contains("<WARN>lost the connection to /dev/router: the router closed it"));
 }
 
@@ -34,7 +34,7 @@ TEST_F(Link, WhatIsAwaitedIsAcknowledgedAtOnce) {
     const listening_port router;
     router.listen_now();
     set_link_target_tcp(link, "127.0.0.1", router.port(), 60000000);
-    wait_for_state(link_state::open);
+    wait_for_state(router_link_state::open);
     peer = router.accept_one();
     const auto quick = [&] {
         int value = -1;
@@ -55,14 +55,14 @@ TEST_F(Link, ResetInTheMiddleIsALossAndNothingOfItIsKept) {
     const listening_port router;
     router.listen_now();
     set_link_target_tcp(link, "127.0.0.1", router.port(), 60000000);
-    wait_for_state(link_state::open);
+    wait_for_state(router_link_state::open);
     peer = router.accept_one();
     peer_says("half a bl");
     service_until([&] { return !link.received.empty(); });
     const linger at_once = {1, 0};
     setsockopt(peer, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
     close_peer();
-    wait_for_state(link_state::waiting);
+    wait_for_state(router_link_state::waiting);
     EXPECT_EQ(link.received, "");
     EXPECT_THAT(link.log, Contains(HasSubstr("Connection reset by peer")));
 }
@@ -71,12 +71,12 @@ TEST_F(Link, WhatNeverEndsIsDroppedBeyondOneMebibyte) {
     open_device();
     const std::string piece(32768, 'x');
     std::size_t largest = 0;
-    for (int n = 0; n < 100 && link.state == link_state::open; ++n) {
+    for (int n = 0; n < 100 && link.state == router_link_state::open; ++n) {
         peer_says(piece);
         service_link(link, now);
         largest = std::max(largest, link.received.size());
     }
-    EXPECT_EQ(link.state, link_state::waiting);
+    EXPECT_EQ(link.state, router_link_state::waiting);
     EXPECT_LE(largest, most_link_received + 65536);
     EXPECT_EQ(link.received, "");
     EXPECT_THAT(link.log, Contains(HasSubstr("sends what never ends")));
@@ -90,7 +90,7 @@ TEST_F(Link, WhatIsConsumedDoesNotCount) {
         service_link(link, now);
         link.received.clear();
     }
-    EXPECT_EQ(link.state, link_state::open);
+    EXPECT_EQ(link.state, router_link_state::open);
 }
 
 TEST_F(Link, QueueIsBounded) {
@@ -122,7 +122,7 @@ TEST_F(Link, UnsentTextDiesWithItsConnection) {
     drop_link(link, "silent", now);
     now += 20000000;
     service_link(link, now);
-    ASSERT_EQ(link.state, link_state::open);
+    ASSERT_EQ(link.state, router_link_state::open);
     char byte = 0;
     EXPECT_EQ(read(peer, &byte, 1), -1); // nothing came
     EXPECT_EQ(link.connections, 2U);
@@ -148,7 +148,7 @@ TEST_F(Link, WhatTheKernelHasNotDeliveredDiesWithItsConnection) {
     const listening_port router;
     router.listen_now();
     set_link_target_tcp(link, "127.0.0.1", router.port(), 60000000);
-    wait_for_state(link_state::open);
+    wait_for_state(router_link_state::open);
     peer = router.accept_one();
     const std::string text(most_link_unsent, 'x');
     std::size_t written = 0;
@@ -167,7 +167,7 @@ TEST_F(Link, AnotherTargetResetsTheOldConnection) {
     const listening_port router;
     router.listen_now();
     set_link_target_tcp(link, "127.0.0.1", router.port(), 60000000);
-    wait_for_state(link_state::open);
+    wait_for_state(router_link_state::open);
     peer = router.accept_one();
     set_link_target_tcp(link, "", 0, 0);
     int error = 0;
@@ -179,7 +179,7 @@ TEST_F(Link, WhatIsNotAcknowledgedForTwoSecondsBreaksTheConnection) {
     const listening_port router;
     router.listen_now();
     set_link_target_tcp(link, "127.0.0.1", router.port(), 60000000);
-    wait_for_state(link_state::open);
+    wait_for_state(router_link_state::open);
     unsigned int longest_ms = 0;
     socklen_t size = sizeof longest_ms;
     ASSERT_EQ(getsockopt(link.fd, IPPROTO_TCP, TCP_USER_TIMEOUT, &longest_ms, &size), 0);

@@ -12,7 +12,7 @@ constexpr std::uint64_t second = 1000000;
 
 TEST_F(Link, WithoutATargetNothingIsTried) {
     service_link(link, now);
-    EXPECT_EQ(link.state, link_state::idle);
+    EXPECT_EQ(link.state, router_link_state::idle);
     EXPECT_EQ(link_due(link), never);
     EXPECT_EQ(link_wait(link).fd, -1);
     EXPECT_FALSE(send_to_router(link, "hello"));
@@ -22,14 +22,14 @@ TEST_F(Link, WithoutATargetNothingIsTried) {
 TEST_F(Link, EmptyHostIsNoTarget) {
     set_link_target_tcp(link, "", 9990, second);
     service_link(link, now);
-    EXPECT_EQ(link.state, link_state::idle);
+    EXPECT_EQ(link.state, router_link_state::idle);
 }
 
 TEST_F(Link, ConnectsToAnAddress) {
     const listening_port router;
     router.listen_now();
     set_link_target_tcp(link, "127.0.0.1", router.port(), 60 * second);
-    wait_for_state(link_state::open);
+    wait_for_state(router_link_state::open);
     peer = router.accept_one();
     EXPECT_EQ(link.connections, 1U);
     EXPECT_TRUE(send_to_router(link, "hello"));
@@ -46,7 +46,7 @@ TEST_F(Link, ConnectsToAName) {
     const listening_port router;
     router.listen_now();
     set_link_target_tcp(link, "localhost", router.port(), 60 * second);
-    wait_for_state(link_state::open);
+    wait_for_state(router_link_state::open);
     peer = router.accept_one();
     EXPECT_GE(peer, 0);
 }
@@ -82,15 +82,15 @@ TEST_F(Link, ReadsLiteralAddressesOfBothKindsAtOnce) {
 TEST_F(Link, RefusedConnectionIsTriedAgainAfterTheWait) {
     const listening_port router;
     set_link_target_tcp(link, "127.0.0.1", router.port(), 60 * second);
-    wait_for_state(link_state::waiting);
+    wait_for_state(router_link_state::waiting);
     EXPECT_EQ(link_due(link), now + second / 2);
     EXPECT_THAT(link.log, ElementsAre("<WARN>not connected to 127.0.0.1 port " +
                                       std::to_string(router.port()) + ": Connection refused"));
     router.listen_now();
     service_link(link, now + second / 2 - 1);
-    EXPECT_EQ(link.state, link_state::waiting);
+    EXPECT_EQ(link.state, router_link_state::waiting);
     now += second / 2;
-    wait_for_state(link_state::open);
+    wait_for_state(router_link_state::open);
     EXPECT_EQ(link.log.size(), 1U);
 }
 
@@ -109,11 +109,11 @@ TEST_F(Link, UnansweredAttemptEndsAtItsTimeout) {
     }
     set_link_target_tcp(link, "127.0.0.1", router.port(), 3 * second);
     service_link(link, now);
-    EXPECT_EQ(link.state, link_state::opening);
+    EXPECT_EQ(link.state, router_link_state::opening);
     EXPECT_EQ(link_due(link), now + 3 * second);
     now += 3 * second;
     service_link(link, now);
-    EXPECT_EQ(link.state, link_state::waiting);
+    EXPECT_EQ(link.state, router_link_state::waiting);
     EXPECT_THAT(link.log, ElementsAre(HasSubstr("Connection timed out")));
     for (const int fd : fillers) {
         close(fd);
@@ -122,7 +122,7 @@ TEST_F(Link, UnansweredAttemptEndsAtItsTimeout) {
 
 TEST_F(Link, UnknownNameSaysSo) {
     set_link_target_tcp(link, "no such host.invalid", 1, 60 * second);
-    wait_for_state(link_state::waiting);
+    wait_for_state(router_link_state::waiting);
     EXPECT_THAT(link.log, ElementsAre(HasSubstr("the name no such host.invalid has no address")));
 }
 
@@ -187,7 +187,7 @@ TEST_F(Link, WaitsGrowWhileTheConnectionDoesNotStay) {
         EXPECT_EQ(link_due(link), now + wait);
         now += wait;
         service_link(link, now);
-        ASSERT_EQ(link.state, link_state::open);
+        ASSERT_EQ(link.state, router_link_state::open);
     }
     link_is_sound(link, now);
     now += 10 * second;
@@ -199,7 +199,7 @@ TEST_F(Link, AnotherTargetIsTriedAtOnce) {
     device_there = false;
     use_device();
     service_link(link, now);
-    EXPECT_EQ(link.state, link_state::waiting);
+    EXPECT_EQ(link.state, router_link_state::waiting);
     device_there = true;
     open_device();
     EXPECT_EQ(attempts, 2);

@@ -1,6 +1,6 @@
 // The picture of the router, its levels, and takes on it.
 #include "levels.h"
-#include "router_picture.h"
+#include "sierra_picture.h"
 #include "takes.h"
 
 #include <gmock/gmock.h>
@@ -15,13 +15,13 @@ namespace {
 
 const std::vector<std::string> usual_levels = {"VIDEO", "AudioL", "AudioR"};
 
-router_picture picture_of(const std::string& size) {
-    router_picture picture;
+sierra_picture picture_of(const std::string& size) {
+    sierra_picture picture;
     set_size(picture, parse_replies(size).at(0));
     return picture;
 }
 
-std::vector<seen_crosspoint> apply(router_picture& picture, const std::string& routing) {
+std::vector<seen_crosspoint> apply(sierra_picture& picture, const std::string& routing) {
     std::vector<seen_crosspoint> all;
     for (const reply& part : parse_replies(routing)) {
         for (const seen_crosspoint& seen : apply_routing(picture, part)) {
@@ -31,7 +31,7 @@ std::vector<seen_crosspoint> apply(router_picture& picture, const std::string& r
     return all;
 }
 
-std::vector<int> sources_of(const router_picture& picture, int output) {
+std::vector<int> sources_of(const sierra_picture& picture, int output) {
     std::vector<int> sources;
     for (int level = 1; level <= static_cast<int>(picture.levels.size()); ++level) {
         sources.push_back(source_of(picture, output, level));
@@ -64,7 +64,7 @@ protected:
 } // namespace
 
 TEST(SierraPicture, IsUnknownUntilToldOtherwise) {
-    router_picture picture;
+    sierra_picture picture;
     EXPECT_FALSE(size_known(picture));
     EXPECT_THAT(apply(picture, "X1,1,1 Y1,1 V1,1"), IsEmpty());
     picture = picture_of("L4,3,8,VIDEO~AudioL~AudioR~~");
@@ -72,7 +72,7 @@ TEST(SierraPicture, IsUnknownUntilToldOtherwise) {
 }
 
 TEST(SierraPicture, FollowsEachKindOfReport) {
-    router_picture picture = picture_of("L4,3,8,VIDEO~AudioL~AudioR~~");
+    sierra_picture picture = picture_of("L4,3,8,VIDEO~AudioL~AudioR~~");
     apply(picture, "X2,5,3");
     EXPECT_THAT(sources_of(picture, 2), ElementsAre(0, 0, 5));
     apply(picture, "Y2,7");
@@ -85,7 +85,7 @@ TEST(SierraPicture, FollowsEachKindOfReport) {
 }
 
 TEST(SierraPicture, TellsWhatWasSeenAndWhatChanged) {
-    router_picture picture = picture_of("L4,2,8,VIDEO~AUDIO~~");
+    sierra_picture picture = picture_of("L4,2,8,VIDEO~AUDIO~~");
     apply(picture, "X2,5,1");
     const auto seen = apply(picture, "Y2,5");
     ASSERT_THAT(seen, SizeIs(2));
@@ -95,7 +95,7 @@ TEST(SierraPicture, TellsWhatWasSeenAndWhatChanged) {
 }
 
 TEST(SierraPicture, NumbersBeyondTheRouterAreLeftOut) {
-    router_picture picture = picture_of("L4,2,8,VIDEO~AUDIO~~");
+    sierra_picture picture = picture_of("L4,2,8,VIDEO~AUDIO~~");
     EXPECT_THAT(apply(picture, "X5,1,1 X1,1,3 Y2147483647,1"), IsEmpty());
     EXPECT_THAT(apply(picture, "V1,1,1,1"), SizeIs(2));
     apply(picture, "X1,9,1");
@@ -104,7 +104,7 @@ TEST(SierraPicture, NumbersBeyondTheRouterAreLeftOut) {
 }
 
 TEST(SierraPicture, SourceOfAGroupIsTheFirstKnownOne) {
-    router_picture picture = picture_of("L4,3,8,VIDEO~AudioL~AudioR~~");
+    sierra_picture picture = picture_of("L4,3,8,VIDEO~AudioL~AudioR~~");
     apply(picture, "V1,1,0,3 V2,1,2,3");
     EXPECT_EQ(source_of(picture, 1, std::vector{2, 3}), 3);
     EXPECT_EQ(source_of(picture, 2, std::vector{2, 3}), 2);

@@ -151,7 +151,7 @@ TEST(CommandLine, EachCommandHasAHelpWithExamples) {
     for (const command& what : all_commands()) {
         const std::string text = help({what.name, "--help"});
         EXPECT_THAT(text, HasSubstr("Example")) << what.name;
-        const bool about_all = (what.takes & takes_no_item) != 0;
+        const bool about_all = (what.options & without_item) != 0;
         const std::string call = about_all ? "vrdx_routectl " : "vrdx_routectl studio ";
         EXPECT_THAT(text, HasSubstr(call + what.name));
     }

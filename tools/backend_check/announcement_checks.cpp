@@ -1,8 +1,7 @@
 #include "checks.h"
+#include "plain_text.h"
 #include "router.h"
 #include "taking.h"
-
-#include <charconv>
 
 namespace {
 
@@ -14,14 +13,13 @@ std::string fault_of_size(const conversation& talk, const std::string& what, int
     if (announced == talk.info.end())
         return "there is no field " + quoted(what);
     const std::string& text = announced->second;
-    int count = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), count);
-    if (error == std::errc() && end == text.data() + text.size() && count >= 1 && count <= most)
+    const std::optional<int> count = number_of_digits(text);
+    if (count && *count >= 1 && *count <= most)
         return "";
     return what + "=" + quoted(text) + " is no number from 1 to " + std::to_string(most);
 }
 
-outcome announces_info(conversation& talk) {
+check_outcome announces_info(conversation& talk) {
     if (wait_for(talk, talk.patience, [&] { return talk.reports["info"] > 0; })) {
         wait_for_silence(talk, start_silence);
         return passed();
@@ -31,7 +29,7 @@ outcome announces_info(conversation& talk) {
     return failed(why_nothing_came(talk));
 }
 
-outcome announces_sizes_in_range(conversation& talk) {
+check_outcome announces_sizes_in_range(conversation& talk) {
     if (talk.reports["info"] == 0)
         return skipped("there was no info");
     for (const auto& [what, most] : {std::pair("inputs", max_inputs), std::pair("outputs", max_outputs)})
@@ -41,13 +39,13 @@ outcome announces_sizes_in_range(conversation& talk) {
                   (split_levels ? ", levels video and audio" : ""));
 }
 
-outcome answers_report_of_outputs(conversation& talk) {
+check_outcome answers_report_of_outputs(conversation& talk) {
     forget_reported_routing();
     if (!answers_report(talk, "outputs"))
         return failed(why_nothing_came(talk));
     talk.probe = "outputs";
     wait_for_silence(talk, start_silence); // the answer may come in several reports
-    outcome result = passed();
+    check_outcome result = passed();
     const std::size_t reported = reported_routing().size();
     if (reported < router_outputs.size())
         result.notes.push_back("the routing of " + std::to_string(reported) + " of " +
@@ -55,7 +53,7 @@ outcome answers_report_of_outputs(conversation& talk) {
     return result;
 }
 
-outcome answers_report_of_inputs(conversation& talk) {
+check_outcome answers_report_of_inputs(conversation& talk) {
     if (!answers_report(talk, "inputs"))
         return failed(why_nothing_came(talk));
     if (talk.probe.empty())

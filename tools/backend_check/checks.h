@@ -9,7 +9,7 @@
 
 enum class verdict { ok, failed, skipped };
 
-struct outcome {
+struct check_outcome {
     verdict result = verdict::ok;
     std::string text{};               // the reason when it failed or was skipped, else a detail or nothing
     std::vector<std::string> notes{}; // worth knowing, but no fault
@@ -17,12 +17,12 @@ struct outcome {
 
 struct check {
     std::string name; // completes the sentence "the program ..."
-    std::function<outcome(conversation&)> run;
+    std::function<check_outcome(conversation&)> run;
     bool needs_size = false;   // makes no sense before the router's size is known
     bool needs_program = true; // talks to the program, which is started anew if it has ended
 };
 
-// It introduces itself and answers questions.
+// The program introduces itself and answers questions.
 void add_announcement_checks(std::vector<check>& checks);
 // It confirms takes.
 void add_take_checks(std::vector<check>& checks);
@@ -30,12 +30,12 @@ void add_take_checks(std::vector<check>& checks);
 void add_survival_checks(std::vector<check>& checks);
 // It ends when it should; each of these starts it anew when it does not run.
 void add_ending_checks(std::vector<check>& checks);
-// How it behaved all the while: to be made last.
+// How it has behaved during all checks: to be added last.
 void add_conduct_checks(std::vector<check>& checks);
 
-outcome passed(const std::string& detail = "");
-outcome failed(const std::string& reason);
-outcome skipped(const std::string& reason);
+check_outcome passed(const std::string& detail = "");
+check_outcome failed(const std::string& reason);
+check_outcome skipped(const std::string& reason);
 
 // Asks the program to report `what`, "outputs" or "inputs". True when it does in time.
 bool answers_report(conversation& talk, const std::string& what);

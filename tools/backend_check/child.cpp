@@ -41,7 +41,7 @@ void close_pipes(child_pipes& pipes) {
     }
 }
 
-// What this program ignores or blocks must not reach the child; the driver sees to that as well.
+// The child must not inherit the signals that this program ignores or blocks; the driver does the same.
 void reset_signals() {
     for (int signo = 1; signo < NSIG; ++signo) {
         struct sigaction current {};
@@ -81,8 +81,8 @@ int wait_for_execution(child_pipes& pipes) {
     return count == static_cast<ssize_t>(sizeof error) ? error : 0;
 }
 
-// The child and whatever it started: nothing of it is to survive. `pid` must be a child's: 0 and less would
-// mean others.
+// Ends the child and everything that it started. `pid` must be that of a child: 0 and negative numbers would
+// mean other processes.
 void kill_group(pid_t pid) {
     if (pid > 1)
         kill(-pid, SIGKILL);
@@ -96,10 +96,10 @@ void remove_process(child_process& child) {
     child.ended = true;
 }
 
-int take_end(int& end) {
-    const int taken = end;
+int moved_end(int& end) {
+    const int moved = end;
     end = -1;
-    return taken;
+    return moved;
 }
 
 } // namespace
@@ -114,11 +114,11 @@ int start_child(child_process& child, const std::string& program, const std::str
     }
     if (child.pid == 0)
         become_program(pipes, program, item);
-    setpgid(child.pid, child.pid); // whoever of the two comes first
+    setpgid(child.pid, child.pid); // parent and child both do this: it must be done before either goes on
     const int error = wait_for_execution(pipes);
-    child.input = take_end(pipes.input.write);
-    child.output = take_end(pipes.output.read);
-    child.log = take_end(pipes.log.read);
+    child.input = moved_end(pipes.input.write);
+    child.output = moved_end(pipes.output.read);
+    child.log = moved_end(pipes.log.read);
     close_pipes(pipes);
     if (error != 0)
         remove_child(child);
@@ -132,7 +132,7 @@ bool child_has_ended(child_process& child) {
     if (waitid(P_PID, static_cast<id_t>(child.pid), &end, WEXITED | WNOHANG | WNOWAIT) != 0 ||
         end.si_pid == 0)
         return false;
-    remove_process(child); // while it is not collected its number is nobody else's
+    remove_process(child); // until it is collected no other process can get its number
     return true;
 }
 

@@ -1,4 +1,4 @@
-// The program under check as a child process, wired as the driver wires its backend.
+// The program under check as a child process, with the same pipes as the driver gives its backend.
 #pragma once
 
 #include <string>
@@ -13,7 +13,8 @@ struct child_process {
     bool ended = false;  // it has ended and was collected
 };
 
-// Starts `program` with "--file" and `item`. 0, or the errno value of what failed; nothing is left then.
+// Starts `program` with "--file" and `item`. 0, or the errno value of what failed; then no child and no
+// descriptor is left.
 int start_child(child_process& child, const std::string& program, const std::string& item);
 
 // Collects the child if it has ended. True when it has, now or before.

@@ -2,22 +2,22 @@
 
 namespace {
 
-outcome judge(const finding& what) {
+check_outcome judge(const finding& what) {
     if (what.count == 0)
         return passed();
     return failed(what.first + (what.count > 1 ? ", and " + std::to_string(what.count - 1) + " more" : ""));
 }
 
-outcome tags_log_lines(conversation& talk) {
-    outcome result = judge(talk.untagged_log);
+check_outcome tags_log_lines(conversation& talk) {
+    check_outcome result = judge(talk.untagged_log);
     if (result.result == verdict::ok)
         result.text = std::to_string(talk.log_lines) + (talk.log_lines == 1 ? " line" : " lines");
     return result;
 }
 
-// Programs of before know no such report, and are right.
-outcome says_link(conversation& talk) {
-    outcome result = passed();
+// Older programs do not know this report, and that is no fault.
+check_outcome says_link(conversation& talk) {
+    check_outcome result = passed();
     if (talk.reports["link"] == 0)
         result.notes.emplace_back(
             "it never says whether it reaches its router: the driver shows the link as unknown");

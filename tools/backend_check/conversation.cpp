@@ -24,9 +24,9 @@ void write_some(conversation& talk) {
         close_end(talk.child.input);
 }
 
-// Gives what the stream holds now to `take_line`, line by line.
+// Gives what the stream holds now to `hear_line`, line by line.
 void read_some(conversation& talk, int& end, std::string& line,
-               void (*take_line)(conversation&, const std::string&)) {
+               void (*hear_line)(conversation&, const std::string&)) {
     std::array<char, 65536> bytes{};
     const ssize_t count = read(end, bytes.data(), bytes.size());
     if (count == 0 || (count < 0 && errno != EAGAIN && errno != EINTR))
@@ -36,7 +36,7 @@ void read_some(conversation& talk, int& end, std::string& line,
     talk.last_heard = check_clock::now();
     for (const char byte : std::string_view(bytes.data(), static_cast<std::size_t>(count))) {
         if (byte == '\n') {
-            take_line(talk, line);
+            hear_line(talk, line);
             line.clear();
         } else if (byte != '\r') {
             line += byte;
@@ -54,9 +54,9 @@ void serve_once(conversation& talk, milliseconds longest) {
     if (waits[0].revents != 0)
         write_some(talk);
     if (waits[1].revents != 0)
-        read_some(talk, child.output, talk.output_line, take_output_line);
+        read_some(talk, child.output, talk.output_line, hear_output_line);
     if (waits[2].revents != 0)
-        read_some(talk, child.log, talk.log_line, take_log_line);
+        read_some(talk, child.log, talk.log_line, hear_log_line);
 }
 
 bool nothing_more_can_come(conversation& talk) {

@@ -1,5 +1,5 @@
-// The talk with the program under check: what is sent to it and what it says. Its reports are read by the
-// driver's own report parser, so that the router model (router.h) shows what the driver would show.
+// The conversation with the program under check: what is sent to it and what it says. Its reports are read by
+// the driver's own report parser, so that the router model (router.h) shows what the driver would show.
 #pragma once
 
 #include "child.h"
@@ -36,7 +36,7 @@ struct conversation {
     // Of all children of this conversation together:
     std::map<std::string, unsigned> reports; // complete ones the driver would look at, by command
     std::map<std::string, std::string> info; // the fields of the last "info"
-    unsigned routing_reports = 0;            // those that say where an output takes its source from
+    unsigned routing_reports = 0;            // those that report the source of an output
     unsigned log_lines = 0;
     finding unframed;        // reports without the blank line at their end
     finding wrong_type;      // reports of another type than "message"
@@ -44,7 +44,7 @@ struct conversation {
     finding untagged_log;    // log lines without a known tag
     finding report_in_log;   // report lines on standard error
     std::string probe;       // what a "report" was answered for, "outputs" or "inputs"; empty: nothing
-    int obedient_output = 0; // 0-based, the first one that follows takes
+    int obedient_output = 0; // 0-based, the first output that confirms takes
 };
 
 // Starts the program. 0 or an errno value.
@@ -61,10 +61,10 @@ bool wait_for(conversation& talk, std::chrono::milliseconds longest, const std::
 // Listens until the program has been silent for `silence`, but not for ever.
 void wait_for_silence(conversation& talk, std::chrono::milliseconds silence);
 
-// Writes all that is queued. False when the program does not take it in time.
+// Writes all that is queued. False when the program does not read it in time.
 bool send_all(conversation& talk);
 
-// Notes a report that was begun but not ended, when nothing more can come.
+// To be called when nothing more can come: notes a report that was begun and not ended.
 void note_cut_off_report(conversation& talk);
 
 // "it ended with exit code 1", or "no answer within 5 s" of the conversation's patience.

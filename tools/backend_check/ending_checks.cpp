@@ -10,7 +10,7 @@ bool ends(conversation& talk) {
     return wait_for(talk, time_to_end, [&] { return child_has_ended(talk.child); });
 }
 
-outcome has_to_end(conversation& talk) {
+check_outcome has_to_end(conversation& talk) {
     const bool ended = ends(talk);
     remove_child(talk.child);
     return ended ? passed() : failed("it still ran after 2 s");
@@ -22,8 +22,8 @@ void close_all_ends(conversation& talk) {
     close_end(talk.child.log);
 }
 
-// Its reports can still be read while it ends, so that nothing but the end of its input tells it.
-outcome ends_with_its_input(conversation& talk) {
+// Its output stays open while it ends, so that only the end of its input can tell it to end.
+check_outcome ends_with_its_input(conversation& talk) {
     close_end(talk.child.input);
     if (!ends(talk)) {
         remove_child(talk.child);
@@ -38,12 +38,12 @@ outcome ends_with_its_input(conversation& talk) {
 }
 
 // As when the driver has died.
-outcome ends_with_the_driver(conversation& talk) {
+check_outcome ends_with_the_driver(conversation& talk) {
     close_all_ends(talk);
     return has_to_end(talk);
 }
 
-outcome ends_when_stopped(conversation& talk) {
+check_outcome ends_when_stopped(conversation& talk) {
     close_all_ends(talk);
     signal_child(talk.child, SIGTERM);
     return has_to_end(talk);

@@ -39,7 +39,7 @@ void end_report(conversation& talk) {
 
 } // namespace
 
-void take_output_line(conversation& talk, const std::string& line) {
+void hear_output_line(conversation& talk, const std::string& line) {
     if (line.empty()) {
         end_report(talk);
     } else if (line.find('=') == std::string::npos || has_known_tag(line)) {
@@ -52,7 +52,7 @@ void take_output_line(conversation& talk, const std::string& line) {
     read_backend_report_line(line);
 }
 
-void take_log_line(conversation& talk, const std::string& line) {
+void hear_log_line(conversation& talk, const std::string& line) {
     ++talk.log_lines;
     if (line.starts_with("*COMMAND="))
         add_finding(talk.report_in_log, quoted(line));

@@ -20,7 +20,7 @@ bool make_it_run(conversation& talk) {
     return true;
 }
 
-outcome run_check(const check& one, conversation& talk) {
+check_outcome run_check(const check& one, conversation& talk) {
     if (one.needs_program && !make_it_run(talk))
         return failed("it cannot be started again");
     if (one.needs_program)
@@ -41,7 +41,7 @@ check putting_back(const std::vector<crosspoint>& before) {
                 if (result.followed.empty())
                     return skipped("no output confirms it");
                 const auto missing = before.size() - result.followed.size();
-                outcome answer = passed();
+                check_outcome answer = passed();
                 if (missing > 0)
                     answer.notes.push_back("without a confirmation of " + std::to_string(missing) +
                                            " outputs");
@@ -51,15 +51,15 @@ check putting_back(const std::vector<crosspoint>& before) {
 
 } // namespace
 
-outcome passed(const std::string& detail) {
+check_outcome passed(const std::string& detail) {
     return {verdict::ok, detail};
 }
 
-outcome failed(const std::string& reason) {
+check_outcome failed(const std::string& reason) {
     return {verdict::failed, reason};
 }
 
-outcome skipped(const std::string& reason) {
+check_outcome skipped(const std::string& reason) {
     return {verdict::skipped, reason};
 }
 

@@ -5,7 +5,7 @@
 
 struct checked {
     std::string name;
-    outcome result;
+    check_outcome result;
 };
 
 // Calls `tell` after each check. 0, or the errno value with which the program could not be started the first

@@ -16,7 +16,7 @@ bool still_answers(conversation& talk) {
     return !child_has_ended(talk.child);
 }
 
-outcome survived(conversation& talk) {
+check_outcome survived(conversation& talk) {
     if (!still_answers(talk))
         return failed(why_nothing_came(talk));
     return passed(talk.probe.empty() ? "it runs, and answers as little as before" : "");
@@ -94,7 +94,7 @@ void send_names(conversation& talk) {
 }
 
 // A report that names an output's routing ends the waiting of a take on it, whatever the take was.
-outcome keeps_names_apart(conversation& talk) {
+check_outcome keeps_names_apart(conversation& talk) {
     const unsigned before = talk.routing_reports;
     send_names(talk);
     wait_for(talk, digesting_time, [&] { return talk.routing_reports > before; });

@@ -16,7 +16,7 @@ std::string listed(const std::vector<int>& outputs) {
     return text;
 }
 
-// Why nothing followed in time. Waits whether it still comes: too late is another fault than never.
+// Why nothing followed in time. Waits a little longer, because too late is another fault than never.
 std::string why_unconfirmed(conversation& talk, const std::vector<crosspoint>& takes, const taken& result) {
     if (!result.sent || child_has_ended(talk.child))
         return child_has_ended(talk.child) ? why_nothing_came(talk) : "it does not read its input";
@@ -34,7 +34,7 @@ const router_output& obedient_output(const conversation& talk) {
     return router_outputs.at(static_cast<std::size_t>(talk.obedient_output));
 }
 
-outcome check_take(conversation& talk, int audio, int video) {
+check_outcome check_take(conversation& talk, int audio, int video) {
     const std::vector<crosspoint> takes = {{talk.obedient_output, audio, video}};
     const taken result = take_all(talk, takes);
     if (result.followed.size() == 1)
@@ -42,7 +42,7 @@ outcome check_take(conversation& talk, int audio, int video) {
     return failed(why_unconfirmed(talk, takes, result));
 }
 
-outcome confirms_salvo(conversation& talk) {
+check_outcome confirms_salvo(conversation& talk) {
     std::vector<crosspoint> takes;
     takes.reserve(router_outputs.size());
     for (int output = 0; output < output_count; ++output)
@@ -51,7 +51,7 @@ outcome confirms_salvo(conversation& talk) {
     if (result.followed.empty())
         return failed(why_unconfirmed(talk, takes, result));
     talk.obedient_output = result.followed.front();
-    outcome answer = passed();
+    check_outcome answer = passed();
     if (!result.kept.empty())
         answer.notes.push_back(listed(result.kept) + ": reported with another source than asked for");
     if (!result.silent.empty())
@@ -59,7 +59,7 @@ outcome confirms_salvo(conversation& talk) {
     return answer;
 }
 
-outcome confirms_another_source(conversation& talk) {
+check_outcome confirms_another_source(conversation& talk) {
     const int current = obedient_output(talk).video_input;
     const int other = (current + 1) % input_count;
     if (other == current)
@@ -67,23 +67,23 @@ outcome confirms_another_source(conversation& talk) {
     return check_take(talk, other, other);
 }
 
-outcome confirms_same_source(conversation& talk) {
+check_outcome confirms_same_source(conversation& talk) {
     const int current = obedient_output(talk).video_input;
     return check_take(talk, current, current);
 }
 
 // A router that always shows some source says so by reporting the one it keeps.
-outcome confirms_no_source(conversation& talk) {
+check_outcome confirms_no_source(conversation& talk) {
     const std::vector<crosspoint> takes = {{talk.obedient_output, -1, -1}};
     const taken result = take_all(talk, takes);
     if (result.kept.empty())
         return result.followed.empty() ? failed(why_unconfirmed(talk, takes, result)) : passed();
-    outcome answer = passed();
+    check_outcome answer = passed();
     answer.notes.push_back(listed(result.kept) + " keeps a source");
     return answer;
 }
 
-outcome confirms_split_take(conversation& talk) {
+check_outcome confirms_split_take(conversation& talk) {
     if (!split_levels)
         return skipped("it announces no separate levels");
     if (input_count < 2)
@@ -92,7 +92,7 @@ outcome confirms_split_take(conversation& talk) {
 }
 
 // What was only added is shown to nobody: clients would see half a salvo, and takes that are never flushed.
-outcome waits_for_the_flush(conversation& talk) {
+check_outcome waits_for_the_flush(conversation& talk) {
     const int current = obedient_output(talk).video_input;
     const int other = (current + 1) % input_count;
     if (other == current)

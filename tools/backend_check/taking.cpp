@@ -32,8 +32,8 @@ const router_output* output_of(const crosspoint& take) {
     return index < router_outputs.size() ? &router_outputs[index] : nullptr;
 }
 
-// Shows what the output shows already, as a take: its deadline stands until the output is reported, as nobody
-// rolls takes back here.
+// Enters what the output shows already as a take. Nobody rolls takes back here, so its deadline stays until
+// the output is reported.
 void await_report(std::int32_t output) {
     const router_output& now = router_outputs.at(static_cast<std::size_t>(output));
     assume_sources({output, {now.audio_input, now.video_input}, 0, {}, "", no_deadline_yet});

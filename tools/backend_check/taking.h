@@ -6,16 +6,16 @@
 
 #include <vector>
 
-// Where an output takes its sources from. All numbers are 0-based; a source of -1 is none.
+// The sources of an output. All numbers are 0-based; a source of -1 is none.
 struct crosspoint {
     int output = 0;
     int audio = -1;
     int video = -1;
 };
 
-// From here on no output counts as reported.
+// Forgets which outputs were reported.
 void forget_reported_routing();
-// The crosspoints of the outputs that were reported since.
+// The crosspoints of the outputs that were reported since then.
 std::vector<crosspoint> reported_routing();
 
 // What became of the takes of one flush, by output number.
@@ -29,9 +29,9 @@ struct taken {
 // Sends the takes with one flush and waits for the confirmation time, or less when all have followed.
 taken take_all(conversation& talk, const std::vector<crosspoint>& takes);
 
-// Sends the takes without the flush that lets them happen; and that flush.
+// Sends the takes without their flush; and the flush alone.
 void send_without_flush(conversation& talk, const std::vector<crosspoint>& takes);
 void send_flush(conversation& talk);
 
-// Waits for up to `longest` more. How the takes stand then.
+// Waits for up to `longest` more, and returns what has become of the takes.
 taken look_again(conversation& talk, const std::vector<crosspoint>& takes, std::chrono::milliseconds longest);

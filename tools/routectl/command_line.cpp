@@ -3,9 +3,9 @@
 #include "client_limits.h"
 #include "command_options.h"
 #include "command_table.h"
-#include "decimal_number.h"
 #include "display_text.h"
 #include "item_paths.h"
+#include "plain_text.h"
 #include "program_end.h"
 
 #include <algorithm>
@@ -19,7 +19,7 @@ namespace {
 
 constexpr double longest_timeout = 1e6; // seconds
 
-// The parser takes "[a,b]" apart, and "++" and "{}" mean something to it; names and values must not suffer. A
+// The parser splits "[a,b]", and "++" and "{}" mean something to it; names and values must not suffer. A
 // byte in front that no such text begins with keeps them whole.
 constexpr char guard = '\x01';
 
@@ -72,7 +72,7 @@ std::uint64_t microseconds_in(const std::string& text) {
 
 // Finds the router. -1, or the exit code of a wrong use.
 int complete_place(const raw_options& options, invocation* call) {
-    if ((call->what->takes & takes_no_item) != 0) {
+    if ((call->what->options & without_item) != 0) {
         if (options.sock.empty() && options.item.empty())
             return -1;
         return failed(exit_usage, std::string(call->what->name) + " is about all routers: it takes no item");
@@ -92,7 +92,7 @@ int complete_numbers(const raw_options& options, invocation* call) {
     call->timeout_us = microseconds_in(options.timeout);
     if (call->timeout_us == 0)
         return failed(exit_usage, "--timeout needs a number of seconds above 0");
-    call->lines = decimal_number(options.lines);
+    call->lines = number_of_digits(options.lines).value_or(-1);
     if (call->lines < 0 && !options.lines.empty())
         return failed(exit_usage, "--lines needs a whole number");
     return -1;
@@ -105,7 +105,7 @@ bool is_signature(const std::string& by) {
            });
 }
 
-// What contradicts itself. -1, or the exit code of a wrong use.
+// Looks for options that contradict each other. -1, or the exit code of a wrong use.
 int check_options(const raw_options& options) {
     if (options.wait && options.no_wait)
         return failed(exit_usage, "--wait and --no-wait contradict each other");
@@ -168,7 +168,7 @@ int read_command_line(int argc, const char* const* argv, invocation* call) {
         plain_words.assign(mark + 1, arguments.end());
     std::vector<std::string> parsed;
     std::transform(arguments.begin(), mark, std::back_inserter(parsed), guarded);
-    std::reverse(parsed.begin(), parsed.end()); // the parser takes them from the back
+    std::reverse(parsed.begin(), parsed.end()); // the parser reads them from the back
 
     tell_failures_as_json(std::find(arguments.begin(), mark, "--json") != mark);
     raw_options options;

@@ -16,8 +16,8 @@ namespace {
 constexpr std::size_t most_at_once =
     128; // drivers asked at the same time; each has a thread that mostly waits
 
-// All at the same time: a driver that does not answer holds no other's line up. A thread writes only the
-// lines that it drew a number for.
+// Asks all drivers at the same time, so that one that does not answer does not delay the others. A thread
+// writes only the lines whose numbers it has fetched.
 std::vector<router_line> look_at_all(const std::vector<item_place>& places, const invocation& call) {
     std::vector<router_line> lines(places.size());
     std::atomic<std::size_t> next{0};
@@ -30,7 +30,7 @@ std::vector<router_line> look_at_all(const std::vector<item_place>& places, cons
         while (threads.size() < std::min(places.size(), most_at_once))
             threads.emplace_back(look_at_next);
     } catch (const std::system_error&) {
-        look_at_next(); // the system allows no more of them
+        look_at_next(); // the system allows no more threads
     }
     for (std::thread& one : threads)
         one.join();

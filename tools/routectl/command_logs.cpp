@@ -33,14 +33,14 @@ void print_lines(const std::string& text) {
     }
 }
 
-// Until nobody can read on, or a signal ends the process.
+// Goes on until the output cannot be written or a signal ends the process.
 int follow(log_reader* reader) {
     end_on_signals();
     while (std::fflush(stdout) == 0) {
         poll(nullptr, 0, look_period_ms);
         print_lines(read_log_further(reader));
     }
-    return exit_refused; // the output cannot be written, which main tells of
+    return exit_refused; // the output cannot be written; main() says so
 }
 
 int show_file(const invocation& call, log_reader* reader, const std::string& last_lines) {

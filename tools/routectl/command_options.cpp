@@ -40,32 +40,32 @@ void add_command(CLI::App* app, const command& what, raw_options* options) {
     CLI::App* sub = app->add_subcommand(what.name, what.help);
     sub->footer(what.examples);
     add_common_options(sub, options);
-    if ((what.takes & takes_wait) != 0) {
+    if ((what.options & option_wait) != 0) {
         sub->add_flag("--wait", options->wait, "Wait until the router has confirmed each take, as usual");
         sub->add_flag("--no-wait", options->no_wait,
                       "Send the takes, and say nothing about what becomes of them");
     }
-    if ((what.takes & takes_crosspoints) != 0) {
+    if ((what.options & option_crosspoints) != 0) {
         sub->add_flag("--dry-run", options->dry_run, "Show what would change, and send nothing");
         sub->add_option("--by", options->by, "Who takes, as others are shown it beside your user")
             ->type_name("TEXT")
             ->capture_default_str();
     }
-    if ((what.takes & takes_follow) != 0) {
+    if ((what.options & option_follow) != 0) {
         sub->add_flag("-f,--follow", options->follow, "Go on with what comes, until interrupted");
         sub->add_option("--lines", options->lines, "How many of the last ones")->type_name("N");
     }
-    if ((what.takes & takes_outputs) != 0)
+    if ((what.options & option_outputs) != 0)
         sub->add_option("--outputs", options->outputs, "Only these outputs: numbers, ranges, names")
             ->type_name("LIST");
-    if ((what.takes & takes_choice) != 0) {
+    if ((what.options & option_choice) != 0) {
         sub->add_option("--input", options->input, "Only outputs that show this input")->type_name("INPUT");
         sub->add_flag("--free", options->free, "Only outputs without a source");
         sub->add_option("--name", options->name, "Only outputs with this in their name")->type_name("TEXT");
     }
-    if ((what.takes & takes_names) != 0)
+    if ((what.options & option_names) != 0)
         sub->add_flag("--names", options->names, "The names of inputs and outputs, too");
-    if ((what.takes & takes_entries) != 0)
+    if ((what.options & option_entries) != 0)
         sub->add_option("--entry", append_to(&options->entries), "An entry of the packet; may be repeated")
             ->type_name("NAME=VALUE")
             ->expected(1)

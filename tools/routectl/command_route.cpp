@@ -7,7 +7,7 @@
 
 namespace {
 
-// No answer follows: the driver takes what it can.
+// No answer follows: the driver does what it can.
 int send_only(const invocation& call, driver_link* link, const std::vector<output_take>& takes) {
     comm_socket_v4_packet reply;
     const int result = ask_for_success(link, route_request(takes), &reply);

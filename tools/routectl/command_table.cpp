@@ -14,7 +14,7 @@ int run_nothing(const invocation&) {
 }
 
 constexpr command commands[] = {
-    {"list", run_list, nullptr, 0, 0, takes_no_item,
+    {"list", run_list, nullptr, 0, 0, without_item,
      "Show all routers: which run, their size, backend and link, takes, clients, what is wrong, the last "
      "error.",
      "Examples:\n"
@@ -22,7 +22,7 @@ constexpr command commands[] = {
      "  vrdx_routectl list --json --timeout 1\n"
      "It knows the items in /etc/vrdx/items and the sockets in /run/vrdx. All drivers are asked at the same\n"
      "time. It exits with 0 also when routers are in trouble."},
-    {"status", run_status, nullptr, 0, 0, takes_outputs | takes_choice,
+    {"status", run_status, nullptr, 0, 0, option_outputs | option_choice,
      "Show the router: each output, its sources, and takes that are not confirmed yet.",
      "Examples:\n"
      "  vrdx_routectl studio status\n"
@@ -35,7 +35,7 @@ constexpr command commands[] = {
     {"names", run_names, "inputs|outputs", 1, 1, 0, "Show numbers and names, a line each.",
      "Example:\n"
      "  vrdx_routectl studio names inputs"},
-    {"route", run_route, "OUT=IN ...", 1, any_number, takes_wait | takes_crosspoints,
+    {"route", run_route, "OUT=IN ...", 1, any_number, option_wait | option_crosspoints,
      "Take: send inputs to outputs, all in one request, and wait until the router has confirmed each.",
      "Examples:\n"
      "  vrdx_routectl studio route 3=2                  input 2 to output 3\n"
@@ -44,7 +44,7 @@ constexpr command commands[] = {
      "  vrdx_routectl studio route 3=2,4                audio of input 2, video of input 4\n"
      "  vrdx_routectl studio route 3.audio=4            one level; the other keeps what it shows\n"
      "Of several takes of one output the last counts. Nothing is sent unless everything is possible."},
-    {"undo", run_undo, nullptr, 0, 0, takes_crosspoints,
+    {"undo", run_undo, nullptr, 0, 0, option_crosspoints,
      "Take again what your last route, restore or undo replaced, where nobody has taken since.",
      "Examples:\n"
      "  vrdx_routectl studio undo --dry-run\n"
@@ -52,7 +52,7 @@ constexpr command commands[] = {
      "Your last takes are those of your user's newest request that was signed with the same --by. Undone "
      "twice,\n"
      "they are back."},
-    {"takes", run_takes, nullptr, 0, 0, takes_follow,
+    {"takes", run_takes, nullptr, 0, 0, option_follow,
      "Show the last 1,000 takes that the driver has decided: when, who, what, and what became of it.",
      "Examples:\n"
      "  vrdx_routectl studio takes --lines 20\n"
@@ -76,24 +76,24 @@ constexpr command commands[] = {
      "Example:\n"
      "  vrdx_routectl studio watch\n"
      "It goes on until it is interrupted. A restart of the driver is told and survived."},
-    {"save", run_save, "FILE", 1, 1, takes_names, "Write all confirmed crosspoints to a file, or to \"-\".",
+    {"save", run_save, "FILE", 1, 1, option_names, "Write all confirmed crosspoints to a file, or to \"-\".",
      "Examples:\n"
      "  vrdx_routectl studio save evening.json\n"
      "  vrdx_routectl studio save --names - | ssh backup 'cat >studio.json'"},
-    {"restore", run_restore, "FILE", 1, 1, takes_names | takes_outputs | takes_crosspoints,
+    {"restore", run_restore, "FILE", 1, 1, option_names | option_outputs | option_crosspoints,
      "Take the crosspoints of a saved file at once, and say which outputs did not follow.",
      "Examples:\n"
      "  vrdx_routectl studio restore evening.json --dry-run\n"
      "  vrdx_routectl studio restore evening.json --outputs 1-8"},
-    {"logs", run_logs, nullptr, 0, 0, takes_follow,
+    {"logs", run_logs, nullptr, 0, 0, option_follow,
      "Show the end of the driver's trace, from its log file or from the journal of its service.",
      "Examples:\n"
      "  vrdx_routectl studio logs\n"
      "  vrdx_routectl studio logs -f --lines 100"},
-    {"help", run_nothing, "[COMMAND]", 0, 1, takes_no_item, "Print this help, or that of a command.",
+    {"help", run_nothing, "[COMMAND]", 0, 1, without_item, "Print this help, or that of a command.",
      "Example:\n"
      "  vrdx_routectl help route"},
-    {"send", run_send, "COMMAND [ARG ...]", 1, any_number, takes_entries,
+    {"send", run_send, "COMMAND [ARG ...]", 1, any_number, option_entries,
      "Send any packet and show the reply item by item.",
      "Examples:\n"
      "  vrdx_routectl studio send status\n"

@@ -7,14 +7,14 @@
 #include <span>
 
 // A command's own options.
-constexpr unsigned takes_wait = 1;          // --wait and --no-wait
-constexpr unsigned takes_entries = 2;       // --entry
-constexpr unsigned takes_follow = 4;        // --follow and --lines
-constexpr unsigned takes_choice = 8;        // --input, --free and --name
-constexpr unsigned takes_no_item = 16;      // it is about all routers: neither ITEM nor --sock
-constexpr unsigned takes_outputs = 32;      // --outputs
-constexpr unsigned takes_names = 64;        // --names
-constexpr unsigned takes_crosspoints = 128; // --dry-run and --by
+constexpr unsigned option_wait = 1;          // --wait and --no-wait
+constexpr unsigned option_entries = 2;       // --entry
+constexpr unsigned option_follow = 4;        // --follow and --lines
+constexpr unsigned option_choice = 8;        // --input, --free and --name
+constexpr unsigned without_item = 16;      // it is about all routers: neither ITEM nor --sock
+constexpr unsigned option_outputs = 32;      // --outputs
+constexpr unsigned option_names = 64;        // --names
+constexpr unsigned option_crosspoints = 128; // --dry-run and --by
 
 struct command {
     const char* name;
@@ -22,7 +22,7 @@ struct command {
     const char* words;                  // name of what follows the command, for the help; null: nothing may
     std::size_t least;                  // how many words have to follow
     std::size_t most;
-    unsigned takes; // its own options
+    unsigned options; // of these
     const char* help;
     const char* examples; // below the help of the command
 };

@@ -67,7 +67,8 @@ int print_record(const invocation& call, driver_link* link, printing* state) {
     return print_further(records, state) ? exit_done : exit_refused;
 }
 
-// What is decided between the beginning of the watch and the record is told by both, and printed once.
+// A take that is decided between the beginning of the watch and the reading of the record is in both, and
+// printed once.
 int follow(const invocation& call, driver_link* link) {
     end_on_signals();
     vrdx::router_watch watch;

@@ -8,7 +8,7 @@
 
 namespace {
 
-// False when nobody can read on.
+// False when the output cannot be written.
 bool print_line(bool json, const watch_line& line) {
     const std::string now = local_time(time_now_ms());
     if (json) {
@@ -25,7 +25,7 @@ struct watching {
     bool json;
     bool begun = false;
     watched_picture known;
-    vrdx::picture_news pending; // of a change that is not told whole yet
+    vrdx::picture_news pending; // of a change whose last packet has not come yet
     bool all = false;           // a picture has begun anew: everything may differ
 };
 

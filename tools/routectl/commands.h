@@ -1,5 +1,5 @@
 // What the commands do. Each prints its result to standard output, or one line per failure to standard error,
-// and gives the exit code.
+// and returns the exit code.
 #pragma once
 
 #include "invocation.h"

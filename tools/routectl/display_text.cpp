@@ -18,7 +18,7 @@ struct code_range {
     char32_t last;
 };
 
-// Rough classes, enough for names on a table: what is not listed takes one column.
+// Rough classes, enough for names on a table: what is not listed needs one column.
 constexpr code_range no_columns[] = {{0x0300, 0x036f}, {0x1ab0, 0x1aff}, {0x1dc0, 0x1dff}, {0x200b, 0x200f},
                                      {0x20d0, 0x20ff}, {0xfe00, 0xfe0f}, {0xfe20, 0xfe2f}, {0xfeff, 0xfeff}};
 constexpr code_range two_columns[] = {{0x1100, 0x115f},   {0x2e80, 0x303e},   {0x3041, 0xa4cf},

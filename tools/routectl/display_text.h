@@ -8,8 +8,8 @@
 // `text` as it may be shown on one line: control characters become "?", bytes that are no UTF-8 U+FFFD.
 std::string printable(std::string_view text);
 
-// Columns that `text` takes on a terminal: 2 for wide East Asian characters and pictures, 0 for combining
-// ones.
+// The width of `text` on a terminal, in columns: 2 for wide East Asian characters and pictures, 0 for
+// combining ones.
 std::size_t columns_of(std::string_view text);
 
 // `text`, if it does not fit `columns` cut between characters and ended with "…".

@@ -1,4 +1,4 @@
-// The client's connection to the driver, with the failures told to the user.
+// The client's connection to the driver; failures are told to the user.
 #pragma once
 
 #include "client_asking.h"
@@ -11,7 +11,7 @@ using vrdx::simple_request;
 struct driver_link {
     std::string socket;
     std::uint64_t timeout_us;
-    std::string advice;                 // what is said behind a failed attempt to connect
+    std::string advice;                 // is added to the message when connecting fails
     vrdx::driver_connection connection; // made with the first request
     std::string problem;                // why the last request had no answer
     int connect_error = 0;              // errno of the last attempt to connect, 0 when it worked
@@ -35,7 +35,7 @@ int ask_for_success(driver_link* link, const comm_socket_v4_packet& request, com
 // in `problem`.
 int ask_picture_quietly(driver_link* link, vrdx::router_picture* picture);
 
-// The same, with the failure told on standard error; a driver that knows no router is one.
+// The same, with the failure told on standard error; a driver that knows no router is a failure, too.
 int ask_router(driver_link* link, vrdx::router_picture* picture);
 
 // Connects, unless there is a connection. exit_done, or the exit code with the reason in `problem`.
@@ -50,7 +50,7 @@ bool is_known(const vrdx::router_picture& picture);
 // What `outcome` of a request means for the user: the exit code, with the reason in `problem`.
 int failure_of(driver_link* link, vrdx::outcome outcome);
 
-// What to say of a driver that does not know `command`; empty when `problem` does not say so.
+// The message when the driver is too old to know `command`; empty when `problem` is another one.
 std::string older_driver(const std::string& problem, const std::string& command);
 
 // What the user is told of a reply for which is_error holds.

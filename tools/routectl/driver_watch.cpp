@@ -64,5 +64,5 @@ int go_on_watching(driver_link* link, vrdx::router_watch* watch, const watch_lis
         if (!listener.back(link, watch->picture.epoch != epoch))
             break;
     }
-    return exit_refused; // the output cannot be written, which main tells of
+    return exit_refused; // the output cannot be written; main() says so
 }

@@ -1,4 +1,4 @@
-// What is wrong at a router, at a glance.
+// What is wrong with a router, in short.
 #pragma once
 
 #include "client_picture.h"
@@ -18,11 +18,11 @@ std::vector<std::string> problems_of(const vrdx::router_picture& picture, const 
 // "12 min ago: TEXT", the driver's newest error; empty for none.
 std::string last_error_of(const vrdx::router_picture& picture);
 
-// True when the newest error is too old to be worth a line where all else is well.
+// True when the newest error is too old to be shown if nothing else is wrong.
 bool is_old_error(const vrdx::router_picture& picture);
 
 // How many outputs show a take that the router has not confirmed.
 std::size_t waiting_takes(const vrdx::router_picture& picture);
 
-// The driver's texts may be paths or empty; "HEAD", or "HEAD: TEXT".
+// "HEAD: TEXT", or "HEAD" when the text is empty.
 std::string with_text(const std::string& head, const std::string& text);

@@ -18,7 +18,7 @@ struct invocation {
     bool json = false;
     bool no_wait = false;             // route: nothing is said about what became of it
     bool dry_run = false;             // route, restore, undo: only say what would change
-    bool follow = false;              // logs, takes: go on
+    bool follow = false;              // logs, takes: go on with what comes later
     int lines = -1;                   // logs, takes: how many of the last ones; -1: as usual
     std::string by;                   // route, restore, undo: shown to others
     std::string outputs;              // status, restore: only these; empty: all

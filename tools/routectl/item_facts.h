@@ -8,5 +8,5 @@ struct item_facts {
     std::string problem; // what is wrong with it, in one line; empty for nothing, or nothing known
 };
 
-// Reads the item file. Of one that we have no permission to read nothing is known: the driver may well have.
+// Reads the item file. When we may not read it nothing is known: the driver may still be allowed to.
 item_facts examine_item(const std::string& path);

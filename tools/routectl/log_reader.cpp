@@ -78,7 +78,7 @@ int open_log(log_reader* reader, int lines, std::string* text) {
 }
 
 std::string read_log_further(log_reader* reader) {
-    // Asked first: what the old file still gets until its name is gone is read below.
+    // Looks at the name first: what is written to the old file until then is read below.
     struct stat named {};
     const bool is_named = stat(reader->path.c_str(), &named) == 0;
     std::string lines;

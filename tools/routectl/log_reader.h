@@ -1,4 +1,4 @@
-// The end of a log file, and what is written to it from then on.
+// The last lines of a log file, and what is written to it afterwards.
 #pragma once
 
 #include <cstdint>

@@ -1,7 +1,7 @@
 #include "name_value.h"
 
-#include "decimal_number.h"
 #include "display_text.h"
+#include "plain_text.h"
 
 namespace {
 
@@ -12,7 +12,8 @@ bool is_router_property(std::string_view name) {
         name.remove_prefix(prefix.size());
         const auto dot = name.find('.');
         return dot != std::string_view::npos && dot + 1 < name.size() &&
-               name.find('\n') == std::string_view::npos && decimal_number(name.substr(0, dot)) >= 1;
+               name.find('\n') == std::string_view::npos &&
+               number_of_digits(name.substr(0, dot)).value_or(-1) >= 1;
     }
     return false;
 }

@@ -1,7 +1,7 @@
 #include "port_names.h"
 
-#include "decimal_number.h"
 #include "display_text.h"
+#include "plain_text.h"
 
 #include <algorithm>
 #include <cctype>
@@ -135,7 +135,7 @@ int find_port(const port_names& ports, std::string_view text, std::string* error
         return -1;
     }
     if (is_number(text)) {
-        const int number = decimal_number(text);
+        const int number = number_of_digits(text).value_or(-1);
         if (number >= 1 && static_cast<std::size_t>(number) <= ports.names.size())
             return number;
         *error = no_such_number(ports, cut_to(text, shown_columns));

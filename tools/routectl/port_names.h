@@ -20,8 +20,9 @@ struct port_names {
 port_names input_names_of(const router_picture& picture);
 port_names output_names_of(const router_picture& picture);
 
-// The number that `text` means: a number, a whole name, or a part that only one name has (capital letters do
-// not count then). -1 for anything else; *error then says in one line what is wrong and what is possible.
+// The number that `text` means: a number, a whole name, or a part that only one name has (upper and lower
+// case are the same then). -1 for anything else; *error then says in one line what is wrong and what is
+// possible.
 int find_port(const port_names& ports, std::string_view text, std::string* error);
 
 // The numbers that `text` means: like find_port, or "*" for all, "1-8" for a range, or several of these with
@@ -31,7 +32,7 @@ std::vector<int> find_ports(const port_names& ports, std::string_view text, std:
 // True when one of the names is just this text.
 bool is_whole_name(const port_names& ports, std::string_view text);
 
-// True when `part` is found in `text`; capital letters of ASCII do not count.
+// True when `part` is found in `text`; upper and lower case of ASCII letters are the same.
 bool contains_text(std::string_view text, std::string_view part);
 
 // "output 3 "Monitor 3"", without the name when there is none.

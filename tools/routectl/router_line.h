@@ -16,7 +16,7 @@ struct router_line {
     std::vector<std::string> problems; // what is wrong, a short line each
 };
 
-// Looks at the router and gives its line, within `timeout_us`.
+// Asks the router's driver and returns the line, within `timeout_us`.
 router_line look_at_known_router(const item_place& place, std::uint64_t timeout_us);
 
 // The lines as a table, no wider than `width` (at least 40) columns.

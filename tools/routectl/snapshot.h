@@ -29,5 +29,5 @@ std::string snapshot_text(const snapshot& one);
 // Reads a snapshot. Empty when `text` is none, or is damaged; *error then says in one line what is wrong.
 std::optional<snapshot> parse_snapshot(const std::string& text, std::string* error);
 
-// Why the snapshot cannot be brought back on this router, in one line; empty when it can.
+// Why the snapshot cannot be restored on this router, in one line; empty when it can.
 std::string misfit(const snapshot& one, const vrdx::router_picture& picture);

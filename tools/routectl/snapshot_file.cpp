@@ -1,6 +1,7 @@
 #include "snapshot_file.h"
 
-#include <array>
+#include "file_texts.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -12,18 +13,6 @@
 namespace {
 
 constexpr std::size_t largest_file = 16777216; // 16 MiB
-
-int write_all(int fd, const std::string& text) {
-    std::size_t written = 0;
-    while (written < text.size()) {
-        const ssize_t count = write(fd, text.data() + written, text.size() - written);
-        if (count < 0 && errno != EINTR)
-            return -1;
-        if (count > 0)
-            written += static_cast<std::size_t>(count);
-    }
-    return 0;
-}
 
 // The mode that a newly created file would have.
 mode_t default_mode() {
@@ -67,7 +56,7 @@ std::string find_file(const std::string& path, replaced_file* file) {
 }
 
 // Mode and owner of the file before. Not being allowed to give it to its owner is no failure.
-bool take_over_state(int fd, const replaced_file& file) {
+bool copy_state(int fd, const replaced_file& file) {
     if (!file.exists)
         return fchmod(fd, default_mode()) == 0;
     if (fchown(fd, file.state.st_uid, file.state.st_gid) < 0)
@@ -86,7 +75,7 @@ std::string replace_file(const std::string& path, const std::string& text) {
     const int fd = mkostemp(temporary.data(), O_CLOEXEC);
     if (fd < 0)
         return std::strerror(errno);
-    if (!take_over_state(fd, file) || write_all(fd, text) < 0 || fsync(fd) < 0)
+    if (!copy_state(fd, file) || !write_all(fd, text) || fsync(fd) < 0)
         problem = std::strerror(errno);
     if (close(fd) < 0 && problem.empty())
         problem = std::strerror(errno);
@@ -102,22 +91,7 @@ int read_whole_file(const std::string& path, std::string* text) {
     const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return -1;
-    std::array<char, 65536> chunk; // not initialised: read says how much of it counts
-    int reason = 0;
-    for (;;) {
-        const ssize_t count = read(fd, chunk.data(), chunk.size());
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count < 0)
-            reason = errno;
-        if (count <= 0)
-            break;
-        text->append(chunk.data(), static_cast<std::size_t>(count));
-        if (text->size() > largest_file) {
-            reason = EFBIG;
-            break;
-        }
-    }
+    const int reason = read_all(fd, largest_file, text) ? 0 : errno;
     close(fd);
     errno = reason;
     return reason == 0 ? 0 : -1;

@@ -23,7 +23,7 @@ std::string source_cell(const router_picture& picture, int input, std::size_t di
     return cell;
 }
 
-// "* 0.8 s": shown for a take, and taken back then unless the router confirms it.
+// "* 0.8 s": shown for a take, and rolled back after that time unless the router confirms it.
 std::string waits_cell(const picture_output& output) {
     if (!output.waits_ms)
         return {};

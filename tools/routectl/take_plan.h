@@ -1,4 +1,4 @@
-// Takes as they would change the router.
+// What takes would change on the router.
 #pragma once
 
 #include "json_output.h"

@@ -14,7 +14,7 @@
 namespace {
 
 constexpr unsigned further_ms_per_take =
-    40; // a backend is sent about a hundred messages in a second, a take is up to two
+    40; // about a hundred messages are sent to a backend per second, and a take is one or two of them
 constexpr int look_period_ms = 50;
 constexpr std::uint64_t last_moment_us = 500000; // in which a time that has run out becomes a rollback
 
@@ -34,7 +34,7 @@ vrdx::take_order order_of(const std::vector<planned_take>& plan, const std::stri
 
 enum class waiting { none, endless, timed };
 
-// `timed`: some of the outputs will be confirmed or taken back. A time of 0 is mostly one that has just run
+// `timed`: some of the outputs will be confirmed or rolled back. A time of 0 is mostly one that has just run
 // out.
 waiting waiting_of(const router_picture& picture, const std::vector<int>& outputs) {
     waiting most = waiting::none;

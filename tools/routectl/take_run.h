@@ -1,4 +1,4 @@
-// Takes on their way to the driver, and what became of each.
+// Sends takes to the driver, and tells what became of each.
 #pragma once
 
 #include "driver_link.h"

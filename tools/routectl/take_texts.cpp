@@ -1,10 +1,10 @@
 #include "take_texts.h"
 
 #include "display_text.h"
+#include "plain_text.h"
 #include "port_names.h"
 
 #include <array>
-#include <charconv>
 #include <map>
 #include <pwd.h>
 #include <string_view>
@@ -35,16 +35,17 @@ std::string person_text(std::uint64_t user, const std::string& by) {
 }
 
 std::string person_in(const std::string& text) {
-    const char* const end = text.data() + text.size();
-    std::uint64_t user = 0;
-    std::uint64_t process = 0;
-    const auto [behind_user, no_user] = std::from_chars(text.data(), end, user);
-    if (no_user != std::errc() || behind_user == end || *behind_user != ' ')
+    const std::size_t behind_user = text.find(' ');
+    if (behind_user == std::string::npos)
         return printable(text);
-    const auto [behind_process, no_process] = std::from_chars(behind_user + 1, end, process);
-    if (no_process != std::errc() || (behind_process != end && *behind_process != ' '))
+    const std::string_view rest = std::string_view(text).substr(behind_user + 1);
+    const std::size_t behind_process = rest.find(' ');
+    const auto user = number_of_digits<std::uint64_t>(text.substr(0, behind_user));
+    const auto process = number_of_digits<std::uint64_t>(rest.substr(0, behind_process));
+    if (!user || !process)
         return printable(text);
-    return person_text(user, behind_process == end ? "" : std::string(behind_process + 1, end));
+    return person_text(
+        *user, behind_process == std::string_view::npos ? "" : std::string(rest.substr(behind_process + 1)));
 }
 
 std::string result_text(const vrdx::take_result& result, const router_picture& picture) {

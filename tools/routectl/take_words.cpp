@@ -1,7 +1,7 @@
 #include "take_words.h"
 
-#include "decimal_number.h"
 #include "display_text.h"
+#include "plain_text.h"
 
 #include <algorithm>
 #include <map>
@@ -139,10 +139,13 @@ std::vector<output_take> read_numbered_takes(const std::vector<std::string>& wor
     for (const std::string& word : words) {
         const std::string_view text = word;
         const auto equals = text.find('=');
-        const int output = equals == std::string_view::npos ? -1 : decimal_number(text.substr(0, equals));
+        const int output =
+            equals == std::string_view::npos ? -1 : number_of_digits(text.substr(0, equals)).value_or(-1);
         const std::string_view sources = output < 1 ? std::string_view() : text.substr(equals + 1);
         const auto comma = sources.find(',');
-        const auto number = [](std::string_view one) { return one == "none" ? 0 : decimal_number(one); };
+        const auto number = [](std::string_view one) {
+            return one == "none" ? 0 : number_of_digits(one).value_or(-1);
+        };
         const int audio = number(sources.substr(0, comma));
         const int video = comma == std::string_view::npos ? audio : number(sources.substr(comma + 1));
         if (output < 1 || audio < 0 || video < 0) {

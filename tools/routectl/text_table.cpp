@@ -12,7 +12,7 @@ namespace {
 constexpr std::size_t gap = 2; // blanks between columns
 constexpr std::size_t least_columns = 60;
 
-// Gives each column the width of its widest cell, then takes from the widest until all fit.
+// Gives each column the width of its widest cell, then narrows the widest until all fit.
 void fit_columns(std::vector<table_column>* columns, std::size_t width) {
     std::size_t total = gap * (columns->size() - 1);
     for (table_column& one : *columns) {

@@ -15,7 +15,7 @@ bool may_have_switched(const take_record& record) {
 }
 
 // The take of each output in the last request; of several on one output the first tells what was there before
-// and the last what was taken.
+// and the last what was asked for.
 std::map<int, take_record> last_takes(const std::vector<take_record>& records, std::uint64_t user,
                                       const std::string& by) {
     const auto is_of = [&](const take_record& one) {
@@ -52,7 +52,7 @@ undo_plan plan_undo(const std::vector<take_record>& records, std::uint64_t user,
         }
         const vrdx::picture_output& now = picture.outputs[static_cast<std::size_t>(output) - 1];
         if (!may_have_switched(record) || now.sources == record.before)
-            continue; // it shows what it showed before, as far as this take is concerned
+            continue; // it shows again what it showed before this take
         if (now.sources != record.wanted)
             plan.skipped.push_back(name + ": it shows " + sources_text(picture, now.sources) +
                                    " meanwhile, not the " + sources_text(picture, record.wanted) +

@@ -12,8 +12,8 @@ struct watch_line {
     json_object object; // the same for programs: "change" says what, then "before" and "after"
 };
 
-// The state that lines are made against. The sources before an unconfirmed take tell a take that is taken
-// back from a report of something else.
+// The state that a change is compared with. The sources before an unconfirmed take show whether that take was
+// rolled back, or the router has reported something else.
 struct watched_picture {
     vrdx::router_picture picture;
     std::vector<vrdx::level_sources> settled; // of each output, when nothing waited last
@@ -29,7 +29,7 @@ watch_line line_of_take(const vrdx::take_record& record, const vrdx::router_pict
 
 watch_line line_of_lost_takes(std::uint64_t count);
 
-// What is there at the beginning.
+// The first line: what there is at the beginning.
 watch_line line_of_beginning(const vrdx::router_picture& picture);
 
 // The driver came or went.

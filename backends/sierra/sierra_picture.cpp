@@ -1,22 +1,22 @@
-#include "router_picture.h"
+#include "sierra_picture.h"
 
 #include <cstddef>
 
 namespace {
 
-int level_count(const router_picture& picture) {
+int level_count(const sierra_picture& picture) {
     return static_cast<int>(picture.levels.size());
 }
 
-bool has_crosspoint(const router_picture& picture, int output, int level) {
+bool has_crosspoint(const sierra_picture& picture, int output, int level) {
     return output >= 1 && output <= picture.outputs && level >= 1 && level <= level_count(picture);
 }
 
-std::size_t index_of(const router_picture& picture, int output, int level) {
+std::size_t index_of(const sierra_picture& picture, int output, int level) {
     return static_cast<std::size_t>(output - 1) * picture.levels.size() + static_cast<std::size_t>(level - 1);
 }
 
-void set_source(router_picture& picture, int output, int level, int source,
+void set_source(sierra_picture& picture, int output, int level, int source,
                 std::vector<seen_crosspoint>& seen) {
     if (!has_crosspoint(picture, output, level)) {
         return;
@@ -29,22 +29,22 @@ void set_source(router_picture& picture, int output, int level, int source,
 
 } // namespace
 
-bool size_known(const router_picture& picture) {
+bool size_known(const sierra_picture& picture) {
     return picture.outputs > 0;
 }
 
-void set_size(router_picture& picture, const reply& size) {
+void set_size(sierra_picture& picture, const reply& size) {
     picture.outputs = size.outputs;
     picture.inputs = size.inputs;
     picture.levels = size.levels;
     picture.sources.assign(static_cast<std::size_t>(size.outputs) * size.levels.size(), source_unknown);
 }
 
-bool same_size(const router_picture& picture, const reply& size) {
+bool same_size(const sierra_picture& picture, const reply& size) {
     return picture.outputs == size.outputs && picture.inputs == size.inputs && picture.levels == size.levels;
 }
 
-std::vector<seen_crosspoint> apply_routing(router_picture& picture, const reply& routing) {
+std::vector<seen_crosspoint> apply_routing(sierra_picture& picture, const reply& routing) {
     std::vector<seen_crosspoint> seen;
     if (routing.kind == reply_kind::per_level) {
         int level = 1;
@@ -61,12 +61,12 @@ std::vector<seen_crosspoint> apply_routing(router_picture& picture, const reply&
     return seen;
 }
 
-int source_of(const router_picture& picture, int output, int level) {
+int source_of(const sierra_picture& picture, int output, int level) {
     return has_crosspoint(picture, output, level) ? picture.sources[index_of(picture, output, level)]
                                                   : source_unknown;
 }
 
-int source_of(const router_picture& picture, int output, const std::vector<int>& levels) {
+int source_of(const sierra_picture& picture, int output, const std::vector<int>& levels) {
     for (const int level : levels) {
         const int source = source_of(picture, output, level);
         if (source != source_unknown) {
