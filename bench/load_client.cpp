@@ -38,7 +38,7 @@ void send_request(crowd_client& client, const load_target& target) {
         throw std::runtime_error("a request was not taken");
 }
 
-// Takes what has arrived; true when the reply is whole.
+// Reads what has arrived; true when the reply is whole.
 bool take_reply(crowd_client& client) {
     const ssize_t count = recv(client.fd, chunk, std::min(sizeof(chunk), client.left), MSG_DONTWAIT);
     if (count == 0 || (count < 0 && errno != EAGAIN))

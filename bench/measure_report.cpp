@@ -52,7 +52,7 @@ double time_to_visible(const running_driver& driver, comm_socket_v4_connection& 
 std::vector<double> report_times(const running_driver& driver) {
     comm_socket_v4_connection connection;
     if (comm_socket_v4_connect(&connection, driver.socket()) != 0)
-        throw std::runtime_error("the driver takes no client");
+        throw std::runtime_error("the driver accepts no client");
     std::vector<double> times;
     times.reserve(reports_per_round);
     for (int i = 0; i < reports_per_round; ++i)

@@ -51,7 +51,7 @@ public:
         while (!commands.empty()) {
             const ssize_t count = write(commands_[1], commands.data(), commands.size());
             if (count <= 0)
-                throw std::runtime_error("the backend takes no commands");
+                throw std::runtime_error("the backend reads no commands");
             commands.remove_prefix(static_cast<std::size_t>(count));
         }
         read_message();

@@ -2,7 +2,7 @@
 // "bench board") when it started, when it read the first byte watched for, and when it reports.
 //
 //   SIGUSR1                     it writes a full report of its router, under new names
-//   SIGUSR2                     it reports one change: output 1 takes its source from input 1 or 2, by turns
+//   SIGUSR2                     it reports one change: output 1 gets its source from input 1 or 2, by turns
 //   item setting "bench salvo"  "yes": it gets all takes of a batch in one message
 #include "board.h"
 #include "endpoint.h"
@@ -133,7 +133,7 @@ bool answer_message(bench_board& board, simulator& simulator, std::uint64_t begu
     return true;
 }
 
-// Takes in what waits on standard input; false when it has ended or the driver is gone.
+// Reads what waits on standard input; false when it has ended or the driver is gone.
 bool read_messages(bench_board& board, simulator& simulator) {
     static std::uint64_t message_begun = 0; // 0: the next byte begins one
     int waiting = 0;

@@ -19,7 +19,7 @@
 namespace {
 
 constexpr std::size_t buffer_bytes = 1048576;
-constexpr std::size_t pipe_bytes = 65536; // what an empty pipe takes
+constexpr std::size_t pipe_bytes = 65536; // what an empty pipe holds
 
 int commands_out = -1; // the far ends
 int reports_in = -1;

@@ -9,11 +9,11 @@
 // Throws when they cannot be made.
 void connect_piped_backend();
 
-// Has the driver read `text` as its backend's standard output, or error, however many passes it takes.
+// Has the driver read `text` as its backend's standard output, or error, however many passes that needs.
 void report_through_pipe(std::string_view text);
 void log_through_pipe(std::string_view text);
 
-// Moves all commands queued into the pipe, and takes them out at its other end; how many bytes they were.
+// Moves all commands queued into the pipe, and reads them at its other end; returns how many bytes they were.
 std::size_t take_commands_out();
 
 // Connects so many clients that watch, and reads what they are told at first. Throws when that does not work.

@@ -26,7 +26,7 @@ constexpr std::size_t bytes_that_cutting_leaves = 1024;
 
 constexpr std::int32_t no_real_number = std::numeric_limits<std::int32_t>::max();
 
-// The number that a client sees for a source: from 1, 0 for none; the tool takes negative ones for none.
+// The number that a client sees for a source: from 1, 0 for none; the tool shows negative ones as none.
 int shown(std::int32_t input) {
     return input < 0 ? 0 : static_cast<int>(std::min<std::int64_t>(std::int64_t{input} + 1, no_real_number));
 }

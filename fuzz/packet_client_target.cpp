@@ -1,5 +1,5 @@
 // What a driver answers, as the command-line client reads it. Input that does not begin with a packet's magic
-// is taken for the body of a reply, so that the fuzzer need not guess lengths.
+// is used as the body of a reply, so that the fuzzer need not guess lengths.
 #include "client_record.h"
 #include "comm_socket_v4_packet.h"
 #include "driver_report.h"
@@ -17,7 +17,7 @@
 namespace {
 
 constexpr std::size_t tried_width = 60;
-constexpr std::size_t small_router = 256; // printing all of a large one takes its time
+constexpr std::size_t small_router = 256; // printing all of a large one needs too much time
 
 std::string reply_bytes(std::string_view input) {
     if (input.starts_with("TVX4"))

@@ -32,7 +32,7 @@ void check_texts(const comm_socket_v4_packet& packet) {
 void check_rewriting(const comm_socket_v4_packet& packet, std::string_view wire) {
     const std::string command(comm_socket_v4_packet_item_value(&packet, packet.items.front()));
     if (command.find('\0') != std::string::npos)
-        return; // a C string is all that the writer takes for a command
+        return; // a C string is all that the writer uses as a command
     const auto flags = static_cast<unsigned>(static_cast<unsigned char>(wire[6]) << 8U |
                                              static_cast<unsigned char>(wire[7]));
     comm_socket_v4_packet written;

@@ -1,4 +1,4 @@
-// What the fuzz targets share: a target takes one input of any bytes, lets the product work on it, and checks
+// What the fuzz targets share: a target gets one input of any bytes, lets the product work on it, and checks
 // what must hold whatever the bytes are.
 #pragma once
 

@@ -141,7 +141,7 @@ void write_told_take(comm_socket_v4_packet* packet, const decided_take& take) {
     if (!take.by.empty())
         comm_socket_v4_packet_write_nv_pair(packet, "by", take.by);
     write_told_number(packet, "output", static_cast<std::uint64_t>(take.output) + 1);
-    comm_socket_v4_packet_write_nv_pair(packet, "level", take.apart ? "video,audio" : "all");
+    comm_socket_v4_packet_write_nv_pair(packet, "level", take.breakaway ? "video,audio" : "all");
     comm_socket_v4_packet_write_nv_pair(packet, "from", told_text(take.from));
     comm_socket_v4_packet_write_nv_pair(packet, "to", told_text({take.to, true, true}));
     comm_socket_v4_packet_write_nv_pair(packet, "result", result);

@@ -164,8 +164,8 @@ void send_route_command(const route_command& command, requester whose) {
     count_waiting_takes(whose, 1);
 }
 
-void send_take_commands(route_sources sources, std::int32_t output, bool apart, requester whose) {
-    if (apart) {
+void send_take_commands(route_sources sources, std::int32_t output, bool breakaway, requester whose) {
+    if (breakaway) {
         send_route_command({sources.video, output, route_level::video}, whose);
         send_route_command({sources.audio, output, route_level::audio}, whose);
     } else {

@@ -23,14 +23,16 @@
 
 constexpr std::size_t backend_pipe_buffer_bytes = 1048576; // a longer message cannot be sent
 constexpr std::size_t turns_from_messages = 64;
-constexpr std::size_t turns_from_salvos = 8;      // the same of a backend that gets each batch in one message
+constexpr std::size_t turns_from_salvos = 8; // the same for a backend that gets each batch in one message
 constexpr std::size_t longest_batch_counted = 64; // messages of a batch that count when turns are compared
 constexpr std::size_t salvo_commands = 8192;      // of one message; larger batches are divided
 constexpr std::uint64_t message_period_us =
-    8000; // a message is due at once when the last was moved before this
+    8000; // a single message is sent at once when the last one is older
 
-// What may wait of one connection; one packet may go beyond. Of a user who has more waiting in all, packets
-// over this size wait, too. When that much waits of connections that are gone, so do new connections.
+// How much of one connection or user may wait here. One packet may exceed the limit; then the next packets
+// stay in the client's socket. When a user has reached the limit, that holds for all packets larger than
+// small_packet_bytes; when the connections of a user that are gone have reached it, for all packets of that
+// user's new connections.
 constexpr std::size_t waiting_takes_per_client = 4096;    // commands
 constexpr std::size_t waiting_bytes_per_client = 1048576; // of other messages and of settings
 constexpr std::size_t waiting_takes_per_user = 65536;
@@ -74,9 +76,9 @@ struct route_command {
 
 // Traces the command's lines as sent, and adds it to the batch being collected.
 void send_route_command(const route_command& command, requester whose);
-// The commands of one take. `apart` is a breakaway: video, then audio; else one command for all levels, with
+// The commands of one take. `breakaway`: video, then audio; else one command for all levels, with
 // the video source.
-void send_take_commands(route_sources sources, std::int32_t output, bool apart, requester whose);
+void send_take_commands(route_sources sources, std::int32_t output, bool breakaway, requester whose);
 // Closes the batch with the flush, or as a salvo, and queues it. Returns the batch's number, from 1.
 // `expires` (monotonic_us): until then the batch can be withdrawn, afterwards it must not be done any more;
 // 0: it has no such limit.

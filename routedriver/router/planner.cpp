@@ -4,9 +4,9 @@ namespace {
 
 // Without separate levels the video source stands for the whole output.
 void plan(const route_request& request, requester whose) {
-    const bool apart = split_levels && request.audio_input != request.video_input;
-    send_take_commands({request.audio_input, request.video_input}, request.output, apart, whose);
-    watch_route(request, apart, whose);
+    const bool breakaway = split_levels && request.audio_input != request.video_input;
+    send_take_commands({request.audio_input, request.video_input}, request.output, breakaway, whose);
+    watch_route(request, breakaway, whose);
 }
 
 } // namespace

@@ -41,7 +41,7 @@ struct decided_take {
     requester whose{};
     std::string by;
     std::int32_t output = -1; // 0-based
-    bool apart = false;       // breakaway: its levels were switched separately
+    bool breakaway = false;   // its levels were switched separately
     told_sources from{};
     route_sources to{};
     take_result result = take_result::unknown;

@@ -145,7 +145,7 @@ void ask_takes(const std::vector<asked_take>& takes, const take_terms& terms) {
         told.by = terms.by;
         told.output = takes[i].output;
         told.to = takes[i].sources;
-        told.apart = split_levels && told.to.audio != told.to.video;
+        told.breakaway = split_levels && told.to.audio != told.to.video;
         told.answer = terms.answer;
         told.answer_index = i;
         if (told.output >= 0 && told.output < output_count)
@@ -162,7 +162,7 @@ void ask_takes(const std::vector<asked_take>& takes, const take_terms& terms) {
         replace(told.output, terms.whose, terms.by);
         told.from =
             told_sources_of(router_outputs[static_cast<std::size_t>(told.output)]); // perhaps rolled back
-        send_take_commands(told.to, told.output, told.apart, told.whose);
+        send_take_commands(told.to, told.output, told.breakaway, told.whose);
         open(std::move(told), deadline, no_deadline_yet);
         any = true;
     }
@@ -170,7 +170,7 @@ void ask_takes(const std::vector<asked_take>& takes, const take_terms& terms) {
         watched_batch(send_route_flush(deadline));
 }
 
-void watch_route(const route_request& request, bool apart, requester whose) {
+void watch_route(const route_request& request, bool breakaway, requester whose) {
     count_event(counted::asked);
     if (request.output < 0 || request.output >= output_count)
         return;
@@ -178,8 +178,8 @@ void watch_route(const route_request& request, bool apart, requester whose) {
     decided_take told;
     told.whose = whose;
     told.output = request.output;
-    told.to = {apart ? request.audio_input : request.video_input, request.video_input};
-    told.apart = apart;
+    told.to = {breakaway ? request.audio_input : request.video_input, request.video_input};
+    told.breakaway = breakaway;
     told.from = told_sources_of(router_outputs[static_cast<std::size_t>(request.output)]);
     const std::uint64_t deadline = monotonic_us() + assume_timeout;
     open(std::move(told), deadline, deadline);

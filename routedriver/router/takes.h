@@ -43,7 +43,7 @@ void ask_takes(const std::vector<asked_take>& takes, const take_terms& terms);
 // --- from the planner and from what is sent ----------------------------------------------------------------
 
 // To be called when a "route" is about to be sent: shows it at once, and watches it.
-void watch_route(const route_request& request, bool apart, requester whose);
+void watch_route(const route_request& request, bool breakaway, requester whose);
 // Gives the batch of the takes that were watched last its number.
 void watched_batch(std::uint64_t batch);
 

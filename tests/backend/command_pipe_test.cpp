@@ -60,7 +60,7 @@ TEST_F(CommandPipe, FullPipeIsNoError) {
     pending_to_buffer();
     EXPECT_EQ(pending_line_count(), 1U);
     pending_to_buffer();
-    EXPECT_EQ(pending_line_count(), 0U) << "the buffer takes it all the same";
+    EXPECT_EQ(pending_line_count(), 0U) << "the buffer accepts it all the same";
     EXPECT_GE(backend_stdin_fd, 0);
     EXPECT_EQ(backend_pid, pid_of_nobody);
 

@@ -41,7 +41,7 @@ class Backend:
             data = data[os.write(self.wires[wire], data) :]
 
     def read(self):
-        """Takes in what the driver has sent so far, without waiting."""
+        """Reads what the driver has sent so far, without waiting."""
         while self.wires[STDIN] is not None:
             try:
                 data = os.read(self.wires[STDIN], 65536)

@@ -132,7 +132,7 @@ TEST_F(AskedTakes, AreRecordedWithAllThatIsKnown) {
     EXPECT_TRUE(take.accountable);
     EXPECT_EQ(take.whose.connection, client.connection);
     EXPECT_EQ(take.by, "desk 3");
-    EXPECT_TRUE(take.apart);
+    EXPECT_TRUE(take.breakaway);
     EXPECT_EQ(take.from.sources, (levels{0, 0}));
     EXPECT_EQ(take.to, (levels{3, 5}));
     EXPECT_EQ(take.answer, 1U);
@@ -146,7 +146,7 @@ TEST_F(AskedTakes, RouteIsRecordedAsWhatItTook) {
     send_all();
     report(2, 5);
     EXPECT_FALSE(take_record.back().accountable);
-    EXPECT_FALSE(take_record.back().apart);
+    EXPECT_FALSE(take_record.back().breakaway);
     EXPECT_EQ(take_record.back().to, (levels{5, 5}));
     EXPECT_EQ(take_record.back().result, take_result::confirmed);
 }

@@ -10,7 +10,7 @@ protected:
     static void ask(requester client, std::size_t takes) {
         take(client, 0, std::vector<std::int32_t>(takes, 0));
     }
-    // Messages that take up exactly so many bytes together.
+    // Messages of exactly so many bytes together.
     static void fill(requester client, std::size_t bytes) {
         const std::size_t beside = encoded_router_message_length(message(""));
         for (std::size_t next = 0; bytes > 0; bytes -= next) {

@@ -264,7 +264,7 @@ TEST_F(SierraSession, TakesUnderWayDieWithTheConnection) {
 
 TEST_F(SierraSession, TakeThatWaitedTooLongIsDropped) {
     become_ready();
-    EXPECT_EQ(pass_after(status_period_us), "**S!!"); // which takes its time
+    EXPECT_EQ(pass_after(status_period_us), "**S!!"); // whose answer needs its time
     take("0", "4");
     for (int n = 0; n < 20; ++n) {
         pass_after(oldest_take_us / 20, "** V1,1,1,1 !!");
