@@ -19,7 +19,7 @@ from build_table import Table, read_commands, read_edges, read_headers, read_tes
 
 SOURCE = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 LAST_START = 50  # seconds after the begin; no batch begins later
-SECONDS_OF_BATCH = 6  # as its tests took the last time; a busy machine may need more
+SECONDS_OF_BATCH = 6  # as its tests needed the last time; a busy machine may need more
 
 
 def said_by(*command, cwd=SOURCE):

@@ -7,7 +7,7 @@ from dataclasses import dataclass
 
 from build_table import is_of_cmake
 
-ALONE = 400  # seconds that a test may take; from here on it is left to the whole run
+ALONE = 400  # of a test's limit, in seconds; from here on it is left to the whole run
 FIRST_GUESS = {True: 0.8, False: 0.05}  # seconds; of a process and of a unit that has not run yet
 OF_THE_PROCESS = {"routedriver", "framework"}  # what tests/process tries
 NO_NAMES = {"CMakeLists.txt", "README.md"}  # of many files, as is one that is a mere word
@@ -123,8 +123,8 @@ def order(test, change, costs):
 
 
 def in_batches(tests, change, costs, seconds):
-    """Lists of tests, in the order in which they are run: each takes so many seconds, one test behind the other, or is one
-    test that takes longer. Those that may take very long are in none."""
+    """Lists of tests, in the order in which they are run: each for so many seconds, one test behind the other, or of one test
+    that needs more. Those with a long time limit are in none."""
     batch, price = [], 0
     for test in sorted(tests, key=lambda each: order(each, change, costs)):
         if test.timeout >= ALONE:

@@ -153,7 +153,7 @@ class Order(unittest.TestCase):
         self.assertEqual(self.batches(["tests/backends/check_test.py"], {"Check": 50}, 100)[0][0], "Check")
         self.assertEqual(self.batches(["backends/one.cpp"], {"Check": 50}, 100)[0][3], "Check")
 
-    def test_batches_take_as_long_as_is_asked(self):
+    def test_batches_are_as_long_as_is_asked(self):
         costs = {"Case.first": 1, "Check": 2, "Tool": 9, "Life.Ends": 10}
         self.assertEqual(self.batches(["core/core.cpp"], costs, 4),
                          [["Core.Adds", "NotBuilt", "Case.first", "Check"], ["Tool"], ["Life.Ends"]])
