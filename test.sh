@@ -3,6 +3,8 @@
 #
 #   ./test.sh           all tests
 #   ./test.sh NAME      the tests whose name matches the regular expression NAME
+#   ./test.sh changed [REV]     those that what is not committed (else the last commit; else what changed since REV)
+#                       can affect, the quick ones first: about a minute
 #   ./test.sh sanitize [NAME]   the same under the address and undefined-behaviour sanitizers
 #   ./test.sh reliability [--long]  faults, load, time and fuzzing alone, with their figures: five minutes;
 #                       long: some hours
@@ -51,6 +53,15 @@ build_and_test() {
     run_tests "$1" "${filter[@]}" && return
     echo "--- failed, $1"
     tell_failed_tests "$1"
+    return 1
+}
+
+changed() {
+    need_packages "${build_packages[@]}" "${test_packages[@]}"
+    [ -f build/release/.ninja_deps ] || build release
+    python3 -B tests/affected_tests.py build/release release $((jobs * 3)) "$@" && return
+    echo "--- failed, release"
+    tell_failed_tests release
     return 1
 }
 
@@ -105,7 +116,10 @@ coverage() {
 
 case "${1-}" in
 -h | --help)
-    sed -n '2,12s/^# \{0,1\}//p' "$0"
+    sed -n '2,14s/^# \{0,1\}//p' "$0"
+    ;;
+changed)
+    changed "${@:2:1}"
     ;;
 reliability)
     reliability "${2-}"

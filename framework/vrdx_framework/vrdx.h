@@ -17,8 +17,7 @@
 #include <cstdio>
 #include <string>
 
-// --- variables, defined by the driver; all start as zero, false or null
-// -------------------------------------
+// --- variables, defined by the driver or by driver_variables.cpp; all start as zero, false or null ---------
 
 extern const char* vrdx_file;         // the item file ("--file"), made absolute
 extern const char* vrdx_file_metadir; // metadata directory

@@ -92,10 +92,13 @@ void write_status(comm_socket_v4_packet* respkt, std::size_t longest_name) {
 // Very long names must not make the reply impossible: the longest are shortened until all fit into a packet.
 std::size_t longest_name_that_fits(comm_socket_v4_packet* respkt) {
     write_status(respkt, 0);
+    const std::int32_t inputs = std::min(input_count, max_status_points);
+    const std::int32_t outputs = std::min(output_count, max_status_points);
     std::vector<std::size_t> lengths;
-    for (std::int32_t input = 0; input < std::min(input_count, max_status_points); ++input)
+    lengths.reserve(static_cast<std::size_t>(inputs) + static_cast<std::size_t>(outputs));
+    for (std::int32_t input = 0; input < inputs; ++input)
         lengths.push_back(input_names[static_cast<std::size_t>(input)].size());
-    for (std::int32_t output = 0; output < std::min(output_count, max_status_points); ++output)
+    for (std::int32_t output = 0; output < outputs; ++output)
         lengths.push_back(router_outputs[static_cast<std::size_t>(output)].name.size());
     return longest_that_fits(std::move(lengths), comm_socket_v4_packet_room(respkt));
 }

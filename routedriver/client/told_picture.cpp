@@ -29,8 +29,9 @@ std::string numbered(std::string_view what, std::int32_t place) {
 
 void write_properties(comm_socket_v4_packet* packet, const std::string& place,
                       const port_properties& properties) {
+    const std::string property = place + " property ";
     for (const auto& [name, value] : properties)
-        comm_socket_v4_packet_write_nv_pair(packet, place + " property " + name, value);
+        comm_socket_v4_packet_write_nv_pair(packet, property + name, value);
 }
 
 // 0: it is not rolled back by itself.
@@ -139,7 +140,7 @@ void write_told_take(comm_socket_v4_packet* packet, const decided_take& take) {
     write_told_number(packet, "pid", static_cast<std::uint64_t>(take.whose.process));
     if (!take.by.empty())
         comm_socket_v4_packet_write_nv_pair(packet, "by", take.by);
-    write_told_number(packet, "output", static_cast<std::uint64_t>(take.output + 1));
+    write_told_number(packet, "output", static_cast<std::uint64_t>(take.output) + 1);
     comm_socket_v4_packet_write_nv_pair(packet, "level", take.breakaway ? "video,audio" : "all");
     comm_socket_v4_packet_write_nv_pair(packet, "from", told_text(take.from));
     comm_socket_v4_packet_write_nv_pair(packet, "to", told_text({take.to, true, true}));

@@ -15,7 +15,7 @@ protected:
         for (const std::string& line : {"*COMMAND=" + command, std::string("*TYPE=message")})
             read_backend_report_line(line);
         for (const auto& [name, value] : fields)
-            read_backend_report_line(name + "=" + value);
+            read_backend_report_line(std::string(name).append("=").append(value));
         read_backend_report_line("");
     }
     static std::string describe(const std::vector<std::string>& from = {}) {

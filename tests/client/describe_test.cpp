@@ -4,7 +4,6 @@
 #include <cstdlib>
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::Pair;
 
 namespace {
@@ -97,7 +96,7 @@ TEST_F(Describe, CountersAreTheWholeAndTheLastHour) {
     const std::string after = describe(*client).entry("takes refused");
     const auto numbers = [](const std::string& text) {
         const std::size_t blank = text.find(' ');
-        return std::pair(std::atol(text.substr(0, blank).c_str()), std::atol(text.substr(blank + 1).c_str()));
+        return std::pair(std::stol(text.substr(0, blank)), std::stol(text.substr(blank + 1)));
     };
     EXPECT_EQ(numbers(after).first, numbers(before).first + 3);
     EXPECT_EQ(numbers(after).second, numbers(before).second + 3);
@@ -105,7 +104,7 @@ TEST_F(Describe, CountersAreTheWholeAndTheLastHour) {
 
 TEST_F(Describe, UptimeIsInMilliseconds) {
     const auto client = connect();
-    const auto uptime = [&] { return std::atoll(describe(*client).entry("uptime").c_str()); };
+    const auto uptime = [&] { return std::stoll(describe(*client).entry("uptime")); };
     const auto before = uptime();
     settable_clock_us += 2500000;
     EXPECT_EQ(uptime() - before, 2500);

@@ -112,6 +112,7 @@ protected:
     }
     static std::vector<std::string> commands_of(const std::vector<test_reply>& packets) {
         std::vector<std::string> commands;
+        commands.reserve(packets.size());
         for (const test_reply& packet : packets)
             commands.push_back(packet.command);
         return commands;

@@ -1,7 +1,6 @@
 // "watch": what a client is told of the driver's own accord, as fast as it reads.
 #include "served_driver.h"
 
-using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;

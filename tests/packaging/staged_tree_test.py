@@ -48,6 +48,10 @@ class StagedTree(unittest.TestCase):
         with open(self.staged(*parts), encoding="utf-8") as file:
             return file.read()
 
+    def version(self):
+        with open(os.path.join(SOURCE, "CMakeLists.txt"), encoding="utf-8") as project:
+            return re.search(r"^project\(\S+ VERSION (\S+)", project.read(), re.MULTILINE)[1]
+
     def unit_settings(self):
         """The unit's settings; of one that is given more than once, the last."""
         lines = self.read_staged("lib", "systemd", "system", UNIT).splitlines()
@@ -80,7 +84,7 @@ class StagedTree(unittest.TestCase):
         for package in ("vrdx-routedriver", "libvrdx-endpoint-dev"):
             self.assertIn("MIT License", self.read_staged("share", "doc", package, "copyright"))
             with gzip.open(self.staged("share", "doc", package, "changelog.gz"), "rt") as changelog:
-                self.assertTrue(changelog.readline().startswith(f"{package} ("))
+                self.assertTrue(changelog.readline().startswith(f"{package} ({self.version()}) "))
         for page in glob.glob(f"{SOURCE}/docs/*.md"):
             name = os.path.basename(page)
             installed = self.staged("share", "doc", "vrdx-routedriver", "docs", name)
@@ -88,6 +92,12 @@ class StagedTree(unittest.TestCase):
         for name in ("videohub.item", "sierra.item", "serial-line.conf"):
             installed = self.staged("share", "doc", "vrdx-routedriver", "examples", name)
             self.assertTrue(os.path.exists(installed), name)
+
+    def test_libraries_tell_the_projects_version(self):
+        found = glob.glob(f"{self.usr}/**/pkgconfig/vrdx-*.pc", recursive=True)
+        self.assertEqual(len(found), 2)
+        for path in found:
+            self.assertIn(f"\nVersion: {self.version()}\n", self.read_staged(path))
 
     def test_manual_and_completion_are_where_a_system_looks(self):
         for page in glob.glob(f"{SOURCE}/man/*.[158]"):

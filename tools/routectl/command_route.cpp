@@ -25,6 +25,7 @@ int send_to_older_driver(const invocation& call, driver_link* link) {
 
 std::vector<output_take> takes_of(const std::vector<planned_take>& plan) {
     std::vector<output_take> takes;
+    takes.reserve(plan.size());
     for (const planned_take& one : plan)
         takes.push_back({one.output, one.after});
     return takes;

@@ -1,5 +1,5 @@
-// The process-wide variables that the framework reads and writes; vrdx.h says what each is for. They stand
-// apart from main so that tests can link the driver's modules without it.
+// The process-wide variables of a driver, each at its start value; vrdx.h says what each is for. A driver
+// links this once, or defines them itself.
 #include "vrdx.h"
 
 const char* vrdx_file = nullptr;
