@@ -258,6 +258,7 @@ SEEDS = {
         "twice": b'{"takes":[],"takes":[{"output":1,"input":1}]}',
         "deep": b"[" * 20,
         "large": b'{"takes":[{"output":4294967297,"input":1e400}]}',
+        "behind-a-nul": b'7\0[{"tak\xfe',
         "no-utf8": b'{"takes":[{"output":1,"input":"\xff"}]}',
         "escapes": b'{"takes":[{"output":1,"input":"\\u0000\\ud83d\\ude00"}]}',
         "empty": b"",
