@@ -66,7 +66,7 @@ void http_connection::look(clock::time_point now) {
         return;
     if (step_ == step::head)
         refuse(408, "The request's headers did not come in time.");
-    else if (step_ == step::body)
+    else if (step_ == step::body && !says_go_on_) // else two answers would be written at once
         refuse(408, "The request's body did not come in time.");
     else
         cut();
@@ -201,11 +201,12 @@ std::string http_connection::take_head_apart(std::size_t length) {
     return "";
 }
 
+// It waits until its body is there: half a body costs its sender nothing, and must not shut others out.
 void http_connection::begin_request() {
-    core_->crowd.works(this);
     go_to(step::answering, core_->limits.answering);
     request_verdict verdict = core_->handlers.begin(request_);
     if (reply* refusal = std::get_if<reply>(&verdict)) {
+        core_->crowd.works(this);
         last_ = last_ || request_.has_body; // it is not read
         send(std::move(*refusal));
         return;
@@ -254,8 +255,10 @@ void http_connection::begin_body() {
         return;
     }
     static constexpr std::string_view go_on = "HTTP/1.1 100 Continue\r\n\r\n";
+    says_go_on_ = true;
     boost::asio::async_write(stream_, boost::asio::buffer(go_on),
                              [self = shared_from_this()](error_code error, std::size_t) {
+                                 self->says_go_on_ = false;
                                  if (self->step_ != step::body)
                                      return;
                                  if (error)
@@ -294,6 +297,7 @@ void http_connection::count_body(std::size_t bytes) {
 }
 
 void http_connection::serve() {
+    core_->crowd.works(this);
     go_to(step::answering, core_->limits.answering);
     std::string body = std::move(parser_->get().body());
     count_body(0);
@@ -314,13 +318,17 @@ void http_connection::refuse(unsigned status, const std::string& sentence) {
     send(core_->handlers.problem(status, sentence));
 }
 
+// Who is made to wait gives way to others.
 void http_connection::send_later(reply answer) {
+    core_->crowd.waits(this);
     go_to(step::answering, answer.delay + core_->limits.answering);
     delay_.emplace(stream_.get_executor(), answer.delay);
     answer.delay = {};
     delay_->async_wait([self = shared_from_this(), answer = std::move(answer)](error_code) {
-        if (self->step_ == step::answering)
-            self->send(answer);
+        if (self->step_ != step::answering)
+            return;
+        self->core_->crowd.works(self.get());
+        self->send(answer);
     });
 }
 
