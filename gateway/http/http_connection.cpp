@@ -230,4 +230,5 @@ void http_connection::begin_events() {
     core_->crowd.replace(this, events);
     events->begin(parser_->get());
 }
+
 } // namespace gateway
