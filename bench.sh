@@ -4,6 +4,7 @@
 #
 #   ./bench.sh [--rounds N] [--row NAME] [--json FILE] [--markdown]
 #                               the table; only the rows whose name contains NAME; also as JSON; as Markdown
+#   ./bench.sh --gateway [...]  the same of the gateway, beside mosquitto and a bare echo
 #   ./bench.sh --micro [...]    the pure parts one by one; what follows goes to the benchmark library
 #   ./bench.sh --check          counts the instructions of fixed workloads; fails when one needs over 5 % more than
 #                               bench/baseline.json says
@@ -83,12 +84,20 @@ export TMPDIR=$scratch
 
 case "${1-}" in
 -h | --help)
-    sed -n '2,12s/^# \{0,1\}//p' "$0"
+    sed -n '2,13s/^# \{0,1\}//p' "$0"
     ;;
 --check | --update-baseline)
     need_packages "${build_packages[@]}" "${bench_packages[@]}"
     build vrdx_bench_counted
     if [ "$1" = --check ]; then check; else update_baseline; fi
+    ;;
+--gateway)
+    shift
+    need_packages "${build_packages[@]}" "${bench_packages[@]}"
+    build vrdx_bench_gateway
+    programs=$PWD/$programs
+    cd "$caller"
+    "$programs/vrdx_bench_gateway" "$@"
     ;;
 --micro)
     shift

@@ -1,5 +1,6 @@
 #include "gateway/serving.h"
 
+#include "gateway/access/state_claim.h"
 #include "gateway/api/api.h"
 #include "gateway/api/openapi.h"
 #include "gateway/api/problem.h"
@@ -10,7 +11,9 @@
 #include "gateway/settings/descriptor_limit.h"
 #include "gateway/settings/limits.h"
 
+#include <algorithm>
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <csignal>
 #include <cstdio>
@@ -69,6 +72,7 @@ private:
     http_server http_;
     repeating access_look_, alive_, watchdog_, ready_look_;
     std::uint64_t started_ms_ = steady_ms();
+    std::string access_problem_; // told, as long as it is the same
     bool stopping_ = false;
 };
 
@@ -139,7 +143,14 @@ void gateway_at_work::reload() {
         print("the configuration of before stays");
         return;
     }
-    const std::string problem = http_.read_tls_files({read.values.tls_certificate, read.values.tls_key});
+    const bool would_bare =
+        std::any_of(world_.now.listen.begin(), world_.now.listen.end(), [&](const listen_address& served) {
+            return !is_loopback(served.address) && !read.values.has_tls() && !read.values.insecure;
+        });
+    const std::string problem =
+        would_bare ? "TLS cannot be left off while an address beyond this machine is served; possible: "
+                     "[tls], insecure = true, or a new start"
+                   : http_.read_tls_files({read.values.tls_certificate, read.values.tls_key});
     if (!problem.empty()) {
         print(problem + "; the configuration of before stays");
         return;
@@ -179,6 +190,8 @@ void gateway_at_work::tell_ready_when_it_is() {
 
 void gateway_at_work::look_at_access() {
     const access_news news = access_->look(seconds_since_1970());
+    if (std::exchange(access_problem_, news.problem) != news.problem)
+        print(news.problem.empty() ? "tokens and sessions are read and written again" : news.problem);
     if (news.removed_tokens.empty() && news.ended_sessions.empty())
         return;
     events_.end_readers(news.removed_tokens, news.ended_sessions);
@@ -187,8 +200,9 @@ void gateway_at_work::look_at_access() {
 }
 
 void gateway_at_work::drop_token(std::int64_t id) {
-    keys_.forget(id);
     routers_.drop_lane(std::to_string(id));
+    // Behind the endings of its takes: they answer the requests that wait for the same key.
+    boost::asio::post(loop_, [this, id] { keys_.forget(id); });
 }
 
 void gateway_at_work::stop() {
@@ -209,10 +223,12 @@ void gateway_at_work::stop() {
 
 int serve(const command_line& line, const configuration& started_with) {
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a problem to tell, no reason to end
     const settings& now = started_with.values;
     std::string problem;
     auto access = access_store::open(now.state, database_busy_ms, &problem);
-    auto locks = access ? lock_table::open(*access, &problem) : nullptr;
+    const auto claim = access ? state_claim::take(now.state, &problem) : nullptr;
+    auto locks = claim ? lock_table::open(*access, &problem) : nullptr;
     if (!locks) {
         print(problem);
         return exit_failed;

@@ -51,7 +51,11 @@ std::string host_problem(const settings& now, const request& asked) {
 
 std::string caller_address(const settings& now, const request& asked) {
     std::string address = asked.peer;
-    std::string_view chain = asked.header("x-forwarded-for").value_or("");
+    std::string all; // a proxy may add a header of its own behind one that the caller made up
+    for (const auto& [name, value] : asked.headers)
+        if (name == "x-forwarded-for")
+            all += (all.empty() ? "" : ",") + value;
+    std::string_view chain = all;
     while (has(now.proxies, address) && !chain.empty()) {
         const std::size_t comma = chain.rfind(',');
         const std::string_view last = comma == std::string_view::npos ? chain : chain.substr(comma + 1);

@@ -18,6 +18,17 @@ refusal host_is_known(api_world& world, call* incoming) {
     return problem.empty() ? refusal{} : problem_reply(400, problem);
 }
 
+// Two readers might understand two of them in two ways.
+refusal headers_are_plain(api_world&, call* incoming) {
+    for (const std::string_view once : {"authorization", "origin", "content-type", "idempotency-key"}) {
+        const auto& headers = incoming->asked.headers;
+        const auto is_that = [&](const auto& each) { return each.first == once; };
+        if (std::count_if(headers.begin(), headers.end(), is_that) > 1)
+            return problem_reply(400, "A request has at most one header " + std::string(once) + ".");
+    }
+    return {};
+}
+
 refusal route_is_there(api_world&, call* incoming) {
     found_route found = find_route(incoming->asked.method, incoming->asked.path);
     if (found.allowed.empty())
@@ -90,8 +101,8 @@ refusal type_is_json(api_world&, call* incoming) {
 using check = refusal (*)(api_world&, call*);
 
 constexpr check checks[] = {
-    host_is_known,   route_is_there, caller_is_known, origin_is_own,
-    right_is_enough, router_is_seen, type_is_json,
+    host_is_known, headers_are_plain, route_is_there, caller_is_known,
+    origin_is_own, right_is_enough,   router_is_seen, type_is_json,
 };
 
 } // namespace

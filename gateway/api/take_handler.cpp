@@ -42,7 +42,7 @@ void judge(take_work* work, const lock_table& locks, const std::string& router, 
             result = not_sent_json(each.take.output, "locked", lock_text(*lock));
             result["lock"] = lock_json(lock);
         } else if (!each.reason.empty())
-            result = not_sent_json(each.take.output, "unavailable", each.reason);
+            result = not_sent_json(each.take.output, each.result, each.reason);
         else
             work->sent++;
         work->results.push_back(std::move(result));
@@ -125,6 +125,8 @@ void do_takes(api_world& world, const incoming_call& incoming, const answer_func
     if (!problem.empty())
         return answer(problem_reply(403, problem));
 
+    if (wish->all_or_nothing && is_picture_true(router->state))
+        refuse_what_is_not_there(&*plan, router->picture);
     take_work work{std::move(*plan), json::array(), 0, router->picture.split_levels};
     judge(&work, world.locks, router->name, *incoming->who);
     if (wish->all_or_nothing && work.sent < work.plan.size())

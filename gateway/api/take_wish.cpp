@@ -203,4 +203,21 @@ plan_takes(const takes_wish& wish, const vrdx::router_picture& picture, std::str
     return plan;
 }
 
+void refuse_what_is_not_there(std::vector<planned_take>* plan, const vrdx::router_picture& picture) {
+    const auto inputs = static_cast<int>(picture.inputs.size());
+    const auto outputs = static_cast<int>(picture.outputs.size());
+    for (planned_take& each : *plan) {
+        const vrdx::level_sources& sources = each.take.sources;
+        if (!each.reason.empty())
+            continue;
+        each.result = "refused";
+        if (each.take.output > outputs)
+            each.reason = "no such output";
+        else if (sources.video > inputs || sources.audio > inputs)
+            each.reason = "no such input";
+        else if (!picture.split_levels && sources.video != sources.audio)
+            each.reason = "levels are not separate";
+    }
+}
+
 } // namespace gateway

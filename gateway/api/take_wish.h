@@ -32,11 +32,16 @@ struct planned_take {
     vrdx::output_take take;
     bool keeps_level = false; // only one level was named: the other one stays as `shown` has it
     vrdx::level_sources shown;
-    std::string reason; // why it cannot be sent, "" when it can
+    std::string reason;                 // why it cannot be sent, "" when it can
+    const char* result = "unavailable"; // what is answered then
 };
 
 // In the order of the wish. Nothing and a sentence in *problem when a name is no input's, or that of several.
 std::optional<std::vector<planned_take>>
 plan_takes(const takes_wish& wish, const vrdx::router_picture& picture, std::string* problem);
+
+// What the router has not is refused here, in the driver's words: before the others of all or nothing are
+// sent.
+void refuse_what_is_not_there(std::vector<planned_take>* plan, const vrdx::router_picture& picture);
 
 } // namespace gateway

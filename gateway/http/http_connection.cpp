@@ -57,7 +57,7 @@ void http_connection::look(clock::time_point now) {
         return;
     if (step_ == step::head)
         refuse(408, "The request's headers did not come in time.");
-    else if (step_ == step::body)
+    else if (step_ == step::body && !says_go_on_) // else two answers would be written at once
         refuse(408, "The request's body did not come in time.");
     else
         cut();
@@ -193,11 +193,12 @@ std::string http_connection::take_head_apart(std::size_t length) {
     return "";
 }
 
+// It waits until its body is there: half a body costs its sender nothing, and must not shut others out.
 void http_connection::begin_request() {
-    core_->crowd.works(this);
     go_to(step::answering, core_->limits.answering);
     request_verdict verdict = core_->handlers.begin(request_);
     if (reply* refusal = std::get_if<reply>(&verdict)) {
+        core_->crowd.works(this);
         last_ = last_ || request_.has_body; // it is not read
         send(std::move(*refusal));
         return;

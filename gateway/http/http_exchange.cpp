@@ -33,8 +33,10 @@ void http_connection::begin_body() {
         return;
     }
     static constexpr std::string_view go_on = "HTTP/1.1 100 Continue\r\n\r\n";
+    says_go_on_ = true;
     boost::asio::async_write(stream_, boost::asio::buffer(go_on),
                              [self = shared_from_this()](error_code error, std::size_t) {
+                                 self->says_go_on_ = false;
                                  if (self->step_ != step::body)
                                      return;
                                  if (error)
@@ -72,6 +74,7 @@ void http_connection::count_body(std::size_t bytes) {
 }
 
 void http_connection::serve() {
+    core_->crowd.works(this);
     go_to(step::answering, core_->limits.answering);
     std::string body = std::move(parser_->get().body());
     count_body(0);
@@ -92,13 +95,17 @@ void http_connection::refuse(unsigned status, const std::string& sentence) {
     send(core_->handlers.problem(status, sentence));
 }
 
+// Who is made to wait gives way to others.
 void http_connection::send_later(reply answer) {
+    core_->crowd.waits(this);
     go_to(step::answering, answer.delay + core_->limits.answering);
     delay_.emplace(stream_.get_executor(), answer.delay);
     answer.delay = {};
     delay_->async_wait([self = shared_from_this(), answer = std::move(answer)](error_code) {
-        if (self->step_ == step::answering)
-            self->send(answer);
+        if (self->step_ != step::answering)
+            return;
+        self->core_->crowd.works(self.get());
+        self->send(answer);
     });
 }
 

@@ -218,6 +218,12 @@ class Takes(DescribedTest):
         self.assertEqual([result["result"] for result in results], ["withdrawn", "locked"])
         self.assertEqual(self.sources(1), {"video": 1, "audio": 1})
 
+    def test_all_or_nothing_takes_nothing_when_one_is_not_there(self):
+        for other in ({"output": 999, "input": 7}, {"output": 2, "input": 999}):
+            results = self.results([{"output": 1, "input": 7}, other], all_or_nothing=True)
+            self.assertEqual([result["result"] for result in results], ["withdrawn", "refused"])
+        self.assertEqual(self.sources(1), {"video": 1, "audio": 1})
+
 
 class Places(DescribedTest):
     def setUp(self):

@@ -29,6 +29,7 @@ def make_certificate(folder, name):
 
 class Program(GatewayTest):
     def test_address_that_is_taken_is_told(self):
+        self.stop_gateway()
         with socket.socket() as taken:
             taken.bind(("127.0.0.1", 0))
             taken.listen()
@@ -43,6 +44,19 @@ class Program(GatewayTest):
         self.assertEqual((second.returncode, second.stdout), (1, ""))
         self.assertEqual(len(second.stderr.splitlines()), 1, second.stderr)
         self.assertIn(f"127.0.0.1:{port}", second.stderr)
+
+    def test_one_gateway_at_a_time_serves_with_a_state_directory(self):
+        """Two would not know of each other's locks."""
+        second = subprocess.run(
+            self.gateway_command("--listen", "127.0.0.1:0"), capture_output=True, text=True, timeout=PATIENCE, check=False
+        )
+        self.assertEqual((second.returncode, second.stdout), (1, ""))
+        self.assertIn("another vrdx_gateway", second.stderr)
+        self.assertEqual(self.get("/healthz").status, 200)
+        self.gateway.kill()
+        self.gateway.wait(PATIENCE)
+        self.start_gateway()
+        self.assertEqual(self.get("/healthz").status, 200)
 
     def test_start_and_end_are_told_in_one_line_each(self):
         self.assertEqual(self.stop_gateway(signal.SIGINT), 0)

@@ -66,6 +66,23 @@ TEST(TakeWish, LevelThatNobodyKnowsCannotStay) {
     EXPECT_NE(plan(R"({"takes": [{"output": 9, "sources": {"audio": 4}}]})", router.picture)[0].reason, "");
 }
 
+TEST(TakeWish, WhatIsNotThereIsRefusedBeforehand) {
+    shown_router router = a_router();
+    auto made =
+        plan(R"({"takes": [{"output": 1, "input": 4}, {"output": 2, "input": 5}, {"output": 4, "input": 1},
+                                   {"output": 3, "sources": {"video": 1, "audio": 0}}]})",
+             router.picture);
+    refuse_what_is_not_there(&made, router.picture);
+    EXPECT_EQ(made[0].reason, "");
+    EXPECT_EQ(made[1].reason, "no such input");
+    EXPECT_EQ(made[2].reason, "no such output");
+    EXPECT_STREQ(made[2].result, "refused");
+    EXPECT_EQ(made[3].reason, "");
+    router.picture.split_levels = false;
+    refuse_what_is_not_there(&made, router.picture);
+    EXPECT_EQ(made[3].reason, "levels are not separate");
+}
+
 TEST(TakeWish, NamesHaveToBeThoseOfOneInput) {
     shown_router router = a_router();
     router.picture.inputs[3].name = "Input 1";

@@ -1,0 +1,163 @@
+"""Drivers that hang, die, lie, come again with another size: what is shown is true or says that it is not, and the
+other routers are served on."""
+
+import os
+import random
+import signal
+import socket
+import threading
+
+from hostile_case import HostileCase
+
+from gateway_fixture import main, simulated, wait_until  # isort: skip
+
+
+class FalseDriver:
+    """Serves a socket with something that is no driver: `speak(connection)` for each who connects."""
+
+    def __init__(self, path, speak):
+        self._speak = speak
+        self._open = []
+        self._lock = threading.Lock()
+        self._ends = False
+        self._listening = socket.socket(socket.AF_UNIX)
+        self._listening.bind(str(path))
+        self._listening.listen(64)
+        self._thread = threading.Thread(target=self._serve)
+        self._thread.start()
+
+    def _serve(self):
+        while True:
+            try:
+                connection, _ = self._listening.accept()
+            except OSError:
+                return
+            with self._lock:
+                if self._ends:
+                    connection.close()
+                    return
+                self._open.append(connection)
+            try:
+                self._speak(connection)
+            except OSError:
+                pass
+
+    def close(self):
+        with self._lock:
+            self._ends = True
+            for each in self._open:
+                try:
+                    each.shutdown(socket.SHUT_RDWR)
+                except OSError:
+                    pass
+        self._listening.shutdown(socket.SHUT_RDWR)
+        self._thread.join()
+        for each in [*self._open, self._listening]:
+            each.close()
+
+
+def say_nothing(connection):
+    connection.recv(1)
+
+
+def hang_up(connection):
+    connection.shutdown(socket.SHUT_RDWR)
+
+
+def talk_nonsense(connection):
+    connection.sendall(random.Random(1).randbytes(70000))
+
+
+def announce_much(connection):
+    connection.sendall(b"\x00\x00\x00\x04" + b"\x7f\xff\xff\xff" + b"\x00" * 64)
+
+
+def never_stop(connection):
+    while True:
+        connection.sendall(b"\x00" * 65536)
+
+
+class Drivers(HostileCase):
+    def state_of(self, router):
+        rows = self.get("/api/v1/routers").json["routers"]
+        return next((row["state"] for row in rows if row["name"] == router), None)
+
+    def test_what_is_no_driver_harms_nobody(self):
+        self.wait_for_up()
+        for number, speak in enumerate((say_nothing, hang_up, talk_nonsense, announce_much, never_stop)):
+            driver = FalseDriver(self.folder / "run" / f"false{number}.sock", speak)
+            self.addCleanup(driver.close)
+        wait_until("all are seen", lambda: len(self.get("/api/v1/routers").json["routers"]) == 6)
+        for _ in range(20):
+            answer = self.take([{"output": 1, "input": 3}])
+            self.assertEqual(answer.json["results"][0]["result"], "confirmed")
+        for number in range(5):
+            self.assertNotIn(self.state_of(f"false{number}"), ("up", "link down", "no backend"))
+            answer = self.take([{"output": 1, "input": 3}], router=f"false{number}", within=200)
+            self.assertIn(answer.json["results"][0]["result"], ("unavailable", "unknown"))
+        self.assertLess(self.open_descriptors(), 60)
+        self.expect_others_served()
+
+    def test_driver_that_hangs_is_stale_and_comes_again(self):
+        self.wait_for_up()
+        asked = self.events()
+        self.drivers["studio"].send_signal(signal.SIGSTOP)
+        answer = self.take([{"output": 1, "input": 3}], within=200)
+        self.assertEqual(answer.json["results"][0]["result"], "unknown")
+        self.wait_for_event(asked, "stale", lambda event: event["type"] == "router" and event["state"] == "stale")
+        self.assertEqual(self.take([{"output": 1, "input": 3}]).json["results"][0]["result"], "unavailable")
+        self.drivers["studio"].send_signal(signal.SIGCONT)
+        self.wait_for_event(asked, "up", lambda event: event["type"] == "router" and event["state"] == "up")
+        self.assertEqual(self.take([{"output": 1, "input": 4}]).json["results"][0]["result"], "confirmed")
+
+    def test_driver_that_dies_under_takes_leaves_nobody_without_an_answer(self):
+        self.wait_for_up()
+        self.drivers["studio"].send_signal(signal.SIGSTOP)
+        asked = [self.send_take([{"output": n, "input": 3}], within=60000) for n in range(1, 9)]
+        self.expect_others_served()
+        self.stop_driver("studio", signal.SIGKILL)
+        for connection in asked:
+            status, _, body = connection.read_answer()
+            self.assertEqual(status, 200)
+            self.assertRegex(body.decode(), '"(unknown|unavailable)"')
+        self.start_driver("studio")
+        self.wait_for_up()
+
+    def test_driver_that_restarts_again_and_again(self):
+        before = self.open_descriptors()
+        for number in (signal.SIGKILL, signal.SIGTERM) * 4:
+            self.wait_for_up()
+            self.assertEqual(self.take([{"output": 1, "input": 3}]).json["results"][0]["result"], "confirmed")
+            self.stop_driver("studio", number)
+            self.start_driver("studio")
+        self.wait_for_up()
+        self.wait_for_descriptors(before + 1)
+
+    def test_router_that_grows_as_large_as_can_be_and_back(self):
+        self.wait_for_up()
+        reader = self.events()
+        sizes = [(4096, 1024), (8, 8), (4096, 1024), (1, 1)]
+        for inputs, outputs in sizes:
+            self.stop_driver("studio", signal.SIGKILL)
+            self.start_driver("studio", simulated(inputs, outputs))
+            event = self.wait_for_event(
+                reader, "its new size", lambda event, n=outputs: event["type"] == "picture" and len(event["outputs"]) == n
+            )
+            self.assertEqual(len(event["inputs"]), inputs)
+            picture = self.picture()
+            self.assertEqual((len(picture["inputs"]), len(picture["outputs"])), (inputs, outputs))
+        answer = self.take([{"output": 1024, "input": 1}])
+        self.assertNotEqual(answer.json.get("results", [{}])[0].get("result"), "confirmed")
+
+    def test_sockets_that_come_and_go_leave_nothing(self):
+        before = self.open_descriptors()
+        for round_number in range(30):
+            path = self.folder / "run" / f"short{round_number}.sock"
+            FalseDriver(path, hang_up).close()
+            os.unlink(path)
+        wait_until("they are gone", lambda: len(self.get("/api/v1/routers").json["routers"]) == 1)
+        self.wait_for_descriptors(before)
+
+
+if __name__ == "__main__":
+    main()
