@@ -8,6 +8,28 @@
 #include <algorithm>
 
 namespace gateway {
+namespace {
+
+// Null when there is none.
+std::shared_ptr<const token> known_token(const known_access& known, std::int64_t id) {
+    const auto found = std::find_if(known.tokens.begin(), known.tokens.end(),
+                                    [id](const auto& one) { return one.second->id == id; });
+    return found == known.tokens.end() ? nullptr : found->second;
+}
+
+// How many sessions the token has, and the hash of the oldest of them.
+std::size_t sessions_of(const known_access& known, std::int64_t token_id, std::string* oldest) {
+    std::size_t count = 0;
+    for (const auto& [hash, one] : known.sessions)
+        if (one.owner->id == token_id) {
+            ++count;
+            if (oldest->empty() || one.id < known.sessions.at(*oldest).id)
+                *oldest = hash;
+        }
+    return count;
+}
+
+} // namespace
 
 known_session access_store::of_session(std::string_view text, std::int64_t now) const {
     if (text.size() != secret_text_size)
@@ -20,24 +42,14 @@ known_session access_store::of_session(std::string_view text, std::int64_t now) 
 
 std::optional<session_grant> access_store::begin_session(const token& owner, bool kept, std::int64_t now,
                                                          std::string* problem) {
-    // Who it is has to be known still.
-    std::shared_ptr<const token> known_owner;
-    for (const auto& [hash, one] : known_->tokens)
-        if (one->id == owner.id)
-            known_owner = one;
+    const std::string gone = "a session needs a token; possible: one that `token list` shows";
+    const std::shared_ptr<const token> known_owner = known_token(*known_, owner.id);
     if (!known_owner) {
-        *problem = "a session needs a token; possible: one that `token list` shows";
+        *problem = gone;
         return std::nullopt;
     }
-    std::string oldest; // its hash, when the token has too many
-    std::size_t own = 0;
-    for (const auto& [hash, one] : known_->sessions)
-        if (one.owner->id == owner.id) {
-            ++own;
-            if (oldest.empty() || one.id < known_->sessions.at(oldest).id)
-                oldest = hash;
-        }
-    const bool has_room = own < sessions_per_token_limit;
+    std::string oldest; // gives way when the token has too many
+    const bool has_room = sessions_of(*known_, owner.id, &oldest) < sessions_per_token_limit;
     if (has_room && known_->sessions.size() >= sessions_limit) {
         *problem = "there are " + std::to_string(sessions_limit) + " sessions already; possible: end others";
         return std::nullopt;
@@ -48,6 +60,15 @@ std::optional<session_grant> access_store::begin_session(const token& owner, boo
     grant.kept = kept;
     const std::string hash = hash_of(grant.text);
     const auto steps = [&] {
+        std::int64_t there = 0; // another process may have removed it since the last look
+        if (!known_->kept->read(
+                "SELECT count(*) FROM tokens WHERE id = ?", {owner.id},
+                [&](const sql_row& row) { there = row.number(0); }, problem))
+            return false;
+        if (there == 0) {
+            *problem = gone;
+            return false;
+        }
         return (has_room ||
                 known_->kept->change("DELETE FROM sessions WHERE hash = ?", {blob{oldest}}, problem)) &&
                known_->kept->change("INSERT INTO sessions (hash, token, until) VALUES (?, ?, ?)",

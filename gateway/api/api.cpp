@@ -32,9 +32,11 @@ std::variant<reply, std::shared_ptr<event_source>> api::accept(const request& as
     event_wish wish{incoming.who, incoming.session, {}};
     for (const auto& [name, value] : asked.query) {
         if (name != "router")
-            return problem_reply(400, "The query has an unknown part; possible is router=NAME, also several times.");
+            return problem_reply(
+                400, "The query has an unknown part; possible is router=NAME, also several times.");
         if (!may_see(*incoming.who, value) || world_.routers.find(value) == nullptr)
-            return problem_reply(404, "There is no router of this name; GET /api/v1/routers lists those there are.");
+            return problem_reply(
+                404, "There is no router of this name; GET /api/v1/routers lists those there are.");
         wish.routers.push_back(value);
     }
     if (world_.events.readers_of(incoming.who->id) >= event_readers_per_token_limit)

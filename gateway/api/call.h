@@ -31,7 +31,7 @@ enum class credential { none, bearer, cookie };
 struct call {
     request asked;
     const route* row = nullptr;
-    std::vector<std::string> parts; // what stands for each {...} of the row's path
+    std::vector<std::string> parts;   // what stands for each {...} of the row's path
     std::shared_ptr<const token> who; // null on public routes
     credential by = credential::none;
     std::int64_t session = 0; // of a cookie
@@ -44,6 +44,7 @@ struct call {
     }
 };
 
-using handler = void (*)(api_world& world, const std::shared_ptr<call>& incoming, const answer_function& answer);
+using handler = void (*)(api_world& world, const std::shared_ptr<call>& incoming,
+                         const answer_function& answer);
 
 } // namespace gateway

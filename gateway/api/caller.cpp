@@ -35,9 +35,9 @@ std::string_view without_port(std::string_view host) {
     if (colon == std::string_view::npos)
         return host;
     const std::string_view port = host.substr(colon + 1);
-    const bool is_port = !port.empty() && port.size() <= 5 && std::all_of(port.begin(), port.end(), [](char letter) {
-        return letter >= '0' && letter <= '9';
-    });
+    const bool is_port =
+        !port.empty() && port.size() <= 5 &&
+        std::all_of(port.begin(), port.end(), [](char letter) { return letter >= '0' && letter <= '9'; });
     return is_port ? host.substr(0, colon) : std::string_view{};
 }
 

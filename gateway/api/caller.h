@@ -1,4 +1,5 @@
-// Who asks: the host he thinks he talks to, the token or session he shows, the page that made his browser ask.
+// Who asks: the host he thinks he talks to, the token or session he shows, the page that made his browser
+// ask.
 #pragma once
 
 #include "call.h"

@@ -25,7 +25,8 @@ refusal route_is_there(api_world&, call* incoming) {
     if (found.allowed.empty())
         return problem_reply(404, "There is nothing at this path; /api/v1/openapi.json tells what there is.");
     if (found.row == nullptr) {
-        reply answer = problem_reply(405, "This path does not know the method; possible are " + found.allowed + ".");
+        reply answer =
+            problem_reply(405, "This path does not know the method; possible are " + found.allowed + ".");
         answer.headers.emplace_back("Allow", found.allowed);
         return answer;
     }
@@ -41,8 +42,9 @@ refusal caller_is_known(api_world& world, call* incoming) {
         return wrong_token_reply(world, caller_address(world.now, incoming->asked));
     if (incoming->who)
         return {};
-    reply answer = problem_reply(401, "A token is needed: send it as \"Authorization: Bearer TOKEN\", or begin a "
-                                      "session with POST /api/v1/session.");
+    reply answer =
+        problem_reply(401, "A token is needed: send it as \"Authorization: Bearer TOKEN\", or begin a "
+                           "session with POST /api/v1/session.");
     answer.headers.emplace_back("WWW-Authenticate", "Bearer");
     return answer;
 }
@@ -63,8 +65,9 @@ refusal right_is_enough(api_world&, call* incoming) {
     const role least = incoming->row->least;
     if (least == role::none || incoming->who->right >= least)
         return {};
-    return problem_reply(403, "This needs the role " + std::string(role_word(least)) + "; \"" + incoming->who->name +
-                                  "\" has the role " + std::string(role_word(incoming->who->right)) + ".");
+    return problem_reply(403, "This needs the role " + std::string(role_word(least)) + "; \"" +
+                                  incoming->who->name + "\" has the role " +
+                                  std::string(role_word(incoming->who->right)) + ".");
 }
 
 refusal router_is_seen(api_world& world, call* incoming) {
@@ -80,8 +83,9 @@ refusal type_is_json(api_world&, call* incoming) {
         return {};
     std::string type(incoming->asked.header("content-type").value_or(""));
     type.erase(std::min(type.find(';'), type.size()));
-    type.erase(std::find_if(type.begin(), type.end(), [](char letter) { return letter == ' ' || letter == '\t'; }),
-               type.end());
+    type.erase(
+        std::find_if(type.begin(), type.end(), [](char letter) { return letter == ' ' || letter == '\t'; }),
+        type.end());
     std::transform(type.begin(), type.end(), type.begin(),
                    [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
     if (type == "application/json")
@@ -92,7 +96,8 @@ refusal type_is_json(api_world&, call* incoming) {
 using check = refusal (*)(api_world&, call*);
 
 constexpr check checks[] = {
-    host_is_known, route_is_there, caller_is_known, origin_is_own, right_is_enough, router_is_seen, type_is_json,
+    host_is_known,   route_is_there, caller_is_known, origin_is_own,
+    right_is_enough, router_is_seen, type_is_json,
 };
 
 } // namespace

@@ -125,4 +125,12 @@ void event_hub::end_readers(const std::vector<std::int64_t>& tokens,
     }
 }
 
+void event_hub::end_anonymous_readers() {
+    for (auto at = readers_.begin(); at != readers_.end();) {
+        event_reader* const reader = *at++;
+        if (reader->wish().who->id == 0)
+            reader->end("who asks without a token may something else now");
+    }
+}
+
 } // namespace gateway

@@ -31,6 +31,8 @@ public:
     // Ends readers whose token or session is no more.
     void end_readers(const std::vector<std::int64_t>& tokens, const std::vector<std::int64_t>& sessions);
 
+    void end_anonymous_readers();
+
     const shown_router* find(const std::string& router) const override;
     shared_text picture_of(const shown_router& router) override;
     const router_locks* locks_of(const std::string& router) const override;

@@ -32,6 +32,9 @@ void end_session(api_world&, const incoming_call&, const answer_function&);
 // The number in the path, from 1 to `last`; 0 when it is none.
 int number_in_path(const call& incoming, std::size_t last);
 
+// The lane of the board that takes and names of this token go by.
+std::string lane_of(const token& who);
+
 // The answer to a wrong token from this address: 401, late or 429 when there were many.
 reply wrong_token_reply(api_world& world, const std::string& address);
 

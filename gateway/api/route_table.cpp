@@ -69,7 +69,10 @@ const std::array table{
           "Take sources to outputs, and hear of each what became of it",
           "TakeRequest",
           body_bytes_limit,
-          {{200, "TakeResults", "One result for each take, in their order"}, wrong_content, too_many, no_driver},
+          {{200, "TakeResults", "One result for each take, in their order"},
+           wrong_content,
+           too_many,
+           no_driver},
           take_outputs},
     route{"nameOutput",
           "PUT",
@@ -180,7 +183,8 @@ std::span<const route> all_routes() {
 }
 
 std::vector<documented_reply> common_replies(const route& row) {
-    std::vector<documented_reply> replies{{400, "Problem", "The request is malformed, or names an unknown host."}};
+    std::vector<documented_reply> replies{
+        {400, "Problem", "The request is malformed, or names an unknown host."}};
     const bool writes = std::string_view(row.method) != "GET";
     if (row.least != role::none)
         replies.push_back({401, "Problem", "A token is needed."});

@@ -30,6 +30,20 @@ std::string guarded(const std::string& word) {
     return special ? guard + word : word;
 }
 
+// As the parser is to read them: "--name=value" as two words, so that an empty value stays one.
+std::vector<std::string> separate_words(int argc, const char* const* argv) {
+    std::vector<std::string> words;
+    for (int i = 1; i < argc; ++i) {
+        const std::string word = argv[i];
+        const auto equals = word.find('=');
+        const bool has_value = word.starts_with("--") && equals != std::string::npos;
+        words.push_back(guarded(word.substr(0, has_value ? equals : word.size())));
+        if (has_value)
+            words.push_back(guarded(word.substr(equals + 1)));
+    }
+    return words;
+}
+
 std::string unguarded(const std::string& word) {
     return word.starts_with(guard) ? word.substr(1) : word;
 }
@@ -95,8 +109,9 @@ void add_token_commands(CLI::App* app, command_line* line) {
                return true;
            },
            "The routers it sees; all when not given")
-        ->type_name("NAME ...")
-        ->expected(1, CLI::detail::expected_max_vector_size);
+        ->type_name("NAME")
+        ->expected(1, CLI::detail::expected_max_vector_size)
+        ->allow_extra_args();
     add_text(add, "--outputs", &line->token_outputs,
              "Outputs it may take, lock and name, such as 1-8,12; all when "
              "not given")
@@ -124,8 +139,8 @@ void build(CLI::App* app, command_line* line, bool* check_config) {
     add_text(app, "--listen", &line->listen, "Where to listen (default: 127.0.0.1:8400)")
         ->type_name("ADDRESS:PORT");
     app->add_option("--ready-fd", line->ready_fd, "Descriptor that gets ADDRESS:PORT when all is ready")
-        ->type_name("N")
-        ->check(CLI::Range(0, 1048576));
+        ->check(CLI::Range(0, 1048576).description(""))
+        ->type_name("N");
     add_token_commands(app, line);
 }
 
@@ -138,21 +153,33 @@ wanted wanted_by(const CLI::App& app, bool check_config) {
     return token->got_subcommand("list") ? wanted::token_list : wanted::token_remove;
 }
 
+// The parser tells all of them, in an order of its own.
+std::string first_unknown(const CLI::App& app, const std::vector<std::string>& words) {
+    const std::vector<std::string> unknown = app.remaining(true);
+    const auto found = std::find_if(words.rbegin(), words.rend(), [&unknown](const std::string& word) {
+        return std::find(unknown.begin(), unknown.end(), word) != unknown.end();
+    });
+    return found == words.rend() ? "" : unguarded(*found);
+}
+
 } // namespace
 
 command_line read_command_line(int argc, const char* const* argv, std::ostream& out, std::ostream& err) {
     command_line line;
     bool check_config = false;
-    std::vector<std::string> words;
-    std::transform(argv + std::min(argc, 1), argv + argc, std::back_inserter(words), guarded);
+    std::vector<std::string> words = separate_words(argc, argv);
     std::reverse(words.begin(), words.end()); // the parser takes them from the back
     CLI::App app{"Serves the routers of this machine by HTTP and WebSocket, to those who may."};
     build(&app, &line, &check_config);
     try {
-        app.parse(words);
+        app.parse(std::vector<std::string>(words)); // it changes what it is given
         line.what = wanted_by(app, check_config);
     } catch (const CLI::Success& said) {
         line.exit_code = app.exit(said, out, err);
+    } catch (const CLI::ExtrasError&) {
+        err << "vrdx_gateway: there is no option or command \"" << first_unknown(app, words)
+            << "\"; see --help\n";
+        line.exit_code = exit_wrong_use;
     } catch (const CLI::Error& error) {
         err << "vrdx_gateway: " << error.what() << "; see --help\n";
         line.exit_code = exit_wrong_use;

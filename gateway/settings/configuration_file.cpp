@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <array>
 
-#define TOML_EXCEPTIONS 0
-#define TOML_ENABLE_FORMATTERS 0
 #include <toml++/toml.h>
 
 namespace gateway {
@@ -22,8 +20,12 @@ struct known_key {
     const char* possible;
 };
 
+// On one line, and not too long for it.
 std::string quoted(std::string_view text) {
-    return "\"" + std::string(text.substr(0, 80)) + "\"";
+    std::string shown(text.substr(0, 80));
+    std::replace_if(
+        shown.begin(), shown.end(), [](unsigned char c) { return c < ' ' || c == 0x7f; }, '?');
+    return '"' + shown + '"';
 }
 
 std::string wrong_type(const toml::node& value) {
@@ -213,14 +215,13 @@ private:
 configuration_text read_configuration_text(std::string_view text, const std::string& file) {
     configuration_text told;
     file_reading reading(file, &told);
-    const toml::parse_result parsed = toml::parse(text, file);
-    if (!parsed) {
-        std::string what(parsed.error().description());
+    try {
+        reading.read_table(toml::parse(text, file), "");
+    } catch (const toml::parse_error& error) {
+        std::string what(error.description());
         std::replace(what.begin(), what.end(), '\n', ' ');
-        reading.tell(parsed.error().source().begin.line, "this is no TOML: " + what);
-        return told;
+        reading.tell(error.source().begin.line, "this is no TOML: " + what);
     }
-    reading.read_table(parsed.table(), "");
     told.names_hosts = told.lines.count("hosts") > 0;
     return told;
 }

@@ -8,20 +8,20 @@
 namespace gateway {
 
 // --- HTTP: one request ---
-constexpr std::size_t header_bytes_limit = 16384;           // request line and headers, 16 KiB; else 431
-constexpr std::size_t body_bytes_limit = 1048576;           // 1 MiB; else 413
-constexpr std::size_t small_body_bytes_limit = 16384;       // where a body is one name, token or lock, 16 KiB
-constexpr std::uint64_t header_time_limit_ms = 10000;       // first byte to the end of the headers, and TLS
-constexpr std::uint64_t body_time_limit_ms = 30000;         // end of the headers to the end of the body
-constexpr std::size_t bodies_bytes_limit = 33554432;        // of all bodies that are being read, 32 MiB; else 503
-constexpr std::uint64_t answering_time_limit_ms = 90000;    // until a request is answered
-constexpr std::uint64_t answer_pause_limit_ms = 10000;      // without the peer taking a byte of its answer
+constexpr std::size_t header_bytes_limit = 16384;     // request line and headers, 16 KiB; else 431
+constexpr std::size_t body_bytes_limit = 1048576;     // 1 MiB; else 413
+constexpr std::size_t small_body_bytes_limit = 16384; // where a body is one name, token or lock, 16 KiB
+constexpr std::uint64_t header_time_limit_ms = 10000; // first byte to the end of the headers, and TLS
+constexpr std::uint64_t body_time_limit_ms = 30000;   // end of the headers to the end of the body
+constexpr std::size_t bodies_bytes_limit = 33554432;  // of all bodies that are being read, 32 MiB; else 503
+constexpr std::uint64_t answering_time_limit_ms = 90000;     // until a request is answered
+constexpr std::uint64_t answer_pause_limit_ms = 10000;       // without the peer taking a byte of its answer
 constexpr std::uint64_t answer_write_time_limit_ms = 120000; // for a whole answer, or a whole event
-constexpr std::uint64_t linger_time_limit_ms = 2000;        // a refused peer is read on, so that it hears why
-constexpr std::uint64_t stopping_time_limit_ms = 5000;      // for answers under way when the gateway ends
-constexpr std::uint64_t deadline_look_period_ms = 250;      // how often deadlines are looked at
-constexpr std::uint64_t idle_time_limit_ms = 60000;         // between two requests of one connection
-constexpr std::size_t json_depth_limit = 16;                // arrays and objects within each other
+constexpr std::uint64_t linger_time_limit_ms = 2000;   // a refused peer is read on, so that it hears why
+constexpr std::uint64_t stopping_time_limit_ms = 5000; // for answers under way when the gateway ends
+constexpr std::uint64_t deadline_look_period_ms = 250; // how often deadlines are looked at
+constexpr std::uint64_t idle_time_limit_ms = 60000;    // between two requests of one connection
+constexpr std::size_t json_depth_limit = 16;           // arrays and objects within each other
 
 // --- HTTP: connections ---
 // A connection "waits" from accept() until its first whole request is there, and again between two requests.
@@ -37,19 +37,21 @@ constexpr int accept_backlog = 1024;
 
 // --- events (WebSocket) ---
 constexpr std::size_t event_bytes_limit = 262144; // of one reader beside the shared texts, 256 KiB
-constexpr std::size_t event_queue_bytes_limit = 49152;  // messages that wait for one reader, 48 KiB; then merged
+constexpr std::size_t event_queue_bytes_limit =
+    49152; // messages that wait for one reader, 48 KiB; then merged
 constexpr std::size_t event_queue_limit = 512;
-constexpr std::size_t event_once_bytes_limit = 32768;   // takes and alarms, 32 KiB; older ones go, and are counted
+constexpr std::size_t event_once_bytes_limit =
+    32768; // takes and alarms, 32 KiB; older ones go, and are counted
 constexpr std::size_t event_once_limit = 256;
 constexpr std::size_t event_merged_bytes_limit = 65536; // of one change; the place that passes it is its last
 constexpr std::size_t event_numbers_of_router_limit = 256; // untold inputs and outputs; beyond it the picture
 constexpr std::size_t event_numbers_limit = 8192;          // the same, of all routers
 constexpr std::size_t event_readers_per_token_limit = 1024;
 constexpr std::size_t event_message_from_client_limit = 4096; // bytes; clients have next to nothing to say
-constexpr std::size_t event_bytes_from_client_limit = 65536; // in a window, pongs and all; beyond it: cut
+constexpr std::size_t event_bytes_from_client_limit = 65536;  // in a window, pongs and all; beyond it: cut
 constexpr std::uint64_t event_client_window_ms = 10000;
-constexpr std::uint64_t event_alive_period_ms = 5000;         // an `alive` message when nothing else is said
-constexpr std::uint64_t event_silence_limit_ms = 15000; // a reader that answers no ping for that long is cut
+constexpr std::uint64_t event_alive_period_ms = 5000;    // an `alive` message when nothing else is said
+constexpr std::uint64_t event_silence_limit_ms = 15000;  // a reader that answers no ping for that long is cut
 constexpr std::uint64_t event_close_time_limit_ms = 400; // for the other side's closing frame
 
 // --- descriptors ---
@@ -58,7 +60,8 @@ constexpr std::size_t other_descriptors_limit = 4384;
 constexpr std::size_t descriptors_limit = connections_limit + other_descriptors_limit; // 16384
 
 // --- takes ---
-constexpr std::uint64_t allowed_change_ms = 75000; // how long an allowed take of a protected output may come true
+constexpr std::uint64_t allowed_change_ms =
+    75000; // how long an allowed take of a protected output may come true
 constexpr std::size_t takes_at_work_per_token_limit = 64; // requests; more are answered 429
 
 // --- tokens, sessions, locks ---
@@ -79,8 +82,8 @@ constexpr int database_busy_ms = 250;                // how long the gateway wai
 constexpr int command_database_busy_ms = 5000;       // how long the token command does
 
 // --- wrong logins ---
-constexpr unsigned wrong_logins_at_once = 10;         // of one address, before it is slowed down
-constexpr std::uint64_t wrong_login_refill_ms = 6000; // one more after that time: ten a minute
+constexpr unsigned wrong_logins_at_once = 10;               // of one address, before it is slowed down
+constexpr std::uint64_t wrong_login_refill_ms = 6000;       // one more after that time: ten a minute
 constexpr std::uint64_t wrong_login_longest_wait_ms = 5000; // more: 429 at once
 constexpr std::size_t login_addresses_limit = 4096;
 
@@ -92,6 +95,10 @@ constexpr std::size_t idempotency_entries_limit = 32768;
 constexpr std::size_t idempotency_bytes_per_token_limit = 4194304; // of kept answers, 4 MiB
 constexpr std::size_t idempotency_bytes_limit = 16777216;          // of all kept answers, 16 MiB
 constexpr std::size_t idempotency_waiting_limit = 16;              // requests that wait for one answer
+
+// --- start ---
+constexpr std::uint64_t ready_look_period_ms = 5;    // until the routers' pictures are read
+constexpr std::uint64_t ready_time_limit_ms = 10000; // ready all the same: a driver may be silent for long
 
 // --- configuration ---
 constexpr std::size_t configuration_bytes_limit = 1048576;

@@ -1,0 +1,172 @@
+// Lists, pictures, names, locks.
+#include "gateway/access/rights.h"
+#include "gateway/settings/limits.h"
+#include "handlers.h"
+#include "json_reading.h"
+#include "problem.h"
+#include "time_text.h"
+
+#include <charconv>
+
+namespace gateway {
+
+namespace {
+
+reply no_such_router() {
+    return problem_reply(404, "There is no router of this name; GET /api/v1/routers lists those there are.");
+}
+
+reply no_such_place(const char* what, std::size_t last) {
+    return problem_reply(404, last == 0 ? std::string("No ") + what + " of this router is known."
+                                        : std::string("There is no such ") + what + "; possible are 1 to " +
+                                              std::to_string(last) + ".");
+}
+
+// The tag that the caller has, among the tags he shows.
+bool has_tag(std::string_view shown, std::string_view etag) {
+    while (!shown.empty()) {
+        const std::size_t end = std::min(shown.find(','), shown.size());
+        std::string_view tag = shown.substr(0, end);
+        shown.remove_prefix(std::min(end + 1, shown.size()));
+        tag.remove_prefix(std::min(tag.find_first_not_of(" \t"), tag.size()));
+        tag = tag.substr(0, tag.find_last_not_of(" \t") + 1);
+        if (tag.starts_with("W/"))
+            tag.remove_prefix(2);
+        if (tag == etag || tag == "*")
+            return true;
+    }
+    return false;
+}
+
+// What the board made of a name.
+reply naming_reply(const take_ending& ending, const json& named) {
+    switch (ending.kind) {
+    case take_ending::kind::too_many:
+        return problem_reply(429, ending.reason);
+    case take_ending::kind::unavailable:
+        return problem_reply(503, ending.reason);
+    case take_ending::kind::answered:
+        break;
+    }
+    return ending.answer.error.empty() ? json_reply(202, named) : problem_reply(503, ending.answer.error);
+}
+
+void rename(api_world& world, const incoming_call& incoming, const answer_function& answer, bool output) {
+    const shown_router* router = incoming->router(world);
+    if (router == nullptr)
+        return answer(no_such_router());
+    const std::size_t last = output ? router->picture.outputs.size() : router->picture.inputs.size();
+    const int number = number_in_path(*incoming, last);
+    if (number == 0)
+        return answer(no_such_place(output ? "output" : "input", last));
+    if (const std::string problem = rename_problem(*incoming->who, router->name, output, number);
+        !problem.empty())
+        return answer(problem_reply(403, problem));
+    if (const std::string problem = members_problem(incoming->body, {"name"}); !problem.empty())
+        return answer(problem_reply(422, problem));
+    const auto name = incoming->body.find("name");
+    if (name == incoming->body.end() || !name->is_string() ||
+        !is_plain_text(name->get_ref<const std::string&>(), vrdx::picture_name_limit))
+        return answer(problem_reply(422, "\"name\" has to be a text of up to " +
+                                             std::to_string(vrdx::picture_name_limit) +
+                                             " bytes without control characters."));
+    world.routers.rename(router->name, lane_of(*incoming->who), output, number, name->get<std::string>(),
+                         [answer, named = json{{"name", *name}}](const take_ending& ending) {
+                             answer(naming_reply(ending, named));
+                         });
+}
+
+unsigned status_of(lock_answer::kind result) {
+    switch (result) {
+    case lock_answer::kind::not_allowed:
+        return 403;
+    case lock_answer::kind::held:
+        return 409;
+    case lock_answer::kind::wrong:
+        return 422;
+    default:
+        return 500;
+    }
+}
+
+} // namespace
+
+std::string lane_of(const token& who) {
+    return std::to_string(who.id);
+}
+
+int number_in_path(const call& incoming, std::size_t last) {
+    const std::string& text = incoming.parts.at(1);
+    std::size_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool is_plain = error == std::errc{} && end == text.data() + text.size() && text[0] != '0';
+    return is_plain && number <= last ? static_cast<int>(number) : 0;
+}
+
+void answer_routers(api_world& world, const incoming_call& incoming, const answer_function& answer) {
+    json rows = json::array();
+    for (const shown_router* router : world.routers.all())
+        if (may_see(*incoming->who, router->name))
+            rows.push_back(router_row_json(*router));
+    answer(json_reply(200, {{"routers", std::move(rows)}}));
+}
+
+void answer_picture(api_world& world, const incoming_call& incoming, const answer_function& answer) {
+    const shown_router* router = incoming->router(world);
+    if (router == nullptr)
+        return answer(no_such_router());
+    const written_picture& picture = world.pictures.of(*router);
+    reply said;
+    said.headers = {
+        {"ETag", picture.etag}, {"Cache-Control", "no-cache"}, {"X-Content-Type-Options", "nosniff"}};
+    if (has_tag(incoming->asked.header("if-none-match").value_or(""), picture.etag)) {
+        said.status = 304;
+    } else {
+        said.content_type = "application/json";
+        said.body = picture.text;
+    }
+    answer(std::move(said));
+}
+
+void rename_output(api_world& world, const incoming_call& incoming, const answer_function& answer) {
+    rename(world, incoming, answer, true);
+}
+
+void rename_input(api_world& world, const incoming_call& incoming, const answer_function& answer) {
+    rename(world, incoming, answer, false);
+}
+
+void lock_output(api_world& world, const incoming_call& incoming, const answer_function& answer) {
+    const shown_router* router = incoming->router(world);
+    if (router == nullptr)
+        return answer(no_such_router());
+    const std::size_t last = router->picture.outputs.size();
+    const int output = number_in_path(*incoming, last);
+    if (output == 0)
+        return answer(no_such_place("output", last));
+    const json& body = incoming->body;
+    if (const std::string problem = members_problem(body, {"state", "reason"}); !problem.empty())
+        return answer(problem_reply(422, problem));
+    const auto state = body.find("state");
+    const auto order = state != body.end() && state->is_string()
+                           ? lock_order_of_word(state->get<std::string>())
+                           : std::nullopt;
+    if (!order)
+        return answer(problem_reply(422, R"("state" has to be "lock", "protect", "unlock" or "force".)"));
+    const auto reason = body.find("reason");
+    if (reason != body.end() &&
+        (!reason->is_string() || !is_plain_text(reason->get_ref<const std::string&>(), lock_reason_limit)))
+        return answer(problem_reply(422, "\"reason\" has to be a text of up to " +
+                                             std::to_string(lock_reason_limit) +
+                                             " bytes without control characters."));
+    const lock_answer done = world.locks.set(
+        router->name, output, *order, *incoming->who,
+        reason == body.end() ? std::string() : reason->get<std::string>(), seconds_since_1970());
+    if (!done.problem.empty())
+        return answer(problem_reply(status_of(done.result), done.problem));
+    if (done.result == lock_answer::kind::done)
+        world.events.lock_changed(*router, output);
+    answer(json_reply(200, {{"output", output}, {"lock", lock_json(world.locks.of(router->name, output))}}));
+}
+
+} // namespace gateway

@@ -1,0 +1,153 @@
+// What is asked, answered and told, as JSON Schema 2020-12.
+#include "openapi.h"
+
+namespace gateway {
+
+namespace {
+
+constexpr const char* shared_schemas = R"json({
+"Problem": {"type": "object", "additionalProperties": false,
+  "required": ["type", "title", "status", "detail"],
+  "properties": {"type": {"const": "about:blank"}, "title": {"type": "string"},
+    "status": {"type": "integer", "minimum": 400, "maximum": 599},
+    "detail": {"type": "string", "minLength": 1, "description": "What is wrong, and what is possible"}}},
+"Health": {"type": "object", "additionalProperties": false, "required": ["status", "reason"],
+  "properties": {"status": {"enum": ["alive", "ready", "reading"]}, "reason": {"type": "string"}}},
+"Document": {"type": "object", "required": ["openapi", "info", "paths", "components"]},
+"State": {"enum": ["up", "reading", "link down", "no backend", "no driver", "stale"],
+  "description": "The picture is true now in `up`, `link down` and `no backend`; else it is the last one that was read"},
+"Levels": {"type": "array", "minItems": 1, "uniqueItems": true, "items": {"enum": ["all", "video", "audio"]},
+  "description": "`video` and `audio` where they are switched apart, else `all`"},
+"Source": {"type": ["integer", "null"], "minimum": 0,
+  "description": "Number of an input; 0: none; null: nobody knows"},
+"Sources": {"type": "object", "minProperties": 1, "description": "A member for each level",
+  "additionalProperties": false,
+  "properties": {"all": {"$ref": "#/components/schemas/Source"}, "video": {"$ref": "#/components/schemas/Source"},
+    "audio": {"$ref": "#/components/schemas/Source"}}},
+"Who": {"type": "object", "additionalProperties": false, "required": ["user", "process", "by"],
+  "description": "User and process of the driver's client; `by` is what it says of itself: here the token's name",
+  "properties": {"user": {"type": "integer"}, "process": {"type": "integer"}, "by": {"type": "string"}}},
+"Lock": {"type": "object", "additionalProperties": false, "required": ["state", "owner", "reason", "since"],
+  "properties": {"state": {"enum": ["lock", "protect"]}, "owner": {"type": "string"}, "reason": {"type": "string"},
+    "since": {"type": "string", "format": "date-time"}}},
+"Properties": {"type": "object", "additionalProperties": {"type": "string"},
+  "description": "What else the backend tells, by name"},
+"Input": {"type": "object", "additionalProperties": false, "required": ["number", "name", "properties"],
+  "properties": {"number": {"type": "integer", "minimum": 1}, "name": {"type": "string"},
+    "properties": {"$ref": "#/components/schemas/Properties"}}},
+"Output": {"type": "object", "additionalProperties": false,
+  "required": ["number", "name", "sources", "pending", "taken_by", "lock", "properties"],
+  "properties": {"number": {"type": "integer", "minimum": 1}, "name": {"type": "string"},
+    "sources": {"$ref": "#/components/schemas/Sources"},
+    "pending": {"type": "boolean", "description": "The router has not confirmed what is shown"},
+    "taken_by": {"oneOf": [{"$ref": "#/components/schemas/Who"}, {"type": "null"}]},
+    "lock": {"oneOf": [{"$ref": "#/components/schemas/Lock"}, {"type": "null"}]},
+    "properties": {"$ref": "#/components/schemas/Properties"}}},
+"RouterRow": {"type": "object", "additionalProperties": false,
+  "required": ["name", "state", "reason", "inputs", "outputs", "levels"],
+  "properties": {"name": {"type": "string"}, "state": {"$ref": "#/components/schemas/State"},
+    "reason": {"type": "string"}, "inputs": {"type": "integer", "minimum": 0},
+    "outputs": {"type": "integer", "minimum": 0}, "levels": {"$ref": "#/components/schemas/Levels"}}},
+"Routers": {"type": "object", "additionalProperties": false, "required": ["routers"],
+  "properties": {"routers": {"type": "array", "items": {"$ref": "#/components/schemas/RouterRow"}}}},
+"Picture": {"type": "object", "additionalProperties": false,
+  "required": ["type", "router", "state", "reason", "epoch", "sequence", "levels", "inputs", "outputs"],
+  "properties": {"type": {"const": "picture"}, "router": {"type": "string"},
+    "state": {"$ref": "#/components/schemas/State"}, "reason": {"type": "string"},
+    "epoch": {"type": "string", "pattern": "^([0-9a-f]{16})?$", "description": "New with each start of the driver"},
+    "sequence": {"type": "integer", "minimum": 0, "description": "Counts the changes of one epoch"},
+    "levels": {"$ref": "#/components/schemas/Levels"},
+    "inputs": {"type": "array", "items": {"$ref": "#/components/schemas/Input"}},
+    "outputs": {"type": "array", "items": {"$ref": "#/components/schemas/Output"}}}}
+})json";
+
+constexpr const char* request_schemas = R"json({
+"WantedSource": {"oneOf": [{"type": "integer", "minimum": 0, "maximum": 4096}, {"type": "string", "minLength": 1}],
+  "description": "Number of an input, 0 for none, or the name of exactly one input"},
+"Take": {"type": "object", "additionalProperties": false, "required": ["output"],
+  "oneOf": [{"required": ["input"]}, {"required": ["sources"]}],
+  "properties": {"output": {"type": "integer", "minimum": 1, "maximum": 1024},
+    "input": {"$ref": "#/components/schemas/WantedSource"},
+    "sources": {"type": "object", "additionalProperties": false, "minProperties": 1,
+      "description": "A level that is not named stays as it is",
+      "properties": {"all": {"$ref": "#/components/schemas/WantedSource"},
+        "video": {"$ref": "#/components/schemas/WantedSource"}, "audio": {"$ref": "#/components/schemas/WantedSource"}}}}},
+"TakeRequest": {"type": "object", "additionalProperties": false, "required": ["takes"],
+  "properties": {"takes": {"type": "array", "minItems": 1, "maxItems": 1024, "items": {"$ref": "#/components/schemas/Take"}},
+    "within": {"type": "integer", "minimum": 100, "maximum": 60000, "default": 3000,
+      "description": "Milliseconds until the answer at the latest"},
+    "all_or_nothing": {"type": "boolean", "default": false,
+      "description": "Nothing is sent when a lock or the like stands against one of them. Hardware can still refuse"}}},
+"Result": {"enum": ["confirmed", "shows", "refused", "replaced sent", "replaced unsent", "withdrawn", "unknown", "other",
+  "locked", "unavailable"]},
+"TakeResult": {"type": "object", "additionalProperties": false, "required": ["output", "result"],
+  "properties": {"output": {"type": "integer", "minimum": 1}, "result": {"$ref": "#/components/schemas/Result"},
+    "reason": {"type": "string"}, "sources": {"$ref": "#/components/schemas/Sources"},
+    "lock": {"$ref": "#/components/schemas/Lock"}}},
+"TakeResults": {"type": "object", "additionalProperties": false, "required": ["results"],
+  "properties": {"results": {"type": "array", "minItems": 1, "items": {"$ref": "#/components/schemas/TakeResult"}}}},
+"Name": {"type": "object", "additionalProperties": false, "required": ["name"],
+  "properties": {"name": {"type": "string", "maxLength": 1024}}},
+"LockRequest": {"type": "object", "additionalProperties": false, "required": ["state"],
+  "properties": {"state": {"enum": ["lock", "protect", "unlock", "force"]}, "reason": {"type": "string", "maxLength": 256}}},
+"LockAnswer": {"type": "object", "additionalProperties": false, "required": ["output", "lock"],
+  "properties": {"output": {"type": "integer", "minimum": 1},
+    "lock": {"oneOf": [{"$ref": "#/components/schemas/Lock"}, {"type": "null"}]}}},
+"SessionRequest": {"type": "object", "additionalProperties": false, "required": ["token"],
+  "properties": {"token": {"type": "string"},
+    "keep": {"type": "boolean", "default": false, "description": "30 days, else until the browser is closed"}}},
+"Session": {"type": "object", "additionalProperties": false, "required": ["name", "role", "routers", "outputs", "inputs"],
+  "properties": {"name": {"type": "string"}, "role": {"enum": ["view", "operate", "lock", "admin"]},
+    "routers": {"type": "array", "items": {"type": "string"}, "description": "Empty: all"},
+    "outputs": {"type": "string", "description": "As in 1-8,12; empty: all"},
+    "inputs": {"type": "string", "description": "As in 1-8,12; empty: all"}}}
+})json";
+
+constexpr const char* event_schemas = R"json({
+"Event": {"oneOf": [{"$ref": "#/components/schemas/Picture"}, {"$ref": "#/components/schemas/ChangeEvent"},
+  {"$ref": "#/components/schemas/RouterEvent"}, {"$ref": "#/components/schemas/TakeEvent"},
+  {"$ref": "#/components/schemas/LostEvent"}, {"$ref": "#/components/schemas/AlarmEvent"},
+  {"$ref": "#/components/schemas/AliveEvent"}]},
+"ChangeEvent": {"type": "object", "additionalProperties": false,
+  "required": ["type", "router", "epoch", "sequence", "inputs", "outputs", "more"],
+  "properties": {"type": {"const": "change"}, "router": {"type": "string"}, "epoch": {"type": "string"},
+    "sequence": {"type": "integer", "minimum": 0},
+    "inputs": {"type": "array", "items": {"$ref": "#/components/schemas/Input"}},
+    "outputs": {"type": "array", "items": {"$ref": "#/components/schemas/Output"}},
+    "more": {"type": "boolean", "description": "The rest of what has changed follows in another one"}}},
+"RouterEvent": {"type": "object", "additionalProperties": false, "required": ["type", "router", "state", "reason"],
+  "properties": {"type": {"const": "router"}, "router": {"type": "string"},
+    "state": {"anyOf": [{"$ref": "#/components/schemas/State"}, {"const": "gone"}]}, "reason": {"type": "string"}}},
+"TakeEvent": {"type": "object", "additionalProperties": false,
+  "required": ["type", "router", "number", "time", "way", "who", "output", "before", "wanted", "result", "milliseconds"],
+  "properties": {"type": {"const": "take"}, "router": {"type": "string"}, "number": {"type": "integer"},
+    "time": {"type": "string", "format": "date-time"}, "way": {"type": "string"},
+    "who": {"$ref": "#/components/schemas/Who"}, "output": {"type": "integer"},
+    "before": {"$ref": "#/components/schemas/Sources"}, "wanted": {"$ref": "#/components/schemas/Sources"},
+    "result": {"$ref": "#/components/schemas/Result"}, "reason": {"type": "string"},
+    "sources": {"$ref": "#/components/schemas/Sources"}, "milliseconds": {"type": "integer", "minimum": 0}}},
+"LostEvent": {"type": "object", "additionalProperties": false, "required": ["type", "router", "takes"],
+  "properties": {"type": {"const": "lost"}, "router": {"type": "string"},
+    "takes": {"type": "integer", "minimum": 1, "description": "So many `take` and `alarm` messages were left out"}}},
+"AlarmEvent": {"type": "object", "additionalProperties": false,
+  "required": ["type", "router", "time", "output", "before", "now", "lock", "taken_by"],
+  "description": "A locked output changed all the same",
+  "properties": {"type": {"const": "alarm"}, "router": {"type": "string"},
+    "time": {"type": "string", "format": "date-time"}, "output": {"type": "integer", "minimum": 1},
+    "before": {"$ref": "#/components/schemas/Sources"}, "now": {"$ref": "#/components/schemas/Sources"},
+    "lock": {"$ref": "#/components/schemas/Lock"},
+    "taken_by": {"oneOf": [{"$ref": "#/components/schemas/Who"}, {"type": "null"}]}}},
+"AliveEvent": {"type": "object", "additionalProperties": false, "required": ["type", "time"],
+  "properties": {"type": {"const": "alive"}, "time": {"type": "string", "format": "date-time"}}}
+})json";
+
+} // namespace
+
+json schemas() {
+    json all = json::parse(shared_schemas);
+    all.update(json::parse(request_schemas));
+    all.update(json::parse(event_schemas));
+    return all;
+}
+
+} // namespace gateway

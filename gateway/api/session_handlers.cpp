@@ -1,0 +1,88 @@
+// Sessions of browsers: a cookie instead of the token.
+#include "caller.h"
+#include "gateway/settings/limits.h"
+#include "handlers.h"
+#include "json_reading.h"
+#include "problem.h"
+#include "time_text.h"
+
+namespace gateway {
+
+namespace {
+
+json session_json(const token& who) {
+    return {{"name", who.name},
+            {"role", role_word(who.right)},
+            {"routers", who.routers},
+            {"outputs", who.outputs.text()},
+            {"inputs", who.inputs.text()}};
+}
+
+// HttpOnly: no script reads it. Strict: no other page makes a browser send it.
+std::string cookie_text(const api_world& world, const request& asked, const std::string& value,
+                        const std::string& age) {
+    const bool secure = own_origin(world.now, asked).starts_with("https:");
+    return std::string(session_cookie) + '=' + value + "; Path=/; HttpOnly; SameSite=Strict" +
+           (secure ? "; Secure" : "") + age;
+}
+
+} // namespace
+
+reply wrong_token_reply(api_world& world, const std::string& address) {
+    const std::uint64_t wait_ms = world.logins.wrong(address, steady_ms());
+    if (wait_ms > wrong_login_longest_wait_ms) {
+        const std::uint64_t seconds = (wait_ms + 999) / 1000;
+        reply answer =
+            problem_reply(429, "Too many wrong tokens came from this address; try another one in " +
+                                   std::to_string(seconds) + " seconds. Valid ones are always let in.");
+        answer.headers.emplace_back("Retry-After", std::to_string(seconds));
+        return answer;
+    }
+    reply answer =
+        problem_reply(401, "That is no token of this gateway; `vrdx_gateway token list` names them.");
+    answer.headers.emplace_back("WWW-Authenticate", "Bearer");
+    answer.delay = std::chrono::milliseconds(wait_ms);
+    return answer;
+}
+
+void begin_session(api_world& world, const incoming_call& incoming, const answer_function& answer) {
+    const json& body = incoming->body;
+    if (const std::string problem = members_problem(body, {"token", "keep"}); !problem.empty())
+        return answer(problem_reply(422, problem));
+    const auto text = body.find("token"), keep = body.find("keep");
+    if (text == body.end() || !text->is_string())
+        return answer(problem_reply(422, "\"token\" has to be the token's text."));
+    if (keep != body.end() && !keep->is_boolean())
+        return answer(
+            problem_reply(422, "\"keep\" has to be true (30 days) or false (until the browser is closed)."));
+    const auto who = world.access.of_text(text->get_ref<const std::string&>());
+    if (!who)
+        return answer(wrong_token_reply(world, caller_address(world.now, incoming->asked)));
+    std::string problem;
+    const bool kept = keep != body.end() && keep->get<bool>();
+    const auto granted = world.access.begin_session(*who, kept, seconds_since_1970(), &problem);
+    if (!granted)
+        return answer(problem_reply(500, problem));
+    reply said = json_reply(200, session_json(*who));
+    said.headers.emplace_back(
+        "Set-Cookie", cookie_text(world, incoming->asked, granted->text,
+                                  granted->kept ? "; Max-Age=" + std::to_string(kept_session_s) : ""));
+    answer(std::move(said));
+}
+
+void answer_session(api_world&, const incoming_call& incoming, const answer_function& answer) {
+    answer(json_reply(200, session_json(*incoming->who)));
+}
+
+void end_session(api_world& world, const incoming_call& incoming, const answer_function& answer) {
+    const std::string text(session_text(incoming->asked));
+    std::string problem;
+    if (!text.empty() && !world.access.end_session(text, &problem))
+        return answer(problem_reply(500, problem));
+    reply said;
+    said.status = 204;
+    said.headers.emplace_back("Set-Cookie", cookie_text(world, incoming->asked, "", "; Max-Age=0"));
+    answer(std::move(said));
+}
+
+} // namespace gateway

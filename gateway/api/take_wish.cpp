@@ -1,0 +1,196 @@
+#include "take_wish.h"
+
+#include "json_reading.h"
+#include "packet_client.h"
+
+#include <set>
+#include <unordered_map>
+
+namespace gateway {
+
+namespace {
+
+constexpr const char* take_forms =
+    R"(A take is {"output": 1, "input": 3} or {"output": 1, "sources": {"video": 3, "audio": "Name"}}.)";
+
+std::optional<int> number_of(const json& value, std::size_t first, std::size_t last) {
+    if (!value.is_number_integer())
+        return std::nullopt;
+    const auto number = value.get<std::int64_t>();
+    if (number < static_cast<std::int64_t>(first) || number > static_cast<std::int64_t>(last))
+        return std::nullopt;
+    return static_cast<int>(number);
+}
+
+// Member `name` as a source. False with a sentence when it is there and is none.
+bool read_source(const json& object, const char* name, std::optional<source_wish>* source,
+                 std::string* problem) {
+    const auto found = object.find(name);
+    if (found == object.end())
+        return true;
+    if (found->is_string() && !found->get_ref<const std::string&>().empty())
+        *source = found->get<std::string>();
+    else if (const auto number = number_of(*found, 0, vrdx::picture_inputs_limit))
+        *source = *number;
+    else {
+        *problem = "A source has to be the number of an input, 0 for none, or an input's name. " +
+                   std::string(take_forms);
+        return false;
+    }
+    return true;
+}
+
+bool read_sources(const json& take, output_wish* wish, std::string* problem) {
+    std::optional<source_wish> all;
+    if (!read_source(take, "input", &all, problem))
+        return false;
+    if (const auto sources = take.find("sources"); sources != take.end()) {
+        *problem = members_problem(*sources, {"all", "video", "audio"});
+        if (!problem->empty() || all) {
+            *problem = *problem + (problem->empty() ? "" : " ") + take_forms;
+            return false;
+        }
+        if (!read_source(*sources, "all", &all, problem) ||
+            !read_source(*sources, "video", &wish->video, problem) ||
+            !read_source(*sources, "audio", &wish->audio, problem))
+            return false;
+    }
+    const bool levels = wish->video || wish->audio;
+    if (all.has_value() == levels) {
+        *problem =
+            "A take needs its sources, either of all levels or level by level. " + std::string(take_forms);
+        return false;
+    }
+    if (all)
+        wish->video = wish->audio = all;
+    return true;
+}
+
+bool read_take(const json& take, output_wish* wish, std::string* problem) {
+    *problem = members_problem(take, {"output", "input", "sources"});
+    if (!problem->empty())
+        return false;
+    const auto output = take.find("output");
+    const auto number =
+        output == take.end() ? std::nullopt : number_of(*output, 1, vrdx::picture_outputs_limit);
+    if (!number) {
+        *problem = "\"output\" has to be the number of an output, from 1. " + std::string(take_forms);
+        return false;
+    }
+    wish->output = *number;
+    return read_sources(take, wish, problem);
+}
+
+bool read_manner(const json& body, takes_wish* wish, std::string* problem) {
+    if (const auto within = body.find("within"); within != body.end()) {
+        const auto number = number_of(*within, vrdx::take_within_shortest_ms, vrdx::take_within_longest_ms);
+        if (!number) {
+            *problem = "\"within\" has to be milliseconds, " + std::to_string(vrdx::take_within_shortest_ms) +
+                       " to " + std::to_string(vrdx::take_within_longest_ms) + ".";
+            return false;
+        }
+        wish->within_ms = static_cast<unsigned>(*number);
+    }
+    if (const auto all = body.find("all_or_nothing"); all != body.end()) {
+        if (!all->is_boolean()) {
+            *problem = "\"all_or_nothing\" has to be true or false.";
+            return false;
+        }
+        wish->all_or_nothing = all->get<bool>();
+    }
+    return true;
+}
+
+// Finds inputs by name; the names are read when the first one is asked for.
+class input_names {
+public:
+    explicit input_names(const vrdx::router_picture& picture) : picture_(picture) {}
+
+    // 0 and a sentence when the name is no input's, or that of several.
+    int number_of(const std::string& name, std::string* problem) {
+        if (numbers_.empty())
+            for (std::size_t at = 0; at < picture_.inputs.size(); at++)
+                numbers_[picture_.inputs[at].name].push_back(static_cast<int>(at + 1));
+        const auto found = numbers_.find(name);
+        if (found == numbers_.end()) {
+            *problem = "No input has the name " + json_text(name) + "; the router's picture has the names.";
+            return 0;
+        }
+        if (found->second.size() > 1) {
+            *problem = "Several inputs have the name " + json_text(name) + ", the first ones are " +
+                       std::to_string(found->second[0]) + " and " + std::to_string(found->second[1]) +
+                       "; take by number.";
+            return 0;
+        }
+        return found->second[0];
+    }
+
+private:
+    const vrdx::router_picture& picture_;
+    std::unordered_map<std::string, std::vector<int>> numbers_;
+};
+
+// The number of a source; what is shown where none was named.
+bool plan_level(const std::optional<source_wish>& wish, int shown, input_names* names, int* source,
+                std::string* problem) {
+    if (!wish)
+        *source = shown;
+    else if (const int* number = std::get_if<int>(&*wish))
+        *source = *number;
+    else {
+        *source = names->number_of(std::get<std::string>(*wish), problem);
+        return *source != 0;
+    }
+    return true;
+}
+
+} // namespace
+
+std::optional<takes_wish> read_takes(const json& body, std::string* problem) {
+    *problem = members_problem(body, {"takes", "within", "all_or_nothing"});
+    takes_wish wish;
+    if (!problem->empty() || !read_manner(body, &wish, problem))
+        return std::nullopt;
+    const auto takes = body.find("takes");
+    if (takes == body.end() || !takes->is_array() || takes->empty() ||
+        takes->size() > vrdx::takes_per_order_limit) {
+        *problem = "\"takes\" has to be a list of 1 to " + std::to_string(vrdx::takes_per_order_limit) +
+                   " takes. " + take_forms;
+        return std::nullopt;
+    }
+    std::set<int> outputs;
+    for (const json& each : *takes) {
+        output_wish& added = wish.takes.emplace_back();
+        if (!read_take(each, &added, problem))
+            return std::nullopt;
+        if (!outputs.insert(added.output).second) {
+            *problem =
+                "Output " + std::to_string(added.output) + " is there twice; each output can be taken once.";
+            return std::nullopt;
+        }
+    }
+    return wish;
+}
+
+std::optional<std::vector<planned_take>>
+plan_takes(const takes_wish& wish, const vrdx::router_picture& picture, std::string* problem) {
+    input_names names(picture);
+    std::vector<planned_take> plan;
+    for (const output_wish& wanted : wish.takes) {
+        planned_take& planned = plan.emplace_back();
+        planned.take.output = wanted.output;
+        const auto place = static_cast<std::size_t>(wanted.output - 1);
+        if (place < picture.outputs.size())
+            planned.shown = picture.outputs[place].sources;
+        planned.keeps_level = !wanted.video || !wanted.audio;
+        vrdx::level_sources& sources = planned.take.sources;
+        if (!plan_level(wanted.video, planned.shown.video, &names, &sources.video, problem) ||
+            !plan_level(wanted.audio, planned.shown.audio, &names, &sources.audio, problem))
+            return std::nullopt;
+        if (sources.video == vrdx::source_unknown || sources.audio == vrdx::source_unknown)
+            planned.reason = "what the other level shows is not known; name the sources of both";
+    }
+    return plan;
+}
+
+} // namespace gateway

@@ -1,0 +1,39 @@
+// What a body asks to be taken, and what that means on the router as it is shown.
+#pragma once
+
+#include "gateway/access/token.h"
+#include "router_json.h"
+
+#include <variant>
+
+namespace gateway {
+
+using source_wish = std::variant<int, std::string>; // a number, or an input's name
+
+struct output_wish {
+    int output = 0;
+    std::optional<source_wish> video, audio; // at least one
+};
+
+struct takes_wish {
+    std::vector<output_wish> takes; // each output once
+    unsigned within_ms = 0;         // 0: the driver's usual
+    bool all_or_nothing = false;
+};
+
+// Nothing and a sentence in *problem when the body asks for nothing that is possible.
+std::optional<takes_wish> read_takes(const json& body, std::string* problem);
+
+// One of them with its sources as numbers.
+struct planned_take {
+    vrdx::output_take take;
+    bool keeps_level = false; // only one level was named: the other one stays as `shown` has it
+    vrdx::level_sources shown;
+    std::string reason; // why it cannot be sent, "" when it can
+};
+
+// In the order of the wish. Nothing and a sentence in *problem when a name is no input's, or that of several.
+std::optional<std::vector<planned_take>>
+plan_takes(const takes_wish& wish, const vrdx::router_picture& picture, std::string* problem);
+
+} // namespace gateway

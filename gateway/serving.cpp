@@ -1,0 +1,218 @@
+#include "gateway/serving.h"
+
+#include "gateway/api/api.h"
+#include "gateway/api/openapi.h"
+#include "gateway/api/problem.h"
+#include "gateway/api/time_text.h"
+#include "gateway/http/http_server.h"
+#include "gateway/repeating.h"
+#include "gateway/service_manager.h"
+#include "gateway/settings/descriptor_limit.h"
+#include "gateway/settings/limits.h"
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <csignal>
+#include <cstdio>
+#include <unistd.h>
+
+namespace gateway {
+
+namespace {
+
+void print(const std::string& line) {
+    std::fprintf(stderr, "vrdx_gateway: %s\n", line.c_str());
+}
+
+// Connections for which there are descriptors, beside all else that needs some.
+http_limits limits_with(std::size_t descriptors) {
+    http_limits limits;
+    if (descriptors < descriptors_limit) {
+        limits.connections = descriptors / 2;
+        limits.waiting = std::min(limits.waiting, descriptors / 4);
+    }
+    return limits;
+}
+
+class gateway_at_work {
+public:
+    gateway_at_work(const command_line& line, const settings& now, std::unique_ptr<access_store> access,
+                    std::unique_ptr<lock_table> locks);
+
+    // False when it cannot listen, or the certificate is wrong; told.
+    bool begin();
+    void run() {
+        loop_.run();
+    }
+
+private:
+    http_handlers handlers();
+    void wait_for_signal();
+    void reload();
+    void tell_ready_when_it_is();
+    void look_at_access();
+    void drop_token(std::int64_t id);
+    void stop();
+
+    const command_line& line_;
+    boost::asio::io_context loop_{1};
+    boost::asio::signal_set signals_{loop_, SIGTERM, SIGINT, SIGHUP};
+    std::unique_ptr<access_store> access_;
+    std::unique_ptr<lock_table> locks_;
+    login_limits logins_;
+    idempotency_table keys_;
+    router_board routers_;
+    picture_shelf pictures_;
+    event_hub events_;
+    api_world world_;
+    api api_;
+    http_server http_;
+    repeating access_look_, alive_, watchdog_, ready_look_;
+    std::uint64_t started_ms_ = steady_ms();
+    bool stopping_ = false;
+};
+
+gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
+                                 std::unique_ptr<access_store> access, std::unique_ptr<lock_table> locks)
+    : line_(line), access_(std::move(access)), locks_(std::move(locks)), routers_(loop_, now.items, now.run),
+      pictures_([this](std::string_view router) { return locks_->of_router(router); }),
+      events_(
+          pictures_, [this](std::string_view router) { return locks_->of_router(router); },
+          [this](std::string_view router) { return routers_.find(router); },
+          [this] { return routers_.all(); }),
+      world_{now, routers_, *access_, *locks_, logins_, keys_, pictures_, events_, openapi_document()},
+      api_(world_), http_(loop_, handlers(), limits_with(raise_descriptor_limit(descriptors_limit))),
+      access_look_(loop_, access_look_period_ms, [this] { look_at_access(); }),
+      alive_(loop_, event_alive_period_ms, [this] { events_.tell_alive(); }),
+      watchdog_(loop_, watchdog_period_ms(), [] { tell_service_manager("WATCHDOG=1"); }),
+      ready_look_(loop_, ready_look_period_ms, [this] { tell_ready_when_it_is(); }) {
+    routers_.listen([this](const router_news& news) { events_.hear(news); });
+}
+
+http_handlers gateway_at_work::handlers() {
+    return {[this](const request& asked) { return api_.begin(asked); },
+            [this](const request& asked) { return api_.accept(asked); }, problem_reply, print};
+}
+
+bool gateway_at_work::begin() {
+    const settings& now = world_.now;
+    http_.set_proxies(now.proxies);
+    if (const std::string problem = http_.read_tls_files({now.tls_certificate, now.tls_key});
+        !problem.empty()) {
+        print(problem);
+        return false;
+    }
+    for (const listen_address& address : now.listen)
+        if (const std::string problem = http_.listen(address.address, address.port); !problem.empty()) {
+            print("cannot listen on " + address_text(address) + ": " + problem);
+            return false;
+        }
+    wait_for_signal();
+    routers_.start();
+    access_look_.begin();
+    alive_.begin();
+    watchdog_.begin();
+    ready_look_.begin();
+    return true;
+}
+
+void gateway_at_work::wait_for_signal() {
+    signals_.async_wait([this](boost::system::error_code error, int number) {
+        if (error)
+            return;
+        if (number == SIGHUP)
+            reload();
+        else
+            stop();
+        wait_for_signal();
+    });
+}
+
+// Takes the configuration on that is there now; a wrong one changes nothing.
+void gateway_at_work::reload() {
+    const configuration read = read_configuration(line_);
+    for (const std::string& problem : read.problems)
+        print(problem);
+    if (!read.problems.empty()) {
+        print("the configuration of before stays");
+        return;
+    }
+    const std::string problem = http_.read_tls_files({read.values.tls_certificate, read.values.tls_key});
+    if (!problem.empty()) {
+        print(problem + "; the configuration of before stays");
+        return;
+    }
+    for (const std::string& key : keys_for_a_restart(world_.now, read.values))
+        print("`" + key + "` changes with the next start only");
+    http_.set_proxies(read.values.proxies);
+    if (read.values.anonymous != world_.now.anonymous)
+        events_.end_anonymous_readers();
+    world_.now = read.values;
+    print("the configuration was read anew");
+}
+
+void gateway_at_work::tell_ready_when_it_is() {
+    if (!routers_.is_settled() && steady_ms() - started_ms_ < ready_time_limit_ms)
+        return;
+    ready_look_.end();
+    std::string lines, text;
+    for (std::size_t at = 0; at < world_.now.listen.size(); at++) {
+        const std::string address = address_text({world_.now.listen[at].address, http_.port(at)});
+        lines += address + "\n";
+        text += (text.empty() ? "" : ", ") + address;
+    }
+    print("serves " + std::string(world_.now.has_tls() ? "https" : "http") + " on " + text);
+    if (const std::string problem = routers_.directory_problem(); !problem.empty())
+        print(problem);
+    if (!tell_service_manager("READY=1\nSTATUS=Serves " + text + "\nMAINPID=" + std::to_string(getpid())))
+        print("the service manager could not be told");
+    if (!tell_ready_fd(line_.ready_fd, lines))
+        print("readiness could not be told on descriptor " + std::to_string(line_.ready_fd));
+}
+
+void gateway_at_work::look_at_access() {
+    const access_news news = access_->look(seconds_since_1970());
+    if (news.removed_tokens.empty() && news.ended_sessions.empty())
+        return;
+    events_.end_readers(news.removed_tokens, news.ended_sessions);
+    for (const std::int64_t id : news.removed_tokens)
+        drop_token(id);
+}
+
+void gateway_at_work::drop_token(std::int64_t id) {
+    keys_.forget(id);
+    routers_.drop_lane(std::to_string(id));
+}
+
+void gateway_at_work::stop() {
+    if (std::exchange(stopping_, true))
+        return;
+    print("ends");
+    tell_service_manager("STOPPING=1");
+    ready_look_.end();
+    http_.stop([this] {
+        routers_.stop();
+        loop_.stop();
+    });
+}
+
+} // namespace
+
+int serve(const command_line& line, const configuration& started_with) {
+    std::signal(SIGPIPE, SIG_IGN);
+    const settings& now = started_with.values;
+    std::string problem;
+    auto access = access_store::open(now.state, database_busy_ms, &problem);
+    auto locks = access ? lock_table::open(*access, &problem) : nullptr;
+    if (!locks) {
+        print(problem);
+        return exit_failed;
+    }
+    gateway_at_work work(line, now, std::move(access), std::move(locks));
+    if (!work.begin())
+        return exit_failed;
+    work.run();
+    return exit_done;
+}
+
+} // namespace gateway

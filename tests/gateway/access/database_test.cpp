@@ -1,0 +1,162 @@
+#include "gateway/access/database.h"
+
+#include "gateway/access/lock_table.h"
+#include "gateway/access/schema.h"
+#include "opened_store.h"
+
+#include <fstream>
+#include <sqlite3.h>
+
+using gateway::database;
+using gateway::schema_version;
+
+namespace {
+
+// What an SQLite of its own does to the file.
+void run_sql(const std::string& path, const std::string& sql) {
+    sqlite3* connection = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &connection), SQLITE_OK);
+    EXPECT_EQ(sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+        << sqlite3_errmsg(connection);
+    sqlite3_close(connection);
+}
+
+std::int64_t number(database& kept, const char* sql) {
+    std::int64_t value = -1;
+    std::string problem;
+    EXPECT_TRUE(kept.number(sql, &value, &problem)) << problem;
+    return value;
+}
+
+const std::string damaged =
+    " is damaged or no database of the gateway; possible: put back a copy, or move it away "
+    "to begin without tokens and locks";
+
+} // namespace
+
+TEST(Database, IsSafeOverAPowerCut) {
+    const temporary_directory state;
+    const auto store = opened(state.path());
+    std::string mode;
+    std::string problem;
+    ASSERT_TRUE(store->kept().read(
+        "PRAGMA journal_mode", {}, [&](const gateway::sql_row& row) { mode = row.text(0); }, &problem));
+    EXPECT_EQ(mode, "wal");
+    EXPECT_EQ(number(store->kept(), "PRAGMA synchronous"), 2) << "FULL";
+    EXPECT_EQ(number(store->kept(), "PRAGMA foreign_keys"), 1);
+}
+
+TEST(Database, OfAnEarlierVersionIsBroughtForward) {
+    const temporary_directory state;
+    std::string problem;
+    {
+        const auto earlier = database::open(state.file("access.db"), 1000, &problem);
+        ASSERT_TRUE(earlier) << problem;
+        ASSERT_TRUE(gateway::bring_to_version(*earlier, 1, &problem)) << problem;
+        ASSERT_EQ(number(*earlier, "PRAGMA user_version"), 1);
+        ASSERT_TRUE(
+            earlier->script("INSERT INTO tokens (name, hash, role, routers, outputs, inputs, created) "
+                            "VALUES ('desk', x'00', 'view', 'studio', '1-2', '', 5)",
+                            &problem))
+            << problem;
+    }
+    const auto store = opened(state.path());
+    EXPECT_EQ(number(store->kept(), "PRAGMA user_version"), schema_version);
+    ASSERT_EQ(store->list().size(), 1U);
+    EXPECT_EQ(store->list()[0].name, "desk");
+    EXPECT_EQ(store->list()[0].outputs.text(), "1-2");
+    EXPECT_TRUE(gateway::lock_table::open(*store, &problem)) << problem;
+}
+
+TEST(Database, OfANewerVersionIsLeftAlone) {
+    const temporary_directory state;
+    add(*opened(state.path()), wish("desk"));
+    run_sql(state.file("access.db"), "PRAGMA user_version = 3");
+    EXPECT_EQ(problem_of_opening(state.path()),
+              state.file("access.db") +
+                  " is of version 3, written by a newer vrdx_gateway; possible: versions up to 2");
+    run_sql(state.file("access.db"), "PRAGMA user_version = 2");
+    EXPECT_EQ(opened(state.path())->list().size(), 1U);
+}
+
+TEST(Database, OfAnotherProgramIsLeftAlone) {
+    const temporary_directory state;
+    run_sql(state.file("access.db"), "CREATE TABLE theirs (a)");
+    const std::string problem =
+        state.file("access.db") + " is a database of another program; possible: another state directory";
+    EXPECT_EQ(problem_of_opening(state.path()), problem);
+    run_sql(state.file("access.db"), "PRAGMA user_version = 2");
+    EXPECT_EQ(problem_of_opening(state.path()), problem);
+}
+
+TEST(Database, ThatIsNoneIsToldInOneSentence) {
+    const temporary_directory state;
+    std::ofstream(state.file("access.db")) << std::string(8192, 'x');
+    EXPECT_EQ(problem_of_opening(state.path()), state.file("access.db") + damaged);
+}
+
+TEST(Database, WithADamagedPageIsToldInOneSentence) {
+    const temporary_directory state;
+    {
+        const auto store = opened(state.path());
+        for (int i = 0; i < 100; ++i)
+            add(*store, wish("t" + std::to_string(i)));
+    }
+    const std::string path = state.file("access.db");
+    ASSERT_FALSE(std::filesystem::exists(path + "-wal")) << "all is in the file itself";
+    const auto size = std::filesystem::file_size(path);
+    ASSERT_GT(size, 16384U);
+    {
+        std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(4096);
+        file << std::string(size - 4096, '\x55');
+    }
+    const std::string problem = problem_of_opening(state.path());
+    EXPECT_TRUE(problem.starts_with(path + " is damaged")) << problem;
+    EXPECT_EQ(problem.find('\n'), std::string::npos);
+}
+
+TEST(Database, CutShortIsToldInOneSentence) {
+    const temporary_directory state;
+    add(*opened(state.path()), wish("desk"));
+    std::filesystem::resize_file(state.file("access.db"), 6000);
+    const std::string problem = problem_of_opening(state.path());
+    EXPECT_TRUE(problem.starts_with(state.file("access.db") + " is damaged")) << problem;
+}
+
+TEST(Database, ARowThatNobodyOfUsWroteAllowsNothing) {
+    const temporary_directory state;
+    {
+        const auto store = opened(state.path());
+        add(*store, wish("role"));
+        add(*store, wish("list"));
+        add(*store, wish("good"));
+    }
+    run_sql(state.file("access.db"), "UPDATE tokens SET role = 'root' WHERE name = 'role';"
+                                     "UPDATE tokens SET outputs = 'all' WHERE name = 'list'");
+    for (const gateway::token& one : opened(state.path())->list())
+        EXPECT_EQ(one.right, one.name == "good" ? gateway::role::operate : gateway::role::none) << one.name;
+}
+
+TEST(Database, ATransactionIsWholeOrNotAtAll) {
+    const temporary_directory state;
+    const auto store = opened(state.path());
+    database& kept = store->kept();
+    std::string problem;
+    const auto add_lock = [&] {
+        return kept.change("INSERT INTO locks VALUES ('r', 1, 'lock', 1, 'desk', ?, 0)", {std::string_view()},
+                           &problem);
+    };
+    EXPECT_FALSE(kept.transaction([&] { return add_lock() && add_lock(); }, &problem));
+    EXPECT_EQ(number(kept, "SELECT count(*) FROM locks"), 0);
+    EXPECT_TRUE(kept.transaction(add_lock, &problem)) << problem;
+    EXPECT_EQ(number(kept, "SELECT count(*) FROM locks"), 1);
+}
+
+TEST(Database, AWrongStatementIsAProblemAndNoCrash) {
+    const temporary_directory state;
+    const auto store = opened(state.path());
+    std::string problem;
+    EXPECT_FALSE(store->kept().change("DELETE FROM nobody", {}, &problem));
+    EXPECT_EQ(problem, state.file("access.db") + " cannot be used: no such table: nobody");
+}

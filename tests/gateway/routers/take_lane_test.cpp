@@ -1,0 +1,337 @@
+// What becomes of takes, whatever the driver does with them.
+#include "gateway/routers/board_limits.h"
+#include "played_driver.h"
+#include "socket_address.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+using gateway::router_state;
+using vrdx::take_word;
+using ending_kind = decltype(gateway::take_ending::kind);
+
+namespace {
+
+// The driver answers nothing by itself; the test does.
+class TakeLane : public PlayedDriver {
+protected:
+    std::vector<std::size_t> askers; // the connection of each of the driver's requests
+
+    void begin() {
+        start_driver_and_wait();
+        keep_requests();
+    }
+    void keep_requests() {
+        askers.clear();
+        driver->request = [this](std::size_t connection, const comm_socket_v4_packet&) {
+            askers.push_back(connection);
+            return std::string();
+        };
+    }
+    void wait_for_requests(std::size_t count) {
+        wait_for(std::to_string(count) + " requests", [&] { return driver->requests.size() == count; });
+    }
+    void answer(std::size_t which, const std::string& words = "confirmed") {
+        driver->send_to(askers.at(which), take_answer(driver->requests.at(which), words, driver->epoch));
+    }
+    // Pushes the clock; the driver gives a sign of life, so that only the takes notice.
+    void push_clock(std::uint64_t us) {
+        clock_pushed_us += us;
+        driver->tell(bytes_of("alive", {{"epoch", driver->epoch}}));
+    }
+};
+
+} // namespace
+
+TEST_F(TakeLane, AnAnswerHasTheOrdersIdAndTheDriverAnotherOne) {
+    begin();
+    const auto ending = take("studio", {{1, 2}});
+    wait_for_requests(1);
+    EXPECT_NE(entry_of(driver->requests[0], "id"), "of the asker");
+    EXPECT_EQ(ending->times, 0);
+    answer(0);
+    EXPECT_EQ(wait_for_ending(ending).ending.answer.id, "of the asker");
+    EXPECT_EQ(word_of(*ending), take_word::confirmed);
+    EXPECT_TRUE(ending->ending.answer.all_confirmed);
+}
+
+TEST_F(TakeLane, AnswersMayComeInAnyOrder) {
+    begin();
+    const auto first = take("studio", {{1, 2}});
+    const auto second = take("studio", {{2, 2}});
+    wait_for_requests(2);
+    EXPECT_EQ(askers[0], askers[1]); // one connection
+    answer(1, "refused by the router: locked");
+    EXPECT_EQ(word_of(wait_for_ending(second)), take_word::refused);
+    EXPECT_EQ(second->ending.answer.results[0].result.text, "by the router: locked");
+    EXPECT_EQ(first->times, 0);
+    answer(0);
+    EXPECT_EQ(word_of(wait_for_ending(first)), take_word::confirmed);
+}
+
+TEST_F(TakeLane, ALaneThatWaitsHoldsUpNoOther) {
+    begin();
+    std::vector<std::shared_ptr<kept_ending>> flood;
+    for (std::size_t i = 0; i < gateway::lane_requests_limit; ++i)
+        flood.push_back(take("studio", {{1, 1}}, "flooding"));
+    wait_for_requests(flood.size());
+    const auto beyond = take("studio", {{1, 1}}, "flooding");
+    EXPECT_EQ(beyond->times, 0) << "told before take() has returned";
+    EXPECT_EQ(wait_for_ending(beyond).ending.kind, ending_kind::too_many);
+    EXPECT_NE(beyond->ending.reason, "");
+
+    const auto calm = take("studio", {{2, 1}}, "calm");
+    wait_for_requests(flood.size() + 1);
+    EXPECT_NE(askers.back(), askers.front()); // a connection of its own
+    answer(flood.size());
+    EXPECT_EQ(word_of(wait_for_ending(calm)), take_word::confirmed);
+
+    answer(0); // one place is free again
+    wait_for_ending(flood[0]);
+    const auto further = take("studio", {{1, 1}}, "flooding");
+    wait_for_requests(flood.size() + 2);
+    answer(flood.size() + 1);
+    EXPECT_EQ(word_of(wait_for_ending(further)), take_word::confirmed);
+}
+
+TEST_F(TakeLane, OutputsThatWaitAreLimitedToo) {
+    begin();
+    std::vector<std::pair<int, int>> all;
+    for (int output = 1; output <= 1024; ++output)
+        all.emplace_back(output, 1);
+    const std::size_t fit = gateway::lane_outputs_limit / all.size();
+    const auto first = take("studio", all);
+    for (std::size_t i = 1; i < fit; ++i)
+        take("studio", all);
+    EXPECT_EQ(wait_for_ending(take("studio", {{1, 1}})).ending.kind, ending_kind::too_many);
+    wait_for_requests(fit);
+    answer(0);
+    wait_for_ending(first);
+    take("studio", {{1, 1}});
+    wait_for_requests(fit + 1);
+}
+
+TEST_F(TakeLane, WhatMayHaveBeenSentIsUnknownWhenTheConnectionBreaks) {
+    begin();
+    const auto sent = take("studio", {{1, 2}, {2, 3}});
+    wait_for_requests(1);
+    driver->close_connection(askers[0]);
+    wait_for_ending(sent);
+    EXPECT_EQ(sent->ending.kind, ending_kind::answered);
+    ASSERT_EQ(sent->ending.answer.results.size(), 2U);
+    EXPECT_EQ(sent->ending.answer.results[0].output, 1);
+    EXPECT_EQ(sent->ending.answer.results[1].output, 2);
+    EXPECT_EQ(word_of(*sent, 0), take_word::unknown);
+    EXPECT_EQ(word_of(*sent, 1), take_word::unknown);
+    EXPECT_FALSE(sent->ending.answer.all_confirmed);
+
+    const auto next = take("studio", {{1, 4}});
+    wait_for_requests(2); // what was unknown is not sent again
+    answer(1);
+    EXPECT_EQ(word_of(wait_for_ending(next)), take_word::confirmed);
+    EXPECT_EQ(sent->times, 1);
+}
+
+TEST_F(TakeLane, NothingIsTakenTwiceWhenTheDriverIsStartedAnew) {
+    begin();
+    const auto before = take("studio", {{1, 2}});
+    wait_for_requests(1);
+    start_driver(second_epoch);
+    keep_requests();
+    EXPECT_EQ(word_of(wait_for_ending(before)), take_word::unknown);
+    wait_for("the new driver's picture", [&] { return studio().picture.epoch == second_epoch; });
+    const auto after = take("studio", {{1, 3}});
+    wait_for_requests(1);
+    answer(0);
+    EXPECT_EQ(word_of(wait_for_ending(after)), take_word::confirmed);
+    EXPECT_EQ(before->times, 1);
+}
+
+TEST_F(TakeLane, AConnectionThatTheDriverClosedWhileUnusedIsMadeAnew) {
+    begin();
+    const auto first = take("studio", {{1, 2}});
+    wait_for_requests(1);
+    answer(0);
+    wait_for_ending(first);
+    driver->close_connection(askers[0]);
+    const auto second = take("studio", {{1, 3}});
+    wait_for_requests(2);
+    answer(1);
+    EXPECT_EQ(word_of(wait_for_ending(second)), take_word::confirmed);
+}
+
+TEST_F(TakeLane, ADriverThatDoesNotAnswerInTimeLeavesItUnknown) {
+    begin();
+    const auto short_one = take("studio", {{1, 2}}, "lane", 500);
+    const auto long_one = take("studio", {{2, 2}}, "lane", 60000);
+    wait_for_requests(2);
+    push_clock(2000000);
+    EXPECT_EQ(word_of(wait_for_ending(short_one)), take_word::unknown);
+    answer(0); // too late
+    answer(1);
+    EXPECT_EQ(word_of(wait_for_ending(long_one)), take_word::confirmed);
+    EXPECT_EQ(short_one->times, 1);
+}
+
+TEST_F(TakeLane, WhatWasNeverSentIsUnavailable) {
+    driver = std::make_unique<scripted_driver>(socket_path("studio"), first_epoch, 1);
+    board->start();
+    wait_for_state("studio", router_state::up);
+    keep_requests();
+    driver->hangs = true;
+    std::vector<int> crowd;
+    for (;;) { // until no more may wait to be accepted
+        crowd.push_back(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        if (connect_socket_path(crowd.back(), socket_path("studio")) != 0)
+            break;
+    }
+    const auto never_sent = take("studio", {{1, 2}}, "lane", 500);
+    const auto sent_later = take("studio", {{2, 2}}, "lane", 60000);
+    push_clock(2000000);
+    wait_for_ending(never_sent);
+    EXPECT_EQ(never_sent->ending.kind, ending_kind::unavailable);
+    EXPECT_NE(never_sent->ending.reason, "");
+    driver->hangs = false;
+    wait_for_requests(1);
+    EXPECT_EQ(entry_of(driver->requests[0], "within"), "60000");
+    answer(0);
+    EXPECT_EQ(word_of(wait_for_ending(sent_later)), take_word::confirmed);
+    for (const int fd : crowd)
+        close(fd);
+}
+
+TEST_F(TakeLane, ADriverWithoutAPlaceHasDoneNothing) {
+    begin();
+    driver->request = [](std::size_t, const comm_socket_v4_packet&) {
+        return bytes_of("error", {}, 1, "too many clients of this user");
+    };
+    const auto turned_away = take("studio", {{1, 2}});
+    wait_for_ending(turned_away);
+    EXPECT_EQ(turned_away->ending.kind, ending_kind::unavailable);
+    EXPECT_NE(turned_away->ending.reason.find("too many clients"), std::string::npos);
+}
+
+TEST_F(TakeLane, WhereNobodyListensATakeIsUnavailable) {
+    board->start();
+    for (const char* name : {"studio", "nobody"}) {
+        const auto ending = take(name, {{1, 2}});
+        EXPECT_EQ(ending->times, 0);
+        EXPECT_EQ(wait_for_ending(ending).ending.kind, ending_kind::unavailable) << name;
+        EXPECT_NE(ending->ending.reason, "") << name;
+    }
+}
+
+TEST_F(TakeLane, ASilentDriverIsSentNothing) {
+    begin();
+    clock_pushed_us += 8000000;
+    wait_for_state("studio", router_state::stale);
+    const auto ending = take("studio", {{1, 2}});
+    EXPECT_EQ(wait_for_ending(ending).ending.kind, ending_kind::unavailable);
+    EXPECT_NE(ending->ending.reason.find("said nothing"), std::string::npos) << ending->ending.reason;
+    EXPECT_TRUE(driver->requests.empty());
+}
+
+TEST_F(TakeLane, AnOrderThatIsWrongIsNotSent) {
+    begin();
+    const auto twice = take("studio", {{1, 2}, {1, 3}});
+    const auto nothing = take("studio", {});
+    EXPECT_NE(wait_for_ending(twice).ending.answer.error.find("twice"), std::string::npos);
+    EXPECT_EQ(twice->ending.kind, ending_kind::answered);
+    EXPECT_NE(wait_for_ending(nothing).ending.answer.error, "");
+    EXPECT_TRUE(driver->requests.empty());
+}
+
+TEST_F(TakeLane, ADriverThatKnowsNoTakesSaysSo) {
+    begin();
+    driver->request = [](std::size_t, const comm_socket_v4_packet&) {
+        return bytes_of("error", {}, 1, "unknown command 'take'");
+    };
+    EXPECT_EQ(wait_for_ending(take("studio", {{1, 2}})).ending.answer.error, "unknown command 'take'");
+}
+
+TEST_F(TakeLane, ADroppedLaneEndsItsTakesAndNoOthers) {
+    begin();
+    const auto dropped = take("studio", {{1, 2}}, "removed");
+    const auto kept = take("studio", {{2, 2}}, "kept");
+    wait_for_requests(2);
+    board->drop_lane("removed");
+    EXPECT_EQ(word_of(wait_for_ending(dropped)), take_word::unknown);
+    wait_for("its connection is closed", [&] { return driver->others() == 1; });
+    answer(1);
+    EXPECT_EQ(word_of(wait_for_ending(kept)), take_word::confirmed);
+}
+
+TEST_F(TakeLane, AnUnusedConnectionIsClosedAfterAWhile) {
+    begin();
+    const auto ending = take("studio", {{1, 2}});
+    wait_for_requests(1);
+    answer(0);
+    wait_for_ending(ending);
+    EXPECT_EQ(driver->others(), 1U);
+    for (std::uint64_t us = 0; us <= gateway::lane_idle_us; us += 4000000)
+        push_clock(4000000);
+    wait_for("it is closed", [&] { return driver->others() == 0; });
+    EXPECT_EQ(studio().state, router_state::up);
+}
+
+TEST_F(TakeLane, AtTheEndEachTakeHasItsEnding) {
+    begin();
+    const auto sent = take("studio", {{1, 2}});
+    wait_for_requests(1);
+    board->stop();
+    EXPECT_EQ(word_of(wait_for_ending(sent)), take_word::unknown);
+    EXPECT_EQ(wait_for_ending(take("studio", {{1, 2}})).ending.kind, ending_kind::unavailable);
+    wait_for("all connections are closed", [&] { return driver->watchers() + driver->others() == 0; });
+}
+
+TEST_F(TakeLane, ABoardThatGoesEndsNothingLater) {
+    begin();
+    const auto sent = take("studio", {{1, 2}});
+    wait_for_requests(1);
+    board.reset();
+    wait_for("all connections are closed", [&] { return driver->watchers() + driver->others() == 0; });
+    EXPECT_EQ(sent->times, 0);
+}
+
+// --- names -------------------------------------------------------------------------------------------------
+
+class NewName : public TakeLane {
+protected:
+    std::shared_ptr<kept_ending> rename(bool output, int number, const std::string& name) {
+        auto kept = std::make_shared<kept_ending>();
+        board->rename("studio", "lane", output, number, name, keep_in(kept));
+        return kept;
+    }
+};
+
+TEST_F(NewName, IsHandedToTheDriver) {
+    begin();
+    driver->request = [](std::size_t, const comm_socket_v4_packet&) { return bytes_of("router set", {}); };
+    EXPECT_EQ(wait_for_ending(rename(true, 2, "Studio A")).ending.answer.error, "");
+    EXPECT_EQ(wait_for_ending(rename(false, 4, "")).ending.kind, ending_kind::answered);
+    ASSERT_EQ(driver->requests.size(), 2U);
+    EXPECT_EQ(comm_socket_v4_packet_get_command(&driver->requests[0]), std::string("router set"));
+    EXPECT_EQ(entry_of(driver->requests[0], "output.2.name"), "Studio A");
+    EXPECT_EQ(driver->requests[1].entries.size(), 1U);
+}
+
+TEST_F(NewName, OfAPlaceThatThereIsNotIsRefused) {
+    begin();
+    for (const auto& [output, number] : {std::pair(true, 0), {true, 3}, {false, 5}, {false, -1}}) {
+        const auto ending = rename(output, number, "x");
+        EXPECT_NE(wait_for_ending(ending).ending.answer.error.find(output ? "1 to 2" : "1 to 4"),
+                  std::string::npos)
+            << ending->ending.answer.error;
+    }
+    EXPECT_NE(wait_for_ending(rename(true, 1, std::string(1025, 'x'))).ending.answer.error, "");
+    EXPECT_NE(wait_for_ending(rename(true, 1, std::string("a\0b", 3))).ending.answer.error, "");
+    EXPECT_TRUE(driver->requests.empty());
+}
+
+TEST_F(NewName, WithoutAnAnswerIsToldToBeUncertain) {
+    begin();
+    const auto ending = rename(true, 1, "x");
+    wait_for_requests(1);
+    push_clock(4000000);
+    EXPECT_NE(wait_for_ending(ending).ending.answer.error.find("perhaps not"), std::string::npos);
+}

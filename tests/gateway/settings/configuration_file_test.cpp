@@ -1,0 +1,159 @@
+#include "gateway/settings/configuration_file.h"
+
+#include "gateway/settings/limits.h"
+
+#include <gtest/gtest.h>
+
+using namespace gateway;
+
+namespace {
+
+std::vector<std::string> problems(const std::string& text) {
+    return read_configuration_text(text, "f").problems;
+}
+
+// The one problem of that text.
+std::string problem(const std::string& text) {
+    const std::vector<std::string> found = problems(text);
+    EXPECT_EQ(found.size(), 1U) << text;
+    return found.empty() ? "" : found.front();
+}
+
+std::string array_of(std::size_t count, const std::string& begin, const std::string& end) {
+    std::string text = "[";
+    for (std::size_t i = 0; i < count; ++i)
+        text += '"' + begin + std::to_string(i) + end + "\",";
+    return text + "]";
+}
+
+} // namespace
+
+TEST(ConfigurationFile, OfNothingHasTheDefaults) {
+    const configuration_text told = read_configuration_text("# nothing\n", "f");
+    EXPECT_TRUE(told.problems.empty());
+    EXPECT_TRUE(told.lines.empty());
+    EXPECT_EQ(told.values.listen, settings().listen);
+    EXPECT_EQ(told.values.anonymous, role::none);
+    EXPECT_FALSE(told.values.insecure);
+    EXPECT_FALSE(told.values.has_tls());
+}
+
+TEST(ConfigurationFile, TakesEachOfItsKeys) {
+    const configuration_text told = read_configuration_text(R"(
+listen = ["127.0.0.1:1", "[::1]:2", "127.0.0.1:1"]
+hosts = ["Router.Example", "192.0.2.1"]
+items = "/items"
+run = "/run"
+state = "/state"
+insecure = true
+anonymous = "view"
+proxies = ["192.0.2.9", "2001:DB8::1"]
+
+[tls]
+certificate = "/c.pem"
+key = "/k.pem"
+)",
+                                                            "f");
+    EXPECT_EQ(told.problems, std::vector<std::string>());
+    EXPECT_EQ(told.values.listen, (std::vector<listen_address>{{"127.0.0.1", 1}, {"::1", 2}}));
+    EXPECT_EQ(told.values.hosts, (std::vector<std::string>{"router.example", "192.0.2.1"}));
+    EXPECT_EQ(told.values.items, "/items");
+    EXPECT_EQ(told.values.run, "/run");
+    EXPECT_EQ(told.values.state, "/state");
+    EXPECT_EQ(told.values.tls_certificate, "/c.pem");
+    EXPECT_EQ(told.values.tls_key, "/k.pem");
+    EXPECT_TRUE(told.values.insecure);
+    EXPECT_EQ(told.values.anonymous, role::view);
+    EXPECT_EQ(told.values.proxies, (std::vector<std::string>{"192.0.2.9", "2001:db8::1"}));
+    EXPECT_EQ(told.lines.at("listen"), 2U);
+    EXPECT_EQ(told.lines.at("tls.key"), 13U);
+}
+
+TEST(ConfigurationFile, TakesOneTextForAListOfOne) {
+    const configuration_text told = read_configuration_text(
+        "listen = \"[::1]:2\"\nhosts = \"router\"\nproxies = \"192.0.2.9\"\ntls.key = \"/k\"\n", "f");
+    EXPECT_EQ(told.problems, std::vector<std::string>());
+    EXPECT_EQ(told.values.listen, (std::vector<listen_address>{{"::1", 2}}));
+    EXPECT_EQ(told.values.hosts, std::vector<std::string>{"router"});
+    EXPECT_EQ(told.values.proxies, std::vector<std::string>{"192.0.2.9"});
+    EXPECT_EQ(told.values.tls_key, "/k");
+}
+
+TEST(ConfigurationFile, TellsAnUnknownKeyWithThoseThereAre) {
+    EXPECT_EQ(problem("\nport = 1\n"),
+              "f:2: there is no key \"port\"; possible: listen, hosts, items, run, state, "
+              "insecure, anonymous, proxies, [tls]");
+    EXPECT_EQ(problem("[tls]\nca = \"/x\"\n"), "f:2: there is no key \"tls.ca\"; possible: certificate, key");
+    EXPECT_EQ(
+        problem("\n[access]\nx = 1\n"),
+        "f:2: there is no key \"access\"; possible: listen, hosts, items, run, state, insecure, anonymous, "
+        "proxies, [tls]");
+    EXPECT_EQ(problem("\"\" = 1"),
+              "f:1: there is no key \"\"; possible: listen, hosts, items, run, state, insecure, "
+              "anonymous, proxies, [tls]");
+}
+
+TEST(ConfigurationFile, TellsAWrongTypeWithWhatIsPossible) {
+    const std::string listen =
+        "; possible: \"ADDRESS:PORT\" such as \"127.0.0.1:8400\" or \"[::1]:8400\", or an array of up to 16";
+    EXPECT_EQ(problem("listen = 8400"), "f:1: listen cannot be a whole number" + listen);
+    EXPECT_EQ(problem("listen = [\"127.0.0.1:1\", 2]"),
+              "f:1: listen has a value that cannot be a whole number" + listen);
+    EXPECT_EQ(problem("listen = []"), "f:1: listen has 0 values" + listen);
+    EXPECT_EQ(problem("listen = {}"), "f:1: listen cannot be a table" + listen);
+    EXPECT_EQ(problem("insecure = \"yes\""), "f:1: insecure cannot be a text; possible: true, false");
+    EXPECT_EQ(problem("insecure = 1.5"), "f:1: insecure cannot be a number; possible: true, false");
+    EXPECT_EQ(problem("state = true"), "f:1: state cannot be a boolean; possible: a path that begins with /");
+    EXPECT_EQ(problem("run = 1979-05-27"), "f:1: run cannot be a date; possible: a path that begins with /");
+    EXPECT_EQ(
+        problem("anonymous = 07:32:00"),
+        "f:1: anonymous cannot be a time; possible: \"none\", \"view\", \"operate\", \"lock\", \"admin\"");
+    EXPECT_EQ(problem("items = 1979-05-27T07:32:00Z"),
+              "f:1: items cannot be a date and time; possible: a path that begins with /");
+    EXPECT_EQ(problem("tls = []"),
+              "f:1: tls cannot be an array; possible: a table [tls] with certificate and key");
+}
+
+TEST(ConfigurationFile, TellsAWrongValueWithWhatIsPossible) {
+    EXPECT_EQ(
+        problem("\n\nlisten = \"localhost:8400\""),
+        "f:3: listen cannot be \"localhost:8400\"; possible: \"ADDRESS:PORT\" such as \"127.0.0.1:8400\" or "
+        "\"[::1]:8400\", or an array of up to 16");
+    EXPECT_EQ(problem("hosts = [\"good\", \"router:8400\"]"),
+              "f:1: hosts cannot be \"router:8400\"; possible: a name or address without a port such as "
+              "\"router.example\", or an array of up to 64");
+    EXPECT_EQ(problem("proxies = \"10.0.0.0/8\""), "f:1: proxies cannot be \"10.0.0.0/8\"; possible: an "
+                                                   "address such as \"192.0.2.1\", or an array of up "
+                                                   "to 64");
+    EXPECT_EQ(
+        problem("anonymous = \"root\""),
+        "f:1: anonymous cannot be \"root\"; possible: \"none\", \"view\", \"operate\", \"lock\", \"admin\"");
+    EXPECT_EQ(problem("state = \"here\""),
+              "f:1: state cannot be \"here\"; possible: a path that begins with /");
+    EXPECT_EQ(problem("items = \"/a\\u0000\\u001b\\nb\""),
+              "f:1: items cannot be \"/a???b\"; possible: a path that begins with /");
+}
+
+TEST(ConfigurationFile, TellsAllThatIsWrong) {
+    EXPECT_EQ(problems("port = 1\ninsecure = 2\n[tls]\nkey = 3\n").size(), 3U);
+}
+
+TEST(ConfigurationFile, TellsWhereItIsNoToml) {
+    for (const std::string text : {"\nlisten = ", "\nlisten = \"a", "\nrun = \"/a\"\nrun = \"/b\"", "\n= 1",
+                                   "\nx", "\n[tls", "\nrun = \"\xff\""}) {
+        const std::string told = problem(text);
+        EXPECT_TRUE(told.starts_with("f:2: this is no TOML: ") || told.starts_with("f:3: this is no TOML: "))
+            << told;
+        EXPECT_EQ(told.find('\n'), std::string::npos);
+    }
+    EXPECT_EQ(problems("run = " + std::string(100000, '[')).size(), 1U) << "arrays within each other";
+}
+
+TEST(ConfigurationFile, HasSoManyValues) {
+    EXPECT_EQ(problems("hosts = " + array_of(hosts_limit, "h", "")).size(), 0U);
+    EXPECT_EQ(problems("hosts = " + array_of(hosts_limit + 1, "h", "")).size(), 1U);
+    EXPECT_EQ(problems("listen = " + array_of(listen_addresses_limit, "127.0.0.1:1", "")).size(), 0U);
+    EXPECT_EQ(problems("listen = " + array_of(listen_addresses_limit + 1, "127.0.0.1:1", "")).size(), 1U);
+    EXPECT_EQ(problems("proxies = " + array_of(proxies_limit, "192.0.2.", "")).size(), 0U);
+    EXPECT_EQ(problems("proxies = " + array_of(proxies_limit + 1, "192.0.2.", "")).size(), 1U);
+}

@@ -1,0 +1,153 @@
+#include "gateway/settings/configuration.h"
+
+#include "gateway/settings/limits.h"
+#include "temporary_directory.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+using namespace gateway;
+
+namespace {
+
+class Configuration : public testing::Test {
+protected:
+    // Reads that file, with `line` before it.
+    configuration read(const std::string& text, command_line line = {}) {
+        std::ofstream(file_) << text;
+        line.config = file_;
+        return read_configuration(line);
+    }
+    std::string problem(const std::string& text, const command_line& line = {}) {
+        const configuration found = read(text, line);
+        EXPECT_EQ(found.problems.size(), 1U);
+        return found.problems.empty() ? "" : found.problems.front();
+    }
+
+    temporary_directory directory_;
+    const std::string file_ = directory_.file("g.toml");
+};
+
+} // namespace
+
+TEST_F(Configuration, TheCommandLineWins) {
+    command_line line;
+    line.listen = "[::1]:0";
+    line.items = "items";
+    line.run = "/other/run";
+    line.state = "/other/state";
+    const configuration found = read("listen = \"127.0.0.1:1\"\nstate = \"/state\"\nrun = \"/run\"\n", line);
+    EXPECT_EQ(found.problems, std::vector<std::string>());
+    EXPECT_EQ(found.values.listen, (std::vector<listen_address>{{"::1", 0}}));
+    EXPECT_EQ(found.values.items, "items");
+    EXPECT_EQ(found.values.run, "/other/run");
+    EXPECT_EQ(found.values.state, "/other/state");
+}
+
+TEST_F(Configuration, OfAFileThatIsNamedNeedsIt) {
+    command_line line;
+    line.config = directory_.file("none.toml");
+    EXPECT_EQ(read_configuration(line).problems,
+              std::vector<std::string>{directory_.file("none.toml") +
+                                       ": cannot be read: No such file or directory; "
+                                       "possible: a TOML file that this user may "
+                                       "read"});
+    line.config = directory_.path();
+    EXPECT_EQ(read_configuration(line).problems,
+              std::vector<std::string>{directory_.path() +
+                                       ": cannot be read: Is a directory; possible: a TOML file "
+                                       "that this user may read"});
+}
+
+TEST_F(Configuration, HasALargestFile) {
+    EXPECT_EQ(problem("#" + std::string(configuration_bytes_limit, 'x')),
+              file_ +
+                  ": cannot be read: it is larger than 1 MiB; possible: a TOML file that this user may read");
+    EXPECT_EQ(read("#" + std::string(configuration_bytes_limit - 1, 'x')).problems,
+              std::vector<std::string>());
+}
+
+TEST_F(Configuration, TellsAWrongOption) {
+    command_line line;
+    line.listen = "localhost";
+    EXPECT_EQ(
+        problem("", line),
+        "--listen cannot be \"localhost\"; possible: ADDRESS:PORT such as 127.0.0.1:8400 or [::1]:8400");
+    line = {};
+    line.state = "";
+    EXPECT_EQ(problem("", line), "--state cannot be empty; possible: the path of a directory");
+}
+
+TEST_F(Configuration, BeyondThisMachineNeedsTlsOrCourage) {
+    const std::string possible = "192.0.2.1:8400 is beyond this machine and without TLS; possible: [tls] "
+                                 "with certificate and key, insecure "
+                                 "= true, or a loopback address";
+    EXPECT_EQ(problem("\nlisten = [\"127.0.0.1:8400\", \"192.0.2.1:8400\"]"),
+              file_ + ":2: listen: " + possible);
+    command_line line;
+    line.listen = "192.0.2.1:8400";
+    EXPECT_EQ(problem("", line), "--listen: " + possible);
+    EXPECT_EQ(read("insecure = true", line).problems, std::vector<std::string>());
+    std::ofstream(directory_.file("c.pem")) << "x";
+    const std::string tls = "tls.certificate = \"" + directory_.file("c.pem") + "\"\ntls.key = \"" +
+                            directory_.file("c.pem") + "\"\n";
+    EXPECT_EQ(read(tls, line).problems, std::vector<std::string>());
+    EXPECT_TRUE(read(tls, line).values.has_tls());
+}
+
+TEST_F(Configuration, AnyAddressNeedsNames) {
+    EXPECT_EQ(
+        problem("insecure = true\nlisten = \"0.0.0.0:8400\""),
+        file_ + ":2: listen: 0.0.0.0:8400 is any address, and nothing says under which names it is reached; "
+                "possible: hosts = [\"NAME\", ...], or a single address");
+    const configuration found = read("insecure = true\nlisten = \"[::]:8400\"\nhosts = \"router\"");
+    EXPECT_EQ(found.problems, std::vector<std::string>());
+    EXPECT_EQ(found.values.hosts, std::vector<std::string>{"router"});
+}
+
+TEST_F(Configuration, WhatIsListenedOnIsAHost) {
+    EXPECT_EQ(read("").values.hosts, (std::vector<std::string>{"localhost", "127.0.0.1", "[::1]"}));
+    EXPECT_EQ(read("insecure = true\nlisten = [\"192.0.2.1:1\", \"[2001:db8::1]:1\"]").values.hosts,
+              (std::vector<std::string>{"localhost", "127.0.0.1", "[::1]", "192.0.2.1", "[2001:db8::1]"}));
+    EXPECT_EQ(read("listen = \"127.0.0.1:1\"\nhosts = \"router\"").values.hosts,
+              (std::vector<std::string>{"router", "127.0.0.1"}));
+}
+
+TEST_F(Configuration, CertificateAndKeyStandTogetherAndCanBeRead) {
+    std::ofstream(directory_.file("c.pem")) << "x";
+    const std::string path = directory_.file("c.pem");
+    EXPECT_EQ(problem("[tls]\ncertificate = \"" + path + "\""),
+              file_ + ":2: tls.certificate stands alone; possible: tls.key beside it, or neither");
+    EXPECT_EQ(problem("[tls]\nkey = \"" + path + "\""),
+              file_ + ":2: tls.key stands alone; possible: tls.certificate beside it, or neither");
+    EXPECT_EQ(
+        problem("[tls]\ncertificate = \"" + path + "\"\nkey = \"/nowhere/k.pem\""),
+        file_ + ":3: tls.key: /nowhere/k.pem cannot be read: No such file or directory; possible: a PEM file "
+                "that this user may read");
+}
+
+TEST_F(Configuration, IsTakenAnewFromAnEditedFile) {
+    const settings before = read("anonymous = \"view\"\nlisten = \"127.0.0.1:1\"").values;
+    const settings now =
+        read(
+            "anonymous = \"operate\"\nlisten = \"127.0.0.1:2\"\nstate = \"/s\"\nitems = \"/i\"\nrun = \"/r\"")
+            .values;
+    EXPECT_EQ(now.anonymous, role::operate);
+    EXPECT_EQ(keys_for_a_restart(before, now), (std::vector<std::string>{"listen", "items", "run", "state"}));
+    EXPECT_TRUE(
+        keys_for_a_restart(before, read("anonymous = \"none\"\nlisten = \"127.0.0.1:1\"").values).empty());
+}
+
+TEST_F(Configuration, ChecksSayALineForEachProblem) {
+    std::ostringstream err;
+    EXPECT_EQ(check_configuration(read("x = 1\ny = 2"), err), 2);
+    const std::string possible =
+        "; possible: listen, hosts, items, run, state, insecure, anonymous, proxies, [tls]\n";
+    EXPECT_EQ(err.str(), "vrdx_gateway: " + file_ + ":1: there is no key \"x\"" + possible +
+                             "vrdx_gateway: " + file_ + ":2: there is no key \"y\"" + possible);
+    std::ostringstream good;
+    EXPECT_EQ(check_configuration(read(""), good), 0);
+    EXPECT_EQ(good.str(), "");
+}
