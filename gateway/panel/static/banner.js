@@ -33,7 +33,6 @@ class Banner extends HTMLElement {
     const router = store.wanted === null ? null : routerOf(store.wanted);
     const isAway = store.connection === "live" && (store.missing || (router && router.state !== "up"));
     show(this.#away, Boolean(isAway));
-    set(document.documentElement, "data-router-state", router?.state ?? null);
     if (!isAway) return;
     write(this.#away.children[1], store.missing ? t("noSuchRouter", store.wanted) : t("state." + router.state));
     write(this.#away.children[2], router?.reason ?? "");

@@ -1,7 +1,7 @@
 // The destinations of a router: what each shows, how sure that is, and which one is chosen.
 
 import { choose, desk, deskRouter, listenDesk } from "./desk.js";
-import { el, icon, named, set, setIcon, show, write } from "./dom.js";
+import { el, icon, named, part, set, setIcon, show, write } from "./dom.js";
 import { isBreakaway } from "./router_model.js";
 import { listen } from "./store.js";
 import { resultText, stateOf } from "./takes.js";
@@ -22,10 +22,14 @@ export function markDestination(element, router, output, state) {
   set(element, "data-state", state);
 }
 
+function isOfAllLevels(router, sources) {
+  return "all" in sources || Object.keys(sources).length === router.levels.length;
+}
+
 // The last confirmed source in words: one, or one for each level.
 export function sourceText(router, sources) {
   if (sources == null) return t("sourceUnknown");
-  if (!isBreakaway(sources)) {
+  if (!isBreakaway(sources) && isOfAllLevels(router, sources)) {
     const source = Object.values(sources)[0];
     return source > 0 ? `${source} ${router.sourceLabel(source)}` : router.sourceLabel(source);
   }
@@ -41,11 +45,12 @@ class Destinations extends HTMLElement {
     this.#filter.build(t("searchDestinations"));
     this.#filter.changed = () => this.#pick();
     this.#filter.enter = (isChoice) => (isChoice ? this.#tiles.first()?.click() : this.#tiles.first()?.focus());
+    this.#tiles.least = 220;
     this.#tiles.make = (number) => this.#make(number);
     this.#tiles.update = (tile, number) => this.#update(tile, number);
     set(this.#tiles, "role", "group");
     set(this.#tiles, "aria-label", t("destinations"));
-    this.append(el("h2", {}, t("destinations")), this.#filter, this.#tiles, this.#empty);
+    this.append(el("div", { class: "heading" }, el("h2", {}, t("destinations"))), this.#filter, this.#tiles, this.#empty);
     listen((news) => this.#hear(news));
     listenDesk(() => this.#tiles.refresh());
   }
@@ -77,35 +82,34 @@ class Destinations extends HTMLElement {
     const tile = el("button", { type: "button", class: "tile destination", "data-output": number, click: () => choose(number) },
       el("span", { class: "number" }, String(number)),
       named(""),
-      el("span", { class: "lock" }, icon("lock")),
-      el("span", { class: "source" }, icon("confirmed"), el("bdi", {}, "")),
-      el("span", { class: "next" }, icon("armed"), el("bdi", {}, "")));
+      el("span", { class: "source" }, icon("confirmed"), el("bdi", {}, "")));
     return tile;
   }
 
   #update(tile, number) {
     const router = deskRouter(), output = router?.outputs[number - 1];
     if (!output) return;
-    const state = stateOf(router, output), [, name, lock, source, next] = tile.children;
+    const state = stateOf(router, output), [, name, source] = tile.children;
     markDestination(tile, router, output, state);
     set(tile, "aria-pressed", String(desk.output === number));
     write(name, output.label);
     set(tile, "title", output.label.length > 24 ? output.label : null);
-    show(lock, output.lock !== null);
+    const lock = part(tile, "lock", output.lock !== null, () => el("span", {}, icon("lock")));
     if (output.lock) setIcon(lock.firstChild, output.lock.state);
     setIcon(source.firstChild, isBreakaway(output.confirmed) && state === "confirmed" ? "breakaway" : state);
     write(source.lastChild, sourceText(router, output.confirmed));
-    this.#updateNext(next, router, output, state);
+    this.#updateNext(tile, router, output, state);
     set(tile, "aria-label", this.#spoken(router, output, state));
   }
 
   // Where it is going: armed, or waiting for the router.
-  #updateNext(next, router, output, state) {
+  #updateNext(tile, router, output, state) {
     const armed = desk.armed.get(output.number);
     const own = output.own?.phase === "sent" ? output.own.wanted : null;
     const coming = armed ?? (state === "pending" ? (own ?? output.shown) : null);
     const said = coming ? sourceText(router, coming) : state === "refused" || output.own?.phase === "failed" ? resultText(router, output) : "";
-    show(next, said !== "" && state !== "stale");
+    const next = part(tile, "next", said !== "" && state !== "stale", () => el("span", {}, icon("armed"), el("bdi", {}, "")));
+    if (!next) return;
     set(next, "data-kind", armed ? "armed" : coming ? "pending" : state);
     setIcon(next.firstChild, armed || coming ? "armed" : state);
     write(next.lastChild, said);

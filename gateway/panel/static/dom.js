@@ -67,6 +67,17 @@ export function setIcon(drawing, name) {
   drawing.firstChild.setAttribute("d", shapes[name] ?? "");
 }
 
+// The part of that class, made by `make` and added when there is something to show in it for the first time.
+export function part(element, name, isNeeded, make) {
+  const found = element.getElementsByClassName(name)[0];
+  if (found) show(found, isNeeded);
+  if (found || !isNeeded) return found;
+  const made = make();
+  made.classList.add(name);
+  element.append(made);
+  return made;
+}
+
 // A name as others gave it: text of its own direction, which cannot turn what stands around it.
 export function named(text) {
   return el("bdi", { class: "name" }, text);

@@ -16,7 +16,7 @@ function make() {
   const single = el("input", { type: "checkbox", id: "single-keys", change: (event) => setSingleKeys(event.target.checked) });
   single.checked = singleKeys();
   const box = el("dialog", { class: "help-dialog", "aria-labelledby": "help-title" },
-    el("h2", { id: "help-title" }, t("help")),
+    el("h2", { id: "help-title", tabindex: "-1", autofocus: true }, t("help")),
     el("p", {}, t("helpTake")), el("p", {}, t("helpArmed")), el("p", {}, t("helpTruth")),
     el("h3", {}, t("marks")),
     el("table", { class: "marks" }, el("tbody", {}, ...states.map((state) =>

@@ -14,7 +14,7 @@ const isCoarse = matchMedia("(pointer: coarse)").matches, isNarrow = matchMedia(
 class Matrix extends HTMLElement {
   #field = new MatrixField(isCoarse ? 44 : 30, isNarrow ? 130 : 230, 130);
   #filters = { outputs: document.createElement("vrdx-pane-filter"), inputs: document.createElement("vrdx-pane-filter") };
-  #heads = el("div", { class: "heads" }, el("div", { class: "corner" }));
+  #heads = el("div", { class: "heads" }, el("div", { class: "corner" }, el("span", {}, t("sources") + " →"), el("span", {}, t("destinations") + " ↓")));
   #hairs = { row: el("div", { class: "hair" }), column: el("div", { class: "hair" }) };
   #space = el("div", { class: "space" });
   #scroller = el("div", { class: "scroller", tabindex: "0", role: "application" });
@@ -69,6 +69,7 @@ class Matrix extends HTMLElement {
       router ? this.#filters.outputs.pick(router.outputs, desk.filters.outputs) : [],
       router ? this.#filters.inputs.pick(router.inputs, desk.filters.inputs) : []);
     this.#space.style.width = `${this.#field.width}px`;
+    this.#space.style.setProperty("--columns", `${this.#field.width - this.#field.left}px`);
     this.#space.style.height = `${this.#field.height}px`;
     for (const head of this.#columns.values()) head.remove();
     this.#columns.clear();

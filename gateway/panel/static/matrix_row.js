@@ -2,7 +2,7 @@
 
 import { desk } from "./desk.js";
 import { markDestination, sourceText } from "./destinations.js";
-import { el, icon, named, set, setIcon, show, write } from "./dom.js";
+import { el, icon, named, part, set, setIcon, write } from "./dom.js";
 import { isBreakaway } from "./router_model.js";
 import { resultText, stateOf } from "./takes.js";
 import { t } from "./texts.js";
@@ -25,17 +25,17 @@ function wishes(output, state) {
 
 export function makeRow(number) {
   const head = el("button", { type: "button", class: "row-head", "data-output": number, tabindex: "-1" },
-    el("span", { class: "number" }, String(number)), named(""), el("span", { class: "lock" }, icon("lock")), icon("confirmed"));
-  return el("div", { class: "row" }, head);
+    el("span", { class: "number" }, String(number)), named(""), icon("confirmed"));
+  return el("div", { class: "matrix-row" }, head);
 }
 
 export function updateRow(row, router, output, field) {
-  const head = row.firstChild, state = stateOf(router, output), [, name, lock, shape] = head.children;
+  const head = row.firstChild, state = stateOf(router, output), [, name, shape] = head.children;
   markDestination(head, router, output, state);
   set(head, "aria-pressed", String(desk.output === output.number));
   set(row, "data-state", state);
   write(name, output.label);
-  show(lock, output.lock !== null);
+  const lock = part(head, "lock", output.lock !== null, () => el("span", {}, icon("lock")));
   if (output.lock) setIcon(lock.firstChild, output.lock.state);
   setIcon(shape, state);
   const said = resultText(router, output);

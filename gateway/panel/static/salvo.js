@@ -18,7 +18,7 @@ class Salvo extends HTMLElement {
   #audio = button(t("level.audio"), () => toggleLevel("audio"), { class: "level" });
   #married = button(t("married"), () => marry(), { class: "small" });
   #levels = el("div", { class: "levels", role: "group", "aria-label": t("levels") });
-  #undo = el("button", { type: "button", class: "undo", click: () => undo(desk.router) }, icon("undo"), el("span", {}, t("undo")));
+  #undo = el("button", { type: "button", class: "undo", "aria-label": t("undo"), title: t("undo"), click: () => undo(desk.router) }, icon("undo"), el("span", {}, t("undo")));
 
   connectedCallback() {
     this.#levels.append(this.#video, this.#audio, this.#married);

@@ -7,7 +7,7 @@ import { openLockDialog } from "./lock_dialog.js";
 import { mayTakeTo } from "./rights.js";
 import { isBreakaway, isWhole, sameSources } from "./router_model.js";
 import { isLive, listen } from "./store.js";
-import { dismiss, resultText, stateOf } from "./takes.js";
+import { dismiss, failedState, resultText, stateOf } from "./takes.js";
 import { t } from "./texts.js";
 import { shownTime } from "./times.js";
 
@@ -80,15 +80,16 @@ class Selected extends HTMLElement {
         source > 0 ? el("span", { class: "number" }, String(source)) : null,
         named(router.sourceLabel(source)))));
     if (apart) this.#lines.append(el("div", { class: "breakaway" }, icon("breakaway"), t("breakaway")));
-    if (coming) this.#lines.append(el("div", { class: "coming" }, icon("armed"), named(sourceText(router, coming)), el("span", {}, t("waiting"))));
+    if (coming) this.#lines.append(el("div", { class: "coming" }, icon("armed"), named(sourceText(router, coming))));
   }
 
   #refreshResult(router, output, state) {
-    const text = state === "stale" ? t("spoken.stale") : resultText(router, output);
+    const isFailed = output.own?.phase === "failed";
+    const text = state === "stale" && !isFailed ? t("spoken.stale") : resultText(router, output);
     show(this.#result, text !== "");
-    show(this.#dismiss, output.own?.phase === "failed");
-    set(this.#result, "data-kind", state);
-    setIcon(this.#result.firstChild, state);
+    show(this.#dismiss, isFailed);
+    set(this.#result, "data-kind", isFailed ? failedState(output) : state);
+    setIcon(this.#result.firstChild, isFailed ? failedState(output) : state);
     write(this.#result.lastChild, text);
     const last = output.lastTake, by = last?.who.by || (last ? t("user", last.who.user) : "");
     show(this.#taken, Boolean(last));

@@ -1,10 +1,10 @@
 // The sources of a router: which one the chosen destination shows, and what became of the one that was pressed.
 
 import { canPress, chosen, desk, deskRouter, listenDesk, press } from "./desk.js";
-import { el, icon, named, set, setIcon, show, write } from "./dom.js";
+import { el, icon, named, part, set, setIcon, show, write } from "./dom.js";
 import { mayTakeTo } from "./rights.js";
 import { isLive, listen, store } from "./store.js";
-import { resultText, stateOf } from "./takes.js";
+import { failedState, resultText, stateOf } from "./takes.js";
 import { t } from "./texts.js";
 import "./pane_filter.js";
 import "./tile_grid.js";
@@ -14,15 +14,15 @@ function has(sources, input) {
 }
 
 // The levels on which the sources have this input: "" for all of them, "V", "A".
-function levelsOf(sources, input) {
+function levelsOf(sources, input, count) {
   const levels = Object.keys(sources).filter((level) => sources[level] === input);
-  return levels.length === Object.keys(sources).length ? "" : levels.map((level) => t("short." + level)).join("");
+  return levels.length === count ? "" : levels.map((level) => t("short." + level)).join("");
 }
 
 class Sources extends HTMLElement {
   #filter = document.createElement("vrdx-pane-filter");
   #tiles = document.createElement("vrdx-tiles");
-  #hint = el("p", { class: "hint" });
+  #hint = el("span", { class: "hint" });
 
   connectedCallback() {
     this.#filter.build(t("searchSources"));
@@ -30,9 +30,10 @@ class Sources extends HTMLElement {
     this.#filter.enter = () => this.#tiles.first()?.focus(); // a search takes nothing by itself
     this.#tiles.make = (number) => this.#make(number);
     this.#tiles.update = (tile, number) => this.#update(tile, number);
+    this.#tiles.height = 60;
     set(this.#tiles, "role", "group");
     set(this.#tiles, "aria-label", t("sources"));
-    this.append(el("h2", {}, t("sources")), this.#hint, this.#filter, this.#tiles);
+    this.append(el("div", { class: "heading" }, el("h2", {}, t("sources")), this.#hint), this.#filter, this.#tiles);
     listen((news) => this.#hear(news));
     listenDesk(() => this.#refresh());
   }
@@ -68,7 +69,7 @@ class Sources extends HTMLElement {
   #hintText() {
     const router = deskRouter();
     if (!isLive(router)) return store.connection === "live" && router ? t("routerAway") : "";
-    if (desk.output === 0) return t("chooseDestination");
+    if (desk.output === 0) return "";
     if (store.session.role === "view") return t("viewOnly");
     return mayTakeTo(desk.output) ? "" : t("notYours", desk.output);
   }
@@ -76,23 +77,24 @@ class Sources extends HTMLElement {
   #make(number) {
     return el("button", { type: "button", class: "tile input", "data-input": number, click: () => desk.output > 0 && press(desk.output, number) },
       el("span", { class: "number" }, String(number)),
-      named(""),
-      el("span", { class: "mark" }, icon("confirmed"), el("span", { class: "levels" }, "")));
+      named(""));
   }
 
   #update(tile, number) {
     const router = deskRouter(), input = router?.inputs[number - 1];
     if (!input) return;
-    const output = chosen(), [, name, mark] = tile.children;
+    const output = chosen(), [, name] = tile.children;
     const kind = output ? this.#kind(router, output, number) : "";
     set(tile, "data-router", router.name);
     set(tile, "data-mark", kind === "" ? null : kind);
     set(tile, "aria-disabled", canPress(desk.output, number) ? null : "true");
     write(name, input.label);
     set(tile, "title", input.label.length > 24 ? input.label : null);
-    show(mark, kind !== "");
-    setIcon(mark.firstChild, kind === "shown" ? "confirmed" : kind);
-    write(mark.lastChild, this.#levelsText(output, number, kind));
+    const mark = part(tile, "mark", kind !== "", () => el("span", {}, icon("confirmed"), el("span")));
+    if (kind !== "") {
+      setIcon(mark.firstChild, kind === "shown" ? "confirmed" : kind);
+      write(mark.lastChild, this.#levelsText(output, number, kind));
+    }
     set(tile, "aria-label", [t("input", number), input.label, kind === "" ? "" : t("mark." + kind), this.#why(router, output, kind)].filter(Boolean).join(", "));
   }
 
@@ -102,13 +104,13 @@ class Sources extends HTMLElement {
     const state = stateOf(router, output), own = output.own;
     const wanted = own && own.phase !== "done" ? own.wanted : null;
     if (state === "pending" && has(wanted ?? output.shown, number)) return "pending";
-    if ((state === "refused" || state === "unknown") && has(wanted, number)) return state;
+    if (own?.phase === "failed" && has(wanted, number)) return failedState(output);
     return has(output.confirmed, number) ? (state === "stale" ? "stale" : "shown") : "";
   }
 
   #levelsText(output, number, kind) {
-    if (kind === "armed") return levelsOf(desk.armed.get(output.number), number);
-    return kind === "shown" || kind === "stale" ? levelsOf(output.confirmed, number) : "";
+    if (kind === "armed") return levelsOf(desk.armed.get(output.number), number, deskRouter().levels.length);
+    return kind === "shown" || kind === "stale" ? levelsOf(output.confirmed, number, deskRouter().levels.length) : "";
   }
 
   #why(router, output, kind) {

@@ -112,7 +112,6 @@ const readers = {
   take(message) {
     routerOf(message.router)?.readTake(message);
     newsOf(message.router).outputs.add(message.output);
-    newsOf(message.router).state = true;
   },
   alarm(message) {
     store.alarms = [message, ...store.alarms].slice(0, mostAlarms);

@@ -113,8 +113,14 @@ export function stateOf(router, output) {
   if (!isLive(router)) return "stale";
   const own = output.own;
   if (output.pending || own?.phase === "sent" || own?.phase === "answered") return "pending";
-  if (own?.phase === "failed") return refusing.includes(own.word) || own.word === "shows" ? "refused" : "unknown";
+  if (own?.phase === "failed") return failedState(output);
   return isWhole(output.confirmed) ? "confirmed" : "unknown";
+}
+
+// "refused" or "unknown", of a take that failed.
+export function failedState(output) {
+  const word = output.own.word;
+  return refusing.includes(word) || word === "shows" ? "refused" : "unknown";
 }
 
 // One sentence on what the last take of this page did there.

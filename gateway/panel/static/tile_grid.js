@@ -11,7 +11,7 @@ export class TileGrid extends HTMLElement {
   make = null;
   update = null;
   least = 170; // width of a tile in pixels
-  height = 68;
+  height = 72;
 
   #tiles = new Map(); // number -> element
   #sizer = el("div", { class: "sizer" });

@@ -3,8 +3,8 @@
 import { language, t } from "./texts.js";
 
 const day = 86400000;
-const withDay = new Intl.DateTimeFormat(language, { dateStyle: "medium", timeStyle: "medium" });
-const withoutDay = new Intl.DateTimeFormat(language, { timeStyle: "medium" });
+const withDay = new Intl.DateTimeFormat(language, { day: "numeric", month: "short", year: "numeric", hour: "2-digit", minute: "2-digit", second: "2-digit", hourCycle: "h23" });
+const withoutDay = new Intl.DateTimeFormat(language, { hour: "2-digit", minute: "2-digit", second: "2-digit", hourCycle: "h23" });
 const zoned = new Intl.DateTimeFormat(language, { hour: "2-digit", minute: "2-digit", second: "2-digit", hourCycle: "h23", timeZoneName: "short" });
 
 function zone(time) {

@@ -23,7 +23,7 @@ export async function waitFor(what, condition) {
 
 // What the simulated router remembers: names, and what each output shows. Lists begin with number 1.
 function stateText({ inputs, outputs }) {
-  const lines = ["simulated router:state"];
+  const lines = ["*COMMAND=simulated router", "*TYPE=state"];
   inputs.forEach((name, at) => lines.push(`i${at}.name=${name}`));
   outputs.forEach(({ name, video, audio }, at) => {
     const number = (source) => (source ? String(source - 1) : "none");
