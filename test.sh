@@ -59,7 +59,7 @@ lint() {
     cppcheck --quiet --error-exitcode=1 --enable=warning,performance,portability --inline-suppr \
         --suppress=internalAstError --suppress=ctuOneDefinitionRuleViolation --std=c++20 \
         -I framework -I packet_client -I routedriver -I routedriver/backend -I routedriver/router -I routedriver/client -I routedriver/driver \
-        framework packet_client routedriver backends tools examples
+        framework packet_client routedriver gateway backends tools examples
     build clang
     git ls-files '*.cpp' | xargs -P "$jobs" -n 4 clang-tidy --quiet -p build/clang
     echo "lint: clean"

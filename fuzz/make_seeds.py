@@ -201,6 +201,43 @@ SEEDS = {
         "odd-requests": bytes([0, 0, 4, 4, 0, 10, 0, 1]) + short("1=2") + bytes([2]) + short("expect") + short("1=1 x")
         + short("by") + short("\n") + bytes([10, 1, 1]) + short("input 3") + bytes([0, 10, 2, 0, 1]) + short("id") + short("7"),
     },
+    "number_list": {
+        "ranges": b"1-8,12",
+        "unordered": b"12,5-8,1-4,3",
+        "largest": b"1,4096",
+        "beyond": b"4097",
+        "zeros": b"007,0",
+        "backward": b"8-1",
+        "empty-pieces": b"1,,2,",
+        "empty": b"",
+        "signs": b"+1,-1",
+    },
+    "lock_reason": {
+        "plain": b"on air until 18:00",
+        "letters": "Pr\u00fcfung \u20ac \U0001f4fa".encode(),
+        "overlong": b"\xc0\xaf\xe0\x80\xaf",
+        "half-pair": b"\xed\xa0\x80",
+        "beyond": b"\xf4\x90\x80\x80",
+        "cut": b"\xf0\x9f\x93",
+        "controls": b"a\nb\x1b\xc2\x85",
+        "line-separator": b"\xe2\x80\xa8",
+        "longest": b"x" * 256,
+    },
+    "gateway_configuration": {
+        "all": b'listen = ["127.0.0.1:8400", "[::1]:0"]\nhosts = "router.example"\nitems = "/i"\nrun = "/r"\n'
+        b'state = "/s"\ninsecure = true\nanonymous = "view"\nproxies = ["192.0.2.1"]\n'
+        b'[tls]\ncertificate = "/c"\nkey = "/k"\n',
+        "types": b"listen = 1\nhosts = [1]\nitems = true\nrun = 1.5\nstate = 1979-05-27\ninsecure = {}\n"
+        b"anonymous = []\nproxies = 07:32:00\ntls = 1\n",
+        "unknown": b"port = 1\n[tls]\nca = 2\n[x.y]\n",
+        "values": b'listen = "localhost:1"\nhosts = ["a:1"]\nanonymous = "root"\nproxies = "10.0.0.0/8"\nrun = "r"\n',
+        "dotted": b'tls.key = "/k"\ntls.certificate = "/c"\n',
+        "twice": b'run = "/a"\nrun = "/b"\n',
+        "controls": b'run = "\\u0000\\n"\n"a\\nb" = 1\n',
+        "no-toml": b'listen = "\nx',
+        "deep": b"x = " + b"[" * 300,
+        "empty": b"",
+    },
 }
 
 

@@ -34,7 +34,8 @@ need_peer_commands() {
         echo "Without node and npm: tests with routers of others are left out." >&2
 }
 
-build_packages=(g++ cmake ninja-build libcli11-dev nlohmann-json3-dev)
+build_packages=(g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev
+    libboost1.81-dev libssl-dev libsqlite3-dev libsodium-dev libtomlplusplus-dev)
 test_packages=(libgtest-dev libgmock-dev python3-minimal libpython3-stdlib pkg-config groff-base systemd)
 package_packages=(dpkg-dev file gzip)
 package_test_packages=(debootstrap lintian pkg-config procps)

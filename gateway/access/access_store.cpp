@@ -76,7 +76,7 @@ std::string access_store::add(const token& wish, std::int64_t now, std::string* 
     *problem = token_problem(wish);
     if (!problem->empty())
         return {};
-    const std::string text = std::string(token_text_begin) + new_secret();
+    std::string text = std::string(token_text_begin) + new_secret();
     const std::string hash = hash_of(text);
     const std::string routers = joined(wish.routers);
     const std::string outputs = wish.outputs.text();

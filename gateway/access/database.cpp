@@ -73,6 +73,9 @@ std::string database::problem_text(const char* when) const {
                "begin without tokens and locks";
     if (code == SQLITE_BUSY || code == SQLITE_LOCKED)
         return text + "is being written by another program; possible: try again";
+    if (code == SQLITE_CANTOPEN || code == SQLITE_READONLY || code == SQLITE_PERM)
+        return text + "cannot be written by this user; possible: run it as root or as the owner of the state "
+                      "directory, or name another with --state DIR";
     if (code == SQLITE_FULL)
         return text + when + ": the disk is full";
     return text + when + ": " + (connection_ == nullptr ? "no memory" : sqlite3_errmsg(connection_));

@@ -14,7 +14,7 @@ constexpr std::uint64_t wholly_used_ms = wrong_logins_at_once * wrong_login_refi
 
 // Who has IPv6 has at least 2^64 addresses. An IPv4 address in IPv6 clothes is that IPv4 address.
 std::string counted_address(std::string_view address) {
-    const std::string text(address);
+    std::string text(address);
     std::array<unsigned char, 16> bytes{};
     if (inet_pton(AF_INET6, text.c_str(), bytes.data()) != 1)
         return text;

@@ -69,7 +69,7 @@ void event_hub::hear(const router_news& news) {
     else
         tell_places(router, news.places);
     for (const vrdx::take_record& record : news.takes)
-        tell({told_event::kind::once, router.name, take_text(router.name, record), {}, {}});
+        tell({told_event::kind::once, router.name, take_text(router, record), {}, {}});
     if (news.takes_lost > 0)
         each_reader(router.name,
                     [&](event_reader& reader) { reader.push_lost(router.name, news.takes_lost); });

@@ -74,16 +74,17 @@ shared_text router_text(const std::string& name, const shown_router* router) {
     return shared(message);
 }
 
-shared_text take_text(const std::string& router, const vrdx::take_record& record) {
+shared_text take_text(const shown_router& router, const vrdx::take_record& record) {
+    const bool split = router.picture.split_levels || record.split_levels;
     json message{{"type", "take"},
-                 {"router", router},
+                 {"router", router.name},
                  {"number", record.number},
                  {"time", rfc3339(record.time_ms)},
                  {"way", record.way},
                  {"who", who_json(record.user, record.process, record.by)},
-                 {"before", sources_json(record.split_levels, record.before)},
-                 {"wanted", sources_json(record.split_levels, record.wanted)}};
-    message.update(result_json(record.output, record.split_levels, record.result));
+                 {"before", sources_json(split, record.before)},
+                 {"wanted", sources_json(split, record.wanted)}};
+    message.update(result_json(record.output, split, record.result));
     message["milliseconds"] = record.milliseconds;
     return shared(message);
 }

@@ -16,7 +16,7 @@ shared_text change_text(const shown_router& router, const router_locks* locks, s
 // Its state; null for one that is gone.
 shared_text router_text(const std::string& name, const shown_router* router);
 
-shared_text take_text(const std::string& router, const vrdx::take_record& record);
+shared_text take_text(const shown_router& router, const vrdx::take_record& record);
 
 // So many takes were decided and are not told.
 shared_text lost_text(const std::string& router, std::uint64_t takes);

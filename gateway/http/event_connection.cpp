@@ -1,6 +1,6 @@
 #include "event_connection.h"
 
-#include "received_bytes.h"
+#include "tcp_facts.h"
 
 namespace gateway {
 
@@ -23,6 +23,7 @@ void event_connection::begin(const boost::beast::http::request<boost::beast::htt
     stream_.read_message_max(core_->limits.client_message_bytes);
     stream_.auto_fragment(false);
     stream_.text(true);
+    limit_unsent_bytes(stream_.next_layer().raw().native_handle(), event_unsent_bytes_limit);
     deadline_ = clock::now() + core_->limits.handshake;
     stream_.async_accept(head, [self = shared_from_this()](error_code error) {
         if (self->step_ != step::handshake)

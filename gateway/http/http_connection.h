@@ -71,7 +71,7 @@ private:
     std::size_t counted_body_ = 0; // of core_->bodies_bytes
     std::size_t lingered_ = 0;     // bytes that were read to no purpose
 
-    bool last_ = false; // no further request is read on this connection
+    bool last_ = false;                              // no further request is read on this connection
     std::optional<boost::asio::steady_timer> delay_; // of an answer
     std::optional<response> response_;
     std::optional<serializer> serializer_;

@@ -29,7 +29,8 @@ bool has_control_character(std::string_view line) {
 
 struct framing {
     std::size_t hosts = 0, lengths = 0, encodings = 0;
-    bool chunked = true; // what was said of encodings is "chunked"
+    bool chunked = true;      // what was said of encodings is "chunked"
+    bool plain_length = true; // what was said of lengths is one number
 };
 
 std::string note_header(std::string_view line, framing* found) {
@@ -43,9 +44,12 @@ std::string note_header(std::string_view line, framing* found) {
         return "A header's name and its colon must not have a blank in or behind them.";
     if (same_name(name, "host"))
         found->hosts++;
-    else if (same_name(name, "content-length"))
+    else if (same_name(name, "content-length")) {
+        const std::string_view length = trimmed(line.substr(colon + 1));
         found->lengths++;
-    else if (same_name(name, "transfer-encoding")) {
+        found->plain_length =
+            !length.empty() && length.find_first_not_of("0123456789") == std::string_view::npos;
+    } else if (same_name(name, "transfer-encoding")) {
         found->encodings++;
         found->chunked = found->chunked && same_name(trimmed(line.substr(colon + 1)), "chunked");
     }
@@ -55,8 +59,8 @@ std::string note_header(std::string_view line, framing* found) {
 std::string framing_problem(const framing& found, bool old_version) {
     if (found.hosts > 1 || (found.hosts == 0 && !old_version))
         return "A request has exactly one Host header.";
-    if (found.lengths > 1)
-        return "A request has at most one Content-Length header.";
+    if (found.lengths > 1 || !found.plain_length)
+        return "A request has at most one Content-Length header, with one number.";
     if (found.encodings > 0 && found.lengths > 0)
         return "Content-Length and Transfer-Encoding contradict each other; send one of them.";
     if (found.encodings > 1 || !found.chunked || (found.encodings > 0 && old_version))

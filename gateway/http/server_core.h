@@ -7,6 +7,8 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ssl/context.hpp>
 
+#include <ctime>
+
 namespace gateway {
 
 struct server_core {
@@ -20,6 +22,13 @@ struct server_core {
     std::shared_ptr<boost::asio::ssl::context> tls; // of connections from now on; null: without
     std::size_t bodies_bytes = 0;                   // of bodies that are being read, of all connections
     bool stopping = false;
+
+    // The time as the Date header has it; written anew each second.
+    const std::string& date();
+
+private:
+    std::time_t date_second_ = 0;
+    std::string date_;
 };
 
 } // namespace gateway

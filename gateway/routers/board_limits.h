@@ -13,6 +13,10 @@ constexpr std::uint64_t reread_pause_us = 20000;       // between two readings o
 constexpr std::uint64_t reread_always_us = 10000000;   // read anew even when nobody told of a change
 constexpr std::uint64_t missing_directory_us = 100000; // the same while a directory is missing
 
+// Times that the kernel's queue is read before others have their turn; who makes changes without end holds
+// nobody up.
+constexpr int event_reads_limit = 64;
+
 // --- the watch connection ---
 constexpr std::uint64_t first_retry_us = 10000; // pause before the first new attempt; doubles each time
 constexpr std::uint64_t longest_retry_us = 5000000;

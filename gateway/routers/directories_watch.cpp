@@ -31,8 +31,10 @@ directories_watch::~directories_watch() {
 
 void directories_watch::start() {
     inotify_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-    if (inotify_ >= 0)
-        changes_.follow(inotify_, POLLIN);
+    if (inotify_ >= 0 && !changes_.follow(inotify_, POLLIN)) {
+        close(inotify_);
+        inotify_ = -1; // without it, looking often has to do
+    }
     read_now();
 }
 
@@ -61,7 +63,8 @@ bool directories_watch::watch_all() {
 // All is read anew whatever it was, so an overflow of the kernel's queue is a change like any other.
 void directories_watch::something_changed() {
     std::array<char, 16384> events;
-    while (read(inotify_, events.data(), events.size()) > 0) {
+    int turns = event_reads_limit;
+    while (turns-- > 0 && read(inotify_, events.data(), events.size()) > 0) {
     }
     changes_.follow(inotify_, POLLIN);
     const std::uint64_t earliest = read_us_ + reread_pause_us;

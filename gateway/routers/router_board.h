@@ -23,7 +23,7 @@ class router_board {
 public:
     // Both directories without a trailing slash; neither has to exist yet. `loop` outlives the board.
     router_board(boost::asio::io_context& loop, std::string items_directory, std::string run_directory);
-    // Calls nobody any more: what is open then has no ending. stop() first gives each its own.
+    // What is open then has no ending; stop() first gives each its own.
     ~router_board();
     router_board(const router_board&) = delete;
     router_board& operator=(const router_board&) = delete;

@@ -2,6 +2,7 @@
 
 #include "addresses.h"
 #include "limits.h"
+#include "text.h"
 
 #include <algorithm>
 #include <array>
@@ -20,12 +21,16 @@ struct known_key {
     const char* possible;
 };
 
-// On one line, and not too long for it.
-std::string quoted(std::string_view text) {
-    std::string shown(text.substr(0, 80));
+// Nothing of the file may end the line of a problem, or steer a terminal.
+std::string on_one_line(std::string_view text) {
+    std::string shown(text);
     std::replace_if(
         shown.begin(), shown.end(), [](unsigned char c) { return c < ' ' || c == 0x7f; }, '?');
-    return '"' + shown + '"';
+    return shown;
+}
+
+std::string quoted(std::string_view text) {
+    return '"' + on_one_line(text_head(text, 80)) + '"';
 }
 
 std::string wrong_type(const toml::node& value) {
@@ -212,15 +217,20 @@ private:
 
 } // namespace
 
+std::vector<std::string> configuration_keys() {
+    std::vector<std::string> keys;
+    for (const known_key& key : known_keys)
+        keys.emplace_back(key.name);
+    return keys;
+}
+
 configuration_text read_configuration_text(std::string_view text, const std::string& file) {
     configuration_text told;
     file_reading reading(file, &told);
     try {
         reading.read_table(toml::parse(text, file), "");
     } catch (const toml::parse_error& error) {
-        std::string what(error.description());
-        std::replace(what.begin(), what.end(), '\n', ' ');
-        reading.tell(error.source().begin.line, "this is no TOML: " + what);
+        reading.tell(error.source().begin.line, "this is no TOML: " + on_one_line(error.description()));
     }
     told.names_hosts = told.lines.count("hosts") > 0;
     return told;

@@ -15,6 +15,9 @@ struct configuration_text {
     std::vector<std::string> problems; // "FILE:LINE: ..."
 };
 
+// All keys that the file may have, as in `lines`.
+std::vector<std::string> configuration_keys();
+
 // `file` is what the problems name.
 configuration_text read_configuration_text(std::string_view text, const std::string& file);
 

@@ -22,7 +22,7 @@ NUMBERED_NAMES = {"videohub": set(), "sierra": {"input name", "output name"}}  #
 class ManPages(unittest.TestCase):
     def pages(self):
         found = sorted(glob.glob(os.path.join(MANUAL.source, "man", "*.[158]")))
-        self.assertEqual(len(found), 7)
+        self.assertEqual(len(found), 8)
         return found
 
     def expect_silence(self, command):

@@ -197,7 +197,8 @@ TEST(AccessStore, SaysWhatIsWrongWithItsDirectory) {
             "own");
     std::ofstream(parent.file("file")) << "x";
     EXPECT_EQ(problem_of_opening(parent.file("file")),
-              parent.file("file") + "/access.db cannot be opened: unable to open database file");
+              parent.file("file") + "/access.db cannot be written by this user; possible: run it as root or "
+                                    "as the owner of the state directory, or name another with --state DIR");
 }
 
 TEST(AccessStore, HoldsSoManyTokens) {

@@ -30,35 +30,35 @@ constexpr column columns[] = {
 // --- events ------------------------------------------------------------------------------------------------
 
 struct row {
-    const char* name;
     // The state it leads to, below the letter of the state before; '-': has no meaning there, '.': stays as
     // it was, 'G': gone.
     const char* leads_to;
-    char on_the_way;     // a state that is told before that; ' ': any
+    char on_the_way; // a state that is told before that; ' ': any
+    const char* name;
     const char* because; // stands in the reason of that state, or else of the one that it leads to
 };
 
 constexpr row rows[] = {
-    // was:                                "NRULBSD"
-    {"ADriverStarts", "UUUUUUU", ' ', ""},
-    {"TheConnectionBreaks", "-RULBU-", 'N', "closed"},
-    {"TheDriverIsKilled", "-NNNNNN", ' ', "nobody serves"},
-    {"TheDriverEndsInOrder", "-NNNNNN", ' ', "there is no socket"},
-    {"Silence", "-SSSS--", ' ', "has said nothing"},
-    {"ASignOfLife", "-----U-", ' ', ""},
-    {"TheRestOfThePicture", "-U-----", ' ', ""},
-    {"TheLinkGoesDown", "--LLBL-", ' ', ""},
-    {"TheBackendEnds", "--BBBB-", ' ', ""},
-    {"AllComesUp", "--UUUU-", ' ', ""},
-    {"AChangeIsMissing", "--ULBU-", 'S', "missing"},
-    {"APacketOfAnotherStart", "-SULBU-", 'S', "another start"},
-    {"AChangeWithoutNumbers", "-SULBU-", 'S', "cannot be read"},
-    {"BytesThatAreNoPacket", "-SULBU-", 'S', "no driver"},
-    {"AnErrorThatNobodyAskedFor", "-SULBU-", 'S', "out of places"},
-    {"ItTellsTheTruthAgain", "------U", ' ', ""},
-    {"TheItemIsRemoved", "G......", ' ', "Neither"},
-    {"TheSocketIsRemoved", "-.....N", ' ', ""},
-    {"ItemAndSocketAreRemoved", "GGGGGGG", ' ', "Neither"},
+    // NRULBSD: was
+    {"UUUUUUU", ' ', "ADriverStarts", ""},
+    {"-RULBU-", 'N', "TheConnectionBreaks", "closed"},
+    {"-NNNNNN", ' ', "TheDriverIsKilled", "nobody serves"},
+    {"-NNNNNN", ' ', "TheDriverEndsInOrder", "there is no socket"},
+    {"-SSSS--", ' ', "Silence", "has said nothing"},
+    {"-----U-", ' ', "ASignOfLife", ""},
+    {"-U-----", ' ', "TheRestOfThePicture", ""},
+    {"--LLBL-", ' ', "TheLinkGoesDown", ""},
+    {"--BBBB-", ' ', "TheBackendEnds", ""},
+    {"--UUUU-", ' ', "AllComesUp", ""},
+    {"--ULBU-", 'S', "AChangeIsMissing", "missing"},
+    {"-SULBU-", 'S', "APacketOfAnotherStart", "another start"},
+    {"-SULBU-", 'S', "AChangeWithoutNumbers", "cannot be read"},
+    {"-SULBU-", 'S', "BytesThatAreNoPacket", "no driver"},
+    {"-SULBU-", 'S', "AnErrorThatNobodyAskedFor", "out of places"},
+    {"------U", ' ', "ItTellsTheTruthAgain", ""},
+    {"G......", ' ', "TheItemIsRemoved", "Neither"},
+    {"-.....N", ' ', "TheSocketIsRemoved", ""},
+    {"GGGGGGG", ' ', "ItemAndSocketAreRemoved", "Neither"},
 };
 
 class LinkTable : public PlayedDriver, public testing::WithParamInterface<std::pair<row, column>> {

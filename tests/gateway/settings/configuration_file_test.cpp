@@ -140,11 +140,11 @@ TEST(ConfigurationFile, TellsAllThatIsWrong) {
 
 TEST(ConfigurationFile, TellsWhereItIsNoToml) {
     for (const std::string text : {"\nlisten = ", "\nlisten = \"a", "\nrun = \"/a\"\nrun = \"/b\"", "\n= 1",
-                                   "\nx", "\n[tls", "\nrun = \"\xff\""}) {
+                                   "\nx", "\nx = t\x14s", "\n[tls", "\nrun = \"\xff\""}) {
         const std::string told = problem(text);
         EXPECT_TRUE(told.starts_with("f:2: this is no TOML: ") || told.starts_with("f:3: this is no TOML: "))
             << told;
-        EXPECT_EQ(told.find('\n'), std::string::npos);
+        EXPECT_EQ(told.find_first_of("\n\x14"), std::string::npos) << told;
     }
     EXPECT_EQ(problems("run = " + std::string(100000, '[')).size(), 1U) << "arrays within each other";
 }

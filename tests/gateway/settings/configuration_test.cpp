@@ -128,6 +128,16 @@ TEST_F(Configuration, CertificateAndKeyStandTogetherAndCanBeRead) {
                 "that this user may read");
 }
 
+TEST_F(Configuration, TellsTheTokenCommandItsStateWhateverElseItSays) {
+    command_line line;
+    line.what = wanted::token_list;
+    const configuration found =
+        read("state = \"/s\"\nlisten = \"192.0.2.1:1\"\ntls.key = \"/nowhere/k.pem\"", line);
+    EXPECT_EQ(found.problems, std::vector<std::string>());
+    EXPECT_EQ(found.values.state, "/s");
+    EXPECT_EQ(read("stat = \"/s\"", line).problems.size(), 1U);
+}
+
 TEST_F(Configuration, IsTakenAnewFromAnEditedFile) {
     const settings before = read("anonymous = \"view\"\nlisten = \"127.0.0.1:1\"").values;
     const settings now =

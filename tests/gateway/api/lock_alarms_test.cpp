@@ -1,0 +1,96 @@
+#include "gateway/api/lock_alarms.h"
+
+#include "a_router.h"
+#include "gateway/settings/limits.h"
+
+namespace gateway {
+namespace {
+
+class LockAlarms : public testing::Test {
+protected:
+    LockAlarms() {
+        locks[2] = {lock_state::lock, 1, "boss", "", 0};
+        alarms.lock_changed(router, 2);
+    }
+    void show(int output, int source, bool confirmed = true) {
+        auto& shown = router.picture.outputs[static_cast<std::size_t>(output - 1)];
+        shown.sources = audio_video(source, source);
+        shown.waits_ms = confirmed ? std::nullopt : std::optional<std::uint64_t>(500);
+    }
+    std::vector<lock_alarm> heard(std::uint64_t now_ms = 0) {
+        return alarms.of(router, &locks, now_ms);
+    }
+
+    shown_router router = a_router();
+    router_locks locks;
+    lock_alarms alarms;
+};
+
+TEST_F(LockAlarms, LockedOutputThatChangesRaisesOneAlarm) {
+    EXPECT_TRUE(heard().empty());
+    show(2, 3);
+    const auto raised = heard();
+    ASSERT_EQ(raised.size(), 1U);
+    EXPECT_EQ(raised[0].output, 2);
+    EXPECT_EQ(raised[0].before, audio_video(1, 1));
+    EXPECT_EQ(raised[0].now, audio_video(3, 3));
+    EXPECT_TRUE(heard().empty());
+}
+
+TEST_F(LockAlarms, OtherOutputsRaiseNone) {
+    show(1, 3);
+    EXPECT_TRUE(heard().empty());
+}
+
+TEST_F(LockAlarms, TakeThatFallsBackRaisesNone) {
+    show(2, 3, false);
+    EXPECT_TRUE(heard().empty());
+    show(2, 1);
+    EXPECT_TRUE(heard().empty());
+}
+
+TEST_F(LockAlarms, AllowedTakeRaisesNoneButTheNextOneDoes) {
+    alarms.takes_begin("studio", {{2, audio_video(3, 3)}}, 1000);
+    show(2, 3);
+    EXPECT_TRUE(heard(1500).empty());
+    show(2, 4);
+    EXPECT_EQ(heard(1600).size(), 1U);
+}
+
+TEST_F(LockAlarms, AllowanceEnds) {
+    alarms.takes_begin("studio", {{2, audio_video(3, 3)}}, 1000);
+    show(2, 3);
+    EXPECT_EQ(heard(1000 + allowed_change_ms).size(), 1U);
+}
+
+TEST_F(LockAlarms, SourceThatNobodyKnowsIsNoChange) {
+    show(2, vrdx::source_unknown);
+    EXPECT_TRUE(heard().empty());
+    show(2, 1);
+    EXPECT_TRUE(heard().empty());
+    show(2, vrdx::source_unknown);
+    EXPECT_TRUE(heard().empty());
+    show(2, 4); // changed while nobody looked
+    EXPECT_EQ(heard().size(), 1U);
+}
+
+TEST_F(LockAlarms, OutputThatIsFreeAgainRaisesNone) {
+    locks.clear();
+    alarms.lock_changed(router, 2);
+    show(2, 3);
+    EXPECT_TRUE(heard().empty());
+    locks[2] = {};
+    alarms.lock_changed(router, 2);
+    EXPECT_TRUE(heard().empty());
+}
+
+TEST_F(LockAlarms, PictureOfBeforeSaysNothing) {
+    show(2, 3);
+    router.state = router_state::no_driver;
+    EXPECT_TRUE(heard().empty());
+    router.state = router_state::up;
+    EXPECT_EQ(heard().size(), 1U);
+}
+
+} // namespace
+} // namespace gateway

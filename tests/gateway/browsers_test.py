@@ -1,0 +1,144 @@
+"""What browsers are made to do: sessions, origins, hosts; and what wrong tokens cost."""
+
+import json
+
+from api_test import DescribedTest
+from gateway_fixture import main, wait_until
+from websocket_client import Refused
+
+
+class BrowserCase(DescribedTest):
+    def own_origin(self):
+        return f"http://{self.address[0]}:{self.address[1]}"
+
+    def begin_session(self, token="", **further):
+        return self.ask(
+            "POST", "/api/v1/session", {"token": token or self.token, **further}, None, {"Origin": self.own_origin()}
+        )
+
+    def cookie(self, **further):
+        answer = self.begin_session(**further)
+        self.assertEqual(answer.status, 200, answer.body)
+        return answer.headers["set-cookie"].split(";")[0]
+
+    def setUp(self):
+        super().setUp()
+        self.wait_for_up()
+
+
+class Sessions(BrowserCase):
+    def test_cookie_is_for_this_site_alone_and_for_no_script(self):
+        answer = self.begin_session()
+        attributes = [part.strip() for part in answer.headers["set-cookie"].split(";")]
+        self.assertEqual(attributes[1:], ["Path=/", "HttpOnly", "SameSite=Strict"])
+        self.assertEqual(answer.json["name"], "boss")
+        kept = self.begin_session(keep=True).headers["set-cookie"]
+        self.assertIn("Max-Age=2592000", kept)
+
+    def test_session_stands_for_its_token(self):
+        cookie = self.cookie()
+        answer = self.get("/api/v1/session", token=None, headers={"Cookie": cookie})
+        self.assertEqual((answer.status, answer.json["role"]), (200, "admin"))
+        self.assertEqual(self.get("/api/v1/routers", token=None, headers={"Cookie": cookie}).status, 200)
+
+    def test_ended_session_is_none_any_more(self):
+        cookie = self.cookie()
+        headers = {"Cookie": cookie, "Origin": self.own_origin()}
+        ended = self.ask("DELETE", "/api/v1/session", token=None, headers=headers)
+        self.assertEqual(ended.status, 204)
+        self.assertIn("Max-Age=0", ended.headers["set-cookie"])
+        self.expect_problem(self.get("/api/v1/routers", token=None, headers=headers), 401)
+
+    def test_session_ends_with_its_token(self):
+        other = self.add_token("other", "view")
+        wait_until("the token is known", lambda: self.get("/api/v1/routers", token=other).status == 200)
+        headers = {"Cookie": self.cookie(token=other)}
+        self.run_token_command("remove", "other")
+        wait_until("it has ended", lambda: self.get("/api/v1/routers", token=None, headers=headers).status == 401)
+
+    def test_sessions_readers_end_with_it(self):
+        cookie = self.cookie()
+        reader = self.events(token=None, headers=[("Cookie", cookie), ("Origin", self.own_origin())])
+        reader.read_event()
+        self.ask("DELETE", "/api/v1/session", token=None, headers={"Cookie": cookie, "Origin": self.own_origin()})
+        self.assertEqual(reader.read_until_closed().code, 1008)
+
+    def test_session_outlives_a_restart(self):
+        cookie = self.cookie(keep=True)
+        self.stop_gateway()
+        self.start_gateway()
+        self.assertEqual(self.get("/api/v1/session", token=None, headers={"Cookie": cookie}).status, 200)
+
+
+class Origins(BrowserCase):
+    def test_writes_with_a_cookie_need_the_own_origin(self):
+        cookie = self.cookie()
+        take = {"takes": [{"output": 1, "input": 3}]}
+        path = "/api/v1/routers/studio/takes"
+        for origin in (None, "http://evil.example.org", "null", self.own_origin() + "0", self.own_origin().replace("http", "https")):
+            headers = {"Cookie": cookie, **({"Origin": origin} if origin else {})}
+            self.expect_problem(self.ask("POST", path, take, None, headers), 403, self.own_origin())
+        answer = self.ask("POST", path, take, None, {"Cookie": cookie, "Origin": self.own_origin()})
+        self.assertEqual(answer.json["results"][0]["result"], "confirmed")
+
+    def test_websocket_with_a_cookie_needs_the_own_origin(self):
+        cookie = self.cookie()
+        for headers in ([("Cookie", cookie)], [("Cookie", cookie), ("Origin", "http://evil.example.org")]):
+            with self.assertRaises(Refused) as refused:
+                self.events(token=None, headers=headers)
+            self.assertEqual(refused.exception.status, 403)
+        reader = self.events(token=None, headers=[("Cookie", cookie), ("Origin", self.own_origin())])
+        self.assertEqual(reader.read_event()["type"], "picture")
+
+    def test_program_with_a_token_needs_none(self):
+        self.assertEqual(self.take([{"output": 1, "input": 3}], headers={"Origin": "http://elsewhere"}).status, 200)
+
+    def test_form_of_another_site_cannot_log_in(self):
+        body = json.dumps({"token": self.token})
+        for headers in ({"Origin": "http://evil.example.org"}, {}):
+            self.expect_problem(self.ask("POST", "/api/v1/session", body, None, headers), 403)
+        answer = self.ask(
+            "POST", "/api/v1/session", body, None, {"Origin": self.own_origin(), "Content-Type": "text/plain"}
+        )
+        self.expect_problem(answer, 415)
+
+    def test_host_of_another_name_is_refused(self):
+        for host in ("evil.example.org", "localhost.evil.example.org:80", "127.0.0.1.example.org"):
+            for path in ("/", "/healthz", "/api/v1/routers"):
+                self.expect_problem(self.get(path, headers={"Host": host}), 400, "localhost")
+        self.assertEqual(self.get("/healthz", headers={"Host": "localhost:9"}).status, 200)
+
+
+class WrongTokens(BrowserCase):
+    def test_many_wrong_ones_are_slowed_down_and_valid_ones_never(self):
+        statuses = []
+        while 429 not in statuses:
+            statuses.append(self.begin_session(token=f"vrdx_wrong{len(statuses)}").status)
+            self.assertLess(len(statuses), 40)
+        self.assertEqual(statuses[:10], [401] * 10)
+        self.expect_problem(self.begin_session(token="vrdx_wrong"), 429, "seconds")
+        self.assertEqual(self.begin_session().status, 200)
+        self.assertEqual(self.get("/api/v1/routers").status, 200)
+        self.expect_problem(self.get("/api/v1/routers", token="vrdx_wrong"), 429)
+
+
+class Anonymous(BrowserCase):
+    configuration = 'anonymous = "view"\n'
+
+    def test_anonymous_may_what_the_configuration_gives(self):
+        self.assertEqual(self.get("/api/v1/routers", token=None).status, 200)
+        self.assertEqual(self.get("/api/v1/session", token=None).json["name"], "anonymous")
+        headers = {"Origin": self.own_origin()}
+        path = "/api/v1/routers/studio/takes"
+        self.expect_problem(self.ask("POST", path, {"takes": [{"output": 1, "input": 1}]}, None, headers), 403, "operate")
+        self.expect_problem(self.get("/api/v1/routers", token="vrdx_wrong"), 401)
+
+    def test_anonymous_reader_needs_the_own_origin(self):
+        with self.assertRaises(Refused):
+            self.events(token=None)
+        reader = self.events(token=None, headers=[("Origin", self.own_origin())])
+        self.assertEqual(reader.read_event()["type"], "picture")
+
+
+if __name__ == "__main__":
+    main()
