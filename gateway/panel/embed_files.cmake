@@ -1,7 +1,7 @@
 # Writes a source with the bytes of pages and assets. Run by cmake -P with:
 #   FOLDER   the folder with pages/ and static/
 #   OUTPUT   the source to write
-# In pages and in their hash @BUILD@ stands for the hash of all files.
+# In pages @BUILD@ stands for the hash of all files, @MODULES@ for the links that load modules beforehand.
 
 cmake_minimum_required(VERSION 3.25)
 
@@ -25,6 +25,15 @@ endforeach()
 string(SHA256 build "${all}")
 string(SUBSTRING ${build} 0 16 build)
 
+# Each page asks for all modules at once instead of finding them one after the other.
+set(preloads "")
+foreach(file ${assets})
+  get_filename_component(name ${file} NAME)
+  if(name MATCHES "[.]js$" AND NOT name MATCHES "_page[.]js$")
+    string(APPEND preloads "<link rel=\"modulepreload\" href=\"/static/${build}/${name}\">\n")
+  endif()
+endforeach()
+
 set(arrays "")
 set(rows "")
 set(number 0)
@@ -33,6 +42,7 @@ foreach(file ${pages} ${assets})
   if(file IN_LIST pages)
     file(READ ${file} text)
     string(REPLACE "@BUILD@" ${build} text "${text}")
+    string(REPLACE "@MODULES@\n" "${preloads}" text "${text}")
     file(WRITE ${OUTPUT}.page "${text}")
     file(READ ${OUTPUT}.page hex HEX)
     file(SHA256 ${OUTPUT}.page hash)

@@ -16,6 +16,8 @@ export class TileGrid extends HTMLElement {
   #tiles = new Map(); // number -> element
   #sizer = el("div", { class: "sizer" });
   #columns = 1;
+  #width = 0; // of what is seen, in pixels
+  #room = 0;
   #focused = 0; // the tile that the tabulator goes to
 
   connectedCallback() {
@@ -24,7 +26,7 @@ export class TileGrid extends HTMLElement {
     this.addEventListener("scroll", () => this.#place(), { passive: true });
     this.addEventListener("keydown", (event) => this.#move(event));
     this.addEventListener("focusin", (event) => this.#noteFocus(event.target.closest("[data-tile]")));
-    new ResizeObserver(() => this.#layOut()).observe(this);
+    new ResizeObserver(([entry]) => this.#resize(entry.contentRect)).observe(this);
   }
 
   setNumbers(numbers) {
@@ -56,12 +58,19 @@ export class TileGrid extends HTMLElement {
     return this.#tiles.get(this.numbers[0]);
   }
 
+  // Told, not asked: asking would make the browser lay out everything at once.
+  #resize(room) {
+    const isSame = room.width === this.#width && room.height === this.#room;
+    this.#width = room.width;
+    this.#room = room.height;
+    if (!isSame) this.#layOut();
+  }
+
   #layOut() {
-    if (!this.isConnected || this.clientWidth === 0) return;
-    this.#columns = Math.max(1, Math.floor(this.clientWidth / this.least));
+    if (this.#width === 0) return;
+    this.#columns = Math.max(1, Math.floor(this.#width / this.least));
     const rows = Math.ceil(this.numbers.length / this.#columns);
     this.#sizer.style.height = `${rows * this.height}px`;
-    for (const tile of this.#tiles.values()) tile.dataset.at = "";
     this.#place();
   }
 
@@ -74,7 +83,7 @@ export class TileGrid extends HTMLElement {
         this.#tiles.delete(number);
       }
     const added = document.createDocumentFragment();
-    const width = this.clientWidth / this.#columns;
+    const width = this.#width / this.#columns;
     for (let at = range.first; at < range.end; at++) this.#placeOne(at, width, added);
     this.#sizer.append(added);
     this.#roam();
@@ -104,7 +113,7 @@ export class TileGrid extends HTMLElement {
     const count = this.numbers.length;
     if (count <= allAtMost) return { first: 0, end: count };
     const first = Math.max(0, Math.floor(this.scrollTop / this.height) - spareRows);
-    const last = Math.ceil((this.scrollTop + this.clientHeight) / this.height) + spareRows;
+    const last = Math.ceil((this.scrollTop + this.#room) / this.height) + spareRows;
     return { first: first * this.#columns, end: Math.min(count, last * this.#columns) };
   }
 
