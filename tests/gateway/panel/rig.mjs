@@ -82,7 +82,7 @@ export class Rig {
   }
 
   routectl(name, ...command) {
-    return spawnSync(`${bin}/vrdx_routectl`, [this.file("run", `${name}.sock`), ...command], { encoding: "utf8" });
+    return spawnSync(`${bin}/vrdx_routectl`, ["--sock", this.file("run", `${name}.sock`), ...command], { encoding: "utf8" });
   }
 
   async startGateway(port = 0) {
