@@ -24,6 +24,7 @@ class AppBar extends HTMLElement {
 
   connectedCallback() {
     const name = this.getAttribute("router"), page = this.getAttribute("page");
+    set(this, "role", "banner");
     this.append(
       el("nav", { "aria-label": t("pages") },
         this.#link("/routers", t("routers"), page === "routers"),

@@ -1,7 +1,7 @@
 // The destinations of a router: what each shows, how sure that is, and which one is chosen.
 
 import { choose, desk, deskRouter, listenDesk } from "./desk.js";
-import { el, icon, named, part, set, setIcon, show, write } from "./dom.js";
+import { el, icon, named, part, set, setIcon, show, speak, write } from "./dom.js";
 import { isBreakaway } from "./router_model.js";
 import { listen } from "./store.js";
 import { resultText, stateOf } from "./takes.js";
@@ -99,7 +99,7 @@ class Destinations extends HTMLElement {
     setIcon(source.firstChild, isBreakaway(output.confirmed) && state === "confirmed" ? "breakaway" : state);
     write(source.lastChild, sourceText(router, output.confirmed));
     this.#updateNext(tile, router, output, state);
-    set(tile, "aria-label", this.#spoken(router, output, state));
+    speak(tile, this.#spoken(output, state));
   }
 
   // Where it is going: armed, or waiting for the router.
@@ -115,11 +115,10 @@ class Destinations extends HTMLElement {
     write(next.lastChild, said);
   }
 
-  #spoken(router, output, state) {
-    const parts = [t("output", output.number), output.label, t("shows", sourceText(router, output.confirmed)), t("spoken." + state)];
+  #spoken(output, state) {
+    const parts = state === "confirmed" ? [] : [t("spoken." + state)];
     if (output.lock) parts.push(t("lock." + output.lock.state + "By", output.lock.owner));
-    if (desk.armed.has(output.number)) parts.push(t("armedWith", sourceText(router, desk.armed.get(output.number))));
-    if (output.own?.phase === "failed") parts.push(resultText(router, output));
+    if (desk.armed.has(output.number)) parts.push(t("mark.armed"));
     return parts.join(", ");
   }
 }

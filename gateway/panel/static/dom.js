@@ -78,6 +78,12 @@ export function part(element, name, isNeeded, make) {
   return made;
 }
 
+// What is told to those who do not see the marks, behind the texts of an element.
+export function speak(element, text) {
+  const spoken = part(element, "spoken", text !== "", () => el("span"));
+  if (spoken) write(spoken, text);
+}
+
 // A name as others gave it: text of its own direction, which cannot turn what stands around it.
 export function named(text) {
   return el("bdi", { class: "name" }, text);

@@ -19,8 +19,8 @@ function make() {
     el("h2", { id: "help-title", tabindex: "-1", autofocus: true }, t("help")),
     el("p", {}, t("helpTake")), el("p", {}, t("helpArmed")), el("p", {}, t("helpTruth")),
     el("h3", {}, t("marks")),
-    el("table", { class: "marks" }, el("tbody", {}, ...states.map((state) =>
-      row(el("span", { class: "sample", "data-kind": state }, icon(state)), t("explain." + state))))),
+    el("ul", { class: "marks" }, ...states.map((state) =>
+      el("li", {}, el("span", { class: "sample", "data-kind": state }, icon(state)), t("explain." + state)))),
     el("h3", {}, t("keys")),
     el("table", {}, el("tbody", {},
       ...keys.map((each) => row(el("kbd", {}, keyName(each)), t(each.text))),

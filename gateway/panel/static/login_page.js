@@ -14,12 +14,12 @@ class Login extends HTMLElement {
 
   connectedCallback() {
     this.#anonymous.href = this.#target();
-    this.append(el("form", { submit: (event) => this.#send(event) },
+    this.append(el("main", {}, el("form", { submit: (event) => this.#send(event) },
       el("h1", {}, t("title")),
       el("p", {}, t("loginMeans")),
       el("label", { for: "token" }, t("token")), this.#token,
       el("label", { class: "choice", for: "keep" }, this.#keep, t("keep")),
-      this.#problem, this.#submit, this.#anonymous));
+      this.#problem, this.#submit, this.#anonymous)));
     this.#begin();
   }
 

@@ -106,7 +106,7 @@ class Matrix extends HTMLElement {
 
   #addColumn(number) {
     const router = deskRouter(), input = router.inputs[number - 1];
-    const head = el("button", { type: "button", class: "column-head", "data-input": number, "data-router": router.name, tabindex: "-1", title: input.label, "aria-label": `${t("input", number)}, ${input.label}` },
+    const head = el("button", { type: "button", class: "column-head", "data-input": number, "data-router": router.name, tabindex: "-1", title: input.label },
       el("span", { class: "number" }, String(number)), named(input.label));
     head.style.left = `${this.#field.x(this.#field.columnOf(number))}px`;
     this.#heads.append(head);

@@ -2,7 +2,7 @@
 
 import { desk } from "./desk.js";
 import { markDestination, sourceText } from "./destinations.js";
-import { el, icon, named, part, set, setIcon, write } from "./dom.js";
+import { el, icon, named, part, set, setIcon, speak, write } from "./dom.js";
 import { isBreakaway } from "./router_model.js";
 import { resultText, stateOf } from "./takes.js";
 import { t } from "./texts.js";
@@ -40,7 +40,7 @@ export function updateRow(row, router, output, field) {
   setIcon(shape, state);
   const said = resultText(router, output);
   set(head, "title", `${output.label}\n← ${sourceText(router, output.confirmed)}${said ? "\n" + said : ""}`);
-  set(head, "aria-label", `${t("output", output.number)}, ${output.label}, ${t("shows", sourceText(router, output.confirmed))}, ${t("spoken." + state)}`);
+  speak(head, `${t("shows", sourceText(router, output.confirmed))}, ${t("spoken." + state)}`);
   placeMarks(row, [...marksOf(output.confirmed).map((each) => [...each, "shown"]), ...wishes(output, state)], field);
 }
 

@@ -1,7 +1,7 @@
 // One router as this page knows it. What is shown as a destination's source is what the router has confirmed.
 
 import { plain, prefix, shownName } from "./names.js";
-import { t } from "./texts.js";
+import { isolated, t } from "./texts.js";
 
 export function sameSources(left, right) {
   if (left == null || right == null) return left === right;
@@ -122,6 +122,7 @@ export class Router {
   sourceLabel(source) {
     if (source == null) return t("sourceUnknown");
     if (source === 0) return t("sourceNone");
-    return this.inputs[source - 1]?.label ?? t("input", source);
+    const label = this.inputs[source - 1]?.label;
+    return label === undefined ? t("input", source) : isolated(label);
   }
 }

@@ -1,7 +1,7 @@
 // The sources of a router: which one the chosen destination shows, and what became of the one that was pressed.
 
 import { canPress, chosen, desk, deskRouter, listenDesk, press } from "./desk.js";
-import { el, icon, named, part, set, setIcon, show, write } from "./dom.js";
+import { el, icon, named, part, set, setIcon, show, speak, write } from "./dom.js";
 import { mayTakeTo } from "./rights.js";
 import { isLive, listen, store } from "./store.js";
 import { failedState, resultText, stateOf } from "./takes.js";
@@ -95,7 +95,7 @@ class Sources extends HTMLElement {
       setIcon(mark.firstChild, kind === "shown" ? "confirmed" : kind);
       write(mark.lastChild, this.#levelsText(output, number, kind));
     }
-    set(tile, "aria-label", [t("input", number), input.label, kind === "" ? "" : t("mark." + kind), this.#why(router, output, kind)].filter(Boolean).join(", "));
+    speak(tile, [kind === "" ? "" : t("mark." + kind), this.#why(router, output, kind)].filter(Boolean).join(", "));
   }
 
   // What this source is to the chosen destination.

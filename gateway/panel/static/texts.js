@@ -161,5 +161,12 @@ export function setLanguage(name) {
 
 export function t(key, ...values) {
   const text = texts[language][key] ?? english[key] ?? key;
-  return text.replace(/\{(\d)\}/g, (_, at) => values[at] ?? "");
+  return text.replace(/\{(\d)\}/g, (_, at) => isolated(String(values[at] ?? "")));
+}
+
+const turning = /[\u0590-\u08ff\u200e\u200f\u202a-\u202e\u2066-\u2069\ufb1d-\ufdff\ufe70-\ufeff]/;
+
+// A text of others within one of ours: it has its own direction, and turns nothing around it.
+export function isolated(text) {
+  return turning.test(text) ? `\u2068${text.replace(/[\u202a-\u202e\u2066-\u2069]/g, "")}\u2069` : text;
 }

@@ -160,6 +160,22 @@ test("a lock names its owner and reason, and refuses; force asks once more", asy
   await other.context().close();
 });
 
+test("a locked output that changes all the same raises an alarm", async () => {
+  const page = await panel("studio");
+  await page.click(output(4));
+  await page.click(".lock-button");
+  await page.click('[data-lock-choice="lock"]');
+  await waitForMark(page, 4, "data-lock", "lock");
+  assert.equal(rig.routectl("studio", "route", "4=13").status, 0);
+  await page.waitForFunction(() => /output 4 Preview is locked by desk.*→ 13 Graphics B/s.test(document.querySelector("vrdx-alarms").textContent));
+  await page.click("vrdx-alarms >> text=Dismiss");
+  await page.waitForFunction(() => document.querySelector("vrdx-alarms").childElementCount === 0);
+  await page.click(".lock-button");
+  await page.click('[data-lock-choice="unlock"]');
+  await waitForMark(page, 4, "data-lock", null);
+  await page.context().close();
+});
+
 test("what one may not do is not offered", async () => {
   const viewer = await panel("studio", tokens.wall);
   await viewer.click(output(1));
