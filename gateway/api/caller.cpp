@@ -3,6 +3,7 @@
 #include "time_text.h"
 
 #include <algorithm>
+#include <arpa/inet.h>
 #include <cctype>
 
 namespace gateway {
@@ -20,6 +21,13 @@ std::string_view trimmed(std::string_view text) {
     const std::size_t first = text.find_first_not_of(" \t");
     return first == std::string_view::npos ? std::string_view{}
                                            : text.substr(first, text.find_last_not_of(" \t") - first + 1);
+}
+
+bool is_address(std::string_view text) {
+    in6_addr bytes{};
+    const std::string address(text.substr(0, INET6_ADDRSTRLEN));
+    return inet_pton(AF_INET, address.c_str(), &bytes) == 1 ||
+           inet_pton(AF_INET6, address.c_str(), &bytes) == 1;
 }
 
 bool has(const std::vector<std::string>& list, std::string_view text) {
@@ -61,6 +69,8 @@ std::string caller_address(const settings& now, const request& asked) {
         const std::size_t comma = chain.rfind(',');
         const std::string_view last = comma == std::string_view::npos ? chain : chain.substr(comma + 1);
         chain = chain.substr(0, comma == std::string_view::npos ? 0 : comma);
+        if (!is_address(trimmed(last)))
+            break; // whoever wrote that is the one who asks
         address = trimmed(last);
     }
     return address;

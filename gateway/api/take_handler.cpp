@@ -114,6 +114,10 @@ void do_takes(api_world& world, const incoming_call& incoming, const answer_func
     const auto wish = read_takes(incoming->body, &problem);
     if (!wish)
         return answer(problem_reply(422, problem));
+    if (!is_picture_true(router->state) && needs_picture(*wish))
+        return answer(problem_reply(
+            503, "What the router shows and its names are not known now; take all levels by number, or "
+                 "try again in a moment."));
     auto plan = plan_takes(*wish, router->picture, &problem);
     if (!plan)
         return answer(problem_reply(422, problem));
