@@ -1,5 +1,6 @@
 // Lists, pictures, names, locks.
 #include "gateway/access/rights.h"
+#include "gateway/http/http_text.h"
 #include "gateway/settings/limits.h"
 #include "handlers.h"
 #include "json_reading.h"
@@ -26,10 +27,8 @@ reply no_such_place(const char* what, std::size_t last) {
 bool has_tag(std::string_view shown, std::string_view etag) {
     while (!shown.empty()) {
         const std::size_t end = std::min(shown.find(','), shown.size());
-        std::string_view tag = shown.substr(0, end);
+        std::string_view tag = trimmed(shown.substr(0, end));
         shown.remove_prefix(std::min(end + 1, shown.size()));
-        tag.remove_prefix(std::min(tag.find_first_not_of(" \t"), tag.size()));
-        tag = tag.substr(0, tag.find_last_not_of(" \t") + 1);
         if (tag.starts_with("W/"))
             tag.remove_prefix(2);
         if (tag == etag || tag == "*")
