@@ -1,6 +1,7 @@
 // What the pages show while something is away, and what they do when it is back.
 
 import assert from "node:assert/strict";
+import fs from "node:fs";
 import { after, before, test } from "node:test";
 import { Panels, Rig, input, isLive, mark, output, press, studio, waitFor, waitForMark } from "./panel_fixture.mjs";
 
@@ -171,6 +172,30 @@ test("a router that is not there is said to be so", async () => {
   await page.waitForSelector(".banner.away:visible");
   assert.match(await page.textContent(".banner.away"), /nowhere/);
   await page.context().close();
+});
+
+test("a wall shows its page without a token where the configuration says so", async () => {
+  const open = new Rig();
+  try {
+    open.configuration = open.file("gateway.toml");
+    fs.writeFileSync(open.configuration, 'anonymous = "view"\n');
+    await open.addRouter("studio", { inputs: 16, outputs: 8 }, studio);
+    await open.startGateway();
+    const page = await panels.page();
+    await page.goto(open.address + "/panel?router=studio&outputs=1-4");
+    await waitForMark(page, 4, "data-source", 4);
+    assert.equal(await page.locator("[data-output]").count(), 4);
+    assert.ok(await page.isHidden("vrdx-salvo"));
+    await page.goto(open.address + "/");
+    await page.click("text=Go on without a token");
+    await page.waitForURL(open.address + "/routers");
+    await page.click(".menu");
+    await page.click("dialog >> text=Log in");
+    await page.waitForSelector("input[name=token]");
+    await page.context().close();
+  } finally {
+    await open.close();
+  }
 });
 
 test("no page broke the content policy or failed", () => assert.deepEqual(panels.problems, []));
