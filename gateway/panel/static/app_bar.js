@@ -51,7 +51,7 @@ class AppBar extends HTMLElement {
 
   #refresh() {
     const session = store.session, router = routerOf(desk.router);
-    write(this.#who, session ? `${session.name} · ${t("role." + session.role)}` : "");
+    write(this.#who, session ? t("who", session.name, t("role." + session.role)) : "");
     show(this.#state, Boolean(router));
     if (!router) return;
     const state = store.connection === "live" ? router.state : store.connection === "lost" ? "stale" : "reading";

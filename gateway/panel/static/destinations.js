@@ -33,7 +33,7 @@ export function sourceText(router, sources) {
     const source = Object.values(sources)[0];
     return source > 0 ? `${source} ${router.sourceLabel(source)}` : router.sourceLabel(source);
   }
-  return Object.entries(sources).map(([level, source]) => `${t("short." + level)} ${source ?? "?"} ${router.sourceLabel(source)}`).join("  ");
+  return Object.entries(sources).map(([level, source]) => `${t("short." + level)} ${source ?? "?"} ${router.sourceLabel(source)}`).join(" · ");
 }
 
 class Destinations extends HTMLElement {

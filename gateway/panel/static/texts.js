@@ -8,7 +8,7 @@ const english = {
   goOnAnonymous: "Go on without a token", noGateway: "The gateway does not answer. Try again.",
   language: "Language", theme: "Light and dark", "theme.system": "As the system", "theme.dark": "Dark", "theme.light": "Light",
   youAre: "You are {0}, role {1}. Destinations: {2}. Sources: {3}.",
-  "role.view": "view", "role.operate": "operate", "role.lock": "lock", "role.admin": "admin", "role.none": "none",
+  who: "{0}, role {1}", "role.view": "view", "role.operate": "operate", "role.lock": "lock", "role.admin": "admin", "role.none": "none",
 
   input: "Input {0}", output: "Output {0}", destinations: "Destinations", sources: "Sources", levels: "Levels", groups: "Groups",
   searchDestinations: "Search destinations", searchSources: "Search sources",
@@ -79,7 +79,7 @@ const german = {
   goOnAnonymous: "Ohne Schlüssel weiter", noGateway: "Das Gateway antwortet nicht. Versuchen Sie es noch einmal.",
   language: "Sprache", theme: "Hell und dunkel", "theme.system": "Wie das System", "theme.dark": "Dunkel", "theme.light": "Hell",
   youAre: "Sie sind {0}, Rolle {1}. Ziele: {2}. Quellen: {3}.",
-  "role.view": "sehen", "role.operate": "schalten", "role.lock": "sperren", "role.admin": "verwalten", "role.none": "keine",
+  who: "{0}, Rolle {1}", "role.view": "sehen", "role.operate": "schalten", "role.lock": "sperren", "role.admin": "verwalten", "role.none": "keine",
 
   input: "Eingang {0}", output: "Ausgang {0}", destinations: "Ziele", sources: "Quellen", levels: "Ebenen", groups: "Gruppen",
   searchDestinations: "Ziele suchen", searchSources: "Quellen suchen",

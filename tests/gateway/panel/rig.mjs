@@ -4,8 +4,9 @@ import { spawn, spawnSync } from "node:child_process";
 import fs from "node:fs";
 import os from "node:os";
 import path from "node:path";
+import { fileURLToPath } from "node:url";
 
-const bin = process.env.VRDX_BIN;
+const bin = process.env.VRDX_BIN, here = path.dirname(fileURLToPath(import.meta.url));
 export const patience = 60000; // milliseconds; reached only when a test fails
 
 const pause = (milliseconds) => new Promise((done) => setTimeout(done, milliseconds));
@@ -37,6 +38,7 @@ export class Rig {
     this.folder = fs.mkdtempSync(path.join(os.tmpdir(), "vrdx_panel."));
     for (const each of ["items", "run", "state"]) fs.mkdirSync(this.file(each), { mode: 0o755 });
     this.drivers = new Map();
+    this.emulators = [];
     this.gateway = null;
     this.port = 0;
   }
@@ -59,6 +61,18 @@ export class Rig {
     for (const [key, value] of Object.entries(settings)) lines.push(`simulated ${key}=${value}`);
     fs.writeFileSync(this.file("items", `${name}.item`), lines.join("\n") + "\n");
     if (isStarted) await this.startDriver(name);
+  }
+
+  // An emulated Videohub of 8 x 8 below a driver; gives a function that sends it a line.
+  async addVideohub(name) {
+    const router = spawn("python3", ["-B", path.join(here, "emulated_videohub.py")], { stdio: ["pipe", "pipe", "inherit"] });
+    this.emulators.push(router);
+    let port = "";
+    router.stdout.on("data", (data) => (port += data));
+    await waitFor("the port of the emulated router", () => port.includes("\n"));
+    fs.writeFileSync(this.file("items", `${name}.item`), `driver=route_videohub\nstay resident=1\naddress=127.0.0.1\nport=${port.trim()}\n`);
+    await this.startDriver(name);
+    return (line) => router.stdin.write(line + "\n");
   }
 
   async startDriver(name) {
@@ -136,6 +150,7 @@ export class Rig {
   async close() {
     await this.#end(this.gateway, "SIGKILL");
     for (const driver of this.drivers.values()) await this.#end(driver, "SIGTERM");
+    for (const emulator of this.emulators) await this.#end(emulator, "SIGKILL");
     fs.rmSync(this.folder, { recursive: true, force: true });
   }
 }

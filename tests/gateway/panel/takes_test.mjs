@@ -5,12 +5,13 @@ import { after, before, test } from "node:test";
 import { Panels, Rig, input, mark, output, press, studio, waitFor, waitForMark } from "./panel_fixture.mjs";
 
 const rig = new Rig();
-let panels, tokens;
+let panels, tokens, hub;
 
 before(async () => {
   await rig.addRouter("studio", { inputs: 16, outputs: 8, levels: "video,audio", "refuse outputs": 5 }, studio);
   await rig.addRouter("slow", { inputs: 8, outputs: 8, "delay ms": 600 });
   await rig.addRouter("silent", { inputs: 4, outputs: 4, "delay ms": 60000 });
+  hub = await rig.addVideohub("hub");
   await rig.startGateway();
   tokens = {
     desk: rig.token("desk", "operate"), gallery: rig.token("gallery", "lock"), wall: rig.token("wall", "view"),
@@ -80,6 +81,22 @@ test("a take that nobody confirms ends as unknown, with the old source", async (
   await press(page, 2, 4);
   await waitForMark(page, 2, "data-state", "unknown");
   assert.equal(await mark(page, 2, "data-source"), "2");
+  await page.context().close();
+});
+
+test("a take on a Videohub, one at its own panel, and one that the router answers with another source", async () => {
+  const page = await panel("hub");
+  await press(page, 3, 5);
+  await waitForMark(page, 3, "data-source", 5);
+  hub("panel 3 6");
+  await waitForMark(page, 4, "data-source", 7);
+  hub("silent");
+  await press(page, 3, 2);
+  await waitForMark(page, 3, "data-state", "pending");
+  hub("panel 2 7");
+  await waitForMark(page, 3, "data-state", "refused");
+  assert.equal(await mark(page, 3, "data-source"), "8");
+  assert.match(await page.textContent("vrdx-selected"), /Rolled back, the router shows/);
   await page.context().close();
 });
 
