@@ -46,11 +46,11 @@ void answer_panel_page(api_world&, const incoming_call& incoming, const answer_f
 }
 
 void answer_panel_asset(api_world&, const incoming_call& incoming, const answer_function& answer) {
-    const panel_file* file =
-        incoming->parts[0] == panel_build() ? panel_asset(incoming->parts[1]) : nullptr;
+    const panel_file* file = incoming->parts[0] == panel_build() ? panel_asset(incoming->parts[1]) : nullptr;
     answer(file != nullptr
                ? file_reply(*incoming, *file, for_ever)
-               : problem_reply(404, "The pages have no such file; load the page anew, it may be another one now."));
+               : problem_reply(
+                     404, "The pages have no such file; load the page anew, it may be another one now."));
 }
 
 void answer_panel_build(api_world&, const incoming_call&, const answer_function& answer) {

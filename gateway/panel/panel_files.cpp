@@ -20,8 +20,8 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 3> types{{
 }};
 
 std::string type_of(std::string_view name) {
-    const auto* const found =
-        std::find_if(types.begin(), types.end(), [&](const auto& each) { return name.ends_with(each.first); });
+    const auto* const found = std::find_if(types.begin(), types.end(),
+                                           [&](const auto& each) { return name.ends_with(each.first); });
     return found == types.end() ? "application/octet-stream" : std::string(found->second);
 }
 
