@@ -5,11 +5,12 @@ import { after, before, test } from "node:test";
 import { Panels, Rig, input, mark, output, press, studio, waitFor, waitForMark } from "./panel_fixture.mjs";
 
 const rig = new Rig();
+const slowness = 600; // milliseconds until the slow router reports
 let panels, tokens, hub;
 
 before(async () => {
   await rig.addRouter("studio", { inputs: 16, outputs: 8, levels: "video,audio", "refuse outputs": 5 }, studio);
-  await rig.addRouter("slow", { inputs: 8, outputs: 8, "delay ms": 600 });
+  await rig.addRouter("slow", { inputs: 8, outputs: 8, "delay ms": slowness });
   await rig.addRouter("silent", { inputs: 4, outputs: 4, "delay ms": 60000 });
   hub = await rig.addVideohub("hub");
   await rig.startGateway();
@@ -36,10 +37,14 @@ test("a take waits for the router's own report, and the old source stays until t
   await page.evaluate(() => {
     window.seen = [];
     const tile = document.querySelector('[data-output="1"]');
-    new MutationObserver(() => window.seen.push(`${tile.dataset.state} ${tile.dataset.source}`)).observe(tile, { attributes: true });
+    new MutationObserver(() => {
+      window.seen.push(`${tile.dataset.state} ${tile.dataset.source}`);
+      if (tile.dataset.source === "4") window.shownAt ??= performance.now();
+    }).observe(tile, { attributes: true });
   });
   await page.click(output(1));
   const atOnce = await page.evaluate(() => {
+    window.pressedAt = performance.now();
     document.querySelector('[data-input="4"]').click();
     return [document.querySelector('[data-output="1"]').dataset.state, document.querySelector('[data-input="4"]').dataset.mark];
   });
@@ -49,6 +54,8 @@ test("a take waits for the router's own report, and the old source stays until t
   const seen = await page.evaluate(() => window.seen);
   assert.ok(seen.includes("pending 1"), seen.join());
   assert.ok(!seen.slice(seen.indexOf("pending 1"), seen.lastIndexOf("pending 1")).includes("confirmed 1"), seen.join());
+  const waited = await page.evaluate(() => window.shownAt - window.pressedAt);
+  assert.ok(waited >= slowness - 10, `the router reports after ${slowness} ms, it was shown after ${waited} ms`);
   assert.equal(await page.getAttribute(input(4), "data-mark"), "shown");
   await page.context().close();
 });
