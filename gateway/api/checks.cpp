@@ -80,7 +80,7 @@ refusal right_is_enough(api_world&, call* incoming) {
 }
 
 refusal router_is_seen(api_world& world, call* incoming) {
-    if (incoming->parts.empty())
+    if (incoming->row->least == role::none || incoming->parts.empty())
         return {};
     if (may_see(*incoming->who, incoming->parts[0]) && incoming->router(world) != nullptr)
         return {};

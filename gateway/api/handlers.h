@@ -8,7 +8,9 @@ namespace gateway {
 using incoming_call = std::shared_ptr<call>;
 
 // Pages and the gateway's own state
-void answer_start_page(api_world&, const incoming_call&, const answer_function&);
+void answer_panel_page(api_world&, const incoming_call&, const answer_function&);
+void answer_panel_asset(api_world&, const incoming_call&, const answer_function&);
+void answer_panel_build(api_world&, const incoming_call&, const answer_function&);
 void answer_alive(api_world&, const incoming_call&, const answer_function&);
 void answer_ready(api_world&, const incoming_call&, const answer_function&);
 void answer_document(api_world&, const incoming_call&, const answer_function&);

@@ -15,7 +15,20 @@ constexpr documented_reply too_many{429, "Problem", "Too much of this token is a
 constexpr documented_reply wrong_content{422, "Problem", "The body is JSON, and not what is possible here."};
 
 const std::array table{
-    route{"", "GET", "/", role::none, "A short page", "", 0, {}, answer_start_page},
+    route{"", "GET", "/", role::none, "Asks for a token", "", 0, {}, answer_panel_page},
+    route{"", "GET", "/routers", role::none, "All routers", "", 0, {}, answer_panel_page},
+    route{"", "GET", "/panel", role::none, "Destinations and sources", "", 0, {}, answer_panel_page},
+    route{"", "GET", "/matrix", role::none, "All crosspoints", "", 0, {}, answer_panel_page},
+    route{"", "GET", "/static/build", role::none, "Which pages these are", "", 0, {}, answer_panel_build},
+    route{"",
+          "GET",
+          "/static/{build}/{file}",
+          role::none,
+          "A file of the pages",
+          "",
+          0,
+          {},
+          answer_panel_asset},
     route{"isAlive",
           "GET",
           "/healthz",

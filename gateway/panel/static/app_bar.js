@@ -1,0 +1,64 @@
+// The bar on top: where one is, the router's state, the time, who one is, help and menu.
+
+import { desk } from "./desk.js";
+import { el, icon, named, set, setIcon, show, write } from "./dom.js";
+import { openHelp } from "./help_dialog.js";
+import { openMenu } from "./menu_dialog.js";
+import { listen, routerOf, store } from "./store.js";
+import { t } from "./texts.js";
+import { clock } from "./times.js";
+
+// The form of each state.
+export function stateShape(state) {
+  return { up: "confirmed", reading: "reading", stale: "stale" }[state] ?? "away";
+}
+
+export function pageAddress(page, router) {
+  return `/${page}?router=${encodeURIComponent(router)}`;
+}
+
+class AppBar extends HTMLElement {
+  #state = el("span", { class: "state", hidden: true }, icon("reading"), el("span", {}));
+  #clock = el("time", { class: "clock" });
+  #who = el("span", { class: "who" });
+
+  connectedCallback() {
+    const name = this.getAttribute("router"), page = this.getAttribute("page");
+    set(this, "role", "banner");
+    this.append(
+      el("nav", { "aria-label": t("pages") },
+        this.#link("/routers", t("routers"), page === "routers"),
+        name === null ? null : el("h1", {}, named(name)),
+        name === null ? null : this.#state,
+        name === null ? null : this.#link(this.#withQuery("/panel"), t("panel"), page === "panel"),
+        name === null ? null : this.#link(this.#withQuery("/matrix"), t("matrix"), page === "matrix")),
+      el("div", { class: "aside" }, this.#clock, this.#who,
+        el("button", { type: "button", "aria-label": t("help"), title: t("help"), class: "help", click: openHelp }, "?"),
+        el("button", { type: "button", "aria-label": t("menu"), title: t("menu"), class: "menu", click: openMenu }, icon("menu"))));
+    listen(() => this.#refresh());
+    setInterval(() => write(this.#clock, clock()), 1000);
+    write(this.#clock, clock());
+    this.#refresh();
+  }
+
+  #withQuery(page) {
+    return page + location.search;
+  }
+
+  #link(address, text, isHere) {
+    return el("a", { href: address, "aria-current": isHere ? "page" : null }, text);
+  }
+
+  #refresh() {
+    const session = store.session, router = routerOf(desk.router);
+    write(this.#who, session ? t("who", session.name, t("role." + session.role)) : "");
+    show(this.#state, Boolean(router));
+    if (!router) return;
+    const state = store.connection === "live" ? router.state : store.connection === "lost" ? "stale" : "reading";
+    set(this.#state, "data-router-state", state);
+    setIcon(this.#state.firstChild, stateShape(state));
+    write(this.#state.lastChild, t("state." + state));
+  }
+}
+
+customElements.define("vrdx-app-bar", AppBar);

@@ -1,0 +1,94 @@
+// All routers: what each is doing, how large it is, what waits, what went wrong last.
+
+import { pageAddress, stateShape } from "./app_bar.js";
+import { el, icon, named, set, setIcon, show, write } from "./dom.js";
+import { shownName } from "./names.js";
+import { listenKeys } from "./keys.js";
+import { startPage } from "./page.js";
+import { isLive, listen, start, store } from "./store.js";
+import { t } from "./texts.js";
+import { age, shownTime } from "./times.js";
+import "./alarms.js";
+import "./app_bar.js";
+import "./banner.js";
+
+class Routers extends HTMLElement {
+  #rows = new Map();
+  #list = el("ul", { class: "routers" });
+  #empty = el("p", { class: "empty", hidden: true });
+  #summary = el("p", { class: "summary", role: "status" });
+
+  connectedCallback() {
+    this.append(el("vrdx-app-bar", { page: "routers" }), el("vrdx-banner"), el("vrdx-alarms"),
+      el("main", {}, el("h1", {}, t("routers")), this.#summary, this.#list, this.#empty));
+    listen((news) => this.#hear(news));
+    setInterval(() => this.#tick(), 1000);
+  }
+
+  #hear(news) {
+    const names = [...store.routers.keys()].sort((left, right) => left.localeCompare(right));
+    const isSame = names.length === this.#rows.size && names.every((name) => this.#rows.has(name));
+    if (!isSame) this.#arrange(names);
+    for (const name of news.connection ? names : news.routers.keys()) this.#refresh(name);
+    show(this.#empty, names.length === 0 && store.connection === "live");
+    write(this.#empty, t("noRouters"));
+    const up = names.filter((name) => isLive(store.routers.get(name))).length;
+    write(this.#summary, names.length === 0 ? "" : t("routersUp", up, names.length));
+  }
+
+  #arrange(names) {
+    for (const [name, row] of this.#rows)
+      if (!names.includes(name)) {
+        row.remove();
+        this.#rows.delete(name);
+      }
+    for (const name of names) if (!this.#rows.has(name)) this.#rows.set(name, this.#make(name));
+    this.#list.replaceChildren(...names.map((name) => this.#rows.get(name)));
+    names.forEach((name) => this.#refresh(name));
+  }
+
+  #make(name) {
+    const shown = shownName(name, t("router"));
+    return el("li", { class: "router", "data-router": name },
+      el("div", { class: "title" }, el("a", { href: pageAddress("panel", name), class: "main" }, named(shown)),
+        el("span", { class: "state" }, icon("reading"), el("span", {}))),
+      el("p", { class: "reason" }, el("bdi", {}), " ", el("span", { class: "age" })),
+      el("p", { class: "facts" }, el("span", { class: "size" }), el("span", { class: "pending" })),
+      el("p", { class: "last" }, icon("refused"), el("bdi", {})),
+      el("div", { class: "actions" },
+        el("a", { href: pageAddress("panel", name), class: "button", "aria-label": `${t("panel")}: ${shown}` }, t("panel")),
+        el("a", { href: pageAddress("matrix", name), class: "button", "aria-label": `${t("matrix")}: ${shown}` }, t("matrix"))));
+  }
+
+  #refresh(name) {
+    const row = this.#rows.get(name), router = store.routers.get(name);
+    if (!row || !router) return;
+    const [title, reason, facts, last] = row.children, state = store.connection === "lost" ? "stale" : router.state;
+    set(row, "data-router-state", state);
+    setIcon(title.lastChild.firstChild, stateShape(state));
+    write(title.lastChild.lastChild, t("state." + state));
+    write(reason.firstChild, router.reason);
+    show(reason, router.state !== "up");
+    write(facts.firstChild, router.outputs.length + router.inputs.length > 0 ? t("size", router.inputs.length, router.outputs.length, router.levels.map((level) => t("level." + level)).join(", ")) : t("sizeUnknown"));
+    write(facts.lastChild, router.pending > 0 ? t("pendingCount", router.pending) : "");
+    const problem = router.lastProblem;
+    show(last, problem !== null);
+    if (problem)
+      write(last.lastChild, t("lastProblem", shownTime(problem.time), problem.output, t("result." + problem.result), problem.reason ?? ""));
+    this.#tickRow(row, router);
+  }
+
+  #tick() {
+    for (const [name, row] of this.#rows) this.#tickRow(row, store.routers.get(name));
+  }
+
+  #tickRow(row, router) {
+    if (router && router.state !== "up")
+      write(row.children[1].lastChild, t(router.sinceExactly ? "forAge" : "forAtLeast", age(Date.now() - router.since)));
+  }
+}
+
+customElements.define("vrdx-routers", Routers);
+startPage("vrdx-routers", t("routers"));
+listenKeys();
+start(null);

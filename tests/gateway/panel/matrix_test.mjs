@@ -1,0 +1,130 @@
+// The matrix, and routers of any size.
+
+import assert from "node:assert/strict";
+import { after, before, test } from "node:test";
+import { Panels, Rig, input, mark, output, press, waitFor, waitForMark } from "./panel_fixture.mjs";
+
+const rig = new Rig();
+let panels, token;
+
+before(async () => {
+  await rig.addRouter("middle", { inputs: 288, outputs: 288 });
+  await rig.addRouter("largest", { inputs: 4096, outputs: 1024 });
+  await rig.startGateway();
+  token = rig.token("desk", "operate");
+  panels = await Panels.open();
+});
+
+after(async () => {
+  await panels?.close();
+  await rig.close();
+});
+
+const elements = (page) => page.evaluate(() => document.querySelectorAll("*").length);
+
+async function matrix(router, options) {
+  const page = await panels.logIn(rig, token, `/matrix?router=${router}`, options);
+  await page.waitForSelector(output(1));
+  return page;
+}
+
+// The middle of a crosspoint that is in sight.
+async function crosspoint(page, destination, source) {
+  const row = await page.locator(output(destination)).boundingBox(), column = await page.locator(input(source)).boundingBox();
+  return [column.x + column.width / 2, row.y + row.height / 2];
+}
+
+test("a crosspoint is taken where it is pressed", async () => {
+  const page = await matrix("middle"), place = await crosspoint(page, 3, 8);
+  await page.mouse.click(...place);
+  await waitForMark(page, 3, "data-source", 8);
+  await waitForMark(page, 3, "data-state", "confirmed");
+  assert.match(await page.textContent(".at"), /Destination 3 .*source 8 .*is shown/s);
+  await page.click(output(4));
+  await page.click(input(2));
+  await waitForMark(page, 4, "data-source", 2);
+  await page.context().close();
+});
+
+test("a finger goes there first, and takes with the next touch", async () => {
+  const page = await matrix("middle", { viewport: { width: 390, height: 844 }, hasTouch: true, isMobile: true });
+  const place = await crosspoint(page, 6, 3), sent = [];
+  page.on("request", (request) => request.method() === "POST" && sent.push(request.url()));
+  await page.touchscreen.tap(...place);
+  await page.waitForFunction(() => document.querySelector('[data-output="6"]').getAttribute("aria-pressed") === "true");
+  assert.deepEqual(sent, []);
+  await page.touchscreen.tap(...place);
+  await waitForMark(page, 6, "data-source", 3);
+  await page.context().close();
+});
+
+test("arrows move, Enter takes", async () => {
+  const page = await matrix("middle");
+  await page.focus(".scroller");
+  for (const key of ["ArrowDown", "ArrowDown", "ArrowRight", "ArrowRight", "Enter"]) await page.keyboard.press(key);
+  await waitForMark(page, 2, "data-source", 3);
+  await page.keyboard.press("End");
+  await page.waitForSelector(input(288));
+  await page.context().close();
+});
+
+test("of 4096 x 1024 there is what is seen, wherever one is", async () => {
+  const page = await matrix("largest");
+  assert.ok((await elements(page)) < 1500);
+  assert.equal(await page.locator(output(1024)).count(), 0);
+  await page.evaluate(() => document.querySelector(".scroller").scrollTo(1e7, 1e7));
+  await page.waitForSelector(output(1024));
+  await page.waitForSelector(input(4096));
+  assert.ok((await elements(page)) < 1500);
+  const [x, y] = await crosspoint(page, 1024, 4096);
+  await page.mouse.click(x, y);
+  await waitForMark(page, 1024, "data-source", 4096);
+  await page.fill('[aria-label="Search sources"]', "input 4000");
+  await waitFor("one column is left", async () => (await page.locator("[data-input]").count()) === 1);
+  await page.context().close();
+});
+
+test("the panel of 4096 x 1024 finds, shows and takes", async () => {
+  const page = await panels.logIn(rig, token, "/panel?router=largest");
+  await page.waitForSelector(output(1));
+  assert.ok((await elements(page)) < 3000);
+  await page.fill('[aria-label="Search destinations"]', "output 1000");
+  await page.click(output(1000));
+  await page.fill('[aria-label="Search sources"]', "4001");
+  await page.click(input(4001));
+  await waitForMark(page, 1000, "data-source", 4001);
+  await page.context().close();
+});
+
+test("all 288 destinations and sources are in the panel", async () => {
+  const page = await panels.logIn(rig, token, "/panel?router=middle");
+  await page.waitForSelector(output(288), { state: "attached" });
+  assert.equal(await page.locator("[data-output]").count(), 288);
+  assert.equal(await page.locator("[data-input]").count(), 288);
+  await press(page, 200, 250);
+  await waitForMark(page, 200, "data-source", 250);
+  await page.context().close();
+});
+
+// What a page keeps after many changes does not grow with their number.
+test("many changes leave nothing behind", async () => {
+  const page = await panels.logIn(rig, token, "/panel?router=middle");
+  const debug = await page.context().newCDPSession(page);
+  await debug.send("HeapProfiler.enable");
+  const rounds = async (count) => {
+    for (let round = 0; round < count; round++) {
+      const takes = Array.from({ length: 288 }, (_, at) => ({ output: at + 1, input: ((at + round * 7) % 288) + 1 }));
+      assert.equal((await rig.ask(token, "POST", "/api/v1/routers/middle/takes", { takes, within: 30000 })).status, 200);
+    }
+    await waitFor("the last is shown", async () => (await mark(page, 1, "data-source")) === String((((count - 1) * 7) % 288) + 1) && (await mark(page, 288, "data-state")) === "confirmed");
+    await debug.send("HeapProfiler.collectGarbage");
+    const { usedSize } = await debug.send("Runtime.getHeapUsage");
+    return { bytes: usedSize, elements: await elements(page) };
+  };
+  const first = await rounds(20), last = await rounds(60);
+  assert.equal(last.elements, first.elements);
+  assert.ok(last.bytes < first.bytes + 1000000, `${first.bytes} -> ${last.bytes}`);
+  await page.context().close();
+});
+
+test("no page broke the content policy or failed", () => assert.deepEqual(panels.problems, []));

@@ -1,0 +1,33 @@
+// Makes the pictures of docs/panel.md. Run by panel_test.py, as the tests are.
+
+import path from "node:path";
+import { Panels, Rig, input, output, phone, press, studio, waitForMark } from "./panel_fixture.mjs";
+
+const images = path.join(import.meta.dirname ?? path.dirname(new URL(import.meta.url).pathname), "../../../docs/images");
+const rig = new Rig(), panels = await Panels.open();
+try {
+  await rig.addRouter("studio", { inputs: 16, outputs: 8, levels: "video,audio", "refuse outputs": 5, "delay ms": 800 }, studio);
+  await rig.startGateway();
+  const desk = rig.token("desk-1", "lock"), gallery = rig.token("gallery", "lock");
+  const page = await panels.logIn(rig, desk, "/panel?router=studio", { colorScheme: "dark", viewport: { width: 1280, height: 720 } });
+  await rig.ask(gallery, "POST", "/api/v1/routers/studio/outputs/3/lock", { state: "lock", reason: "On air until 18:00" });
+  await waitForMark(page, 3, "data-lock", "lock");
+  await press(page, 5, 7);
+  await waitForMark(page, 5, "data-state", "refused");
+  await press(page, 1, 4);
+  await page.screenshot({ path: path.join(images, "panel.png") });
+  await waitForMark(page, 1, "data-source", 4);
+  await page.goto(rig.address + "/matrix?router=studio");
+  await page.waitForSelector(output(1));
+  const row = await page.locator(output(6)).boundingBox(), column = await page.locator(input(10)).boundingBox();
+  await page.mouse.move(column.x + 10, row.y + 10);
+  await page.setViewportSize({ width: 1000, height: 560 });
+  await page.screenshot({ path: path.join(images, "matrix.png") });
+  const small = await panels.logIn(rig, gallery, "/panel?router=studio", { colorScheme: "light", viewport: phone, hasTouch: true, isMobile: true });
+  await press(small, 2, 9);
+  await waitForMark(small, 2, "data-source", 9);
+  await small.screenshot({ path: path.join(images, "phone.png") });
+} finally {
+  await panels.close();
+  await rig.close();
+}
