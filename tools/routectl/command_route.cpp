@@ -2,6 +2,7 @@
 #include "commands.h"
 #include "driver_link.h"
 #include "exit_code.h"
+#include "gateway_link.h"
 #include "take_run.h"
 
 #include <cstdio>
@@ -34,6 +35,8 @@ std::vector<output_take> takes_of(const std::vector<planned_take>& plan) {
 } // namespace
 
 int run_route(const invocation& call) {
+    if (call.gateway)
+        return run_route_through_gateway(call);
     driver_link link = link_of(call);
     router_picture picture;
     int result = ask_picture_quietly(&link, &picture);

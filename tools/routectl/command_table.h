@@ -15,6 +15,7 @@ constexpr unsigned takes_no_item = 16;      // it is about all routers: neither 
 constexpr unsigned takes_outputs = 32;      // --outputs
 constexpr unsigned takes_names = 64;        // --names
 constexpr unsigned takes_crosspoints = 128; // --dry-run and --by
+constexpr unsigned takes_gateway = 256;     // may go through a gateway
 
 struct command {
     const char* name;

@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr unsigned further_ms_per_take =
-    40; // a backend is sent about a hundred messages in a second, a take is up to two
 constexpr int look_period_ms = 50;
 constexpr std::uint64_t last_moment_us = 500000; // in which a time that has run out becomes a rollback
 
