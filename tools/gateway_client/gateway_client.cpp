@@ -28,6 +28,7 @@ constexpr std::size_t reply_bytes_limit = 67108864; // of a body or an event, 64
 // Everything here is asynchronous, because only such operations end at a deadline; `run` waits for them.
 using plain_stream = beast::tcp_stream;
 using tls_stream = beast::ssl_stream<plain_stream>;
+constexpr bool compressed = false; // no gateway compresses events, and what could costs 200 KB
 
 void run(asio::io_context* loop) {
     loop->restart();
@@ -171,8 +172,8 @@ bool ask_gateway(const gateway_access& access, const std::string& method, const 
 struct gateway_events::stream {
     asio::io_context loop{1};
     asio::ssl::context context{asio::ssl::context::tls_client};
-    std::optional<websocket::stream<plain_stream>> plain;
-    std::optional<websocket::stream<tls_stream>> secured;
+    std::optional<websocket::stream<plain_stream, compressed>> plain;
+    std::optional<websocket::stream<tls_stream, compressed>> secured;
     beast::flat_buffer buffer;
     bool reads = false; // a read is under way
     std::optional<error_code> ended;
