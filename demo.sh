@@ -2,7 +2,7 @@
 # Installs what is missing, builds, and shows the driver at work on a simulated router of 16 x 8. Ends by itself.
 #
 #   ./demo.sh           the tour
-#   ./demo.sh --keep    the tour, and the driver stays up for your own commands
+#   ./demo.sh --keep    the tour, and the driver stays up for your own commands, with a gateway for browsers and programs
 set -euo pipefail
 cd "$(dirname "$0")"
 . packaging/needs.sh
@@ -38,9 +38,11 @@ if vrdx_routectl studio.item ping >/dev/null 2>&1; then
     exit 1
 fi
 driver=
+gateway=
 
 clean_up() {
     local code=$?
+    [ -n "$gateway" ] && kill "$gateway" 2>/dev/null && wait "$gateway"
     [ -n "$driver" ] && kill "$driver" 2>/dev/null && wait "$driver"
     cd / && rm -rf "$studio"
     exit $code
@@ -124,8 +126,52 @@ say "Taken back, and where the other outputs stand."
 run vrdx_routectl studio.item undo
 run vrdx_routectl studio.item status
 
+# Where the gateway listens once it is ready, on the line of gateway.address. 8400 unless that is somebody else's.
+start_gateway() {
+    local port _
+    for port in 8400 0; do
+        : >gateway.address
+        setsid vrdx_gateway --config gateway.toml --items . --run run --state gateway --listen "127.0.0.1:$port" --ready-fd 3 \
+            3>gateway.address 2>gateway.trace </dev/null >/dev/null &
+        gateway=$!
+        for _ in $(seq 400); do
+            [ -s gateway.address ] && return 0
+            kill -0 "$gateway" 2>/dev/null || break
+            sleep 0.05
+        done
+        kill "$gateway" 2>/dev/null || true
+    done
+    cat gateway.trace >&2
+    return 1
+}
+
+# One of an earlier ./demo.sh --keep, whose driver was ended without it.
+stop_old_gateway() {
+    local pid
+    pid=$(cat gateway.pid 2>/dev/null) || return 0
+    [ "$(readlink "/proc/$pid/exe")" != "$(command -v vrdx_gateway)" ] || kill "$pid"
+}
+
 if [ "${1-}" = --keep ]; then
+    say "The gateway: the same router by HTTP and WebSocket, to who has a token."
+    stop_old_gateway
+    rm -rf gateway run
+    mkdir run
+    ln .tavrixsock.studio.item run/studio.sock # the same socket, where the gateway looks for it
+    : >gateway.toml
+    vrdx_gateway token add demo --role admin --state gateway >gateway.token
+    start_gateway
+    echo "$gateway" >gateway.pid
+    url=http://$(cat gateway.address)
+    run vrdx_routectl --gateway "$url" --token-file gateway.token list
     trap - EXIT
+    echo
+    echo "    address  $url"
+    echo "    token    $(cat gateway.token)"
+    echo
+    echo "    curl -H \"Authorization: Bearer \$(cat $PWD/gateway.token)\" $url/api/v1/routers/studio"
+    echo "    kill \$(cat $PWD/gateway.pid)"
+
     say "The driver stays up. Talk to it, follow its trace, and stop it with:"
     echo "    export PATH=$PWD/../bin:\$PATH"
     echo "    cd $PWD"

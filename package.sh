@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds the release, and makes the Debian packages of the driver and of the libraries
-# for authors of backend and client programs. Their paths are the last lines.
+# Installs what is missing, builds the release, and makes the Debian packages of the driver, of the gateway, and of the
+# libraries for authors of backend and client programs. Their paths are the last lines.
 set -euo pipefail
 cd "$(dirname "$0")"
 . packaging/needs.sh

@@ -1,6 +1,9 @@
 # Sourced by test_packages.sh: a fresh Debian 12 in a directory of its own, entered as a chroot or booted. Needs root.
 # What is started in it runs in namespaces of its own, so that nothing of it outlives remove_root.
 
+# What the packages depend on, and curl for those who try the gateway.
+root_packages=systemd,libstdc++6,libssl3,libsqlite3-0,libsodium23,libtomlplusplus3,curl,ca-certificates
+
 root=         # the directory
 booted_pid=   # unshare, above the booted root's first process; empty: not booted
 service_pid=  # the booted root's first process
@@ -8,7 +11,7 @@ service_pid=  # the booted root's first process
 make_fresh_root() {
     root=$(mktemp -d)
     chmod 755 "$root" # inside it is "/", for all users
-    debootstrap --variant=minbase --include=systemd,libstdc++6 bookworm "$root" >"$root.log" 2>&1 && return 0
+    debootstrap --variant=minbase --include="$root_packages" bookworm "$root" >"$root.log" 2>&1 && return 0
     tail -n 5 "$root.log" >&2
     return 1
 }

@@ -65,7 +65,7 @@ kept_files() {
 }
 
 lintian_finds_no_error() {
-    TMPDIR=$work lintian --allow-root --fail-on error "$driver_package" "$endpoint_package"
+    TMPDIR=$work lintian --allow-root --fail-on error "$driver_package" "$gateway_package" "$endpoint_package"
 }
 
 installing_makes_user_and_directories() {

@@ -1,5 +1,5 @@
-# Two Debian packages: vrdx-routedriver runs routers, libvrdx-endpoint-dev is for authors of backend and client
-# programs.
+# Three Debian packages: vrdx-routedriver runs routers, vrdx-gateway serves them by HTTP, libvrdx-endpoint-dev is for
+# authors of backend and client programs.
 set(maintainer "vrdx_routedriver maintainers <maintainers@vrdx-routedriver.invalid>")
 
 # Each package carries its licence and its changelog under its own name.
@@ -12,12 +12,17 @@ function(install_package_papers package component)
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/${package} COMPONENT ${component})
 endfunction()
 install_package_papers(vrdx-routedriver driver)
+install_package_papers(vrdx-gateway gateway)
 install_package_papers(libvrdx-endpoint-dev development)
 
-# The tools carry code of these libraries, whose licences go where that code goes.
-foreach(library libcli11-dev nlohmann-json3-dev)
+# Tools and gateway carry code of these libraries, whose licences go where that code goes.
+foreach(library libcli11-dev nlohmann-json3-dev libboost1.81-dev)
   install(FILES /usr/share/doc/${library}/copyright DESTINATION ${driver_doc_dir}
     RENAME copyright.${library} OPTIONAL)
+endforeach()
+foreach(library libcli11-dev nlohmann-json3-dev libboost1.81-dev libtomlplusplus-dev)
+  install(FILES /usr/share/doc/${library}/copyright DESTINATION ${gateway_doc_dir}
+    RENAME copyright.${library} COMPONENT gateway OPTIONAL)
 endforeach()
 
 set(CPACK_GENERATOR DEB)
@@ -28,7 +33,7 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 
-set(CPACK_COMPONENTS_ALL driver development)
+set(CPACK_COMPONENTS_ALL driver gateway development)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
@@ -40,7 +45,7 @@ set(CPACK_DEBIAN_DRIVER_PACKAGE_SHLIBDEPS ON)
 # Either brings what reads sysusers.d and tmpfiles.d, with or without systemd as the service manager.
 set(CPACK_DEBIAN_DRIVER_PACKAGE_DEPENDS
   "systemd | systemd-standalone-sysusers, systemd | systemd-standalone-tmpfiles")
-set(CPACK_DEBIAN_DRIVER_PACKAGE_SUGGESTS "bash-completion, libvrdx-endpoint-dev")
+set(CPACK_DEBIAN_DRIVER_PACKAGE_SUGGESTS "bash-completion, vrdx-gateway, libvrdx-endpoint-dev")
 set(CPACK_DEBIAN_DRIVER_PACKAGE_CONTROL_EXTRA
   ${CMAKE_CURRENT_SOURCE_DIR}/debian/postinst
   ${CMAKE_CURRENT_SOURCE_DIR}/debian/prerm
@@ -54,6 +59,24 @@ at once and rolled back after a second unless the hardware confirms it.
 The package holds the driver, its backend programs (one of them a simulated
 router), the command-line client vrdx_routectl, the check for backend
 programs, and the service vrdx-routedriver@NAME.")
+
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_NAME vrdx-gateway)
+set(CPACK_DEBIAN_GATEWAY_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_SECTION net)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_DEPENDS
+  "vrdx-routedriver (>= ${PROJECT_VERSION}), systemd | systemd-standalone-sysusers, systemd | systemd-standalone-tmpfiles")
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_SUGGESTS "bash-completion, sqlite3")
+set(CPACK_DEBIAN_GATEWAY_PACKAGE_CONTROL_EXTRA
+  ${CMAKE_CURRENT_SOURCE_DIR}/debian/gateway/postinst
+  ${CMAKE_CURRENT_SOURCE_DIR}/debian/gateway/prerm
+  ${CMAKE_CURRENT_SOURCE_DIR}/debian/gateway/postrm)
+set(CPACK_DEBIAN_GATEWAY_DESCRIPTION "routers of a machine by HTTP and WebSocket
+vrdx_gateway shows the routers of vrdx_routedriver to browsers and programs,
+and lets them take, each as far as its token may: roles, routers, outputs and
+inputs, and locks on outputs, are enforced here.
+.
+The package holds the gateway and its service vrdx-gateway.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvrdx-endpoint-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_FILE_NAME DEB-DEFAULT)

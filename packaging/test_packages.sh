@@ -6,6 +6,7 @@ cd "$(dirname "$0")/.."
 . packaging/fresh_root.sh
 . packaging/package_cases.sh
 . packaging/service_cases.sh
+. packaging/gateway_cases.sh
 
 skip() {
     echo "skipped: $*"
@@ -39,12 +40,12 @@ expect_equal() {
     [ "$1" = "$2" ] || fail "'$1' instead of '$2'"
 }
 
-# A package of the same content and of a later version.
+# A package of the same content and of a later version: $2, of the package $1.
 make_later_version() {
     local unpacked=$work/later
-    dpkg-deb -R "$driver_package" "$unpacked"
+    dpkg-deb -R "$1" "$unpacked"
     sed -i 's/^Version: .*/&+later/' "$unpacked/DEBIAN/control"
-    dpkg-deb --root-owner-group -b "$unpacked" "$work/later.deb" >/dev/null
+    dpkg-deb --root-owner-group -b "$unpacked" "$2" >/dev/null
     rm -rf "$unpacked"
 }
 
@@ -83,21 +84,23 @@ command -v debootstrap >/dev/null || skip "no debootstrap"
 unshare --mount --pid --fork true 2>/dev/null || skip "no namespaces"
 ./package.sh
 driver_package=$(echo "$PWD"/build/package/vrdx-routedriver_*.deb)
+gateway_package=$(echo "$PWD"/build/package/vrdx-gateway_*.deb)
 endpoint_package=$(echo "$PWD"/build/package/libvrdx-endpoint-dev_*.deb)
 case=
 exec 3>&1 # a case that ends it all still has its own output in the way
 work=$(mktemp -d)
 trap clean_up EXIT
-make_later_version
+make_later_version "$driver_package" "$work/later.deb"
+make_later_version "$gateway_package" "$work/later_gateway.deb"
 echo "Making a fresh root ..."
 make_fresh_root || skip "debootstrap found no network, or failed"
 
-for name in "${package_cases[@]}"; do
+for name in "${package_cases[@]}" "${gateway_package_cases[@]}"; do
     inside=(in_root)
     run_case "$name"
 done
 boot_root || skip "the packages pass; the fresh root cannot be booted here, so the service was not tried"
-for name in "${service_cases[@]}"; do
+for name in "${service_cases[@]}" "${gateway_service_cases[@]}"; do
     inside=(in_booted)
     run_case "$name"
 done

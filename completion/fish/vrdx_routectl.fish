@@ -9,7 +9,7 @@ function __vrdx_routectl_router
     set -l at 2
     while test $at -le (count $words)
         switch $words[$at]
-            case --sock --metadir
+            case --sock --metadir --gateway --token-file --ca
                 set -a router $words[$at] $words[(math $at + 1)]
                 set at (math $at + 1)
             case --timeout
@@ -75,6 +75,9 @@ complete -c vrdx_routectl -l json -d 'Print JSON'
 complete -c vrdx_routectl -l timeout -x -d 'Longest wait for an answer'
 complete -c vrdx_routectl -l sock -r -F -d 'Socket of the driver'
 complete -c vrdx_routectl -l metadir -x -a '(__fish_complete_directories)' -d 'Metadata directory of the driver'
+complete -c vrdx_routectl -l gateway -x -d 'Gateway to ask instead of the driver'
+complete -c vrdx_routectl -l token-file -r -F -d 'File with the token for the gateway'
+complete -c vrdx_routectl -l ca -r -F -d 'Who signs its certificate'
 complete -c vrdx_routectl -n '__vrdx_routectl_is status restore' -l outputs -x -a '(__vrdx_routectl_names outputs)' -d 'Only these outputs'
 complete -c vrdx_routectl -n '__vrdx_routectl_is status' -l input -x -a '(__vrdx_routectl_names inputs)' -d 'Only outputs that show this input'
 complete -c vrdx_routectl -n '__vrdx_routectl_is status' -l free -d 'Only outputs without a source'

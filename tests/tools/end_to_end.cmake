@@ -7,3 +7,6 @@ foreach(script routectl_end_to_end_test routectl_list_end_to_end_test routectl_r
     routectl_snapshot_end_to_end_test routectl_watch_end_to_end_test)
   vrdx_python_tests(${script}.py COST 4 ARGUMENTS $<TARGET_FILE:vrdx_routedriver> $<TARGET_FILE:vrdx_routectl>)
 endforeach()
+
+vrdx_python_tests(routectl_gateway_end_to_end_test.py
+  ARGUMENTS $<TARGET_FILE:vrdx_routedriver> $<TARGET_FILE:vrdx_gateway> $<TARGET_FILE:vrdx_routectl>)

@@ -4,9 +4,11 @@
 #include "command_options.h"
 #include "command_table.h"
 #include "display_text.h"
+#include "gateway_token.h"
 #include "item_paths.h"
 #include "plain_text.h"
 #include "program_end.h"
+#include "take_texts.h"
 
 #include <algorithm>
 #include <cmath>
@@ -35,9 +37,9 @@ void remove_guard(std::string* word) {
 }
 
 void remove_guards(raw_options* options) {
-    for (std::string* word :
-         {&options->sock, &options->metadir, &options->item, &options->timeout, &options->lines, &options->by,
-          &options->outputs, &options->input, &options->name})
+    for (std::string* word : {&options->sock, &options->metadir, &options->gateway, &options->token_file,
+                              &options->ca, &options->item, &options->timeout, &options->lines, &options->by,
+                              &options->outputs, &options->input, &options->name})
         remove_guard(word);
     std::for_each(options->words.begin(), options->words.end(),
                   [](std::string& word) { remove_guard(&word); });
@@ -70,6 +72,48 @@ std::uint64_t microseconds_in(const std::string& text) {
     return static_cast<std::uint64_t>(std::ceil(seconds * 1e6));
 }
 
+// The commands that may go through a gateway, for messages.
+std::string gateway_commands() {
+    std::string names;
+    for (const command& what : all_commands())
+        if ((what.options & option_gateway) != 0)
+            names += (names.empty() ? "" : ", ") + std::string(what.name);
+    return names;
+}
+
+// What means nothing to a gateway; "" for a call that it can do.
+std::string gateway_contradiction(const raw_options& options, const invocation& call) {
+    if ((call.what->options & option_gateway) == 0)
+        return std::string(call.what->name) + " does not go through a gateway; possible are " +
+               gateway_commands();
+    if (!options.sock.empty() || !options.metadir.empty())
+        return "--gateway and " + std::string(options.sock.empty() ? "--metadir" : "--sock") +
+               " contradict each other";
+    if (options.no_wait)
+        return "a gateway answers each take: --no-wait is not possible";
+    if (options.by != usual_by)
+        return "a gateway signs takes with the name of the token: --by is not possible";
+    return {};
+}
+
+// The gateway and its router. -1, or the exit code of a wrong use.
+int complete_gateway(const raw_options& options, invocation* call) {
+    if (options.gateway.empty()) {
+        if (options.token_file.empty() && options.ca.empty())
+            return -1;
+        return failed(exit_usage, "--token-file and --ca are for --gateway, which is missing");
+    }
+    std::string problem = gateway_contradiction(options, *call);
+    gateway_access access;
+    if (!problem.empty() || !read_gateway_url(options.gateway, &access.address, &problem) ||
+        !find_gateway_token(options.token_file, &access.token, &problem))
+        return failed(exit_usage, problem);
+    access.ca_file = options.ca;
+    call->gateway = access;
+    show_users_as_numbers(); // they are those of another machine
+    return -1;
+}
+
 // Finds the router. -1, or the exit code of a wrong use.
 int complete_place(const raw_options& options, invocation* call) {
     if ((call->what->options & without_item) != 0) {
@@ -78,6 +122,10 @@ int complete_place(const raw_options& options, invocation* call) {
         return failed(exit_usage, std::string(call->what->name) + " is about all routers: it takes no item");
     }
     const bool has_item = !item_file_name(options.item).empty();
+    if (call->gateway) {
+        call->place.name = options.item;
+        return has_item ? -1 : failed(exit_usage, "which router? Give its name");
+    }
     if (options.sock.empty() && !has_item)
         return failed(exit_usage, "which driver? Give the name or the path of its item file, or --sock");
     if (has_item)
@@ -116,7 +164,7 @@ int check_options(const raw_options& options) {
 
 // Checks what the parser does not, and fills *call. -1, or the exit code of a wrong use.
 int complete_call(const raw_options& options, invocation* call) {
-    for (const auto complete : {complete_numbers, complete_place}) {
+    for (const auto complete : {complete_numbers, complete_gateway, complete_place}) {
         const int result = complete(options, call);
         if (result >= 0)
             return result;

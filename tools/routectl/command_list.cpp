@@ -1,4 +1,5 @@
 #include "commands.h"
+#include "gateway_link.h"
 #include "json_output.h"
 #include "known_routers.h"
 #include "program_end.h"
@@ -53,6 +54,8 @@ void print_lines(const invocation& call, const std::vector<router_line>& lines) 
 } // namespace
 
 int run_list(const invocation& call) {
+    if (call.gateway)
+        return run_list_of_gateway(call);
     std::vector<item_place> places;
     std::string error;
     const int found = find_known_routers(&places, &error);

@@ -11,10 +11,11 @@ const char* const exit_codes_help =
     "or\n"
     "     the output cannot be used\n"
     "  2  wrong use; nothing was sent\n"
-    "  3  no driver, or no answer in time\n"
+    "  3  no driver, no gateway, or no answer in time\n"
     "Environment:\n"
     "  VRDX_ITEMS  directory of the installed items (default: /etc/vrdx/items)\n"
     "  VRDX_RUN    directory of their sockets (default: /run/vrdx)\n"
+    "  VRDX_TOKEN  the token for the gateway, unless there is --token-file\n"
     "\"vrdx_routectl COMMAND --help\" shows a command's options and examples.";
 
 CLI::callback_t append_to(std::vector<std::string>* list) {
@@ -34,6 +35,13 @@ void add_common_options(CLI::App* app, raw_options* options) {
         ->type_name("PATH");
     app->add_option("--metadir", options->metadir, "The driver's metadata directory, if it was given one")
         ->type_name("DIRECTORY");
+    app->add_option("--gateway", options->gateway,
+                    "Ask the gateway there instead of the driver: list, status, names, route, watch")
+        ->type_name("URL");
+    app->add_option("--token-file", options->token_file, "File with the token for the gateway")
+        ->type_name("FILE");
+    app->add_option("--ca", options->ca, "Who signs the gateway's certificate, if this system does not know")
+        ->type_name("FILE");
 }
 
 void add_command(CLI::App* app, const command& what, raw_options* options) {

@@ -11,6 +11,9 @@
 struct raw_options {
     std::string sock;
     std::string metadir;
+    std::string gateway;
+    std::string token_file;
+    std::string ca;
     std::string item;
     std::string timeout = "5";
     bool json = false;

@@ -1,5 +1,6 @@
 #include "commands.h"
 #include "driver_link.h"
+#include "gateway_link.h"
 #include "program_end.h"
 #include "take_run.h"
 
@@ -34,6 +35,8 @@ std::vector<output_take> takes_of(const std::vector<planned_take>& plan) {
 } // namespace
 
 int run_route(const invocation& call) {
+    if (call.gateway)
+        return run_route_through_gateway(call);
     driver_link link = link_of(call);
     router_picture picture;
     int result = ask_picture_quietly(&link, &picture);

@@ -1,6 +1,7 @@
 #include "commands.h"
 #include "display_text.h"
 #include "driver_link.h"
+#include "gateway_link.h"
 #include "health.h"
 #include "json_output.h"
 #include "port_names.h"
@@ -15,6 +16,16 @@
 namespace {
 
 using vrdx::picture_output;
+
+// The router, from its driver or through the gateway. exit_done, or the exit code with *problem.
+int ask_anywhere(const invocation& call, router_picture* picture, std::string* problem) {
+    if (call.gateway)
+        return ask_gateway_picture(call, picture, problem);
+    driver_link link = link_of(call);
+    const int result = ask_picture_quietly(&link, picture);
+    *problem = link.problem;
+    return result;
+}
 
 // The outputs that are asked for, by their numbers. False with *error when a word means nothing here.
 bool choose_outputs(const invocation& call, const router_picture& picture, std::vector<int>* outputs,
@@ -57,7 +68,7 @@ void print_problems(const invocation& call, const router_picture& picture) {
 void print_json(const invocation& call, const router_picture& picture, const std::vector<int>& outputs) {
     json_object object = json_of_router(picture, outputs);
     object["problems"] = problems_of(picture, call.place.item);
-    object["last error"] = last_error_of(picture);
+    object["last error"] = call.gateway ? json_object() : json_object(last_error_of(picture));
     std::puts(json_line(object).c_str());
 }
 
@@ -74,13 +85,12 @@ void print_text(const invocation& call, const router_picture& picture, const std
 } // namespace
 
 int run_status(const invocation& call) {
-    driver_link link = link_of(call);
     router_picture picture;
-    const int result = ask_picture_quietly(&link, &picture);
-    if (result != exit_done)
-        return failed(result, link.problem);
-    std::vector<int> outputs;
     std::string error;
+    const int result = ask_anywhere(call, &picture, &error);
+    if (result != exit_done)
+        return failed(result, error);
+    std::vector<int> outputs;
     if (is_known(picture) && !choose_outputs(call, picture, &outputs, &error))
         return failed(exit_usage, error);
     if (call.json)
@@ -91,11 +101,13 @@ int run_status(const invocation& call) {
 }
 
 int run_names(const invocation& call) {
-    driver_link link = link_of(call);
     router_picture picture;
-    const int result = ask_router(&link, &picture);
+    std::string error;
+    const int result = ask_anywhere(call, &picture, &error);
     if (result != exit_done)
-        return result;
+        return failed(result, error);
+    if (!is_known(picture))
+        return failed(exit_refused, "no router");
     const std::string& side = call.words.front();
     if (side != "inputs" && side != "outputs")
         return failed(exit_usage, "names of what? Of inputs or of outputs");

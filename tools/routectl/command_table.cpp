@@ -14,7 +14,7 @@ int run_nothing(const invocation&) {
 }
 
 constexpr command commands[] = {
-    {"list", run_list, nullptr, 0, 0, without_item,
+    {"list", run_list, nullptr, 0, 0, without_item | option_gateway,
      "Show all routers: which run, their size, backend and link, takes, clients, what is wrong, the last "
      "error.",
      "Examples:\n"
@@ -22,7 +22,7 @@ constexpr command commands[] = {
      "  vrdx_routectl list --json --timeout 1\n"
      "It knows the items in /etc/vrdx/items and the sockets in /run/vrdx. All drivers are asked at the same\n"
      "time. It exits with 0 also when routers are in trouble."},
-    {"status", run_status, nullptr, 0, 0, option_outputs | option_choice,
+    {"status", run_status, nullptr, 0, 0, option_outputs | option_choice | option_gateway,
      "Show the router: each output, its sources, and takes that are not confirmed yet.",
      "Examples:\n"
      "  vrdx_routectl studio status\n"
@@ -32,10 +32,10 @@ constexpr command commands[] = {
      "Lines before the table say what is wrong. \"*\" marks a take that the router has not confirmed, with "
      "the\n"
      "time until it is taken back. Without a router it prints \"no router\" and exits with 1."},
-    {"names", run_names, "inputs|outputs", 1, 1, 0, "Show numbers and names, a line each.",
+    {"names", run_names, "inputs|outputs", 1, 1, option_gateway, "Show numbers and names, a line each.",
      "Example:\n"
      "  vrdx_routectl studio names inputs"},
-    {"route", run_route, "OUT=IN ...", 1, any_number, option_wait | option_crosspoints,
+    {"route", run_route, "OUT=IN ...", 1, any_number, option_wait | option_crosspoints | option_gateway,
      "Take: send inputs to outputs, all in one request, and wait until the router has confirmed each.",
      "Examples:\n"
      "  vrdx_routectl studio route 3=2                  input 2 to output 3\n"
@@ -71,7 +71,7 @@ constexpr command commands[] = {
      "Show whether a backend is connected, the machine's condition, the last errors and notes.",
      "Example:\n"
      "  vrdx_routectl studio report"},
-    {"watch", run_watch, nullptr, 0, 0, 0,
+    {"watch", run_watch, nullptr, 0, 0, option_gateway,
      "Print a line for each change of a name, a source, the size, the backend or its link, and each take.",
      "Example:\n"
      "  vrdx_routectl studio watch\n"

@@ -15,6 +15,7 @@ constexpr unsigned without_item = 16;        // it is about all routers: neither
 constexpr unsigned option_outputs = 32;      // --outputs
 constexpr unsigned option_names = 64;        // --names
 constexpr unsigned option_crosspoints = 128; // --dry-run and --by
+constexpr unsigned option_gateway = 256;     // may go through a gateway
 
 struct command {
     const char* name;

@@ -1,25 +1,10 @@
 #include "commands.h"
 #include "driver_watch.h"
-#include "local_time.h"
+#include "gateway_link.h"
 #include "program_end.h"
-#include "watch_lines.h"
-
-#include <cstdio>
+#include "watch_output.h"
 
 namespace {
-
-// False when the output cannot be written.
-bool print_line(bool json, const watch_line& line) {
-    const std::string now = local_time(time_now_ms());
-    if (json) {
-        json_object object = {{"time", now}};
-        object.update(line.object);
-        std::puts(json_line(object).c_str());
-    } else {
-        std::printf("%s %s\n", now.c_str(), line.text.c_str());
-    }
-    return std::fflush(stdout) == 0;
-}
 
 struct watching {
     bool json;
@@ -63,6 +48,8 @@ std::vector<watch_line> lines_of(const vrdx::router_watch& watch, const vrdx::wa
 } // namespace
 
 int run_watch(const invocation& call) {
+    if (call.gateway)
+        return run_watch_through_gateway(call);
     end_on_signals();
     driver_link link = link_of(call);
     vrdx::router_watch watch;
@@ -74,13 +61,13 @@ int run_watch(const invocation& call) {
     listener.news = [&state](const vrdx::router_watch& now, const vrdx::watch_news& news) {
         bool readable = true;
         for (const watch_line& line : lines_of(now, news, &state))
-            readable = readable && print_line(state.json, line);
+            readable = readable && print_watch_line(state.json, line);
         return readable;
     };
-    listener.gone = [&state] { return print_line(state.json, line_of_driver(false)); };
+    listener.gone = [&state] { return print_watch_line(state.json, line_of_driver(false)); };
     listener.back = [&state](driver_link*, bool) {
         state.pending = {};
-        return print_line(state.json, line_of_driver(true));
+        return print_watch_line(state.json, line_of_driver(true));
     };
     return go_on_watching(&link, &watch, listener);
 }

@@ -1,9 +1,11 @@
 // One call of the client, as its command line asks for it.
 #pragma once
 
+#include "gateway_client.h"
 #include "item_place.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,8 +15,9 @@ constexpr const char* usual_by = "vrdx_routectl"; // how takes are signed withou
 
 struct invocation {
     const command* what = nullptr;
-    item_place place;             // of the router; nothing in it for a command about all of them
-    std::uint64_t timeout_us = 0; // for connecting and one answer
+    item_place place;                      // of the router; nothing in it for a command about all of them
+    std::optional<gateway_access> gateway; // asked instead of the driver; then only place.name counts
+    std::uint64_t timeout_us = 0;          // for connecting and one answer
     bool json = false;
     bool no_wait = false;             // route: nothing is said about what became of it
     bool dry_run = false;             // route, restore, undo: only say what would change

@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr unsigned further_ms_per_take =
-    40; // about a hundred messages are sent to a backend per second, and a take is one or two of them
 constexpr int look_period_ms = 50;
 constexpr std::uint64_t last_moment_us = 500000; // in which a time that has run out becomes a rollback
 

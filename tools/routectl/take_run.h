@@ -4,6 +4,9 @@
 #include "driver_link.h"
 #include "take_plan.h"
 
+constexpr unsigned further_ms_per_take =
+    40; // a backend is sent about a hundred messages in a second, a take is up to two
+
 struct take_outcome {
     planned_take asked;
     vrdx::take_result result;

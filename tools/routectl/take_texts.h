@@ -9,6 +9,9 @@
 // The user's name, or "user 1000" when there is none.
 std::string user_name(std::uint64_t user);
 
+// From now on users are shown by their numbers: those of another machine have other names here, or none.
+void show_users_as_numbers();
+
 // "alice (desk 3)"; "alice" without a `by`.
 std::string person_text(std::uint64_t user, const std::string& by);
 
