@@ -1,10 +1,12 @@
 // The matrix of a router: rows and columns are made as they are seen, never an element for each crosspoint.
 
 import { canPress, choose, desk, deskChanged, deskRouter, listenDesk, press } from "./desk.js";
-import { el, named, set, write } from "./dom.js";
+import { button, el, named, set, show, write } from "./dom.js";
+import { openLockDialog } from "./lock_dialog.js";
 import { MatrixField } from "./matrix_field.js";
 import { makeRow, updateRow } from "./matrix_row.js";
-import { listen } from "./store.js";
+import { mayTakeTo } from "./rights.js";
+import { isLive, listen } from "./store.js";
 import { resultText } from "./takes.js";
 import { t } from "./texts.js";
 import "./pane_filter.js";
@@ -19,6 +21,7 @@ class Matrix extends HTMLElement {
   #space = el("div", { class: "space" });
   #scroller = el("div", { class: "scroller", tabindex: "0", role: "application" });
   #said = el("p", { class: "at", role: "status" });
+  #lock = button(t("lockSet"), () => openLockDialog(), { class: "lock-button", hidden: true });
   #rows = new Map();
   #columns = new Map();
   #hovered = null; // the crosspoint under the mouse: shown, not chosen
@@ -32,7 +35,7 @@ class Matrix extends HTMLElement {
     this.style.setProperty("--cell", `${this.#field.cell}px`);
     this.style.setProperty("--left", `${this.#field.left}px`);
     this.style.setProperty("--top", `${this.#field.top}px`);
-    this.append(el("div", { class: "filters" }, this.#filters.outputs, this.#filters.inputs), this.#scroller, this.#said);
+    this.append(el("div", { class: "filters" }, this.#filters.outputs, this.#filters.inputs), this.#scroller, el("div", { class: "below" }, this.#said, this.#lock));
     this.#scroller.addEventListener("scroll", () => this.#draw(), { passive: true });
     this.#scroller.addEventListener("keydown", (event) => this.#key(event));
     this.#scroller.addEventListener("pointermove", (event) => event.pointerType === "mouse" && this.#hover(event));
@@ -123,6 +126,8 @@ class Matrix extends HTMLElement {
       set(head, "aria-disabled", canPress(desk.output, number) ? null : "true");
       set(head, "data-here", desk.input === number);
     }
+    show(this.#lock, mayTakeTo(desk.output) && desk.output > 0);
+    set(this.#lock, "disabled", !isLive(router));
     this.#placeHairs();
     this.#say();
   }

@@ -168,5 +168,5 @@ const turning = /[\u0590-\u08ff\u200e\u200f\u202a-\u202e\u2066-\u2069\ufb1d-\ufd
 
 // A text of others within one of ours: it has its own direction, and turns nothing around it.
 export function isolated(text) {
-  return turning.test(text) ? `\u2068${text.replace(/[\u202a-\u202e\u2066-\u2069]/g, "")}\u2069` : text;
+  return turning.test(text) ? `\u2068${text.replace(/[\u2066-\u2069]/g, "")}\u2069` : text;
 }

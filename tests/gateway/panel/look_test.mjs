@@ -11,14 +11,15 @@ const hostile = {
   script: "<script>window.isHurt = true</script>",
   image: '"><img src=x onerror="window.isHurt = true">',
   turned: "\u202egnihtemos esle\u2069\u2069",
-  long: "x".repeat(1000),
+  long: "x".repeat(65536),
   empty: "",
+  bytes: "Cam \ue000 9",
 };
 
 before(async () => {
   const names = Object.values(hostile);
   await rig.addRouter("studio", { inputs: 16, outputs: 8, levels: "video,audio", "refuse outputs": 5 }, studio);
-  await rig.addRouter("hostile", { inputs: 5, outputs: 5 }, {
+  await rig.addRouter("hostile", { inputs: 6, outputs: 6 }, {
     inputs: names,
     outputs: names.map((name, at) => ({ name, video: at + 1 })),
   });
@@ -109,6 +110,7 @@ test("names are text, whatever they hold", async () => {
       assert.equal(texts[1], hostile.image);
       assert.ok(texts[3].startsWith("xxxx") && texts[3].length < 200);
       assert.equal(texts[4], "Output 5");
+      assert.match(texts[5], /^Cam \ufffd+ 9$/);
       // A name of the other direction turns neither its number nor what stands behind it.
       const isTurned = await page.evaluate(() => {
         const box = (selector) => document.querySelector(`[data-output="3"] ${selector}`).getBoundingClientRect();

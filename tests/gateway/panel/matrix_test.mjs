@@ -43,6 +43,9 @@ test("a crosspoint is taken where it is pressed", async () => {
   await page.click(output(4));
   await page.click(input(2));
   await waitForMark(page, 4, "data-source", 2);
+  await page.click(".lock-button");
+  await page.click('[data-lock-choice="protect"]');
+  await waitForMark(page, 4, "data-lock", "protect");
   await page.context().close();
 });
 

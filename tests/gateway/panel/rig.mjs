@@ -22,7 +22,8 @@ export async function waitFor(what, condition) {
   }
 }
 
-// What the simulated router remembers: names, and what each output shows. Lists begin with number 1.
+// What the simulated router remembers: names, and what each output shows. Lists begin with number 1. U+E000 in a name
+// becomes bytes that are no UTF-8.
 function stateText({ inputs, outputs }) {
   const lines = ["*COMMAND=simulated router", "*TYPE=state"];
   inputs.forEach((name, at) => lines.push(`i${at}.name=${name}`));
@@ -30,7 +31,8 @@ function stateText({ inputs, outputs }) {
     const number = (source) => (source ? String(source - 1) : "none");
     lines.push(`o${at}.name=${name}`, `o${at}.input.audio=${number(audio ?? video)}`, `o${at}.input.video=${number(video)}`);
   });
-  return lines.join("\n") + "\n\n";
+  const text = lines.join("\n") + "\n\n";
+  return Buffer.from(Buffer.from(text).toString("latin1").replaceAll("\xee\x80\x80", "\xff\xfe\x80"), "latin1");
 }
 
 export class Rig {
