@@ -206,8 +206,10 @@ void gateway_at_work::drop_token(std::int64_t id) {
 }
 
 void gateway_at_work::stop() {
-    if (std::exchange(stopping_, true))
+    if (std::exchange(stopping_, true)) { // asked twice: at once
+        loop_.stop();
         return;
+    }
     print("ends");
     tell_service_manager("STOPPING=1");
     ready_look_.end();

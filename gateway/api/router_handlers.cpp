@@ -5,6 +5,7 @@
 #include "handlers.h"
 #include "json_reading.h"
 #include "problem.h"
+#include "router_limits.h"
 #include "time_text.h"
 
 #include <charconv>
@@ -140,8 +141,10 @@ void lock_output(api_world& world, const incoming_call& incoming, const answer_f
     if (router == nullptr)
         return answer(no_such_router());
     const std::size_t last = router->picture.outputs.size();
-    const int output = number_in_path(*incoming, last);
-    if (output == 0)
+    const int output = number_in_path(*incoming, most_router_outputs);
+    const bool shown = static_cast<std::size_t>(output) <= last;
+    // A lock can be removed while the router shows fewer outputs than it had, or none.
+    if (output == 0 || (!shown && world.locks.of(router->name, output) == nullptr))
         return answer(no_such_place("output", last));
     const json& body = incoming->body;
     if (const std::string problem = members_problem(body, {"state", "reason"}); !problem.empty())

@@ -159,11 +159,19 @@ bool may_be_done(const reply& answer) {
 void do_takes_once(api_world& world, const incoming_call& incoming, const std::string& key,
                    const answer_function& answer) {
     const std::int64_t who = incoming->who->id;
-    do_takes(world, incoming, [&world, who, key, answer](const reply& said) {
+    const auto finish = [&world, who, key](const reply& said) {
         world.keys.finish(who, key, {said.status, said.content_type, said.body}, may_be_done(said),
                           steady_ms());
-        answer(said);
-    });
+    };
+    try {
+        do_takes(world, incoming, [finish, answer](const reply& said) {
+            finish(said);
+            answer(said);
+        });
+    } catch (...) {
+        finish(problem_reply(500, "The gateway failed at this request.")); // nobody waits for it for ever
+        throw;
+    }
 }
 
 } // namespace
