@@ -292,6 +292,16 @@ SEEDS = {
         "twice": b'{"takes": [{"output": 1, "input": 1}, {"output": 1, "input": 2}]}',
         "empty": b'{"takes": []}',
         "odd": b'{"takes": [{"output": 0, "input": -1}, {}, 1], "within": 99, "more": null}',
+        "numbers": b'{"takes":[{"output":1,"input":3},{"output":2,"sources":{"video":0,"audio":2}}],"within":500}',
+        "names-of-others": b'{"takes":[{"output":1,"input":"camera"},{"output":2,"sources":{"all":"vtr"}}],"all_or_nothing":true}',
+        "level": b'{"takes":[{"output":1,"sources":{"video":3}},{"output":2,"sources":{"audio":3}}]}',
+        "member-twice": b'{"takes":[],"takes":[{"output":1,"input":1}]}',
+        "deep": b"[" * 20,
+        "large": b'{"takes":[{"output":4294967297,"input":1e400}]}',
+        "behind-a-nul": b'7\0[{"tak\xfe',
+        "no-utf8": b'{"takes":[{"output":1,"input":"\xff"}]}',
+        "escapes": b'{"takes":[{"output":1,"input":"\\u0000\\ud83d\\ude00"}]}',
+        "nothing": b"",
     },
 }
 

@@ -92,11 +92,9 @@ bool access_store::end_session(std::string_view text, std::string* problem) {
     const auto found = known_->sessions.find(hash);
     if (found == known_->sessions.end())
         return true;
-    if (!known_->kept->change("DELETE FROM sessions WHERE hash = ?", {blob{hash}}, problem))
-        return false;
     known_->news.ended_sessions.push_back(found->second.id);
     known_->sessions.erase(found);
-    return true;
+    return known_->kept->change("DELETE FROM sessions WHERE hash = ?", {blob{hash}}, problem);
 }
 
 void access_store::end_old_sessions(std::int64_t now, std::string* problem) {
@@ -104,12 +102,14 @@ void access_store::end_old_sessions(std::int64_t now, std::string* problem) {
     for (const auto& [hash, one] : known_->sessions)
         if (one.until <= now)
             over.push_back(hash);
-    if (over.empty() || !known_->kept->change("DELETE FROM sessions WHERE until <= ?", {now}, problem))
-        return;
     for (const std::string& hash : over) {
         known_->news.ended_sessions.push_back(known_->sessions.at(hash).id);
         known_->sessions.erase(hash);
     }
+    // Behind their end: it must not wait for a disk that takes nothing. What stays there is over all the
+    // same.
+    if (!over.empty())
+        known_->kept->change("DELETE FROM sessions WHERE until <= ?", {now}, problem);
 }
 
 } // namespace gateway

@@ -197,8 +197,12 @@ plan_takes(const takes_wish& wish, const vrdx::router_picture& picture, std::str
         if (!plan_level(wanted.video, planned.shown.video, &names, &sources.video, problem) ||
             !plan_level(wanted.audio, planned.shown.audio, &names, &sources.audio, problem))
             return std::nullopt;
-        if (sources.video == vrdx::source_unknown || sources.audio == vrdx::source_unknown)
-            planned.reason = "what the other level shows is not known; name the sources of both";
+        // Also the named level: the driver compares both with what was shown, so that no newer take is
+        // undone.
+        const vrdx::level_sources& shown = planned.shown;
+        if (planned.keeps_level &&
+            (shown.video == vrdx::source_unknown || shown.audio == vrdx::source_unknown))
+            planned.reason = "what the output shows is not wholly known; name the sources of both levels";
     }
     return plan;
 }

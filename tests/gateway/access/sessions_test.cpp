@@ -1,5 +1,6 @@
 #include "opened_store.h"
 
+#include "gateway/access/database.h"
 #include "gateway/settings/limits.h"
 
 using gateway::session_grant;
@@ -69,6 +70,24 @@ TEST_F(Sessions, ThatAreOverAreToldOnceAndForgotten) {
     store_ = opened(state_.path());
     EXPECT_FALSE(knows(brief, noon)) << "not even for a clock that went back";
     EXPECT_TRUE(knows(kept));
+}
+
+// A disk that takes nothing, or another program that writes for long, must not give anybody more time.
+TEST_F(Sessions, EndThoughThatCannotBeWritten) {
+    const session_grant brief = begin(false);
+    const session_grant left = begin(true);
+    const auto other = opened(state_.path());
+    std::string problem;
+    ASSERT_TRUE(other->kept().script("BEGIN IMMEDIATE", &problem)) << problem;
+    store_->kept().script("PRAGMA busy_timeout = 1", &problem);
+    const gateway::access_news news = store_->look(brief.until);
+    EXPECT_EQ(news.ended_sessions, std::vector<std::int64_t>{brief.id});
+    EXPECT_NE(news.problem, "");
+    EXPECT_EQ(store_->look(brief.until).problem, "") << "it is not tried, and waited for, again and again";
+    EXPECT_FALSE(store_->end_session(left.text, &problem));
+    EXPECT_FALSE(knows(left));
+    EXPECT_EQ(store_->look(brief.until).ended_sessions, std::vector<std::int64_t>{left.id});
+    ASSERT_TRUE(other->kept().script("ROLLBACK", &problem)) << problem;
 }
 
 TEST_F(Sessions, OutliveARestart) {

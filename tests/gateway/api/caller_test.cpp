@@ -37,8 +37,8 @@ TEST(Caller, AddressIsThePeersUnlessItIsAKnownProxy) {
     EXPECT_EQ(caller_address(now, with({{"x-forwarded-for", "2001:db8::1"}}, "127.0.0.1")), "2001:db8::1");
     EXPECT_EQ(
         caller_address(
-            now, with({{"x-forwarded-for", "192.0.2.99"}, {"x-forwarded-for", "203.0.113.9"}}, "127.0.0.1")),
-        "203.0.113.9");
+            now, with({{"x-forwarded-for", "192.0.2.99"}, {"x-forwarded-for", "203.0.113.10"}}, "127.0.0.1")),
+        "203.0.113.10");
     for (const char* nonsense : {"unknown", "", "1.2.3.4.5",
                                  "198.51.100.7, "
                                  "x"})

@@ -58,11 +58,12 @@ TEST(TakeWish, LevelThatIsNotNamedStays) {
     EXPECT_EQ(takes[0].reason, "");
 }
 
-TEST(TakeWish, LevelThatNobodyKnowsCannotStay) {
+TEST(TakeWish, OneLevelIsTakenOnlyWhereBothAreKnown) {
     shown_router router = a_router();
     router.picture.outputs[0].sources = audio_video(vrdx::source_unknown, 3);
     EXPECT_NE(plan(R"({"takes": [{"output": 1, "sources": {"video": 4}}]})", router.picture)[0].reason, "");
-    EXPECT_EQ(plan(R"({"takes": [{"output": 1, "sources": {"audio": 4}}]})", router.picture)[0].reason, "");
+    EXPECT_NE(plan(R"({"takes": [{"output": 1, "sources": {"audio": 4}}]})", router.picture)[0].reason, "");
+    EXPECT_EQ(plan(R"({"takes": [{"output": 1, "input": 4}]})", router.picture)[0].reason, "");
     EXPECT_NE(plan(R"({"takes": [{"output": 9, "sources": {"audio": 4}}]})", router.picture)[0].reason, "");
 }
 
