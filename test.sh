@@ -58,7 +58,7 @@ lint() {
     # What it cannot parse, its compiler can: that is no finding. Nor is one name in two programs.
     cppcheck --quiet --error-exitcode=1 --enable=warning,performance,portability --inline-suppr \
         --suppress=internalAstError --suppress=ctuOneDefinitionRuleViolation --std=c++20 \
-        -I framework -I packet_client -I routedriver -I routedriver/backend -I routedriver/router -I routedriver/client -I routedriver/driver \
+        -I . -I framework -I packet_client -I routedriver -I routedriver/backend -I routedriver/router -I routedriver/client -I routedriver/driver \
         framework packet_client routedriver gateway backends tools examples
     build clang
     git ls-files '*.cpp' | xargs -P "$jobs" -n 4 clang-tidy --quiet -p build/clang

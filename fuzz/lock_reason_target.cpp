@@ -13,9 +13,8 @@ bool is_between(unsigned char byte, unsigned first, unsigned last) {
 // The range of the second byte of a letter that begins with `first`.
 bool fits(unsigned char first, unsigned char second) {
     switch (first) {
-    case 0xc2:
-        return is_between(second, 0xa0, 0xbf); // below: control characters
-    case 0xe0:
+    case 0xc2: // below: control characters
+    case 0xe0: // below: longer than needed
         return is_between(second, 0xa0, 0xbf);
     case 0xed:
         return is_between(second, 0x80, 0x9f);

@@ -238,6 +238,31 @@ SEEDS = {
         "deep": b"x = " + b"[" * 300,
         "empty": b"",
     },
+    "http_head": {
+        "plain": b"GET /api/v1/routers/a%20b?router=x&y HTTP/1.1\r\nHost: a\r\n\r\n",
+        "ahead": b"\r\n\r\nGET / HTTP/1.1\r\nHost: a\r\n\r\nGET / HTTP/1.1\r\n",
+        "absolute": b"GET http://a:1/p?q HTTP/1.1\r\nHost: a:1\r\n\r\n",
+        "both-lengths": b"POST / HTTP/1.1\r\nHost: a\r\nContent-Length: 3\r\nTransfer-Encoding: chunked\r\n\r\n",
+        "folded": b"GET / HTTP/1.1\r\nHost: a\r\nX: b\r\n c\r\n\r\n",
+        "old": b"GET / HTTP/1.0\r\n\r\n",
+        "bare-feed": b"GET / HTTP/1.1\nHost: a\n\n",
+        "tricks": b"/a/%2e%2e/b%2fc/%00%ff",
+        "dots": b"/a/../b",
+        "twice": b"/%252e%252e/",
+        "empty": b"",
+    },
+    "take_body": {
+        "numbers": b'{"takes":[{"output":1,"input":3},{"output":2,"sources":{"video":0,"audio":2}}],"within":500}',
+        "names": b'{"takes":[{"output":1,"input":"camera"},{"output":2,"sources":{"all":"vtr"}}],"all_or_nothing":true}',
+        "level": b'{"takes":[{"output":1,"sources":{"video":3}},{"output":2,"sources":{"audio":3}}]}',
+        "twice": b'{"takes":[],"takes":[{"output":1,"input":1}]}',
+        "deep": b"[" * 20,
+        "large": b'{"takes":[{"output":4294967297,"input":1e400}]}',
+        "behind-a-nul": b'7\0[{"tak\xfe',
+        "no-utf8": b'{"takes":[{"output":1,"input":"\xff"}]}',
+        "escapes": b'{"takes":[{"output":1,"input":"\\u0000\\ud83d\\ude00"}]}',
+        "empty": b"",
+    },
 }
 
 

@@ -80,7 +80,9 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
           pictures_, [this](std::string_view router) { return locks_->of_router(router); },
           [this](std::string_view router) { return routers_.find(router); },
           [this] { return routers_.all(); }),
-      world_{now, routers_, *access_, *locks_, logins_, keys_, pictures_, events_, openapi_document()},
+      world_{now,       routers_, *access_,
+             *locks_,   logins_,  keys_,
+             pictures_, events_,  std::make_shared<const std::string>(json_text(openapi_document()))},
       api_(world_), http_(loop_, handlers(), limits_with(raise_descriptor_limit(descriptors_limit))),
       access_look_(loop_, access_look_period_ms, [this] { look_at_access(); }),
       alive_(loop_, event_alive_period_ms, [this] { events_.tell_alive(); }),
@@ -147,7 +149,12 @@ void gateway_at_work::reload() {
     http_.set_proxies(read.values.proxies);
     if (read.values.anonymous != world_.now.anonymous)
         events_.end_anonymous_readers();
-    world_.now = read.values;
+    settings next = read.values; // but for what stays until the next start
+    next.listen = world_.now.listen;
+    next.items = world_.now.items;
+    next.run = world_.now.run;
+    next.state = world_.now.state;
+    world_.now = std::move(next);
     print("the configuration was read anew");
 }
 
@@ -185,8 +192,10 @@ void gateway_at_work::drop_token(std::int64_t id) {
 }
 
 void gateway_at_work::stop() {
-    if (std::exchange(stopping_, true))
+    if (std::exchange(stopping_, true)) { // asked twice: at once
+        loop_.stop();
         return;
+    }
     print("ends");
     tell_service_manager("STOPPING=1");
     ready_look_.end();

@@ -5,7 +5,29 @@
 #include "problem.h"
 #include "route_table.h"
 
+#include <exception>
+
 namespace gateway {
+
+namespace {
+
+// What no check foresaw ends this request, not the gateway.
+reply unforeseen(const std::exception& why) {
+    return problem_reply(500, std::string("The gateway failed at this request: ") + why.what());
+}
+
+void serve(api_world& world, const std::shared_ptr<call>& incoming, const answer_function& answer) {
+    try {
+        if (std::optional<reply> refusal = check_body(world, incoming.get()))
+            answer(std::move(*refusal));
+        else
+            incoming->row->handle(world, incoming, answer);
+    } catch (const std::exception& why) {
+        answer(unforeseen(why));
+    }
+}
+
+} // namespace
 
 request_verdict api::begin(const request& asked) {
     const auto incoming = std::make_shared<call>();
@@ -15,10 +37,7 @@ request_verdict api::begin(const request& asked) {
     const std::size_t limit = incoming->row->body_limit;
     return accepted_request{limit, [this, incoming](std::string body, const answer_function& answer) {
                                 incoming->body_text = std::move(body);
-                                if (std::optional<reply> refusal = check_body(world_, incoming.get()))
-                                    answer(std::move(*refusal));
-                                else
-                                    incoming->row->handle(world_, incoming, answer);
+                                serve(world_, incoming, answer);
                             }};
 }
 

@@ -21,7 +21,7 @@ struct api_world {
     idempotency_table& keys;
     picture_shelf& pictures;
     event_hub& events;
-    json document; // OpenAPI
+    shared_text document; // OpenAPI
 };
 
 struct route;

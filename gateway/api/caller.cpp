@@ -1,25 +1,20 @@
 #include "caller.h"
 
+#include "gateway/http/http_text.h"
 #include "time_text.h"
 
 #include <algorithm>
-#include <cctype>
+#include <arpa/inet.h>
 
 namespace gateway {
 
 namespace {
 
-std::string small(std::string_view text) {
-    std::string letters(text);
-    std::transform(letters.begin(), letters.end(), letters.begin(),
-                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-    return letters;
-}
-
-std::string_view trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(" \t");
-    return first == std::string_view::npos ? std::string_view{}
-                                           : text.substr(first, text.find_last_not_of(" \t") - first + 1);
+bool is_address(std::string_view text) {
+    in6_addr bytes{};
+    const std::string address(text.substr(0, INET6_ADDRSTRLEN));
+    return inet_pton(AF_INET, address.c_str(), &bytes) == 1 ||
+           inet_pton(AF_INET6, address.c_str(), &bytes) == 1;
 }
 
 bool has(const std::vector<std::string>& list, std::string_view text) {
@@ -44,7 +39,7 @@ std::string_view without_port(std::string_view host) {
 } // namespace
 
 std::string host_problem(const settings& now, const request& asked) {
-    const std::string host = small(asked.header("host").value_or(""));
+    const std::string host = small_letters(asked.header("host").value_or(""));
     if (has(now.hosts, without_port(host)))
         return "";
     std::string names;
@@ -61,6 +56,8 @@ std::string caller_address(const settings& now, const request& asked) {
         const std::size_t comma = chain.rfind(',');
         const std::string_view last = comma == std::string_view::npos ? chain : chain.substr(comma + 1);
         chain = chain.substr(0, comma == std::string_view::npos ? 0 : comma);
+        if (!is_address(trimmed(last)))
+            break; // whoever wrote that is the one who asks
         address = trimmed(last);
     }
     return address;
@@ -68,7 +65,8 @@ std::string caller_address(const settings& now, const request& asked) {
 
 std::string own_origin(const settings& now, const request& asked) {
     const bool behind_tls = has(now.proxies, asked.peer) && asked.header("x-forwarded-proto") == "https";
-    return (asked.over_tls || behind_tls ? "https://" : "http://") + small(asked.header("host").value_or(""));
+    return (asked.over_tls || behind_tls ? "https://" : "http://") +
+           small_letters(asked.header("host").value_or(""));
 }
 
 std::string_view session_text(const request& asked) {
@@ -90,7 +88,7 @@ bool find_caller(api_world& world, call* incoming) {
     if (const auto shown = incoming->asked.header("authorization")) {
         constexpr std::string_view scheme = "bearer ";
         incoming->by = credential::bearer;
-        if (small(shown->substr(0, scheme.size())) != scheme)
+        if (small_letters(shown->substr(0, scheme.size())) != scheme)
             return false;
         incoming->who = world.access.of_text(trimmed(shown->substr(scheme.size())));
         return incoming->who != nullptr;

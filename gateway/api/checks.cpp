@@ -1,13 +1,11 @@
 #include "api.h"
 #include "caller.h"
 #include "gateway/access/rights.h"
+#include "gateway/http/http_text.h"
 #include "handlers.h"
 #include "json_reading.h"
 #include "problem.h"
 #include "route_table.h"
-
-#include <algorithm>
-#include <cctype>
 
 namespace gateway {
 
@@ -81,13 +79,9 @@ refusal router_is_seen(api_world& world, call* incoming) {
 refusal type_is_json(api_world&, call* incoming) {
     if (incoming->row->request_schema[0] == '\0')
         return {};
-    std::string type(incoming->asked.header("content-type").value_or(""));
-    type.erase(std::min(type.find(';'), type.size()));
-    type.erase(
-        std::find_if(type.begin(), type.end(), [](char letter) { return letter == ' ' || letter == '\t'; }),
-        type.end());
-    std::transform(type.begin(), type.end(), type.begin(),
-                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    const std::string_view whole = incoming->asked.header("content-type").value_or("");
+    const std::string type =
+        small_letters(trimmed(whole.substr(0, whole.find(';')))); // parameters change nothing
     if (type == "application/json")
         return {};
     return problem_reply(415, "The body has to be JSON, with \"Content-Type: application/json\".");

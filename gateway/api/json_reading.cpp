@@ -52,6 +52,11 @@ private:
 } // namespace
 
 std::optional<json> read_json(std::string_view text, std::string* problem) {
+    // The parser would take a NUL for the end, and not see what stands behind it.
+    if (const std::size_t end = text.find('\0'); end != std::string_view::npos) {
+        *problem = "The body is no JSON in UTF-8: wrong at byte " + std::to_string(end + 1) + ".";
+        return std::nullopt;
+    }
     try {
         strict_reader reader;
         return json::parse(text, std::ref(reader));

@@ -1,5 +1,6 @@
 #include "openapi.h"
 
+#include "gateway/http/http_text.h"
 #include "problem.h"
 #include "route_table.h"
 
@@ -90,20 +91,13 @@ json operation(const route& row) {
     return said;
 }
 
-std::string small(std::string_view method) {
-    std::string letters;
-    for (const char letter : method)
-        letters += static_cast<char>(letter | 0x20);
-    return letters;
-}
-
 } // namespace
 
 json openapi_document() {
     json paths = json::object();
     for (const route& row : all_routes())
         if (row.operation[0] != '\0')
-            paths[row.path][small(row.method)] = operation(row);
+            paths[row.path][small_letters(row.method)] = operation(row);
     return {{"openapi", "3.1.0"},
             {"info",
              {{"title", "vrdx_gateway"},

@@ -50,7 +50,11 @@ void answer_ready(api_world& world, const incoming_call&, const answer_function&
 }
 
 void answer_document(api_world& world, const incoming_call&, const answer_function& answer) {
-    answer(json_reply(200, world.document));
+    reply document;
+    document.content_type = "application/json";
+    document.body = world.document;
+    document.headers = {{"Cache-Control", "no-cache"}, {"X-Content-Type-Options", "nosniff"}};
+    answer(std::move(document));
 }
 
 void answer_events_without_websocket(api_world&, const incoming_call&, const answer_function& answer) {

@@ -1,9 +1,11 @@
 // Lists, pictures, names, locks.
 #include "gateway/access/rights.h"
+#include "gateway/http/http_text.h"
 #include "gateway/settings/limits.h"
 #include "handlers.h"
 #include "json_reading.h"
 #include "problem.h"
+#include "router_limits.h"
 #include "time_text.h"
 
 #include <charconv>
@@ -26,10 +28,8 @@ reply no_such_place(const char* what, std::size_t last) {
 bool has_tag(std::string_view shown, std::string_view etag) {
     while (!shown.empty()) {
         const std::size_t end = std::min(shown.find(','), shown.size());
-        std::string_view tag = shown.substr(0, end);
+        std::string_view tag = trimmed(shown.substr(0, end));
         shown.remove_prefix(std::min(end + 1, shown.size()));
-        tag.remove_prefix(std::min(tag.find_first_not_of(" \t"), tag.size()));
-        tag = tag.substr(0, tag.find_last_not_of(" \t") + 1);
         if (tag.starts_with("W/"))
             tag.remove_prefix(2);
         if (tag == etag || tag == "*")
@@ -141,8 +141,10 @@ void lock_output(api_world& world, const incoming_call& incoming, const answer_f
     if (router == nullptr)
         return answer(no_such_router());
     const std::size_t last = router->picture.outputs.size();
-    const int output = number_in_path(*incoming, last);
-    if (output == 0)
+    const int output = number_in_path(*incoming, most_router_outputs);
+    const bool shown = static_cast<std::size_t>(output) <= last;
+    // A lock can be removed while the router shows fewer outputs than it had, or none.
+    if (output == 0 || (!shown && world.locks.of(router->name, output) == nullptr))
         return answer(no_such_place("output", last));
     const json& body = incoming->body;
     if (const std::string problem = members_problem(body, {"state", "reason"}); !problem.empty())

@@ -114,6 +114,10 @@ void do_takes(api_world& world, const incoming_call& incoming, const answer_func
     const auto wish = read_takes(incoming->body, &problem);
     if (!wish)
         return answer(problem_reply(422, problem));
+    if (!is_picture_true(router->state) && needs_picture(*wish))
+        return answer(problem_reply(
+            503, "What the router shows and its names are not known now; take all levels by number, or "
+                 "try again in a moment."));
     auto plan = plan_takes(*wish, router->picture, &problem);
     if (!plan)
         return answer(problem_reply(422, problem));
@@ -153,11 +157,19 @@ bool may_be_done(const reply& answer) {
 void do_takes_once(api_world& world, const incoming_call& incoming, const std::string& key,
                    const answer_function& answer) {
     const std::int64_t who = incoming->who->id;
-    do_takes(world, incoming, [&world, who, key, answer](const reply& said) {
+    const auto finish = [&world, who, key](const reply& said) {
         world.keys.finish(who, key, {said.status, said.content_type, said.body}, may_be_done(said),
                           steady_ms());
-        answer(said);
-    });
+    };
+    try {
+        do_takes(world, incoming, [finish, answer](const reply& said) {
+            finish(said);
+            answer(said);
+        });
+    } catch (...) {
+        finish(problem_reply(500, "The gateway failed at this request.")); // nobody waits for it for ever
+        throw;
+    }
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "json_reading.h"
 #include "packet_client.h"
 
+#include <algorithm>
 #include <set>
 #include <unordered_map>
 
@@ -170,6 +171,15 @@ std::optional<takes_wish> read_takes(const json& body, std::string* problem) {
         }
     }
     return wish;
+}
+
+bool needs_picture(const takes_wish& wish) {
+    const auto is_number = [](const std::optional<source_wish>& source) {
+        return source && std::holds_alternative<int>(*source);
+    };
+    return !std::all_of(wish.takes.begin(), wish.takes.end(), [&](const output_wish& each) {
+        return is_number(each.video) && is_number(each.audio);
+    });
 }
 
 std::optional<std::vector<planned_take>>

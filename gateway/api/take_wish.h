@@ -24,6 +24,9 @@ struct takes_wish {
 // Nothing and a sentence in *problem when the body asks for nothing that is possible.
 std::optional<takes_wish> read_takes(const json& body, std::string* problem);
 
+// True when names or levels that are not named have to be looked up.
+bool needs_picture(const takes_wish& wish);
+
 // One of them with its sources as numbers.
 struct planned_take {
     vrdx::output_take take;

@@ -34,6 +34,7 @@ void event_connection::begin(const boost::beast::http::request<boost::beast::htt
         }
         self->step_ = step::open;
         self->deadline_ = clock::time_point::max();
+        self->window_begin_bytes_ = received_bytes(self->stream_.next_layer().raw().native_handle());
         self->window_end_ = clock::now() + self->core_->limits.client_window;
         self->begun_ = true;
         self->source_->begun(self.get());

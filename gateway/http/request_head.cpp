@@ -1,5 +1,7 @@
 #include "request_head.h"
 
+#include "http_text.h"
+
 #include <algorithm>
 #include <cctype>
 
@@ -13,12 +15,6 @@ bool same_name(std::string_view name, std::string_view small) {
     return std::equal(name.begin(), name.end(), small.begin(), small.end(), [](char letter, char wanted) {
         return std::tolower(static_cast<unsigned char>(letter)) == wanted;
     });
-}
-
-std::string_view trimmed(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(" \t");
-    return first == std::string_view::npos ? std::string_view{}
-                                           : text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
 bool has_control_character(std::string_view line) {

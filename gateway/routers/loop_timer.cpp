@@ -2,6 +2,7 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <boost/system/system_error.hpp>
 #include <chrono>
 
 namespace gateway {
@@ -38,7 +39,10 @@ void loop_timer::set(std::uint64_t us) {
 void loop_timer::clear() {
     ++waiting_->turn;
     waiting_->set = false;
-    waiting_->timer.cancel();
+    try {
+        waiting_->timer.cancel();
+    } catch (const boost::system::system_error&) { // what it was set to is not called all the same
+    }
 }
 
 bool loop_timer::is_set() const {

@@ -269,7 +269,7 @@ void router_board::take(std::string_view router, const std::string& lane, vrdx::
 }
 
 void router_board::rename(std::string_view router, const std::string& lane, bool output, int number,
-                          std::string name, take_done done) {
+                          const std::string& name, take_done done) {
     parts_->rename(parts_->link(router), lane, output, number, name, std::move(done));
 }
 

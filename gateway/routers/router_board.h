@@ -64,8 +64,8 @@ public:
     // Sets the name of an output or input, `number` from 1. Answered without `error`: the driver has handed
     // it to its backend, which decides; the picture tells when it has. One that may have been sent and was
     // not answered is answered with `error` saying so.
-    void rename(std::string_view router, const std::string& lane, bool output, int number, std::string name,
-                take_done done);
+    void rename(std::string_view router, const std::string& lane, bool output, int number,
+                const std::string& name, take_done done);
 
     // Closes the lane's connections; its takes end as after a connection that broke.
     void drop_lane(const std::string& lane);

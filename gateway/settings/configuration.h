@@ -15,8 +15,8 @@ struct configuration {
     std::vector<std::string> problems;
 };
 
-// Reads the file anew each time: at the start, and for each SIGHUP. For the token command, which may be run by
-// somebody who may not read the key, it looks at no other file.
+// Reads the file anew each time: at the start, and for each SIGHUP. For the token command, which may be run
+// by somebody who may not read the key, it looks at no other file.
 configuration read_configuration(const command_line& line);
 
 // Writes the problems, a line each; exit_done or exit_wrong_use.

@@ -219,6 +219,7 @@ private:
 
 std::vector<std::string> configuration_keys() {
     std::vector<std::string> keys;
+    keys.reserve(known_keys.size());
     for (const known_key& key : known_keys)
         keys.emplace_back(key.name);
     return keys;

@@ -37,7 +37,7 @@ constexpr int accept_backlog = 1024;
 
 // --- events (WebSocket) ---
 constexpr std::size_t event_bytes_limit = 262144; // of one reader beside the shared texts, 256 KiB
-constexpr int event_unsent_bytes_limit = 65536; // that the system keeps for a reader without room, 64 KiB
+constexpr int event_unsent_bytes_limit = 65536;   // that the system keeps for a reader without room, 64 KiB
 constexpr std::size_t event_queue_bytes_limit =
     49152; // messages that wait for one reader, 48 KiB; then merged
 constexpr std::size_t event_queue_limit = 512;

@@ -317,6 +317,28 @@ class Rights(DescribedTest):
         self.assertEqual(self.picture()["outputs"], before)
         self.assertEqual(self.take([{"output": 1, "input": 2}], token=limited).json["results"][0]["result"], "confirmed")
 
+    def test_checks_come_in_their_order(self):
+        viewer = self.known_token("viewer", "view", "--router", "archive")
+        operator = self.known_token("operator", "operate", "--router", "archive")
+        wrong_in_all = {"Host": "evil.example.org", "Content-Type": "text/plain"}
+        path = "/api/v1/routers/studio/takes"
+        for mended, status, words in (
+            ({}, 400, "Host"),
+            ({"host": True}, 404, "openapi.json"),
+            ({"host": True, "path": path}, 401, "token"),
+            ({"host": True, "path": path, "token": viewer}, 403, "operate"),
+            ({"host": True, "path": path, "token": operator}, 404, "no router"),
+            ({"host": True, "path": path.replace("studio", "archive"), "token": operator}, 415, "application/json"),
+            ({"host": True, "path": path.replace("studio", "archive"), "token": operator, "type": True}, 400, "no JSON"),
+        ):
+            headers = dict(wrong_in_all)
+            if "host" in mended:
+                del headers["Host"]
+            if "type" in mended:
+                headers["Content-Type"] = "application/json; charset=utf-8"
+            answer = self.ask("POST", mended.get("path", "/nothing"), b"{", mended.get("token"), headers)
+            self.expect_problem(answer, status, words)
+
     def test_removed_token_is_refused(self):
         gone = self.known_token("gone", "view")
         self.run_token_command("remove", "gone")

@@ -8,7 +8,6 @@
 #include <set>
 #include <sys/stat.h>
 
-using gateway::access_news;
 using gateway::number_list;
 using gateway::role;
 using gateway::token;

@@ -140,7 +140,7 @@ TEST_F(Idempotency, AllTokensTogetherHaveSoManyKeys) {
 }
 
 TEST_F(Idempotency, ATokenHasSoManyBytes) {
-    const std::string large(1024 * 1024, 'x');
+    const std::string large(1048576, 'x');
     for (int i = 0; i < 4; ++i) {
         ASSERT_EQ(begin(std::to_string(i)), key_state::first);
         table_.finish(1, std::to_string(i), answer_of(large), true, 0);
@@ -152,7 +152,7 @@ TEST_F(Idempotency, ATokenHasSoManyBytes) {
 }
 
 TEST_F(Idempotency, AllTokensTogetherHaveSoManyBytes) {
-    const std::string large(4 * 1024 * 1024, 'x');
+    const std::string large(4194304, 'x');
     for (int id = 1; id <= 4; ++id) {
         ASSERT_EQ(begin("k", 0, id), key_state::first);
         table_.finish(id, "k", answer_of(large), true, 0);

@@ -6,6 +6,7 @@
 #include <array>
 #include <csignal>
 #include <functional>
+#include <list>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -94,15 +95,15 @@ TEST(SeveralWriters, WhatWasAnsweredOutlivesAKilledWriter) {
 TEST(SeveralWriters, OpenANewDatabaseAtTheSameTime) {
     const temporary_directory state;
     {
-        std::vector<std::unique_ptr<child_process>> children;
+        std::list<child_process> children;
         for (int i = 0; i < 6; ++i)
-            children.push_back(std::make_unique<child_process>([&state, i] {
+            children.emplace_back([&state, i] {
                 std::string problem;
                 const auto store = access_store::open(state.path(), 30000, &problem);
                 return store && !store->add(wish("t" + std::to_string(i)), noon, &problem).empty() ? 0 : 1;
-            }));
-        for (const auto& child : children)
-            EXPECT_EQ(child->wait(), 0);
+            });
+        for (child_process& child : children)
+            EXPECT_EQ(child.wait(), 0);
     }
     EXPECT_EQ(opened(state.path())->list().size(), 6U);
 }
@@ -111,9 +112,9 @@ TEST(SeveralWriters, AddTokensBesideEachOther) {
     const temporary_directory state;
     const auto store = opened(state.path());
     {
-        std::vector<std::unique_ptr<child_process>> children;
+        std::list<child_process> children;
         for (int i = 0; i < 4; ++i)
-            children.push_back(std::make_unique<child_process>([&state, i] {
+            children.emplace_back([&state, i] {
                 std::string problem;
                 for (int n = 0; n < 10; ++n) {
                     const auto own = access_store::open(state.path(), 30000, &problem);
@@ -121,9 +122,9 @@ TEST(SeveralWriters, AddTokensBesideEachOther) {
                         return 1;
                 }
                 return 0;
-            }));
-        for (const auto& child : children)
-            EXPECT_EQ(child->wait(), 0);
+            });
+        for (child_process& child : children)
+            EXPECT_EQ(child.wait(), 0);
     }
     const access_news news = store->look(noon);
     EXPECT_EQ(news.problem, "");

@@ -34,6 +34,11 @@ TEST(Caller, AddressIsThePeersUnlessItIsAKnownProxy) {
     now.proxies = {"127.0.0.1", "203.0.113.9"};
     EXPECT_EQ(caller_address(now, asked), "198.51.100.7");
     EXPECT_EQ(caller_address(now, with({}, "127.0.0.1")), "127.0.0.1");
+    EXPECT_EQ(caller_address(now, with({{"x-forwarded-for", "2001:db8::1"}}, "127.0.0.1")), "2001:db8::1");
+    for (const char* nonsense : {"unknown", "", "1.2.3.4.5",
+                                 "198.51.100.7, "
+                                 "x"})
+        EXPECT_EQ(caller_address(now, with({{"x-forwarded-for", nonsense}}, "127.0.0.1")), "127.0.0.1");
 }
 
 TEST(Caller, OwnOriginIsWhatTheBrowserSees) {

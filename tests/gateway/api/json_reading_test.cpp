@@ -43,6 +43,11 @@ TEST(JsonReading, OtherTextIsRefusedWithItsPlace) {
         EXPECT_THAT(problem(text), testing::HasSubstr("no JSON in UTF-8")) << text;
 }
 
+TEST(JsonReading, NothingHidesBehindANul) {
+    EXPECT_THAT(problem(std::string_view("{}\0{", 4)), testing::HasSubstr("byte 3"));
+    EXPECT_THAT(problem(std::string_view("{}\0", 3)), testing::HasSubstr("byte 3"));
+}
+
 TEST(JsonReading, UnknownMembersAreNamedWithThePossibleOnes) {
     EXPECT_EQ(members_problem(json::parse(R"({"a": 1, "b": 2})"), {"a", "b"}), "");
     EXPECT_EQ(members_problem(json::parse(R"({"c": 1})"), {"a", "b"}),

@@ -1,7 +1,9 @@
 // Each state of a router x whatever may happen to it.
 #include "played_driver.h"
 
+#include <algorithm>
 #include <map>
+#include <ostream>
 #include <unistd.h>
 
 using gateway::router_state;
@@ -16,6 +18,10 @@ struct column {
     const char* name;
     router_state state;
 };
+
+void PrintTo(const column& before, std::ostream* out) {
+    *out << before.name;
+}
 
 constexpr column columns[] = {
     {'N', "NoDriver", router_state::no_driver},
@@ -37,6 +43,10 @@ struct row {
     const char* name;
     const char* because; // stands in the reason of that state, or else of the one that it leads to
 };
+
+void PrintTo(const row& event, std::ostream* out) {
+    *out << event.name;
+}
 
 constexpr row rows[] = {
     // NRULBSD: was
@@ -179,7 +189,8 @@ std::string cell_name(const testing::TestParamInfo<std::pair<row, column>>& cell
 } // namespace
 
 TEST_P(LinkTable, EachStateAndEventLeadToTheirState) {
-    const auto& [event, before] = GetParam();
+    const row& event = GetParam().first;
+    const column& before = GetParam().second;
     reach(before.letter);
     wait_for_state("studio", before.state);
     const std::size_t which = static_cast<std::size_t>(

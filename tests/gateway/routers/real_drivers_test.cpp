@@ -127,7 +127,9 @@ TEST_F(RealDrivers, OneThatIsKilledAndStartedAnewWithAnotherSizeIsReadAnew) {
     board->start();
     wait_for_state("studio", router_state::up);
     const std::string epoch = board->find("studio")->picture.epoch;
-    for (const auto& [inputs, outputs] : {std::pair(4096, 1024), {8, 4}}) {
+    for (const auto& size : {std::pair(4096, 1024), {8, 4}}) {
+        const int inputs = size.first;
+        const int outputs = size.second;
         drivers["studio"]->signal(SIGKILL);
         wait_for_state("studio", router_state::no_driver);
         EXPECT_FALSE(board->find("studio")->picture.outputs.empty());

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 using namespace gateway;
 
 namespace {
@@ -19,11 +21,14 @@ std::string problem(const std::string& text) {
     return found.empty() ? "" : found.front();
 }
 
-std::string array_of(std::size_t count, const std::string& begin, const std::string& end) {
-    std::string text = "[";
+// ["BEGIN0", "BEGIN1", ...]
+std::string array_of(std::size_t count, const std::string& begin) {
+    std::ostringstream text;
+    text << '[';
     for (std::size_t i = 0; i < count; ++i)
-        text += '"' + begin + std::to_string(i) + end + "\",";
-    return text + "]";
+        text << '"' << begin << i << "\", ";
+    text << ']';
+    return text.str();
 }
 
 } // namespace
@@ -150,10 +155,10 @@ TEST(ConfigurationFile, TellsWhereItIsNoToml) {
 }
 
 TEST(ConfigurationFile, HasSoManyValues) {
-    EXPECT_EQ(problems("hosts = " + array_of(hosts_limit, "h", "")).size(), 0U);
-    EXPECT_EQ(problems("hosts = " + array_of(hosts_limit + 1, "h", "")).size(), 1U);
-    EXPECT_EQ(problems("listen = " + array_of(listen_addresses_limit, "127.0.0.1:1", "")).size(), 0U);
-    EXPECT_EQ(problems("listen = " + array_of(listen_addresses_limit + 1, "127.0.0.1:1", "")).size(), 1U);
-    EXPECT_EQ(problems("proxies = " + array_of(proxies_limit, "192.0.2.", "")).size(), 0U);
-    EXPECT_EQ(problems("proxies = " + array_of(proxies_limit + 1, "192.0.2.", "")).size(), 1U);
+    EXPECT_EQ(problems("hosts = " + array_of(hosts_limit, "h")).size(), 0U);
+    EXPECT_EQ(problems("hosts = " + array_of(hosts_limit + 1, "h")).size(), 1U);
+    EXPECT_EQ(problems("listen = " + array_of(listen_addresses_limit, "127.0.0.1:1")).size(), 0U);
+    EXPECT_EQ(problems("listen = " + array_of(listen_addresses_limit + 1, "127.0.0.1:1")).size(), 1U);
+    EXPECT_EQ(problems("proxies = " + array_of(proxies_limit, "192.0.2.")).size(), 0U);
+    EXPECT_EQ(problems("proxies = " + array_of(proxies_limit + 1, "192.0.2.")).size(), 1U);
 }

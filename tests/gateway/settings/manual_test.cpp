@@ -97,11 +97,13 @@ TEST(Manual, KnowsTheDefaults) {
     EXPECT_EQ(all.size(), configuration_keys().size());
     for (const auto& [key, value] : all) {
         const std::string cell = value == "none" ? value : "`" + value + "`";
-        EXPECT_NE(table.find("\n| `" + key + "` | " + cell + " | "), std::string::npos) << key;
+        std::string row = "\n| `";
+        row.append(key).append("` | ").append(cell).append(" | ");
+        EXPECT_NE(table.find(row), std::string::npos) << key;
         const auto entry = page.find(".TP\n.B " + key + "\n");
         ASSERT_NE(entry, std::string::npos) << key;
         const auto line = page.find("Default:", entry);
-        const std::string told = page.substr(line, page.find("\n", page.find("\n", line) + 1) - line);
+        const std::string told = page.substr(line, page.find('\n', page.find('\n', line) + 1) - line);
         EXPECT_NE(told.find(value), std::string::npos) << key << ": " << told;
     }
 }

@@ -1,0 +1,15 @@
+// Texts of headers.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace gateway {
+
+// ASCII letters made small.
+std::string small_letters(std::string_view text);
+
+// Without blanks and tabs around it.
+std::string_view trimmed(std::string_view text);
+
+} // namespace gateway
