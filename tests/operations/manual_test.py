@@ -110,6 +110,24 @@ class OtherPrograms(unittest.TestCase):
         self.assertEqual(options_in(" ".join(MANUAL.tags("vrdx_routedriver.8", "SWITCHES"))), switches)
         self.assertEqual(set(MANUAL.completion("vrdx_routedriver", "-")), switches)
 
+    def test_gateway(self):
+        text = MANUAL.help_of("vrdx_gateway")
+        options = options_in(text.split("Exit codes:")[0])
+        add = options_in(MANUAL.help_of("vrdx_gateway", "token", "add"))
+        self.assertLessEqual({"--config", "--listen", "-h"}, options)
+        self.assertLessEqual({"--role", "--outputs"}, add)
+        self.assertEqual(options_in(" ".join(MANUAL.tags("vrdx_gateway.8", "OPTIONS"))), options)
+        self.assertEqual(set(MANUAL.completion("vrdx_gateway", "-")), options)
+        self.assertEqual(set(MANUAL.completion("vrdx_gateway", "token", "add", "-")), add)
+        self.assertEqual(set(MANUAL.completion("vrdx_gateway", "token", "")), {"add", "list", "remove"})
+        self.assertEqual(set(MANUAL.completion("vrdx_gateway", "token", "add", "x", "--role", "")),
+                         set(re.findall(r"view|operate|lock|admin", MANUAL.help_of("vrdx_gateway", "token", "add"))))
+        self.assertEqual(MANUAL.tags("vrdx_gateway.8", "EXIT STATUS"), re.findall(r"^  (\d)  ", text, re.M))
+        for file in ("zsh/_vrdx_gateway", "fish/vrdx_gateway.fish"):
+            with open(os.path.join(MANUAL.source, "completion", file), encoding="utf-8") as script:
+                known = set(re.findall(r"(?:-l |--)([a-z][a-z-]+)", script.read()))
+            self.assertEqual({option[2:] for option in options | add if option[1] == "-"} - known, set(), file)
+
     def test_backend_check(self):
         text = MANUAL.help_of("vrdx_backend_check")
         options = options_in(text)

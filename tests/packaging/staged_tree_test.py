@@ -23,6 +23,7 @@ SOURCE = os.environ["VRDX_SOURCE"]
 CMAKE = os.environ["CMAKE"]
 UNIT = "vrdx-routedriver@.service"
 INSTANCE = "vrdx-routedriver@studio.service"
+GATEWAY_UNIT = "vrdx-gateway.service"
 SYSTEM_UNITS = "/lib/systemd/system"
 
 
@@ -52,9 +53,9 @@ class StagedTree(unittest.TestCase):
         with open(os.path.join(SOURCE, "CMakeLists.txt"), encoding="utf-8") as project:
             return re.search(r"^project\(\S+ VERSION (\S+)", project.read(), re.MULTILINE)[1]
 
-    def unit_settings(self):
+    def unit_settings(self, unit=UNIT):
         """The unit's settings; of one that is given more than once, the last."""
-        lines = self.read_staged("lib", "systemd", "system", UNIT).splitlines()
+        lines = self.read_staged("lib", "systemd", "system", unit).splitlines()
         return dict(line.split("=", 1) for line in lines if "=" in line and not line.startswith("#"))
 
     def need_service_manager(self):
@@ -64,10 +65,10 @@ class StagedTree(unittest.TestCase):
         for unit in glob.glob(f"{SYSTEM_UNITS}/*.target") + glob.glob(f"{SYSTEM_UNITS}/*.slice"):
             shutil.copy(unit, self.staged("lib", "systemd", "system"))
 
-    def judge_unit(self):
+    def judge_unit(self, unit=INSTANCE):
         """Its exit code, and what it says of our units: the machine's own may have faults, too."""
         result = subprocess.run(
-            ["systemd-analyze", "verify", "--man=no", f"--root={self.root}", INSTANCE],
+            ["systemd-analyze", "verify", "--man=no", f"--root={self.root}", unit],
             stdout=subprocess.PIPE,
             stderr=subprocess.STDOUT,
             text=True,
@@ -79,9 +80,9 @@ class StagedTree(unittest.TestCase):
 
     def test_programs_and_documents_are_where_a_system_looks(self):
         backends = ("vrdx_route_simulator", "vrdx_route_videohub", "vrdx_route_sierra_video_aspen_hdsdi")
-        for name in ("vrdx_routedriver", "vrdx_routectl", "vrdx_backend_check", *backends):
+        for name in ("vrdx_routedriver", "vrdx_gateway", "vrdx_routectl", "vrdx_backend_check", *backends):
             self.assertTrue(os.access(self.staged("bin", name), os.X_OK), name)
-        for package in ("vrdx-routedriver", "libvrdx-endpoint-dev"):
+        for package in ("vrdx-routedriver", "vrdx-gateway", "libvrdx-endpoint-dev"):
             self.assertIn("MIT License", self.read_staged("share", "doc", package, "copyright"))
             with gzip.open(self.staged("share", "doc", package, "changelog.gz"), "rt") as changelog:
                 self.assertTrue(changelog.readline().startswith(f"{package} ({self.version()}) "))
@@ -110,9 +111,10 @@ class StagedTree(unittest.TestCase):
             with open(completion, encoding="utf-8") as source:
                 installed = self.read_staged("share", "bash-completion", "completions", name)
                 self.assertEqual(installed, source.read())
-        for place in (("zsh", "vendor-completions", "_vrdx_routectl"),
-                      ("fish", "vendor_completions.d", "vrdx_routectl.fish")):
-            self.assertIn("vrdx_routectl", self.read_staged("share", *place))
+        for program in ("vrdx_routectl", "vrdx_gateway"):
+            for place in (("zsh", "vendor-completions", f"_{program}"),
+                          ("fish", "vendor_completions.d", f"{program}.fish")):
+                self.assertIn(program, self.read_staged("share", *place))
 
     def test_unit_is_valid(self):
         self.need_service_manager()
@@ -146,6 +148,56 @@ class StagedTree(unittest.TestCase):
         unit = self.staged("lib", "systemd", "system", UNIT)
         report = self.run_command("systemd-analyze", "security", "--offline=true", "--threshold=20", unit)
         self.assertIn("Overall exposure level", report)
+
+    def test_gateways_unit_is_valid_and_exposes_little(self):
+        self.need_service_manager()
+        self.put_kill_there()
+        self.assertEqual(self.judge_unit(GATEWAY_UNIT), (0, ""))
+        unit = self.staged("lib", "systemd", "system", GATEWAY_UNIT)
+        self.run_command("systemd-analyze", "security", "--offline=true", "--threshold=20", unit)
+
+    def test_gateways_unit_for_a_low_port_exposes_little(self):
+        self.need_service_manager()
+        self.put_kill_there()
+        drop_ins = self.staged("lib", "systemd", "system", GATEWAY_UNIT + ".d")
+        os.mkdir(drop_ins)
+        shutil.copy(self.staged("share", "doc", "vrdx-gateway", "examples", "low-port.conf"), drop_ins)
+        self.assertEqual(self.judge_unit(GATEWAY_UNIT), (0, ""))
+        unit = self.staged("lib", "systemd", "system", GATEWAY_UNIT)
+        self.run_command("systemd-analyze", "security", "--offline=true", "--threshold=20", unit)
+
+    def put_kill_there(self):
+        """What the unit's reload runs besides the gateway itself."""
+        os.mkdir(os.path.join(self.root, "bin"))
+        shutil.copy("/bin/kill", os.path.join(self.root, "bin", "kill"))
+
+    def test_gateways_example_configuration_is_comments_and_right_without_them(self):
+        example = self.staged("share", "doc", "vrdx-gateway", "examples", "gateway.toml")
+        with open(example, encoding="utf-8") as file:
+            lines = file.read().splitlines()
+        self.assertEqual([line for line in lines if line and not line.startswith("#")], [])
+        certificate = os.path.join(self.root, "gateway.pem")
+        open(certificate, "w", encoding="utf-8").close()
+        keys = [line[2:] for line in lines if re.match(r"# ([a-z]+ = |\[)", line)]
+        self.assertGreaterEqual(len(keys), 10)
+        written = os.path.join(self.root, "gateway.toml")
+        with open(written, "w", encoding="utf-8") as file:
+            file.write(re.sub(r'"/etc/vrdx/gateway\.(crt|key)"', f'"{certificate}"', "\n".join(keys)))
+        self.run_command(self.staged("bin", "vrdx_gateway"), "--check-config", "--config", written)
+
+    def test_gateway_is_in_the_drivers_group_and_has_a_directory_of_its_own(self):
+        settings = self.unit_settings(GATEWAY_UNIT)
+        users = self.read_staged("lib", "sysusers.d", "vrdx-gateway.conf")
+        self.assertEqual((settings["User"], settings["SupplementaryGroups"]), ("vrdx-gateway", "vrdx"))
+        self.assertIn("m vrdx-gateway vrdx\n", users)
+        self.assertRegex(self.read_staged("lib", "tmpfiles.d", "vrdx-gateway.conf"),
+                         rf"(?m)^d /var/lib/{settings['StateDirectory']} 0700 vrdx-gateway vrdx-gateway ")
+        self.assertEqual(settings["StateDirectoryMode"], "0700")
+
+    def test_nothing_but_a_stop_ends_the_gateway_for_good(self):
+        settings = self.unit_settings(GATEWAY_UNIT)
+        self.assertEqual((settings["Restart"], settings["StartLimitIntervalSec"]), ("always", "0"))
+        self.assertEqual([name for name in settings if name.startswith(("Assert", "Condition", "RestartPrevent"))], [])
 
     def test_unit_for_a_serial_line_exposes_little(self):
         self.need_service_manager()
