@@ -6,13 +6,13 @@ import { t } from "./texts.js";
 import { age } from "./times.js";
 
 class Banner extends HTMLElement {
-  #lost = el("div", { class: "banner lost", role: "alert" });
   #lostAge = el("span", { class: "age", "aria-live": "off" });
+  // In the page only while it is true, so that it is read out when it comes.
+  #lost = el("div", { class: "banner lost", role: "alert" }, icon("alarm"), el("strong", {}, t("lost")), this.#lostAge, el("span", {}, t("lostMeans")));
   #away = el("div", { class: "banner away", role: "status", hidden: true }, icon("away"), el("strong", {}), el("bdi", {}), el("span", { class: "age", "aria-live": "off" }));
 
   connectedCallback() {
-    this.append(this.#lost, this.#away);
-    show(this.#lost, false);
+    this.append(this.#away);
     listen(() => this.#refresh());
     setInterval(() => this.#tick(), 500);
     this.#refresh();
@@ -21,12 +21,10 @@ class Banner extends HTMLElement {
   #refresh() {
     const isLost = store.connection === "lost";
     set(document.documentElement, "data-connection", store.connection);
-    show(this.#lost, isLost);
-    if (isLost && !this.#lost.firstChild) // filled when it is shown, so that it is read out
-      this.#lost.append(icon("alarm"), el("strong", {}, t("lost")), this.#lostAge, el("span", {}, t("lostMeans")));
-    if (!isLost) this.#lost.replaceChildren();
     this.#refreshAway();
     this.#tick();
+    if (!isLost) this.#lost.remove();
+    else if (!this.#lost.isConnected) this.append(this.#lost);
   }
 
   #refreshAway() {

@@ -144,6 +144,7 @@ test("a pairing link logs a panel in, and its picture says the same", async () =
   await page.selectOption("#pair-page", "/panel?router=studio");
   await page.fill("#pair-outputs", "1-4");
   const address = await page.getAttribute(".pair-link", "href");
+  await rig.waitForToken(token);
   const picture = await page.evaluate(() => {
     const canvas = document.querySelector(".qr"), data = canvas.getContext("2d").getImageData(0, 0, canvas.width, canvas.height);
     return { bytes: [...data.data], width: canvas.width, height: canvas.height };

@@ -45,6 +45,7 @@ export class Panels {
 
   // A page that is logged in with this token and shows this address.
   async logIn(rig, token, where, options = {}) {
+    await rig.waitForToken(token);
     const page = await this.page(options);
     await page.goto(`${rig.address}/#token=${token}&to=${encodeURIComponent(where)}`);
     await page.waitForURL(rig.address + where);

@@ -129,6 +129,15 @@ export class Rig {
     return made.stdout.trim();
   }
 
+  // A running gateway notices a new token within a second. Asked seldom: wrong tokens are slowed down.
+  async waitForToken(token) {
+    await waitFor("the token is known", async () => {
+      if ((await this.ask(token, "GET", "/api/v1/session")).status === 200) return true;
+      await pause(300);
+      return false;
+    });
+  }
+
   removeToken(name) {
     spawnSync(`${bin}/vrdx_gateway`, ["token", "remove", name, "--state", this.file("state")]);
   }
