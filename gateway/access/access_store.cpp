@@ -7,8 +7,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <sys/stat.h>
+#include <thread>
 
 namespace gateway {
 namespace {
@@ -48,6 +50,18 @@ bool prepare(database& kept, std::string* problem) {
     return bring_to_version(kept, schema_version, problem);
 }
 
+// Of several programs that make the same database, SQLite turns all but one away at once, without waiting.
+bool prepare_patiently(database& kept, int busy_ms, std::string* problem) {
+    constexpr std::chrono::milliseconds pause{10};
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(busy_ms);
+    while (!prepare(kept, problem)) {
+        if (!kept.was_busy() || std::chrono::steady_clock::now() >= end)
+            return false;
+        std::this_thread::sleep_for(pause);
+    }
+    return true;
+}
+
 std::string joined(const std::vector<std::string>& names) {
     std::string text;
     for (const std::string& name : names)
@@ -67,7 +81,7 @@ std::unique_ptr<access_store> access_store::open(const std::string& state_direct
         return nullptr;
     auto known = std::make_unique<known_access>();
     known->kept = database::open(state_directory + "/" + database_name, busy_ms, problem);
-    if (!known->kept || !prepare(*known->kept, problem) || !read_access(*known, problem))
+    if (!known->kept || !prepare_patiently(*known->kept, busy_ms, problem) || !read_access(*known, problem))
         return nullptr;
     return std::unique_ptr<access_store>(new access_store(std::move(known)));
 }

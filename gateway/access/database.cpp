@@ -67,11 +67,12 @@ database::~database() {
 std::string database::problem_text(const char* when) const {
     const int code = connection_ == nullptr ? SQLITE_NOMEM : sqlite3_errcode(connection_) & 0xff;
     std::string text = path_ + " ";
+    was_busy_ = code == SQLITE_BUSY || code == SQLITE_LOCKED;
     if (code == SQLITE_NOTADB || code == SQLITE_CORRUPT)
         return text +
                "is damaged or no database of the gateway; possible: put back a copy, or move it away to "
                "begin without tokens and locks";
-    if (code == SQLITE_BUSY || code == SQLITE_LOCKED)
+    if (was_busy_)
         return text + "is being written by another program; possible: try again";
     if (code == SQLITE_CANTOPEN || code == SQLITE_READONLY || code == SQLITE_PERM)
         return text + "cannot be written by this user; possible: run it as root or as the owner of the state "

@@ -56,6 +56,11 @@ public:
     // The first number of the first row; nothing changes it when there is none.
     bool number(const char* sql, std::int64_t* value, std::string* problem);
 
+    // The last problem was that another program writes.
+    bool was_busy() const {
+        return was_busy_;
+    }
+
     std::int64_t last_id() const;      // of the last row added
     std::int64_t changed_rows() const; // by the last change
 
@@ -72,6 +77,7 @@ private:
 
     std::string path_;
     sqlite3* connection_;
+    mutable bool was_busy_ = false; // noted with each problem
     std::map<std::string_view, sqlite3_stmt*> statements_;
 };
 

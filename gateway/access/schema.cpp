@@ -42,14 +42,24 @@ constexpr std::array<const char*, schema_version> steps = {
 };
 static_assert(application_id == 1987208312);
 
-bool is_of_a_gateway(database& kept, std::int64_t version, std::string* problem) {
-    std::int64_t mark = 0;
-    std::int64_t tables = 0;
-    if (!kept.number("PRAGMA application_id", &mark, problem) ||
-        !kept.number("SELECT count(*) FROM sqlite_schema", &tables, problem))
+struct marks {
+    std::int64_t version = 0, application = 0, tables = 0;
+};
+
+// All of one moment: another process may be making the database.
+bool read_marks(database& kept, marks* found, std::string* problem) {
+    if (!kept.script("BEGIN", problem))
         return false;
-    const bool is_empty = version == 0 && tables == 0 && mark == 0;
-    if (is_empty || (mark == application_id && version > 0))
+    const bool was_read = kept.number("PRAGMA user_version", &found->version, problem) &&
+                          kept.number("PRAGMA application_id", &found->application, problem) &&
+                          kept.number("SELECT count(*) FROM sqlite_schema", &found->tables, problem);
+    std::string ignored;
+    return kept.script("ROLLBACK", was_read ? problem : &ignored) && was_read;
+}
+
+bool is_of_a_gateway(const database& kept, const marks& found, std::string* problem) {
+    const bool is_empty = found.version == 0 && found.tables == 0 && found.application == 0;
+    if (is_empty || (found.application == application_id && found.version > 0))
         return true;
     *problem = kept.path() + " is a database of another program; possible: another state directory";
     return false;
@@ -58,9 +68,10 @@ bool is_of_a_gateway(database& kept, std::int64_t version, std::string* problem)
 } // namespace
 
 bool bring_to_version(database& kept, int version, std::string* problem) {
-    std::int64_t found = 0;
-    if (!kept.number("PRAGMA user_version", &found, problem) || !is_of_a_gateway(kept, found, problem))
+    marks first;
+    if (!read_marks(kept, &first, problem) || !is_of_a_gateway(kept, first, problem))
         return false;
+    std::int64_t found = first.version;
     if (found > schema_version) {
         *problem = kept.path() + " is of version " + std::to_string(found) +
                    ", written by a newer vrdx_gateway; possible: versions up to " +

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <csignal>
+#include <cstdio>
 #include <functional>
 #include <list>
 #include <sys/wait.h>
@@ -100,7 +101,10 @@ TEST(SeveralWriters, OpenANewDatabaseAtTheSameTime) {
             children.emplace_back([&state, i] {
                 std::string problem;
                 const auto store = access_store::open(state.path(), 30000, &problem);
-                return store && !store->add(wish("t" + std::to_string(i)), noon, &problem).empty() ? 0 : 1;
+                if (store && !store->add(wish("t" + std::to_string(i)), noon, &problem).empty())
+                    return 0;
+                std::fprintf(stderr, "%s\n", problem.c_str());
+                return 1;
             });
         for (child_process& child : children)
             EXPECT_EQ(child.wait(), 0);
