@@ -120,7 +120,7 @@ shared_text event_reader::next() {
         if (shared_text text = next_once())
             return text;
     if (!queue_.empty()) {
-        const shared_text text = queue_.front()->text;
+        shared_text text = queue_.front()->text;
         queue_bytes_ -= text->size();
         queue_.pop_front();
         return text;

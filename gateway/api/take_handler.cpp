@@ -26,7 +26,7 @@ std::string rights_problem(const token& who, const std::string& router,
                            const std::vector<planned_take>& plan) {
     for (const planned_take& each : plan) {
         const int sources[] = {each.take.sources.video, each.take.sources.audio};
-        const std::string problem = take_problem(who, router, each.take.output, sources);
+        std::string problem = take_problem(who, router, each.take.output, sources);
         if (!problem.empty())
             return problem;
     }

@@ -157,7 +157,7 @@ void http_connection::read_head(std::size_t length) {
 }
 
 std::string http_connection::take_head_apart(std::size_t length) {
-    const std::string problem = head_problem(view(buffer_).substr(0, length));
+    std::string problem = head_problem(view(buffer_).substr(0, length));
     if (!problem.empty())
         return problem;
     parser_.emplace();
@@ -171,7 +171,7 @@ std::string http_connection::take_head_apart(std::size_t length) {
     const auto& head = parser_->get();
     request_ = {};
     request_target target;
-    const std::string wrong_target = read_target(view(head.target()), &target);
+    std::string wrong_target = read_target(view(head.target()), &target);
     if (!wrong_target.empty())
         return wrong_target;
     request_.method = view(head.method_string());

@@ -98,7 +98,7 @@ std::string head_problem(std::string_view head) {
         }
         if (line.empty())
             break;
-        const std::string problem = note_header(line, &found);
+        std::string problem = note_header(line, &found);
         if (!problem.empty())
             return problem;
     }
