@@ -31,8 +31,11 @@ gateway_is_active() {
     [ "$(gateway_property ActiveState)" = active ]
 }
 
+# As another process than the one given, and answering.
 gateway_runs_anew() {
-    gateway_is_active && [ "$(gateway_property MainPID)" != "$1" ]
+    local pid
+    pid=$(gateway_property MainPID)
+    [ "$pid" != "$1" ] && [ "$pid" != 0 ] && gateway_is_active && in_booted curl -sSf --max-time 10 $gateway_url/readyz
 }
 
 # METHOD PATH [BODY]: the status code on the last line, below the reply.
