@@ -25,6 +25,8 @@ void event_connection::begin(const boost::beast::http::request<boost::beast::htt
     stream_.text(true);
     limit_unsent_bytes(stream_.next_layer().raw().native_handle(), event_unsent_bytes_limit);
     deadline_ = clock::now() + core_->limits.handshake;
+    // From before the answer: what follows it may be here before the handler runs, and counts.
+    window_begin_bytes_ = received_bytes(stream_.next_layer().raw().native_handle());
     stream_.async_accept(head, [self = shared_from_this()](error_code error) {
         if (self->step_ != step::handshake)
             return;
@@ -34,9 +36,7 @@ void event_connection::begin(const boost::beast::http::request<boost::beast::htt
         }
         self->step_ = step::open;
         self->deadline_ = clock::time_point::max();
-        self->window_begin_bytes_ = received_bytes(self->stream_.next_layer().raw().native_handle());
         self->window_end_ = clock::now() + self->core_->limits.client_window;
-        self->window_begin_bytes_ = received_bytes(self->stream_.next_layer().raw().native_handle());
         self->begun_ = true;
         self->source_->begun(self.get());
         self->read();
