@@ -29,6 +29,8 @@ std::string numbered(std::string_view what, std::int32_t place) {
 
 void write_properties(comm_socket_v4_packet* packet, const std::string& place,
                       const port_properties& properties) {
+    if (properties.empty())
+        return; // as nearly always: no text is made for it
     const std::string property = place + " property ";
     for (const auto& [name, value] : properties)
         comm_socket_v4_packet_write_nv_pair(packet, property + name, value);
