@@ -247,8 +247,9 @@ class Watching(RoutectlThroughGateway):
         self.wait_for_line(change="driver", after=False)
         self.start_driver("studio")
         self.wait_for_line(change="driver", after=True)
+        wait_until("the new driver knows its names", lambda: "Output 8" in self.at_the_socket("status").stdout)
         self.at_the_socket("router-set", "output.2.name=Desk")
-        self.assertEqual(self.wait_for_line(change="output name")["after"], "Desk")
+        self.wait_for_line(change="output name", output=2, after="Desk")
 
     def test_change_of_a_locked_output_is_told_as_an_alarm(self):
         self.ask("POST", "/api/v1/routers/studio/outputs/2/lock", {"state": "lock", "reason": "on air"})
