@@ -59,7 +59,7 @@ def main():
             script = os.path.join(os.path.dirname(os.path.abspath(__file__)), sys.argv[1])
             # Chromium keeps what it needs in a home of its own.
             environment = {**os.environ, "VRDX_NODE_MODULES": modules, "VRDX_CHROMIUM": chromium, "HOME": folder}
-            return subprocess.run(["node", "--test-reporter=spec", "--test", script], env=environment, check=False).returncode
+            return subprocess.run(["node", "--test", script], env=environment, check=False).returncode
     except CannotBeHad as reason:
         print(f"left out: {reason}")
         return SKIPPED
