@@ -49,7 +49,8 @@ std::string unguarded(const std::string& word) {
 }
 
 // One text; the last one counts when it is given before and behind the command.
-CLI::Option* add_text(CLI::App* app, const char* name, std::optional<std::string>* text, const char* help) {
+template<typename place>
+CLI::Option* add_text(CLI::App* app, const char* name, place* text, const char* help) {
     return app
         ->add_option(
             name,
@@ -60,18 +61,6 @@ CLI::Option* add_text(CLI::App* app, const char* name, std::optional<std::string
             help)
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::Throw);
-}
-
-CLI::Option* add_text(CLI::App* app, const char* name, std::string* text, const char* help) {
-    return app
-        ->add_option(
-            name,
-            [text](const CLI::results_t& results) {
-                *text = unguarded(results.back());
-                return true;
-            },
-            help)
-        ->expected(1);
 }
 
 // These may stand before and behind the command.

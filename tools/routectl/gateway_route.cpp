@@ -43,24 +43,11 @@ gateway_json json_of_take(const wanted_take& wanted) {
     return take;
 }
 
-// The time that the takes get, in milliseconds: as much as over the socket.
-std::size_t time_for(std::size_t takes) {
-    return std::min<std::size_t>(vrdx::take_within_usual_ms + takes * further_ms_per_take,
-                                 vrdx::take_within_longest_ms);
-}
-
-// What is shown for a take that the router has not confirmed says nothing about the router.
 void look_at_failures(const invocation& call, std::vector<take_outcome>* outcomes) {
     router_picture now;
     std::string problem;
-    if (all_confirmed(*outcomes) || ask_gateway_picture(call, &now, &problem) != exit_done)
-        return;
-    for (take_outcome& one : *outcomes) {
-        const auto index = static_cast<std::size_t>(one.asked.output) - 1;
-        if (one.result.word != vrdx::take_word::confirmed && index < now.outputs.size() &&
-            !now.outputs[index].waits_ms)
-            one.shown = now.outputs[index].sources;
-    }
+    if (!all_confirmed(*outcomes) && ask_gateway_picture(call, &now, &problem) == exit_done)
+        enter_shown(now, outcomes);
 }
 
 // Results in the order of the takes; a missing one is nobody's word.
@@ -93,7 +80,7 @@ int send_and_tell(const invocation& call, const std::vector<wanted_take>& wanted
                   const std::vector<planned_take>& plan, const router_picture& picture) {
     gateway_json takes = gateway_json::array();
     std::transform(wanted.begin(), wanted.end(), std::back_inserter(takes), json_of_take);
-    const std::size_t within_ms = time_for(takes.size());
+    const std::size_t within_ms = time_for_takes(takes.size());
     const gateway_json body = {{"takes", takes}, {"within", within_ms}};
     gateway_json answer;
     bool sent = false;

@@ -25,8 +25,7 @@ vrdx::take_order order_of(const std::vector<planned_take>& plan, const std::stri
     }
     order.id = std::to_string(getpid());
     order.by = by;
-    const std::size_t within = vrdx::take_within_usual_ms + plan.size() * further_ms_per_take;
-    order.within_ms = static_cast<unsigned>(std::min<std::size_t>(within, vrdx::take_within_longest_ms));
+    order.within_ms = time_for_takes(plan.size());
     return order;
 }
 
@@ -50,15 +49,8 @@ waiting waiting_of(const router_picture& picture, const std::vector<int>& output
 // What the outputs show that did not follow. Without an answer nothing is said about it.
 void look_at_failures(driver_link* link, std::vector<take_outcome>* outcomes) {
     router_picture now;
-    if (all_confirmed(*outcomes) || ask_picture_quietly(link, &now) != exit_done)
-        return;
-    for (take_outcome& one : *outcomes) {
-        const auto index = static_cast<std::size_t>(one.asked.output) - 1;
-        // What is shown for a take that the router has not confirmed says nothing about the router.
-        if (one.result.word != vrdx::take_word::confirmed && index < now.outputs.size() &&
-            !now.outputs[index].waits_ms)
-            one.shown = now.outputs[index].sources;
-    }
+    if (!all_confirmed(*outcomes) && ask_picture_quietly(link, &now) == exit_done)
+        enter_shown(now, outcomes);
 }
 
 std::vector<int> outputs_of(const std::vector<planned_take>& plan) {
@@ -69,6 +61,21 @@ std::vector<int> outputs_of(const std::vector<planned_take>& plan) {
 }
 
 } // namespace
+
+unsigned time_for_takes(std::size_t takes) {
+    constexpr std::size_t further_ms_per_take = 40;
+    return static_cast<unsigned>(std::min<std::size_t>(
+        vrdx::take_within_usual_ms + takes * further_ms_per_take, vrdx::take_within_longest_ms));
+}
+
+void enter_shown(const router_picture& now, std::vector<take_outcome>* outcomes) {
+    for (take_outcome& one : *outcomes) {
+        const auto index = static_cast<std::size_t>(one.asked.output) - 1;
+        if (one.result.word != vrdx::take_word::confirmed && index < now.outputs.size() &&
+            !now.outputs[index].waits_ms)
+            one.shown = now.outputs[index].sources;
+    }
+}
 
 int carry_out(driver_link* link, const std::vector<planned_take>& plan, const std::string& by,
               std::vector<take_outcome>* outcomes, bool* sent) {

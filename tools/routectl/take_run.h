@@ -4,14 +4,19 @@
 #include "driver_link.h"
 #include "take_plan.h"
 
-constexpr unsigned further_ms_per_take =
-    40; // a backend is sent about a hundred messages in a second, a take is up to two
-
 struct take_outcome {
     planned_take asked;
     vrdx::take_result result;
     std::optional<level_sources> shown; // looked at after a failure; empty: not looked at
 };
+
+// The time that so many takes get, in milliseconds: a backend is sent about a hundred messages in a second,
+// and a take is up to two.
+unsigned time_for_takes(std::size_t takes);
+
+// Enters what outputs show that did not get their source. What is shown for a take that the router has not
+// confirmed says nothing about the router.
+void enter_shown(const router_picture& now, std::vector<take_outcome>* outcomes);
 
 // Sends all takes in one packet and waits until the driver has decided each. exit_done with *outcomes filled,
 // in the order of the takes; else the exit code with the reason in link->problem: then the takes may or may
