@@ -210,7 +210,7 @@ bool gateway_events::open(const std::string& path, milliseconds wait, gateway_re
         all.plain.emplace(std::move(connected));
     }
     websocket::response_type answer;
-    error_code error;
+    std::optional<error_code> ended;
     all.with_stream([&](auto& socket) {
         beast::get_lowest_layer(socket).expires_never(); // from here on the WebSocket's own times count
         auto times = websocket::stream_base::timeout::suggested(beast::role_type::client);
@@ -220,15 +220,18 @@ bool gateway_events::open(const std::string& path, milliseconds wait, gateway_re
         socket.set_option(websocket::stream_base::decorator(
             [this](websocket::request_type& request) { fill_in(access_, &request); }));
         socket.async_handshake(answer, host_header(access_.address), access_.address.path + path,
-                               [&error](error_code ended) { error = ended; });
+                               [&ended](error_code error) { ended = error; });
     });
-    run(&all.loop);
-    if (!error)
+    // Not until the loop has nothing left to do: the timer of a handshake that was declined runs on.
+    all.loop.restart();
+    while (!ended)
+        all.loop.run_one();
+    if (!*ended)
         return true;
-    if (error == websocket::error::upgrade_declined)
+    if (*ended == websocket::error::upgrade_declined)
         *refused = {answer.result_int(), answer.body()};
     else
-        *problem = no_way(access_.address, reason_of(error));
+        *problem = no_way(access_.address, reason_of(*ended));
     return false;
 }
 
