@@ -10,6 +10,7 @@
 #include "gateway/service_manager.h"
 #include "gateway/settings/descriptor_limit.h"
 #include "gateway/settings/limits.h"
+#include "gateway/sites/site_service.h"
 
 #include <algorithm>
 #include <boost/asio/io_context.hpp>
@@ -55,6 +56,8 @@ private:
     void tell_ready_when_it_is();
     void look_at_access();
     void drop_token(std::int64_t id);
+    const router_locks* locks_of(std::string_view router) const;
+    sites_around around_sites();
     void stop();
 
     const command_line& line_;
@@ -68,6 +71,7 @@ private:
     picture_shelf pictures_;
     event_hub events_;
     take_desk takes_;
+    std::unique_ptr<site_service> sites_; // only where the configuration has a broker
     api_world world_;
     api api_;
     http_server http_;
@@ -80,15 +84,16 @@ private:
 gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
                                  std::unique_ptr<access_store> access, std::unique_ptr<lock_table> locks)
     : line_(line), access_(std::move(access)), locks_(std::move(locks)), routers_(loop_, now.items, now.run),
-      pictures_([this](std::string_view router) { return locks_->of_router(router); }),
+      pictures_([this](std::string_view router) { return locks_of(router); }),
       events_(
-          pictures_, [this](std::string_view router) { return locks_->of_router(router); },
+          pictures_, [this](std::string_view router) { return locks_of(router); },
           [this](std::string_view router) { return routers_.find(router); },
           [this] { return routers_.all(); }),
       takes_(routers_, *locks_,
              [this](const std::string& router, const std::vector<vrdx::output_take>& takes) {
                  events_.takes_begin(router, takes);
              }),
+      sites_(now.sites.has_broker() ? std::make_unique<site_service>(now.sites, around_sites()) : nullptr),
       world_{now,       routers_,
              *access_,  *locks_,
              logins_,   keys_,
@@ -100,6 +105,22 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
       watchdog_(loop_, watchdog_period_ms(), [] { tell_service_manager("WATCHDOG=1"); }),
       ready_look_(loop_, ready_look_period_ms, [this] { tell_ready_when_it_is(); }) {
     routers_.listen([this](const router_news& news) { events_.hear(news); });
+}
+
+// Those of another site's router are its owner's.
+const router_locks* gateway_at_work::locks_of(std::string_view router) const {
+    const router_locks* far = sites_ ? sites_->locks_of(router) : nullptr;
+    return far != nullptr ? far : locks_->of_router(router);
+}
+
+sites_around gateway_at_work::around_sites() {
+    return {loop_,
+            routers_,
+            takes_,
+            *locks_,
+            [this](const shown_router& router, int output) { events_.lock_changed(router, output); },
+            print,
+            steady_ms};
 }
 
 http_handlers gateway_at_work::handlers() {
@@ -122,6 +143,8 @@ bool gateway_at_work::begin() {
         }
     wait_for_signal();
     routers_.start();
+    if (sites_)
+        sites_->start();
     access_look_.begin();
     alive_.begin();
     watchdog_.begin();
@@ -172,6 +195,7 @@ void gateway_at_work::reload() {
     next.items = world_.now.items;
     next.run = world_.now.run;
     next.state = world_.now.state;
+    next.sites = world_.now.sites;
     world_.now = std::move(next);
     print("the configuration was read anew");
 }
@@ -221,6 +245,8 @@ void gateway_at_work::stop() {
     tell_service_manager("STOPPING=1");
     ready_look_.end();
     http_.stop([this] {
+        if (sites_)
+            sites_->stop();
         routers_.stop();
         loop_.stop();
     });

@@ -119,6 +119,7 @@ lock_answer lock_table::free(std::string_view router, int output) {
     if (found->second.empty())
         locks_.erase(found);
     --count_;
+    ++version_;
     return {kind::done, {}};
 }
 
@@ -136,6 +137,7 @@ lock_answer lock_table::keep(std::string_view router, int output, const output_l
         return {kind::failed, problem};
     locks_[std::string(router)][output] = wish;
     count_ += is_new ? 1 : 0;
+    ++version_;
     return {kind::done, {}};
 }
 

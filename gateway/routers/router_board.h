@@ -1,4 +1,5 @@
-// The routers of this host: what the drivers tell of them, and takes on them.
+// The routers of this host: what the drivers tell of them, and takes on them. Beside them those of other
+// sites, when somebody has joined them.
 //
 // A router is an item NAME.item of the items directory, a socket NAME.sock of the run directory, or both.
 // Everything here belongs to the thread that runs the loop, and nothing waits.
@@ -19,6 +20,8 @@ class io_context;
 
 namespace gateway {
 
+class other_routers;
+
 class router_board {
 public:
     // Both directories without a trailing slash; neither has to exist yet. `loop` outlives the board.
@@ -33,6 +36,13 @@ public:
     // Closes all connections and ends all takes: those that may have been sent as unknown, others as
     // unavailable. Routers stay as they were shown last; takes are unavailable from then on.
     void stop();
+
+    // From now on these are found, listed and taken on as well; a router of this host goes before one of the
+    // same name. Null: no longer. They outlive the board, or leave it.
+    void join(other_routers* others);
+    // Tells the listeners of one of them. Its version is one of next_version(), when anything of it changed.
+    void tell(const router_news& news);
+    [[nodiscard]] std::uint64_t next_version();
 
     // Null: there is no such router. Valid until the router is told to be gone.
     [[nodiscard]] const shown_router* find(std::string_view name) const;
@@ -59,7 +69,10 @@ public:
     // A take that may have been sent when its connection broke, or that its driver does not answer within
     // `within_ms` and a moment, is answered with the word unknown for each output. Nothing is ever sent
     // again.
-    void take(std::string_view router, const std::string& lane, vrdx::take_order order, take_done done);
+    //
+    // `all_or_nothing` is for routers of other sites alone, whose locks are looked at there.
+    void take(std::string_view router, const std::string& lane, vrdx::take_order order, take_done done,
+              bool all_or_nothing = false);
 
     // Sets the name of an output or input, `number` from 1. Answered without `error`: the driver has handed
     // it to its backend, which decides; the picture tells when it has. One that may have been sent and was

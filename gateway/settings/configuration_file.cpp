@@ -140,7 +140,64 @@ std::string read_proxies(const toml::node& node, settings* values) {
     return read_values<std::string>(node, proxies_limit, plain_address, &values->proxies);
 }
 
-constexpr std::array<known_key, 10> known_keys = {{
+std::string read_site_name(const toml::node& node, std::string* name) {
+    const auto* const text = node.as_string();
+    if (text == nullptr)
+        return wrong_type(node);
+    if (!is_site_name(text->get()))
+        return "cannot be " + quoted(text->get());
+    *name = text->get();
+    return {};
+}
+
+std::string read_site(const toml::node& node, settings* values) {
+    return read_site_name(node, &values->sites.site);
+}
+
+std::string read_servers(const toml::node& node, settings* values) {
+    const auto address_of = [](const std::string& text) {
+        return is_server_address(text) ? std::optional(text) : std::nullopt;
+    };
+    return read_values<std::string>(node, servers_limit, address_of, &values->sites.servers);
+}
+
+std::string read_credentials(const toml::node& node, settings* values) {
+    return read_path(node, &values->sites.credentials);
+}
+
+std::string read_broker_tls(const toml::node& node, settings* values) {
+    if (const auto* const whether = node.as_boolean()) {
+        values->sites.tls = whether->get();
+        return {};
+    }
+    values->sites.tls = true;
+    return read_path(node, &values->sites.tls_authority);
+}
+
+// Those of a table [[peer]] are about the newest one.
+std::string read_peer_site(const toml::node& node, settings* values) {
+    std::string name;
+    std::string problem = read_site_name(node, &name);
+    if (problem.empty() && values->sites.peer(name) != nullptr)
+        problem = "is " + quoted(name) + " for the second time";
+    values->sites.peers.back().site = name;
+    return problem;
+}
+
+std::string read_peer_role(const toml::node& node, settings* values) {
+    const auto* const word = node.as_string();
+    if (word == nullptr)
+        return wrong_type(node);
+    const std::optional<role> right = role_of_word(word->get());
+    if (!right || *right < role::view || *right > role::lock)
+        return "cannot be " + quoted(word->get());
+    values->sites.peers.back().right = *right;
+    return {};
+}
+
+constexpr const char* possible_site_name = "1 to 32 letters, digits, - and _";
+
+constexpr std::array<known_key, 16> known_keys = {{
     {"listen", read_listen,
      "\"ADDRESS:PORT\" such as \"127.0.0.1:8400\" or \"[::1]:8400\", or an array of up to 16"},
     {"hosts", read_hosts,
@@ -153,8 +210,26 @@ constexpr std::array<known_key, 10> known_keys = {{
     {"insecure", read_insecure, "true, false"},
     {"anonymous", read_anonymous, "\"none\", \"view\", \"operate\", \"lock\", \"admin\""},
     {"proxies", read_proxies, "an address such as \"192.0.2.1\", or an array of up to 64"},
+    {"site", read_site, possible_site_name},
+    {"nats.servers", read_servers,
+     "an address such as \"nats://127.0.0.1:4222\" or \"tls://broker.example:4222\", or an array of up to "
+     "16"},
+    {"nats.credentials", read_credentials, "a path that begins with /"},
+    {"nats.tls", read_broker_tls, "true, false, a path that begins with /"},
+    {"peer.site", read_peer_site, possible_site_name},
+    {"peer.role", read_peer_role, "\"view\", \"operate\", \"lock\""},
 }};
 static_assert(listen_addresses_limit == 16 && hosts_limit == 64 && proxies_limit == 64);
+static_assert(site_name_limit == 32 && servers_limit == 16 && peers_limit == 64);
+
+struct known_table {
+    const char* name;
+    const char* possible;
+};
+constexpr std::array<known_table, 2> known_tables = {
+    {{"tls", "a table [tls] with certificate and key"},
+     {"nats", "a table [nats] with servers, credentials and tls"}}};
+constexpr const char* possible_peers = "up to 64 tables [[peer]] with site and role";
 
 // The keys of a table ("" for the file itself), as a list for people.
 std::string keys_of(const std::string& table) {
@@ -167,7 +242,8 @@ std::string keys_of(const std::string& table) {
             add(std::string(name.substr(begin.size())));
     }
     if (table.empty())
-        add("[tls]");
+        for (const char* const each : {"[tls]", "[nats]", "[[peer]]"})
+            add(each);
     return list;
 }
 
@@ -178,13 +254,20 @@ public:
     void read_table(const toml::table& table, const std::string& name) {
         for (const auto& [key, value] : table) {
             const std::string full = (name.empty() ? "" : name + ".") + std::string(key.str());
-            if (full == "tls" && value.is_table())
-                read_table(*value.as_table(), "tls");
-            else if (full == "tls")
-                tell(value,
-                     "tls " + wrong_type(value) + "; possible: a table [tls] with certificate and key");
-            else
-                read_value(full, name, value, key.source().begin.line);
+            const auto line = key.source().begin.line;
+            const auto table_known = std::find_if(known_tables.begin(), known_tables.end(),
+                                                  [&](const known_table& each) { return full == each.name; });
+            if (full == "peer") {
+                read_peers(value, line);
+            } else if (table_known == known_tables.end()) {
+                read_value(full, name, value, line);
+            } else if (value.is_table()) {
+                if (full == "nats") // looked at as a whole later
+                    told_->lines[full] = static_cast<unsigned>(line);
+                read_table(*value.as_table(), full);
+            } else {
+                tell(value, full + " " + wrong_type(value) + "; possible: " + table_known->possible);
+            }
         }
     }
 
@@ -195,6 +278,24 @@ public:
 private:
     void tell(const toml::node& where, const std::string& problem) {
         tell(where.source().begin.line, problem);
+    }
+
+    void read_peers(const toml::node& value, std::size_t line) {
+        const toml::array* const tables = value.as_array();
+        if (tables == nullptr || !tables->is_array_of_tables() || tables->size() > peers_limit) {
+            const std::string what = tables == nullptr               ? wrong_type(value)
+                                     : !tables->is_array_of_tables() ? "is an array of something else"
+                                                                     : "has too many tables";
+            tell(line, "peer " + what + "; possible: " + possible_peers);
+            return;
+        }
+        told_->lines["peer"] = static_cast<unsigned>(line);
+        for (const toml::node& each : *tables) {
+            told_->values.sites.peers.emplace_back();
+            read_table(*each.as_table(), "peer");
+            if (!each.as_table()->contains("site"))
+                tell(each, "[[peer]] has no site; possible: site = \"NAME\"");
+        }
     }
 
     void read_value(const std::string& full, const std::string& table, const toml::node& value,

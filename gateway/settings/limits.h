@@ -106,5 +106,8 @@ constexpr std::size_t configuration_bytes_limit = 1048576;
 constexpr std::size_t listen_addresses_limit = 16;
 constexpr std::size_t hosts_limit = 64;
 constexpr std::size_t proxies_limit = 64;
+constexpr std::size_t site_name_limit = 32; // characters
+constexpr std::size_t servers_limit = 16;   // of [nats]
+constexpr std::size_t peers_limit = 64;     // tables [[peer]]
 
 } // namespace gateway

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "role.h"
+#include "site_settings.h"
 
 #include <cstdint>
 #include <string>
@@ -30,6 +31,8 @@ struct settings {
     bool insecure = false; // without TLS beyond this machine
     role anonymous = role::none;
     std::vector<std::string> proxies; // addresses as inet_ntop() writes them
+
+    site_settings sites;
 
     bool has_tls() const {
         return !tls_certificate.empty();

@@ -71,10 +71,24 @@ vrdx::take_order order_of(const take_work& work, unsigned within_ms, const std::
     for (const std::size_t at : work.sent) {
         const planned_take& planned = work.plan[at];
         order.takes.push_back(planned.take);
-        if (planned.keeps_level) // else somebody's newer take of the other level would be undone
+        if (planned.compares) // else somebody's newer take of the other level would be undone
             order.expect.push_back({planned.take.output, planned.shown});
     }
     return order;
+}
+
+// Another site's word on one output.
+output_answer far_answer_of(const owner_answer& said) {
+    output_answer answer;
+    answer.output = said.output;
+    answer.result = said.result;
+    answer.reason = said.reason;
+    answer.sources = said.sources;
+    if (said.held) {
+        const auto state = said.held->protects ? lock_state::protect : lock_state::lock;
+        answer.lock = output_lock{state, 0, said.held->owner, said.held->reason, said.held->since};
+    }
+    return answer;
 }
 
 // The board's word on what was sent, put in its places.
@@ -88,6 +102,8 @@ takes_answer ended(take_work work, const take_ending& ending) {
         output_answer* output = &work.answer.outputs[work.sent[next]];
         if (ending.kind == take_ending::kind::unavailable)
             set_result(output, "unavailable", ending.reason);
+        else if (next < ending.owner_answers.size())
+            *output = far_answer_of(ending.owner_answers[next]);
         else if (next < results.size())
             *output = answer_of(output->output, results[next].result);
         else
@@ -141,8 +157,10 @@ void take_desk::take(std::string_view router, const token& who, const std::strin
         return done(work.answer);
     vrdx::take_order order = order_of(work, wish.within_ms, who.name);
     begin_(shown->name, order.takes);
-    routers_.take(router, lane, std::move(order),
-                  [done, work = std::move(work)](const take_ending& ending) { done(ended(work, ending)); });
+    routers_.take(
+        router, lane, std::move(order),
+        [done, work = std::move(work)](const take_ending& ending) { done(ended(work, ending)); },
+        wish.all_or_nothing);
 }
 
 } // namespace gateway
