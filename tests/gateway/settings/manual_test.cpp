@@ -63,7 +63,13 @@ std::map<std::string, std::string> defaults() {
             {"anonymous", quoted(std::string(role_word(values.anonymous)))},
             {"proxies", "[]"},
             {"tls.certificate", "none"},
-            {"tls.key", "none"}};
+            {"tls.key", "none"},
+            {"site", "none"},
+            {"nats.servers", "none"},
+            {"nats.credentials", "none"},
+            {"nats.tls", values.sites.tls ? "true" : "false"},
+            {"peer.site", "none"},
+            {"peer.role", quoted(std::string(role_word(peer_site().right)))}};
 }
 
 } // namespace
