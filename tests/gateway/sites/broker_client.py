@@ -19,7 +19,11 @@ class BrokerClient:
         self.numbers = 0
         self.errors = []
         self.send(f"CONNECT {text}\r\nPING\r\n".encode())
-        self.wait_for_pong()
+        try:
+            self.wait_for_pong()
+        except (AssertionError, OSError):
+            self.close()
+            raise
 
     def send(self, data):
         self.socket.sendall(data)
