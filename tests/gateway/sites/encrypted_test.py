@@ -22,7 +22,7 @@ def make_certificate(folder, name, names):
     return certificate, key
 
 
-class Encrypted(unittest.TestCase):
+class EncryptedBroker(unittest.TestCase):
     def setUp(self):
         keys = tempfile.TemporaryDirectory(prefix="vrdx_test.", ignore_cleanup_errors=True)
         self.addCleanup(keys.cleanup)

@@ -185,7 +185,7 @@ class OtherVersions(sites_fixture.SitesTest):
         self.assertEqual(said.get("outputs", [{}])[0].get("output"), 2, said)
 
 
-class Floods(sites_fixture.SitesTest):
+class FloodingPeers(sites_fixture.SitesTest):
     def test_peer_that_floods_costs_the_others_nothing(self):
         control = self.add_site("watching", ["north", "played"])
         played = BrokerClient(self.broker)
