@@ -1,13 +1,12 @@
 #include "configuration_file.h"
 
 #include "addresses.h"
+#include "configuration_values.h"
 #include "limits.h"
-#include "text.h"
+#include "site_keys.h"
 
 #include <algorithm>
 #include <array>
-
-#include <toml++/toml.h>
 
 namespace gateway {
 namespace {
@@ -20,74 +19,6 @@ struct known_key {
     reader read;
     const char* possible;
 };
-
-// Nothing of the file may end the line of a problem, or steer a terminal.
-std::string on_one_line(std::string_view text) {
-    std::string shown(text);
-    std::replace_if(
-        shown.begin(), shown.end(), [](unsigned char c) { return c < ' ' || c == 0x7f; }, '?');
-    return shown;
-}
-
-std::string quoted(std::string_view text) {
-    return '"' + on_one_line(text_head(text, 80)) + '"';
-}
-
-std::string wrong_type(const toml::node& value) {
-    constexpr std::array<const char*, 10> types = {"nothing",        "a table",        "an array",  "a text",
-                                                   "a whole number", "a number",       "a boolean", "a date",
-                                                   "a time",         "a date and time"};
-    return std::string("cannot be ") + types.at(static_cast<std::size_t>(value.type()));
-}
-
-// One text, or an array of 1 to `most` texts.
-std::string read_texts(const toml::node& value, std::size_t most, std::vector<std::string>* texts) {
-    if (const auto* one = value.as_string()) {
-        texts->push_back(one->get());
-        return {};
-    }
-    const toml::array* const several = value.as_array();
-    if (several == nullptr)
-        return wrong_type(value);
-    if (several->empty() || several->size() > most)
-        return "has " + std::to_string(several->size()) + " values";
-    for (const toml::node& entry : *several) {
-        if (!entry.is_string())
-            return "has a value that " + wrong_type(entry);
-        texts->push_back(entry.as_string()->get());
-    }
-    return {};
-}
-
-// Texts of which `convert` makes values; those it refuses are wrong.
-template<typename value_type, typename converter>
-std::string read_values(const toml::node& node, std::size_t most, converter convert,
-                        std::vector<value_type>* values) {
-    std::vector<std::string> texts;
-    std::string problem = read_texts(node, most, &texts);
-    if (!problem.empty())
-        return problem;
-    std::vector<value_type> found;
-    for (const std::string& text : texts) {
-        const std::optional<value_type> converted = convert(text);
-        if (!converted)
-            return "cannot be " + quoted(text);
-        if (std::find(found.begin(), found.end(), *converted) == found.end())
-            found.push_back(*converted);
-    }
-    *values = std::move(found);
-    return {};
-}
-
-std::string read_path(const toml::node& node, std::string* path) {
-    const auto* const text = node.as_string();
-    if (text == nullptr)
-        return wrong_type(node);
-    if (!text->get().starts_with('/') || text->get().find('\0') != std::string::npos)
-        return "cannot be " + quoted(text->get());
-    *path = text->get();
-    return {};
-}
 
 std::string read_listen(const toml::node& node, settings* values) {
     return read_values<listen_address>(node, listen_addresses_limit, listen_address_of, &values->listen);
@@ -138,61 +69,6 @@ std::string read_anonymous(const toml::node& node, settings* values) {
 
 std::string read_proxies(const toml::node& node, settings* values) {
     return read_values<std::string>(node, proxies_limit, plain_address, &values->proxies);
-}
-
-std::string read_site_name(const toml::node& node, std::string* name) {
-    const auto* const text = node.as_string();
-    if (text == nullptr)
-        return wrong_type(node);
-    if (!is_site_name(text->get()))
-        return "cannot be " + quoted(text->get());
-    *name = text->get();
-    return {};
-}
-
-std::string read_site(const toml::node& node, settings* values) {
-    return read_site_name(node, &values->sites.site);
-}
-
-std::string read_servers(const toml::node& node, settings* values) {
-    const auto address_of = [](const std::string& text) {
-        return is_server_address(text) ? std::optional(text) : std::nullopt;
-    };
-    return read_values<std::string>(node, servers_limit, address_of, &values->sites.servers);
-}
-
-std::string read_credentials(const toml::node& node, settings* values) {
-    return read_path(node, &values->sites.credentials);
-}
-
-std::string read_broker_tls(const toml::node& node, settings* values) {
-    if (const auto* const whether = node.as_boolean()) {
-        values->sites.tls = whether->get();
-        return {};
-    }
-    values->sites.tls = true;
-    return read_path(node, &values->sites.tls_authority);
-}
-
-// Those of a table [[peer]] are about the newest one.
-std::string read_peer_site(const toml::node& node, settings* values) {
-    std::string name;
-    std::string problem = read_site_name(node, &name);
-    if (problem.empty() && values->sites.peer(name) != nullptr)
-        problem = "is " + quoted(name) + " for the second time";
-    values->sites.peers.back().site = name;
-    return problem;
-}
-
-std::string read_peer_role(const toml::node& node, settings* values) {
-    const auto* const word = node.as_string();
-    if (word == nullptr)
-        return wrong_type(node);
-    const std::optional<role> right = role_of_word(word->get());
-    if (!right || *right < role::view || *right > role::lock)
-        return "cannot be " + quoted(word->get());
-    values->sites.peers.back().right = *right;
-    return {};
 }
 
 constexpr const char* possible_site_name = "1 to 32 letters, digits, - and _";
