@@ -150,7 +150,7 @@ void far_router::hear_page(std::uint64_t number, reply_kind kind, const std::str
 
 // The first page is the oldest: what came since is put on top, and has to lead to the last page at least.
 void far_router::end_reading(const told_router& last, std::uint64_t last_at) {
-    reading read = std::move(*reading_);
+    picture_reading read = std::move(*reading_);
     reading_.reset();
     std::uint64_t at = read.at;
     state_and_reason state = last.state;

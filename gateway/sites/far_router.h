@@ -28,6 +28,16 @@ struct far_surroundings {
     std::function<std::uint64_t()> now_ms; // steady
 };
 
+// A picture while its pages come.
+struct picture_reading {
+    std::uint64_t number = 0; // tells this reading from those before
+    std::string run;
+    std::uint64_t at = 0; // of the first page
+    vrdx::router_picture picture;
+    output_locks locks;
+    std::vector<change_message> later;
+};
+
 class far_router {
 public:
     far_router(far_surroundings& around, std::string site, std::string router);
@@ -58,15 +68,6 @@ public:
     void say_gone();
 
 private:
-    struct reading {
-        std::uint64_t number = 0; // tells this reading from those before
-        std::string run;
-        std::uint64_t at = 0; // of the first page
-        vrdx::router_picture picture;
-        output_locks locks;
-        std::vector<change_message> later;
-    };
-
     void ask_page(std::size_t begin);
     void hear_page(std::uint64_t number, reply_kind kind, const std::string& data);
     void end_reading(const told_router& last, std::uint64_t last_at);
@@ -82,7 +83,7 @@ private:
     std::string run_;
     std::uint64_t at_ = 0;
     unsigned behind_ = 0; // times in a row that the site told of a change that has not come
-    std::optional<reading> reading_;
+    std::optional<picture_reading> reading_;
     std::uint64_t newest_reading_ = 0;
     std::uint64_t read_after_ms_ = 0;
     std::shared_ptr<bool> lives_ = std::make_shared<bool>(true); // answers may come after this is gone

@@ -83,7 +83,7 @@ std::string far_site::hear_alive(const std::string& data) {
 std::string far_site::tell_version(int version) {
     if (std::exchange(other_version_, version) == version)
         return {};
-    const std::string reason = refuses();
+    std::string reason = refuses();
     become_stale(reason);
     return reason;
 }

@@ -18,6 +18,7 @@ inline std::vector<int> lock_changes(const output_locks& before, const output_lo
     note(before, now);
     note(now, before);
     std::vector<int> outputs;
+    outputs.reserve(changed.size());
     for (const auto& each : changed)
         outputs.push_back(each.first);
     return outputs;
