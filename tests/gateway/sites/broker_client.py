@@ -66,6 +66,10 @@ class BrokerClient:
             if fits(subject, message):
                 return message
 
+    def shut(self):
+        """Ends what another thread hears."""
+        self.socket.shutdown(socket.SHUT_RDWR)
+
     def close(self):
         self.stream.close()
         self.socket.close()

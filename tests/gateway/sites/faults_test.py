@@ -5,7 +5,7 @@ import threading
 
 import sites_fixture
 from broker_client import BrokerClient, alive_message, page_message
-from sites_fixture import simulated, wait_until
+from sites_fixture import simulated, stop_running, wait_until
 
 
 class Faults(sites_fixture.SitesTest):
@@ -44,19 +44,19 @@ class Faults(sites_fixture.SitesTest):
 
     def test_take_that_a_stopped_owner_finds_late_does_nothing(self):
         spy = self.listen_to_answers()
-        self.north.signal_gateway(signal.SIGSTOP)
+        stop_running(self.north.gateway)
         said = self.control.take([{"output": 1, "input": 8}], "north:studio", within=1000).json["results"][0]
         self.assertEqual(said["result"], "unknown", said)
         self.control.wait_for_state("north:studio", "stale")
         self.expect_refused_at_once()
-        self.north.signal_gateway(signal.SIGCONT)
+        self.north.gateway.send_signal(signal.SIGCONT)
         told = spy.hear_until(lambda subject, message: "ended" in message)
         self.assertEqual(told["ended"], "refused")
         self.assertIn("too late", told["reason"])
         self.expect_untouched(1)
 
     def test_take_that_a_stopped_broker_hands_on_late_does_nothing(self):
-        self.broker.process.send_signal(signal.SIGSTOP)
+        stop_running(self.broker.process)
         said = self.control.take([{"output": 1, "input": 8}], "north:studio", within=100).json["results"][0]
         self.assertIn(said["result"], ("unknown", "unavailable"), said)
         self.control.wait_for_state("north:studio", "stale")
@@ -77,10 +77,10 @@ class Faults(sites_fixture.SitesTest):
         self.expect_untouched(1)
 
     def test_stopped_control_room_hears_all_when_it_goes_on(self):
-        self.control.signal_gateway(signal.SIGSTOP)
+        stop_running(self.control.gateway)
         for source in (2, 3, 4):
             self.assertEqual(self.north.taken("studio", 5, source)["result"], "confirmed")
-        self.control.signal_gateway(signal.SIGCONT)
+        self.control.gateway.send_signal(signal.SIGCONT)
         self.expect_sources(self.control, "north:studio", 5, 4)
         self.expect_untouched(1)
 
@@ -97,6 +97,7 @@ class Faults(sites_fixture.SitesTest):
 class OtherVersions(sites_fixture.SitesTest):
     """A site that a test plays."""
 
+    outputs = 2
     north_peers = ("control", "played")
 
     def setUp(self):
@@ -115,18 +116,24 @@ class OtherVersions(sites_fixture.SitesTest):
 
         wait_until(what, happens)
 
-    def answer_pages(self, **further):
-        """Answers requests for a page until the watching site has asked for one."""
-        asked_by = ""
-        while not asked_by.startswith("vi.watching."):
-            _, asked_by, _ = self.played.hear()
-            self.played.say(asked_by, page_message(**further))
+    def answer_pages(self):
+        """Answers each request for a page, in a thread of its own, until the connection is closed."""
+        try:
+            while True:
+                _, reply, _ = self.pages.hear()
+                self.pages.say(reply, page_message(outputs=self.outputs, newer_member=[1]))
+        except (AssertionError, OSError, ValueError):
+            pass
 
-    def show(self, **further):
-        self.played.listen("vr.played.desk.get")
-        self.play(newer_member={"is": "skipped"})
-        self.answer_pages(newer_member=[1], **further)
-        self.play_until("it is shown", lambda: self.watching.is_in_state("played:desk", "up"))
+    def show(self):
+        self.pages = BrokerClient(self.broker)
+        self.pages.listen("vr.played.desk.get")
+        self.addCleanup(self.pages.close)
+        answering = threading.Thread(target=self.answer_pages)
+        answering.start()
+        self.addCleanup(answering.join)
+        self.addCleanup(self.pages.shut)
+        self.play_until("it is shown", lambda: self.watching.is_in_state("played:desk", "up"), newer_member={"is": "skipped"})
 
     def test_unknown_version_is_told_and_makes_stale(self):
         self.show()
@@ -138,8 +145,7 @@ class OtherVersions(sites_fixture.SitesTest):
     def test_known_version_after_an_unknown_one_is_read_again(self):
         self.show()
         self.play_until("it is stale", lambda: self.watching.is_in_state("played:desk", "stale"), version=2)
-        self.play()
-        self.answer_pages(outputs=3)
+        self.outputs = 3
         self.play_until("it is shown", lambda: self.watching.is_in_state("played:desk", "up"))
         self.assertEqual(len(self.watching.picture("played:desk")["outputs"]), 3)
 
@@ -186,13 +192,19 @@ class OtherVersions(sites_fixture.SitesTest):
 
 
 class FloodingPeers(sites_fixture.SitesTest):
+    north_peers = ("control", "watching")
+
     def test_peer_that_floods_costs_the_others_nothing(self):
         control = self.add_site("watching", ["north", "played"])
         played = BrokerClient(self.broker)
         self.addCleanup(played.close)
-        played.say("vr.played.alive", alive_message(routers=[("desk", "up", 1)]))
         control.wait_for_state("north:studio", "up")
-        wait_until("the router is listed", lambda: control.row("played:desk"))
+
+        def listed():
+            played.say("vr.played.alive", alive_message(routers=[("desk", "up", 1)]))
+            return control.row("played:desk")
+
+        wait_until("the router is listed", listed)
         change = {**page_message(), "from": 1, "to": 2}
         over = threading.Event()
 

@@ -17,7 +17,7 @@ def documented(name):
     return re.sub(r"^listen: .*\n", "", block)
 
 
-class Rights(sites_fixture.SitesTest):
+class BrokerRights(sites_fixture.SitesTest):
     broker_configuration = documented("nats")
 
     def add_site(self, name, peers, items=None, further=""):
@@ -73,7 +73,7 @@ class Rights(sites_fixture.SitesTest):
         self.assertEqual(site.get("/healthz").status, 200)
 
 
-class LeafNodes(Rights):
+class LeafNodes(BrokerRights):
     """The site north has a broker of its own, a leaf node of the one in the middle."""
 
     broker_configuration = documented("nats").replace(

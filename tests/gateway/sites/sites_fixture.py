@@ -17,6 +17,14 @@ from gateway_fixture import PATIENCE, Programs, simulated, wait_until  # noqa: E
 BROKER = "/usr/sbin/nats-server"
 
 
+def stop_running(process):
+    """SIGSTOP, and waits until each of its threads stands still."""
+    process.send_signal(signal.SIGSTOP)
+    tasks = pathlib.Path(f"/proc/{process.pid}/task")
+    states = lambda: [(task / "stat").read_text(encoding="utf-8").rpartition(")")[2].split()[0] for task in tasks.iterdir()]  # noqa: E731
+    wait_until("it stands still", lambda: set(states()) == {"T"})
+
+
 class Broker:
     """A nats-server on a port that the kernel chose, and that it keeps when it is started again."""
 
@@ -110,9 +118,6 @@ class Site(gateway_fixture.GatewayTest):
     def take_until_confirmed(self, router, output, source):
         """On a machine under load a beat may be too old, which is refused: then it is asked anew."""
         wait_until("the take is confirmed", lambda: self.taken(router, output, source)["result"] == "confirmed")
-
-    def signal_gateway(self, number):
-        self.gateway.send_signal(number)
 
     def kill_gateway(self):
         self.gateway.kill()

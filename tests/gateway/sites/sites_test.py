@@ -96,8 +96,8 @@ class FarRouters(sites_fixture.SitesTest):
         self.north.start_driver("large", simulated(inputs=4000, outputs=1000))
         self.control.wait_for_state("north:large", "up")
         near, far = self.north.picture("large"), self.control.picture("north:large")
-        for part in ("inputs", "outputs", "levels", "epoch"):
-            self.assertEqual(far[part], near[part])
+        for each in ("inputs", "outputs", "levels", "epoch"):
+            self.assertEqual(far[each], near[each])
         self.assertEqual(len(far["inputs"]), 4000)
 
 
