@@ -158,7 +158,7 @@ void gateway_at_work::reload() {
     for (const std::string& key : keys_for_a_restart(world_.now, read.values))
         print("`" + key + "` changes with the next start only");
     http_.set_proxies(read.values.proxies);
-    if (read.values.anonymous != world_.now.anonymous)
+    if (read.values.anonymous != world_.now.anonymous || read.values.walls != world_.now.walls)
         events_.end_anonymous_readers();
     settings next = read.values; // but for what stays until the next start
     next.listen = world_.now.listen;

@@ -10,14 +10,6 @@ namespace gateway {
 
 namespace {
 
-json session_json(const token& who) {
-    return {{"name", who.name},
-            {"role", role_word(who.right)},
-            {"routers", who.routers},
-            {"outputs", who.outputs.text()},
-            {"inputs", who.inputs.text()}};
-}
-
 // HttpOnly: no script reads it. Strict: no other page makes a browser send it.
 std::string cookie_text(const api_world& world, const request& asked, const std::string& value,
                         const std::string& age) {
@@ -27,6 +19,14 @@ std::string cookie_text(const api_world& world, const request& asked, const std:
 }
 
 } // namespace
+
+json token_json(const token& who) {
+    return {{"name", who.name},
+            {"role", role_word(who.right)},
+            {"routers", who.routers},
+            {"outputs", who.outputs.text()},
+            {"inputs", who.inputs.text()}};
+}
 
 reply wrong_token_reply(api_world& world, const std::string& address) {
     const std::uint64_t wait_ms = world.logins.wrong(address, steady_ms());
@@ -63,7 +63,7 @@ void begin_session(api_world& world, const incoming_call& incoming, const answer
     const auto granted = world.access.begin_session(*who, kept, seconds_since_1970(), &problem);
     if (!granted)
         return answer(problem_reply(500, problem));
-    reply said = json_reply(200, session_json(*who));
+    reply said = json_reply(200, token_json(*who));
     said.headers.emplace_back(
         "Set-Cookie", cookie_text(world, incoming->asked, granted->text,
                                   granted->kept ? "; Max-Age=" + std::to_string(kept_session_s) : ""));
@@ -71,7 +71,7 @@ void begin_session(api_world& world, const incoming_call& incoming, const answer
 }
 
 void answer_session(api_world&, const incoming_call& incoming, const answer_function& answer) {
-    answer(json_reply(200, session_json(*incoming->who)));
+    answer(json_reply(200, token_json(*incoming->who)));
 }
 
 void end_session(api_world& world, const incoming_call& incoming, const answer_function& answer) {

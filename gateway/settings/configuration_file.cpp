@@ -125,22 +125,38 @@ std::string read_insecure(const toml::node& node, settings* values) {
     return {};
 }
 
-std::string read_anonymous(const toml::node& node, settings* values) {
+std::string read_role(const toml::node& node, role* right) {
     const auto* const word = node.as_string();
     if (word == nullptr)
         return wrong_type(node);
-    const std::optional<role> right = role_of_word(word->get());
-    if (!right)
+    const std::optional<role> known = role_of_word(word->get());
+    if (!known)
         return "cannot be " + quoted(word->get());
-    values->anonymous = *right;
+    *right = *known;
     return {};
+}
+
+std::string read_anonymous(const toml::node& node, settings* values) {
+    return read_role(node, &values->anonymous);
+}
+
+// Of the wall that is being read, the last one.
+std::string read_wall_addresses(const toml::node& node, settings* values) {
+    return read_values<std::string>(node, wall_addresses_limit, plain_address,
+                                    &values->walls.back().addresses);
+}
+
+std::string read_wall_role(const toml::node& node, settings* values) {
+    return read_role(node, &values->walls.back().right);
 }
 
 std::string read_proxies(const toml::node& node, settings* values) {
     return read_values<std::string>(node, proxies_limit, plain_address, &values->proxies);
 }
 
-constexpr std::array<known_key, 10> known_keys = {{
+constexpr const char* possible_roles = "\"none\", \"view\", \"operate\", \"lock\", \"admin\"";
+
+constexpr std::array<known_key, 12> known_keys = {{
     {"listen", read_listen,
      "\"ADDRESS:PORT\" such as \"127.0.0.1:8400\" or \"[::1]:8400\", or an array of up to 16"},
     {"hosts", read_hosts,
@@ -151,10 +167,13 @@ constexpr std::array<known_key, 10> known_keys = {{
     {"tls.certificate", read_certificate, "a path that begins with /"},
     {"tls.key", read_key, "a path that begins with /"},
     {"insecure", read_insecure, "true, false"},
-    {"anonymous", read_anonymous, "\"none\", \"view\", \"operate\", \"lock\", \"admin\""},
+    {"anonymous", read_anonymous, possible_roles},
     {"proxies", read_proxies, "an address such as \"192.0.2.1\", or an array of up to 64"},
+    {"wall.addresses", read_wall_addresses, "an address such as \"192.0.2.1\", or an array of up to 64"},
+    {"wall.role", read_wall_role, possible_roles},
 }};
-static_assert(listen_addresses_limit == 16 && hosts_limit == 64 && proxies_limit == 64);
+static_assert(listen_addresses_limit == 16 && hosts_limit == 64 && proxies_limit == 64 &&
+              wall_addresses_limit == 64 && walls_limit == 64);
 
 // The keys of a table ("" for the file itself), as a list for people.
 std::string keys_of(const std::string& table) {
@@ -166,8 +185,10 @@ std::string keys_of(const std::string& table) {
         if (name.starts_with(begin) && name.find('.', begin.size()) == std::string_view::npos)
             add(std::string(name.substr(begin.size())));
     }
-    if (table.empty())
+    if (table.empty()) {
         add("[tls]");
+        add("[[wall]]");
+    }
     return list;
 }
 
@@ -183,6 +204,8 @@ public:
             else if (full == "tls")
                 tell(value,
                      "tls " + wrong_type(value) + "; possible: a table [tls] with certificate and key");
+            else if (full == "wall")
+                read_walls(value);
             else
                 read_value(full, name, value, key.source().begin.line);
         }
@@ -195,6 +218,20 @@ public:
 private:
     void tell(const toml::node& where, const std::string& problem) {
         tell(where.source().begin.line, problem);
+    }
+
+    void read_walls(const toml::node& value) {
+        const toml::array* const several = value.as_array();
+        if (!value.is_array_of_tables() || several->size() > walls_limit)
+            return tell(value, "wall " + wrong_type(value) +
+                                   "; possible: up to 64 tables [[wall]], each with addresses and role");
+        for (const toml::node& each : *several) {
+            told_->values.walls.emplace_back();
+            const std::size_t problems = told_->problems.size();
+            read_table(*each.as_table(), "wall");
+            if (told_->values.walls.back().addresses.empty() && told_->problems.size() == problems)
+                tell(each, "a wall has no addresses; possible: addresses = [\"192.0.2.1\", ...]");
+        }
     }
 
     void read_value(const std::string& full, const std::string& table, const toml::node& value,

@@ -17,6 +17,14 @@ struct listen_address {
     bool operator==(const listen_address&) const = default;
 };
 
+// Browsers that are known by where they stand: who asks from there without a token has this role.
+struct wall {
+    std::vector<std::string> addresses; // as inet_ntop() writes them
+    role right = role::view;
+
+    bool operator==(const wall&) const = default;
+};
+
 struct settings {
     std::vector<listen_address> listen = {{"127.0.0.1", 8400}};
     // Names and addresses that a request's Host may have, lower case, without a port, IPv6 in brackets. Holds
@@ -30,11 +38,15 @@ struct settings {
     bool insecure = false; // without TLS beyond this machine
     role anonymous = role::none;
     std::vector<std::string> proxies; // addresses as inet_ntop() writes them
+    std::vector<wall> walls;
 
     bool has_tls() const {
         return !tls_certificate.empty();
     }
 };
+
+// Of who asks without a token from this address: that of the first wall that has it, else `anonymous`.
+role role_without_token(const settings& now, std::string_view address);
 
 // "127.0.0.1:8400", "[::1]:8400".
 std::string address_text(const listen_address& address);

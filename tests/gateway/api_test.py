@@ -351,5 +351,78 @@ class Rights(DescribedTest):
         wait_until("it is refused", lambda: self.get("/api/v1/routers", token=gone).status == 401)
 
 
+class NewTokens(DescribedTest):
+    def make(self, token="", **wish):
+        return self.ask("POST", "/api/v1/tokens", {"name": "kiosk", "role": "operate", **wish}, token)
+
+    def test_new_token_holds_at_once_for_what_was_wished(self):
+        self.wait_for_up()
+        made = self.make(routers=["studio", "studio"], outputs="2,1", inputs="1-4").json
+        text = made.pop("token")
+        may = {"name": "kiosk", "role": "operate", "routers": ["studio"], "outputs": "1-2", "inputs": "1-4"}
+        self.assertEqual(made, may)
+        self.assertEqual(self.get("/api/v1/session", token=text).json, may)
+        self.expect_problem(self.take([{"output": 3, "input": 1}], token=text), 403, "1-2")
+        self.assertEqual(self.take([{"output": 1, "input": 3}], token=text).json["results"][0]["result"], "confirmed")
+        self.assertIn("kiosk", self.run_token_command("list"))
+
+    def test_new_token_outlives_a_restart_and_is_removed_as_any_other(self):
+        text = self.make(role="view").json["token"]
+        self.stop_gateway()
+        self.start_gateway()
+        self.assertEqual(self.get("/api/v1/session", token=text).json["name"], "kiosk")
+        self.run_token_command("remove", "kiosk")
+        wait_until("it is refused", lambda: self.get("/api/v1/session", token=text).status == 401)
+
+    def test_text_is_told_once_and_kept_nowhere(self):
+        text = self.make().json["token"]
+        self.assertNotIn(text, self.run_token_command("list") + self.errors())
+        for file in (self.folder / "state").iterdir():
+            self.assertNotIn(text[5:].encode(), file.read_bytes(), file)
+
+    def test_admins_alone_make_tokens(self):
+        for role in ("view", "operate", "lock"):
+            other = self.make(name=role, role=role).json["token"]
+            self.expect_problem(self.make(token=other), 403, "admin")
+        self.expect_problem(self.make(token=None), 401)
+
+    def test_new_token_may_nothing_that_its_maker_may_not(self):
+        maker = self.make(name="maker", role="admin", routers=["studio"], outputs="1-4", inputs="1-8").json["token"]
+        inside = {"routers": ["studio"], "outputs": "1-4", "inputs": "2"}
+        for beyond in ({"routers": ["studio", "archive"]}, {"outputs": "4-5"}, {"inputs": "9"}):
+            self.expect_problem(self.make(token=maker, **{**inside, **beyond}), 403, "possible")
+        for missing in inside:
+            wish = {key: value for key, value in inside.items() if key != missing}
+            self.expect_problem(self.make(token=maker, **wish), 403, "possible")
+        self.assertEqual(self.make(token=maker, **inside).status, 201)
+
+    def test_name_of_another_token_is_refused(self):
+        first = self.make().json["token"]
+        self.expect_problem(self.make(), 409, "another name")
+        self.assertEqual(self.get("/api/v1/session", token=first).status, 200)
+
+    def test_wrong_wishes_say_what_is_possible(self):
+        for wish, word in (
+            ({"name": ""}, "printable"),
+            ({"name": "anonymous"}, "any other"),
+            ({"name": "a\nb"}, "printable"),
+            ({"name": 5}, "name"),
+            ({"role": "none"}, "operate"),
+            ({"role": "root"}, "operate"),
+            ({"role": None}, "operate"),
+            ({"routers": []}, "all routers"),
+            ({"routers": "studio"}, "array"),
+            ({"routers": ["a/b"]}, "name of an item"),
+            ({"outputs": ""}, "outputs"),
+            ({"outputs": "8-1"}, "1-8,12"),
+            ({"outputs": 3}, "1-8,12"),
+            ({"inputs": "1-9999"}, "inputs"),
+            ({"token": "mine"}, "possible"),
+        ):
+            with self.subTest(wish=wish):
+                self.expect_problem(self.make(**wish), 422, word)
+        self.assertNotIn("kiosk", self.run_token_command("list"))
+
+
 if __name__ == "__main__":
     main()
