@@ -67,6 +67,7 @@ private:
     router_board routers_;
     picture_shelf pictures_;
     event_hub events_;
+    take_desk takes_;
     api_world world_;
     api api_;
     http_server http_;
@@ -84,9 +85,15 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
           pictures_, [this](std::string_view router) { return locks_->of_router(router); },
           [this](std::string_view router) { return routers_.find(router); },
           [this] { return routers_.all(); }),
-      world_{now,       routers_, *access_,
-             *locks_,   logins_,  keys_,
-             pictures_, events_,  std::make_shared<const std::string>(json_text(openapi_document()))},
+      takes_(routers_, *locks_,
+             [this](const std::string& router, const std::vector<vrdx::output_take>& takes) {
+                 events_.takes_begin(router, takes);
+             }),
+      world_{now,       routers_,
+             *access_,  *locks_,
+             logins_,   keys_,
+             pictures_, events_,
+             takes_,    std::make_shared<const std::string>(json_text(openapi_document()))},
       api_(world_), http_(loop_, handlers(), limits_with(raise_descriptor_limit(descriptors_limit))),
       access_look_(loop_, access_look_period_ms, [this] { look_at_access(); }),
       alive_(loop_, event_alive_period_ms, [this] { events_.tell_alive(); }),
