@@ -50,7 +50,7 @@ export function keyName(each) {
 }
 
 function isTyping(target) {
-  return target.closest("input:not([type=checkbox]), select, textarea, dialog") !== null;
+  return find("dialog[open]") !== null || target.closest("input:not([type=checkbox]), select, textarea") !== null;
 }
 
 export function listenKeys() {

@@ -2,7 +2,7 @@
 // browsers send to nobody.
 
 import { ask } from "./api.js";
-import { button, el, openDialog, show, write } from "./dom.js";
+import { button, el, openDialog, set, show, write } from "./dom.js";
 import { qrSquares } from "./qr.js";
 import { store } from "./store.js";
 import { t } from "./texts.js";
@@ -85,10 +85,11 @@ class Pairing {
   showLink(address) {
     show(this.wish, address === "");
     show(this.result, address !== "");
-    this.link.href = address;
+    set(this.link, "href", address || null);
     write(this.link, address);
     if (address === "") this.picture.width = 0;
     else draw(this.picture, address);
+    this.link.focus();
   }
 }
 

@@ -2,7 +2,7 @@
 
 import assert from "node:assert/strict";
 import { after, before, test } from "node:test";
-import { AxeBuilder, Panels, Rig, desk, isLive, jsQR, output, phone, press, studio, waitForMark } from "./panel_fixture.mjs";
+import { AxeBuilder, Panels, Rig, desk, isLive, jsQR, output, phone, press, studio, waitFor, waitForMark } from "./panel_fixture.mjs";
 
 const rig = new Rig();
 let panels, admin;
@@ -159,7 +159,7 @@ test("an admin pairs a panel: its own token, a link that logs it in, a picture t
   });
   assert.equal(jsQR(Uint8ClampedArray.from(picture.bytes), picture.width, picture.height).data, address);
   await page.click("dialog[open] >> text=Close");
-  assert.ok(!(await page.content()).includes("vrdx_"), "the token is gone with the dialog");
+  await waitFor("the token is gone with the dialog", async () => !(await page.content()).includes("vrdx_"));
   const kiosk = await panels.page();
   await kiosk.goto(address);
   await kiosk.waitForSelector(output(4));

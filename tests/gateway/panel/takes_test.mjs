@@ -221,12 +221,12 @@ test("what one may not do is not offered", async () => {
 
 test("who may gives names, and they show when the router tells them", async () => {
   const page = await panel("studio", tokens.gallery), other = await panel("studio");
-  await page.click(output(8));
+  await page.click(output(6));
   await page.click(".name-button");
   await page.fill("#name-name", "Lobby <b>screen</b>");
   await page.click("text=Give the name");
-  await page.waitForSelector("dialog >> text=8 is called Lobby <b>screen</b> now.");
-  await other.waitForFunction((selector) => document.querySelector(selector).textContent === "Lobby <b>screen</b>", output(8) + " .name");
+  await page.waitForSelector("dialog >> text=6 is called Lobby <b>screen</b> now.");
+  await other.waitForFunction((selector) => document.querySelector(selector).textContent === "Lobby <b>screen</b>", output(6) + " .name");
   await page.selectOption("#name-side", "inputs");
   await page.fill("#name-number", "17");
   assert.ok(await page.isDisabled("text=Give the name"));
@@ -235,7 +235,7 @@ test("who may gives names, and they show when the router tells them", async () =
   await page.fill("#name-name", "Radio");
   await page.keyboard.press("Enter");
   await other.waitForFunction((selector) => document.querySelector(selector).textContent === "Radio", input(16) + " .name");
-  await other.click(output(8));
+  await other.click(output(6));
   assert.ok(await other.isHidden(".name-button"));
   await other.keyboard.press("e");
   assert.equal(await other.locator("dialog[open]").count(), 0);
