@@ -1,8 +1,10 @@
 """What programs ask of the gateway: lists, pictures, takes, names, locks. Each answer is held against the document."""
 
+import datetime
 import re
+import time
 
-from gateway_fixture import GatewayTest, main, simulated, wait_until
+from gateway_fixture import PATIENCE, GatewayTest, main, simulated, wait_until
 
 import jsonschema
 
@@ -52,7 +54,15 @@ class Routers(DescribedTest):
         self.assertEqual([row["name"] for row in rows], ["archive", "studio"])
         self.assertEqual(
             rows[0],
-            {"name": "archive", "state": "up", "reason": "", "inputs": 4, "outputs": 2, "levels": ["video", "audio"]},
+            {
+                "name": "archive",
+                "state": "up",
+                "reason": "",
+                "inputs": 4,
+                "outputs": 2,
+                "levels": ["video", "audio"],
+                "last_error": None,
+            },
         )
 
     def test_picture_has_all_inputs_and_outputs(self):
@@ -129,6 +139,22 @@ class Takes(DescribedTest):
             lambda: (lambda o: o if o["sources"] == {"video": 3, "audio": 3} and not o["pending"] else None)(self.picture()["outputs"][0]),
         )
         self.assertEqual(output["taken_by"]["by"], "boss")
+        self.assertEqual(output["previous"], {"video": 1, "audio": 1})
+
+    def test_router_that_refuses_has_a_last_error(self):
+        self.assertIsNone(self.get("/api/v1/routers").json["routers"][0]["last_error"])
+        self.assertEqual(self.results([{"output": 5, "input": 3}])[0]["result"], "refused")
+        error = wait_until("the error is told", lambda: self.get("/api/v1/routers").json["routers"][0]["last_error"])
+        self.assertEqual(error["text"], "output 5 refuses to switch")
+        self.assertLess(abs(datetime.datetime.fromisoformat(error["time"]).timestamp() - time.time()), PATIENCE)
+
+    def test_what_was_shown_before_is_known_after_a_restart_of_the_gateway(self):
+        self.assertEqual(self.results([{"output": 1, "input": 3}])[0]["result"], "confirmed")
+        self.stop_gateway()
+        self.start_gateway()
+        self.wait_for_up()
+        wait_until("the record is read", lambda: self.picture()["outputs"][0]["previous"] == {"video": 1, "audio": 1})
+        self.assertIsNone(self.picture()["outputs"][1]["previous"])
 
     def test_results_stand_in_the_order_of_the_takes(self):
         results = self.results([{"output": 7, "input": 1}, {"output": 2, "input": 0}, {"output": 99, "input": 1}])
