@@ -11,6 +11,8 @@
 
 namespace gateway {
 
+class history_keeper;
+
 // Everything there is. All of it outlives the requests.
 struct api_world {
     settings now; // replaced when the configuration was read anew
@@ -21,6 +23,7 @@ struct api_world {
     idempotency_table& keys;
     picture_shelf& pictures;
     event_hub& events;
+    history_keeper& history;
     shared_text document; // OpenAPI
 };
 

@@ -1,6 +1,9 @@
 // Takes: checked, sent, answered output by output.
+#include "caller.h"
 #include "gateway/access/rights.h"
+#include "gateway/audit/history_keeper.h"
 #include "handlers.h"
+#include "history_notes.h"
 #include "problem.h"
 #include "take_wish.h"
 #include "time_text.h"
@@ -76,6 +79,31 @@ vrdx::take_order order_of(const take_work& work, const takes_wish& wish, const t
     return order;
 }
 
+// What was not sent is in no driver's record.
+void note_unsent(api_world& world, const call& incoming, const take_work& work) {
+    for (std::size_t at = 0; at < work.plan.size(); at++)
+        if (!work.results[at].is_null())
+            note_unsent_take(world, incoming, work.plan[at].take, work.results[at]["result"],
+                             work.results[at]["reason"]);
+}
+
+void note_ending(api_world& world, const call& incoming, std::uint64_t order,
+                 const std::vector<vrdx::output_take>& sent, const take_ending& ending) {
+    take_callers& callers = world.history.callers();
+    if (ending.kind == take_ending::kind::answered && ending.answer.error.empty()) {
+        std::vector<vrdx::take_result> results;
+        for (const vrdx::output_result& each : ending.answer.results)
+            results.push_back(each.result);
+        callers.end(order, results, microseconds_since_1970());
+        return;
+    }
+    callers.forget(order);
+    const bool answered = ending.kind == take_ending::kind::answered;
+    for (const vrdx::output_take& take : sent)
+        note_unsent_take(world, incoming, take, "unavailable",
+                         answered ? ending.answer.error : ending.reason);
+}
+
 reply results_reply(const take_work& work) {
     return json_reply(200, {{"results", work.results}});
 }
@@ -122,8 +150,10 @@ void do_takes(api_world& world, const incoming_call& incoming, const answer_func
     if (!plan)
         return answer(problem_reply(422, problem));
     problem = rights_problem(*incoming->who, router->name, *plan);
-    if (!problem.empty())
+    if (!problem.empty()) {
+        note_refusal(world, *incoming, problem);
         return answer(problem_reply(403, problem));
+    }
 
     if (wish->all_or_nothing && is_picture_true(router->state))
         refuse_what_is_not_there(&*plan, router->picture);
@@ -131,13 +161,20 @@ void do_takes(api_world& world, const incoming_call& incoming, const answer_func
     judge(&work, world.locks, router->name, *incoming->who);
     if (wish->all_or_nothing && work.sent < work.plan.size())
         send_nothing(&work);
+    note_unsent(world, *incoming, work);
     if (work.sent == 0)
         return answer(results_reply(work));
     vrdx::take_order order = order_of(work, *wish, *incoming->who);
     world.events.takes_begin(router->name, order.takes);
-    world.routers.take(
-        router->name, lane_of(*incoming->who), std::move(order),
-        [answer, work = std::move(work)](const take_ending& ending) { answer(ended_reply(work, ending)); });
+    std::vector<vrdx::output_take> sent = order.takes;
+    const std::uint64_t number = world.history.callers().begin(
+        router->name, order.by, caller_address(world.now, incoming->asked), sent);
+    world.routers.take(router->name, lane_of(*incoming->who), std::move(order),
+                       [&world, incoming, answer, number, sent = std::move(sent),
+                        work = std::move(work)](const take_ending& ending) {
+                           note_ending(world, *incoming, number, sent, ending);
+                           answer(ended_reply(work, ending));
+                       });
 }
 
 // --- once for each key ---

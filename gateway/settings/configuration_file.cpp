@@ -140,7 +140,26 @@ std::string read_proxies(const toml::node& node, settings* values) {
     return read_values<std::string>(node, proxies_limit, plain_address, &values->proxies);
 }
 
-constexpr std::array<known_key, 10> known_keys = {{
+// Nothing, or from the least that makes sense to the most.
+std::string read_number(const toml::node& node, std::int64_t least, std::int64_t most, std::int64_t* number) {
+    const auto* const value = node.as_integer();
+    if (value == nullptr)
+        return wrong_type(node);
+    if (value->get() != 0 && (value->get() < least || value->get() > most))
+        return "cannot be " + std::to_string(value->get());
+    *number = value->get();
+    return {};
+}
+
+std::string read_history_days(const toml::node& node, settings* values) {
+    return read_number(node, 1, history_longest_days, &values->history_days);
+}
+
+std::string read_history_bytes(const toml::node& node, settings* values) {
+    return read_number(node, history_least_bytes, history_most_bytes, &values->history_bytes);
+}
+
+constexpr std::array<known_key, 12> known_keys = {{
     {"listen", read_listen,
      "\"ADDRESS:PORT\" such as \"127.0.0.1:8400\" or \"[::1]:8400\", or an array of up to 16"},
     {"hosts", read_hosts,
@@ -153,8 +172,18 @@ constexpr std::array<known_key, 10> known_keys = {{
     {"insecure", read_insecure, "true, false"},
     {"anonymous", read_anonymous, "\"none\", \"view\", \"operate\", \"lock\", \"admin\""},
     {"proxies", read_proxies, "an address such as \"192.0.2.1\", or an array of up to 64"},
+    {"history.days", read_history_days, "1 to 3650, or 0 for no history"},
+    {"history.bytes", read_history_bytes, "16777216 to 109951162777600, or 0 for no history"},
 }};
+static_assert(history_longest_days == 3650 && history_least_bytes == 16777216 &&
+              history_most_bytes == 109951162777600);
 static_assert(listen_addresses_limit == 16 && hosts_limit == 64 && proxies_limit == 64);
+
+constexpr std::array<const char*, 2> known_tables = {"tls", "history"};
+
+bool is_known_table(const std::string& name) {
+    return std::find(known_tables.begin(), known_tables.end(), name) != known_tables.end();
+}
 
 // The keys of a table ("" for the file itself), as a list for people.
 std::string keys_of(const std::string& table) {
@@ -167,7 +196,15 @@ std::string keys_of(const std::string& table) {
             add(std::string(name.substr(begin.size())));
     }
     if (table.empty())
-        add("[tls]");
+        for (const char* name : known_tables)
+            add(std::string("[") + name + "]");
+    return list;
+}
+
+// "certificate and key": each table has two.
+std::string both_keys_of(const std::string& table) {
+    std::string list = keys_of(table);
+    list.replace(list.find(", "), 2, " and ");
     return list;
 }
 
@@ -178,11 +215,11 @@ public:
     void read_table(const toml::table& table, const std::string& name) {
         for (const auto& [key, value] : table) {
             const std::string full = (name.empty() ? "" : name + ".") + std::string(key.str());
-            if (full == "tls" && value.is_table())
-                read_table(*value.as_table(), "tls");
-            else if (full == "tls")
-                tell(value,
-                     "tls " + wrong_type(value) + "; possible: a table [tls] with certificate and key");
+            if (is_known_table(full) && value.is_table())
+                read_table(*value.as_table(), full);
+            else if (is_known_table(full))
+                tell(value, full + " " + wrong_type(value) + "; possible: a table [" + full + "] with " +
+                                both_keys_of(full));
             else
                 read_value(full, name, value, key.source().begin.line);
         }
