@@ -50,6 +50,7 @@ public:
 
 private:
     http_handlers handlers();
+    gateway_figures figures() const;
     void wait_for_signal();
     void reload();
     void tell_ready_when_it_is();
@@ -67,11 +68,13 @@ private:
     router_board routers_;
     picture_shelf pictures_;
     event_hub events_;
+    scrape_desk metrics_;
     api_world world_;
     api api_;
     http_server http_;
     repeating access_look_, alive_, watchdog_, ready_look_;
     std::uint64_t started_ms_ = steady_ms();
+    double started_s_ = static_cast<double>(milliseconds_since_1970()) / 1000;
     std::string access_problem_; // told, as long as it is the same
     bool stopping_ = false;
 };
@@ -84,20 +87,38 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
           pictures_, [this](std::string_view router) { return locks_->of_router(router); },
           [this](std::string_view router) { return routers_.find(router); },
           [this] { return routers_.all(); }),
-      world_{now,       routers_, *access_,
-             *locks_,   logins_,  keys_,
-             pictures_, events_,  std::make_shared<const std::string>(json_text(openapi_document()))},
+      metrics_(loop_, routers_, [this] { return figures(); }),
+      world_{now,       routers_,
+             *access_,  *locks_,
+             logins_,   keys_,
+             pictures_, events_,
+             metrics_,  std::make_shared<const std::string>(json_text(openapi_document()))},
       api_(world_), http_(loop_, handlers(), limits_with(raise_descriptor_limit(descriptors_limit))),
       access_look_(loop_, access_look_period_ms, [this] { look_at_access(); }),
       alive_(loop_, event_alive_period_ms, [this] { events_.tell_alive(); }),
       watchdog_(loop_, watchdog_period_ms(), [] { tell_service_manager("WATCHDOG=1"); }),
       ready_look_(loop_, ready_look_period_ms, [this] { tell_ready_when_it_is(); }) {
     routers_.listen([this](const router_news& news) { events_.hear(news); });
+    routers_.listen([this](const router_news& news) { metrics_.hear(news); });
 }
 
 http_handlers gateway_at_work::handlers() {
     return {[this](const request& asked) { return api_.begin(asked); },
             [this](const request& asked) { return api_.accept(asked); }, problem_reply, print};
+}
+
+gateway_figures gateway_at_work::figures() const {
+    gateway_figures now;
+    now.connections = http_.connections();
+    now.event_readers = events_.readers();
+    for (const std::size_t bytes : events_.bytes_of_readers()) {
+        now.event_queue_bytes += bytes;
+        now.event_queue_longest_bytes = std::max(now.event_queue_longest_bytes, bytes);
+    }
+    now.open_requests = routers_.open_requests();
+    now.routers_beyond_limit = routers_.routers_beyond_limit();
+    now.started_s = started_s_;
+    return now;
 }
 
 bool gateway_at_work::begin() {

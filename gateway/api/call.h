@@ -6,6 +6,7 @@
 #include "gateway/access/idempotency.h"
 #include "gateway/access/login_limits.h"
 #include "gateway/http/http_types.h"
+#include "gateway/metrics/scrape_desk.h"
 #include "gateway/routers/router_board.h"
 #include "gateway/settings/settings.h"
 
@@ -21,6 +22,7 @@ struct api_world {
     idempotency_table& keys;
     picture_shelf& pictures;
     event_hub& events;
+    scrape_desk& metrics;
     shared_text document; // OpenAPI
 };
 

@@ -13,6 +13,7 @@ void answer_panel_asset(api_world&, const incoming_call&, const answer_function&
 void answer_panel_build(api_world&, const incoming_call&, const answer_function&);
 void answer_alive(api_world&, const incoming_call&, const answer_function&);
 void answer_ready(api_world&, const incoming_call&, const answer_function&);
+void answer_metrics(api_world&, const incoming_call&, const answer_function&);
 void answer_document(api_world&, const incoming_call&, const answer_function&);
 void answer_events_without_websocket(api_world&, const incoming_call&, const answer_function&);
 

@@ -22,7 +22,10 @@ json content(const char* type, const char* schema) {
 
 json response(const documented_reply& each) {
     json said{{"description", each.text}};
-    if (each.schema[0] != '\0') {
+    if (std::string_view(each.schema) == "Metrics") {
+        for (const char* type : {"text/plain", "application/openmetrics-text"})
+            said["content"][type] = {{"schema", reference(each.schema)}};
+    } else if (each.schema[0] != '\0') {
         const bool problem = std::string_view(each.schema) == "Problem";
         said["content"] = content(problem ? "application/problem+json" : "application/json", each.schema);
     }

@@ -13,6 +13,7 @@ constexpr const char* shared_schemas = R"json({
     "detail": {"type": "string", "minLength": 1, "description": "What is wrong, and what is possible"}}},
 "Health": {"type": "object", "additionalProperties": false, "required": ["status", "reason"],
   "properties": {"status": {"enum": ["alive", "ready", "reading"]}, "reason": {"type": "string"}}},
+"Metrics": {"type": "string", "description": "Lines of figures; docs/metrics.md names them"},
 "Document": {"type": "object", "required": ["openapi", "info", "paths", "components"]},
 "State": {"enum": ["up", "reading", "link down", "no backend", "no driver", "stale"],
   "description": "The picture is true now in `up`, `link down` and `no backend`; else it is the last one that was read"},

@@ -74,6 +74,11 @@ void router_link::look_at_clock(std::uint64_t now) {
     }
 }
 
+void router_link::ask_figures(figures_question::asker waiting) {
+    if (is_picture_true(shown_.state) && figures_.ask(&connection_, std::move(waiting)))
+        move();
+}
+
 void router_link::stop() {
     retry_.clear();
     leave();
@@ -168,14 +173,20 @@ void router_link::leave() {
     silent_ = false;
     gathering_ = false;
     watch_ = {};
+    shown_.figures.reset();
+    figures_.end();
 }
 
 // --- what it tells -----------------------------------------------------------------------------------------
 
 // False when the connection was given up for it.
 bool router_link::read(const vrdx::incoming_packet& packet) {
-    heard_us_ = monotonic_us();
+    heard_us_ = shown_.heard_us = monotonic_us();
     silent_ = false;
+    if (figures_.is_answer(packet)) {
+        shown_.figures = figures_.answered(packet);
+        return true;
+    }
     if (packet.kind == vrdx::packet_kind::pushed)
         return read_pushed(packet.packet);
     return begin(packet.packet);
@@ -191,6 +202,7 @@ bool router_link::begin(const comm_socket_v4_packet& reply) {
         return false;
     }
     gather(true);
+    shown_.connections++;
     const vrdx::router_picture& before = shown_.picture;
     if (before.epoch == watch_.picture.epoch && before.last_take < watch_.picture.last_take)
         gathered_.takes_lost = watch_.picture.last_take - before.last_take;

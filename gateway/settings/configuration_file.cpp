@@ -117,12 +117,16 @@ std::string read_key(const toml::node& node, settings* values) {
     return read_path(node, &values->tls_key);
 }
 
-std::string read_insecure(const toml::node& node, settings* values) {
+std::string read_boolean(const toml::node& node, bool* boolean) {
     const auto* const value = node.as_boolean();
     if (value == nullptr)
         return wrong_type(node);
-    values->insecure = value->get();
+    *boolean = value->get();
     return {};
+}
+
+std::string read_insecure(const toml::node& node, settings* values) {
+    return read_boolean(node, &values->insecure);
 }
 
 std::string read_anonymous(const toml::node& node, settings* values) {
@@ -140,7 +144,11 @@ std::string read_proxies(const toml::node& node, settings* values) {
     return read_values<std::string>(node, proxies_limit, plain_address, &values->proxies);
 }
 
-constexpr std::array<known_key, 10> known_keys = {{
+std::string read_crosspoints(const toml::node& node, settings* values) {
+    return read_boolean(node, &values->metrics_crosspoints);
+}
+
+constexpr std::array<known_key, 11> known_keys = {{
     {"listen", read_listen,
      "\"ADDRESS:PORT\" such as \"127.0.0.1:8400\" or \"[::1]:8400\", or an array of up to 16"},
     {"hosts", read_hosts,
@@ -153,6 +161,16 @@ constexpr std::array<known_key, 10> known_keys = {{
     {"insecure", read_insecure, "true, false"},
     {"anonymous", read_anonymous, "\"none\", \"view\", \"operate\", \"lock\", \"admin\""},
     {"proxies", read_proxies, "an address such as \"192.0.2.1\", or an array of up to 64"},
+    {"metrics.crosspoints", read_crosspoints, "true, false"},
+}};
+// Tables of the file, and what stands in each.
+struct known_table {
+    const char* name;
+    const char* keys;
+};
+constexpr std::array<known_table, 2> known_tables = {{
+    {"tls", "certificate and key"},
+    {"metrics", "crosspoints"},
 }};
 static_assert(listen_addresses_limit == 16 && hosts_limit == 64 && proxies_limit == 64);
 
@@ -167,7 +185,8 @@ std::string keys_of(const std::string& table) {
             add(std::string(name.substr(begin.size())));
     }
     if (table.empty())
-        add("[tls]");
+        for (const known_table& each : known_tables)
+            add(std::string("[") + each.name + "]");
     return list;
 }
 
@@ -178,11 +197,13 @@ public:
     void read_table(const toml::table& table, const std::string& name) {
         for (const auto& [key, value] : table) {
             const std::string full = (name.empty() ? "" : name + ".") + std::string(key.str());
-            if (full == "tls" && value.is_table())
-                read_table(*value.as_table(), "tls");
-            else if (full == "tls")
-                tell(value,
-                     "tls " + wrong_type(value) + "; possible: a table [tls] with certificate and key");
+            const auto found = std::find_if(known_tables.begin(), known_tables.end(),
+                                            [&full](const known_table& each) { return full == each.name; });
+            if (found != known_tables.end() && value.is_table())
+                read_table(*value.as_table(), full);
+            else if (found != known_tables.end())
+                tell(value, full + " " + wrong_type(value) + "; possible: a table [" + full + "] with " +
+                                found->keys);
             else
                 read_value(full, name, value, key.source().begin.line);
         }

@@ -29,6 +29,7 @@ struct settings {
     std::string tls_key;
     bool insecure = false; // without TLS beyond this machine
     role anonymous = role::none;
+    bool metrics_crosspoints = false; // the crosspoints are among the figures
     std::vector<std::string> proxies; // addresses as inet_ntop() writes them
 
     bool has_tls() const {
