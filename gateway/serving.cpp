@@ -40,7 +40,7 @@ http_limits limits_with(std::size_t descriptors) {
 class gateway_at_work {
 public:
     gateway_at_work(const command_line& line, const settings& now, std::unique_ptr<access_store> access,
-                    std::unique_ptr<lock_table> locks);
+                    std::unique_ptr<lock_table> locks, std::unique_ptr<preset_store> presets);
 
     // False when it cannot listen, or the certificate is wrong; told.
     bool begin();
@@ -68,7 +68,10 @@ private:
     router_board routers_;
     picture_shelf pictures_;
     event_hub events_;
+    take_desk takes_;
     scrape_desk metrics_;
+    std::unique_ptr<preset_store> presets_;
+    recall_desk recalls_;
     api_world world_;
     api api_;
     http_server http_;
@@ -80,19 +83,32 @@ private:
 };
 
 gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
-                                 std::unique_ptr<access_store> access, std::unique_ptr<lock_table> locks)
+                                 std::unique_ptr<access_store> access, std::unique_ptr<lock_table> locks,
+                                 std::unique_ptr<preset_store> presets)
     : line_(line), access_(std::move(access)), locks_(std::move(locks)), routers_(loop_, now.items, now.run),
       pictures_([this](std::string_view router) { return locks_->of_router(router); }),
       events_(
           pictures_, [this](std::string_view router) { return locks_->of_router(router); },
           [this](std::string_view router) { return routers_.find(router); },
           [this] { return routers_.all(); }),
-      metrics_(loop_, routers_, [this] { return figures(); }),
-      world_{now,       routers_,
-             *access_,  *locks_,
-             logins_,   keys_,
-             pictures_, events_,
-             metrics_,  std::make_shared<const std::string>(json_text(openapi_document()))},
+      takes_(routers_, *locks_,
+             [this](const std::string& router, const std::vector<vrdx::output_take>& takes) {
+                 events_.takes_begin(router, takes);
+             }),
+      metrics_(loop_, routers_, [this] { return figures(); }), presets_(std::move(presets)),
+      recalls_(routers_, takes_), world_{now,
+                                         routers_,
+                                         *access_,
+                                         *locks_,
+                                         logins_,
+                                         keys_,
+                                         pictures_,
+                                         events_,
+                                         takes_,
+                                         metrics_,
+                                         *presets_,
+                                         recalls_,
+                                         std::make_shared<const std::string>(json_text(openapi_document()))},
       api_(world_), http_(loop_, handlers(), limits_with(raise_descriptor_limit(descriptors_limit))),
       access_look_(loop_, access_look_period_ms, [this] { look_at_access(); }),
       alive_(loop_, event_alive_period_ms, [this] { events_.tell_alive(); }),
@@ -250,11 +266,12 @@ int serve(const command_line& line, const configuration& started_with) {
     auto access = access_store::open(now.state, database_busy_ms, &problem);
     const auto claim = access ? state_claim::take(now.state, &problem) : nullptr;
     auto locks = claim ? lock_table::open(*access, &problem) : nullptr;
-    if (!locks) {
+    auto presets = locks ? preset_store::open(*access, &problem) : nullptr;
+    if (!presets) {
         print(problem);
         return exit_failed;
     }
-    gateway_at_work work(line, now, std::move(access), std::move(locks));
+    gateway_at_work work(line, now, std::move(access), std::move(locks), std::move(presets));
     if (!work.begin())
         return exit_failed;
     work.run();

@@ -7,8 +7,11 @@
 #include "gateway/access/login_limits.h"
 #include "gateway/http/http_types.h"
 #include "gateway/metrics/scrape_desk.h"
+#include "gateway/presets/preset_store.h"
+#include "gateway/presets/recall_desk.h"
 #include "gateway/routers/router_board.h"
 #include "gateway/settings/settings.h"
+#include "gateway/takes/take_desk.h"
 
 namespace gateway {
 
@@ -22,7 +25,10 @@ struct api_world {
     idempotency_table& keys;
     picture_shelf& pictures;
     event_hub& events;
+    take_desk& takes;
     scrape_desk& metrics;
+    preset_store& presets;
+    recall_desk& recalls;
     shared_text document; // OpenAPI
 };
 
@@ -40,7 +46,7 @@ struct call {
     std::string body_text;
     json body;
 
-    // The router that `parts` names. Null once it is gone.
+    // The router that `parts` names, where the path has one. Null once it is gone.
     const shown_router* router(const api_world& world) const {
         return world.routers.find(parts.at(0));
     }

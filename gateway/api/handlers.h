@@ -25,6 +25,14 @@ void rename_input(api_world&, const incoming_call&, const answer_function&);
 void take_outputs(api_world&, const incoming_call&, const answer_function&);
 void lock_output(api_world&, const incoming_call&, const answer_function&);
 
+// Presets
+void answer_presets(api_world&, const incoming_call&, const answer_function&);
+void answer_preset(api_world&, const incoming_call&, const answer_function&);
+void write_preset(api_world&, const incoming_call&, const answer_function&);
+void remove_preset(api_world&, const incoming_call&, const answer_function&);
+void recall_preset(api_world&, const incoming_call&, const answer_function&);
+void undo_preset(api_world&, const incoming_call&, const answer_function&);
+
 // Sessions
 void begin_session(api_world&, const incoming_call&, const answer_function&);
 void answer_session(api_world&, const incoming_call&, const answer_function&);

@@ -1,6 +1,7 @@
 #include "openapi.h"
 
 #include "gateway/http/http_text.h"
+#include "gateway/settings/limits.h"
 #include "problem.h"
 #include "route_table.h"
 
@@ -65,6 +66,16 @@ json parameters(const route& row) {
         list.push_back(header_parameter(
             "Idempotency-Key", {{"type", "string"}, {"minLength", 1}, {"maxLength", 128}},
             "The same key and body within 60 seconds get the first answer, and take nothing"));
+    if (path.find("{preset}") != std::string_view::npos)
+        list.push_back(
+            path_parameter("preset", {{"type", "string"}, {"minLength", 1}, {"maxLength", preset_name_limit}},
+                           "The preset's name, without slashes"));
+    if (operation == "getPreset" || operation == "writePreset")
+        list.push_back({{"name", "snapshot"},
+                        {"in", "query"},
+                        {"required", false},
+                        {"description", "A router: the body is a file of `vrdx_routectl save` of it"},
+                        {"schema", {{"type", "string"}}}});
     if (operation == "getRouter")
         list.push_back(
             header_parameter("If-None-Match", {{"type", "string"}}, "An ETag that is known already"));

@@ -103,7 +103,6 @@ constexpr std::size_t preset_name_limit = 128;           // bytes of UTF-8
 constexpr std::size_t preset_takes_limit = 4096;         // of one preset, on all its routers together
 constexpr std::size_t presets_bytes_limit = 16777216;    // of all presets as they are kept, 16 MiB
 constexpr std::size_t preset_undo_takes_limit = 65536;   // remembered of all recalls; the oldest go first
-constexpr std::size_t preset_recalls_at_work_limit = 64; // of one token
 
 // --- metrics ---
 constexpr std::uint64_t metrics_fresh_us = 1000000;    // who asks again within it gets the same text

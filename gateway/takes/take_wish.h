@@ -1,18 +1,22 @@
-// What a body asks to be taken, and what that means on the router as it is shown.
+// What somebody wants to be taken, and what that means on the router as it is shown.
 #pragma once
 
-#include "gateway/access/token.h"
-#include "router_json.h"
+#include "packet_client.h"
 
+#include <optional>
+#include <string>
 #include <variant>
+#include <vector>
 
 namespace gateway {
 
-using source_wish = std::variant<int, std::string>; // a number, or an input's name
+using source_wish = std::variant<int, std::string>; // a number from 1, 0 for none, or an input's name
 
 struct output_wish {
-    int output = 0;
+    int output = 0;                          // from 1
     std::optional<source_wish> video, audio; // at least one
+    // The take is done only if the output shows these, confirmed.
+    std::optional<vrdx::level_sources> only_if = std::nullopt;
 };
 
 struct takes_wish {
@@ -21,9 +25,6 @@ struct takes_wish {
     bool all_or_nothing = false;
 };
 
-// Nothing and a sentence in *problem when the body asks for nothing that is possible.
-std::optional<takes_wish> read_takes(const json& body, std::string* problem);
-
 // True when names or levels that are not named have to be looked up.
 bool needs_picture(const takes_wish& wish);
 
@@ -31,6 +32,7 @@ bool needs_picture(const takes_wish& wish);
 struct planned_take {
     vrdx::output_take take;
     bool keeps_level = false; // only one level was named: the other one stays as `shown` has it
+    bool expects = false;     // it is done only if the output still shows `shown`
     vrdx::level_sources shown;
     std::string reason;                 // why it cannot be sent, "" when it can
     const char* result = "unavailable"; // what is answered then
