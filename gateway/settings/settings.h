@@ -38,6 +38,7 @@ struct settings {
     std::string tls_key;
     bool insecure = false; // without TLS beyond this machine
     role anonymous = role::none;
+    bool metrics_crosspoints = false; // the crosspoints are among the figures
     std::vector<std::string> proxies; // addresses as inet_ntop() writes them
     std::vector<wall> walls;
     // How long, and how much of the disk; 0 of either: no history is kept.

@@ -58,6 +58,7 @@ std::map<std::string, std::string> defaults() {
             {"hosts", "[" + hosts + "]"},
             {"items", quoted(values.items)},
             {"run", quoted(values.run)},
+            {"metrics.crosspoints", values.metrics_crosspoints ? "true" : "false"},
             {"state", quoted(values.state)},
             {"insecure", values.insecure ? "true" : "false"},
             {"anonymous", quoted(std::string(role_word(values.anonymous)))},
