@@ -130,7 +130,7 @@ export function failedState(output) {
 export function resultText(router, output) {
   const own = output.own;
   if (!own) return "";
-  if (own.phase === "sent" || own.phase === "answered") return t("waiting");
+  if (own.phase === "sent" || own.phase === "answered") return t("spoken.pending");
   if (own.phase === "done") return t("result.confirmed");
   const sources = own.sources ? Object.values(own.sources).map((source) => router.sourceLabel(source)).join(" / ") : "";
   const said = own.word === "shows" ? t("result.shows", sources) : t("result." + own.word);
