@@ -4,8 +4,7 @@ import { canGoBack, chosen, choose, desk, deskRouter, goBack, listenDesk } from 
 import { sourceText } from "./destinations.js";
 import { button, el, icon, named, set, setIcon, show, write } from "./dom.js";
 import { openLockDialog } from "./lock_dialog.js";
-import { openNameDialog } from "./name_dialog.js";
-import { mayName, mayTakeTo } from "./rights.js";
+import { mayTakeTo } from "./rights.js";
 import { isBreakaway, isWhole } from "./router_model.js";
 import { isLive, listen } from "./store.js";
 import { dismiss, failedState, resultText, stateOf } from "./takes.js";
@@ -21,7 +20,6 @@ class Selected extends HTMLElement {
   #lockText = el("p", { class: "locked" }, icon("lock"), el("bdi", {}, ""));
   #previous = el("button", { type: "button", class: "previous", click: goBack }, icon("undo"), el("span", {}), named(""));
   #lock = button(t("lockOpen"), () => openLockDialog(), { class: "lock-button" });
-  #rename = button(t("nameOpen"), () => openNameDialog(), { class: "name-button" });
   #dismiss = button(t("dismiss"), () => dismiss(desk.router, desk.output), { class: "small" });
   #hint = el("p", { class: "hint" });
   #body = el("div", { class: "body" });
@@ -32,7 +30,7 @@ class Selected extends HTMLElement {
       el("div", { class: "title" }, back, this.#number, this.#name),
       this.#lines, this.#lockText,
       el("div", { class: "told" }, this.#result, this.#dismiss), this.#taken,
-      el("div", { class: "actions" }, this.#previous, this.#lock, this.#rename));
+      el("div", { class: "actions" }, this.#previous, this.#lock));
     this.append(this.#hint, this.#body);
     listen((news) => (news.connection || news.routers.has(desk.router)) && this.#refresh());
     listenDesk(() => this.#refresh());
@@ -52,8 +50,6 @@ class Selected extends HTMLElement {
     this.#refreshLines(router, output, state);
     this.#refreshResult(router, output, state);
     this.#refreshLock(output);
-    show(this.#rename, mayName("outputs", output.number));
-    set(this.#rename, "disabled", !isLive(router));
     show(this.#previous, isWhole(output.previous) && mayTakeTo(output.number));
     set(this.#previous, "disabled", !canGoBack(output));
     write(this.#previous.children[1], t("previous"));

@@ -248,7 +248,8 @@ test("what one may not do is not offered", async () => {
 test("who may gives names, and they show when the router tells them", async () => {
   const page = await panel("studio", tokens.gallery), other = await panel("studio");
   await page.click(output(6));
-  await page.click(".name-button");
+  await page.click(".menu");
+  await page.click("text=Names …");
   await page.fill("#name-name", "Lobby <b>screen</b>");
   await page.click("text=Give the name");
   await page.waitForSelector("dialog >> text=6 is called Lobby <b>screen</b> now.");
@@ -261,10 +262,10 @@ test("who may gives names, and they show when the router tells them", async () =
   await page.fill("#name-name", "Radio");
   await page.keyboard.press("Enter");
   await other.waitForFunction((selector) => document.querySelector(selector).textContent === "Radio", input(16) + " .name");
-  await other.click(output(6));
-  assert.ok(await other.isHidden(".name-button"));
   await other.keyboard.press("e");
   assert.equal(await other.locator("dialog[open]").count(), 0);
+  await other.click(".menu");
+  assert.ok(await other.isHidden("text=Names …"));
   await page.context().close();
   await other.context().close();
 });
