@@ -24,6 +24,9 @@ void rename_input(api_world&, const incoming_call&, const answer_function&);
 void take_outputs(api_world&, const incoming_call&, const answer_function&);
 void lock_output(api_world&, const incoming_call&, const answer_function&);
 
+// The history
+void answer_history(api_world&, const incoming_call&, const answer_function&);
+
 // Sessions and tokens
 void begin_session(api_world&, const incoming_call&, const answer_function&);
 void answer_session(api_world&, const incoming_call&, const answer_function&);

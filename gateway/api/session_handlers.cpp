@@ -1,7 +1,9 @@
 // Sessions of browsers: a cookie instead of the token.
 #include "caller.h"
+#include "gateway/audit/history_keeper.h"
 #include "gateway/settings/limits.h"
 #include "handlers.h"
+#include "history_notes.h"
 #include "json_reading.h"
 #include "problem.h"
 #include "time_text.h"
@@ -18,6 +20,12 @@ std::string cookie_text(const api_world& world, const request& asked, const std:
            (secure ? "; Secure" : "") + age;
 }
 
+void note_session(api_world& world, const call& incoming, const char* result) {
+    history_entry entry = entry_of_call(world, incoming);
+    entry.result = result;
+    world.history.note(std::move(entry));
+}
+
 } // namespace
 
 json token_json(const token& who) {
@@ -29,6 +37,7 @@ json token_json(const token& who) {
 }
 
 reply wrong_token_reply(api_world& world, const std::string& address) {
+    note_wrong_login(world, address);
     const std::uint64_t wait_ms = world.logins.wrong(address, steady_ms());
     if (wait_ms > wrong_login_longest_wait_ms) {
         const std::uint64_t seconds = (wait_ms + 999) / 1000;
@@ -63,6 +72,8 @@ void begin_session(api_world& world, const incoming_call& incoming, const answer
     const auto granted = world.access.begin_session(*who, kept, seconds_since_1970(), &problem);
     if (!granted)
         return answer(problem_reply(500, problem));
+    incoming->who = who;
+    note_session(world, *incoming, "begun");
     reply said = json_reply(200, token_json(*who));
     said.headers.emplace_back(
         "Set-Cookie", cookie_text(world, incoming->asked, granted->text,
@@ -77,8 +88,11 @@ void answer_session(api_world&, const incoming_call& incoming, const answer_func
 void end_session(api_world& world, const incoming_call& incoming, const answer_function& answer) {
     const std::string text(session_text(incoming->asked));
     std::string problem;
+    incoming->who = world.access.of_session(text, seconds_since_1970()).owner;
     if (!text.empty() && !world.access.end_session(text, &problem))
         return answer(problem_reply(500, problem));
+    if (incoming->who)
+        note_session(world, *incoming, "ended");
     reply said;
     said.status = 204;
     said.headers.emplace_back("Set-Cookie", cookie_text(world, incoming->asked, "", "; Max-Age=0"));

@@ -58,7 +58,10 @@ bool router_link::begin(const comm_socket_v4_packet& reply) {
     const vrdx::router_picture& before = shown_.picture;
     if (before.epoch == watch_.picture.epoch && before.last_take < watch_.picture.last_take)
         gathered_.takes_lost = watch_.picture.last_take - before.last_take;
-    show(state_now()); // it is no longer silent
+    router_news news;
+    news.takes_epoch = watch_.picture.epoch;
+    news.record_began = watch_.picture.last_take;
+    show(state_now(), std::move(news)); // it is no longer silent
     return true;
 }
 
@@ -85,8 +88,10 @@ bool router_link::read_pushed(const comm_socket_v4_packet& pushed) {
         doubt(doubt_about(step));
         return false;
     }
+    const std::string epoch = gathering_ ? watch_.picture.epoch : shown_.picture.epoch;
     router_news news;
     const bool other_picture = is_change(pushed) && add_change(told, &news);
+    news.takes_epoch = epoch;
     news.takes = std::move(told.takes);
     news.takes_lost += told.takes_lost;
     if (other_picture)
@@ -146,7 +151,8 @@ void router_link::show(const state_and_reason& now, router_news news, bool other
     news.state_changed = now.state != shown_.state || now.reason != shown_.reason;
     news.appeared = !std::exchange(announced_, true);
     const bool changed = news.state_changed || news.appeared || news.gone || other_picture;
-    if (!changed && !news.last_error_changed && news.takes.empty() && news.takes_lost == 0)
+    if (!changed && !news.last_error_changed && news.takes.empty() && news.takes_lost == 0 &&
+        !news.record_began)
         return;
     shown_.state = now.state;
     shown_.reason = now.reason;

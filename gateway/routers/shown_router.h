@@ -42,6 +42,9 @@ struct router_news {
     vrdx::picture_news places;
     std::vector<vrdx::take_record> takes; // decided takes, also those of other programs
     std::uint64_t takes_lost = 0;         // how many more were decided and are not told
+    std::string takes_epoch;              // whose numbers they have; perhaps not yet that of the picture
+    // The driver tells of takes from now on: number of the newest that was decided before, 0 for none.
+    std::optional<std::uint64_t> record_began;
 };
 
 } // namespace gateway

@@ -1,6 +1,7 @@
 // What the gateway is told: by its command line, by its configuration file, by its defaults, in this order.
 #pragma once
 
+#include "limits.h"
 #include "role.h"
 
 #include <cstdint>
@@ -39,6 +40,9 @@ struct settings {
     role anonymous = role::none;
     std::vector<std::string> proxies; // addresses as inet_ntop() writes them
     std::vector<wall> walls;
+    // How long, and how much of the disk; 0 of either: no history is kept.
+    std::int64_t history_days = history_usual_days;
+    std::int64_t history_bytes = history_usual_bytes;
 
     bool has_tls() const {
         return !tls_certificate.empty();
