@@ -113,7 +113,7 @@ TEST_F(Presets, AreLimitedInTheirNumber) {
 }
 
 TEST_F(Presets, AreLimitedInTheirBytes) {
-    const std::vector<preset_take> large(preset_takes_limit, {"studio", {1, std::string(1000, 'n'), 1}});
+    const std::vector<preset_take> large(preset_takes_limit, {"studio", {1, std::string(1100, 'n'), 1}});
     std::size_t written = 0;
     while (written < presets_limit && write(std::to_string(written), large, all).result == kind::done)
         written++;
