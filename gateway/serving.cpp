@@ -5,6 +5,7 @@
 #include "gateway/api/openapi.h"
 #include "gateway/api/problem.h"
 #include "gateway/api/time_text.h"
+#include "gateway/fronts/videohub/videohub_servers.h"
 #include "gateway/http/http_server.h"
 #include "gateway/repeating.h"
 #include "gateway/service_manager.h"
@@ -70,6 +71,8 @@ private:
     api_world world_;
     api api_;
     http_server http_;
+    hub_world hub_world_;
+    videohub_servers videohubs_;
     repeating access_look_, alive_, watchdog_, ready_look_;
     std::uint64_t started_ms_ = steady_ms();
     std::string access_problem_; // told, as long as it is the same
@@ -88,11 +91,24 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
              *locks_,   logins_,  keys_,
              pictures_, events_,  std::make_shared<const std::string>(json_text(openapi_document()))},
       api_(world_), http_(loop_, handlers(), limits_with(raise_descriptor_limit(descriptors_limit))),
-      access_look_(loop_, access_look_period_ms, [this] { look_at_access(); }),
+      hub_world_{routers_, *locks_,
+                 [this](const std::string& router, const std::vector<vrdx::output_take>& takes) {
+                     events_.takes_begin(router, takes);
+                 },
+                 print},
+      videohubs_(loop_, hub_world_), access_look_(loop_, access_look_period_ms, [this] { look_at_access(); }),
       alive_(loop_, event_alive_period_ms, [this] { events_.tell_alive(); }),
       watchdog_(loop_, watchdog_period_ms(), [] { tell_service_manager("WATCHDOG=1"); }),
       ready_look_(loop_, ready_look_period_ms, [this] { tell_ready_when_it_is(); }) {
-    routers_.listen([this](const router_news& news) { events_.hear(news); });
+    routers_.listen([this](const router_news& news) {
+        events_.hear(news);
+        videohubs_.hear(news);
+    });
+    locks_->listen([this](const std::string& router, int output) {
+        if (const shown_router* const shown = routers_.find(router))
+            events_.lock_changed(*shown, output);
+        videohubs_.lock_changed(router, output);
+    });
 }
 
 http_handlers gateway_at_work::handlers() {
@@ -113,6 +129,11 @@ bool gateway_at_work::begin() {
             print("cannot listen on " + address_text(address) + ": " + problem);
             return false;
         }
+    const std::vector<std::string> problems = videohubs_.serve(now.videohubs);
+    for (const std::string& problem : problems)
+        print(problem);
+    if (!problems.empty())
+        return false;
     wait_for_signal();
     routers_.start();
     access_look_.begin();
@@ -166,6 +187,9 @@ void gateway_at_work::reload() {
     next.run = world_.now.run;
     next.state = world_.now.state;
     world_.now = std::move(next);
+    // What cannot be served now is tried again with the next signal.
+    for (const std::string& trouble : videohubs_.serve(world_.now.videohubs))
+        print(trouble);
     print("the configuration was read anew");
 }
 
@@ -213,6 +237,7 @@ void gateway_at_work::stop() {
     print("ends");
     tell_service_manager("STOPPING=1");
     ready_look_.end();
+    videohubs_.end();
     http_.stop([this] {
         routers_.stop();
         loop_.stop();

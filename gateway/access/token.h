@@ -2,7 +2,7 @@
 #pragma once
 
 #include "gateway/settings/role.h"
-#include "number_list.h"
+#include "gateway/settings/number_list.h"
 
 #include <cstdint>
 

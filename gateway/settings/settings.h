@@ -2,6 +2,7 @@
 #pragma once
 
 #include "role.h"
+#include "videohub_settings.h"
 
 #include <cstdint>
 #include <string>
@@ -9,13 +10,6 @@
 #include <vector>
 
 namespace gateway {
-
-struct listen_address {
-    std::string address;    // IPv4 or IPv6, as numbers, IPv6 without brackets
-    std::uint16_t port = 0; // 0: the kernel chooses
-
-    bool operator==(const listen_address&) const = default;
-};
 
 struct settings {
     std::vector<listen_address> listen = {{"127.0.0.1", 8400}};
@@ -30,17 +24,12 @@ struct settings {
     bool insecure = false; // without TLS beyond this machine
     role anonymous = role::none;
     std::vector<std::string> proxies; // addresses as inet_ntop() writes them
+    std::vector<videohub_settings> videohubs;
 
     bool has_tls() const {
         return !tls_certificate.empty();
     }
 };
-
-// "127.0.0.1:8400", "[::1]:8400".
-std::string address_text(const listen_address& address);
-
-// True for an address that this machine alone reaches: 127.0.0.0/8, ::1.
-bool is_loopback(std::string_view address);
 
 // The keys whose values differ and that a running gateway cannot take on: it has to be started anew for them.
 std::vector<std::string> keys_for_a_restart(const settings& before, const settings& now);

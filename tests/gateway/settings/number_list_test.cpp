@@ -1,4 +1,4 @@
-#include "gateway/access/number_list.h"
+#include "gateway/settings/number_list.h"
 #include "gateway/settings/limits.h"
 
 #include <gtest/gtest.h>
