@@ -68,6 +68,7 @@ private:
     router_board routers_;
     picture_shelf pictures_;
     event_hub events_;
+    take_desk takes_;
     api_world world_;
     api api_;
     http_server http_;
@@ -87,16 +88,18 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
           pictures_, [this](std::string_view router) { return locks_->of_router(router); },
           [this](std::string_view router) { return routers_.find(router); },
           [this] { return routers_.all(); }),
-      world_{now,       routers_, *access_,
-             *locks_,   logins_,  keys_,
-             pictures_, events_,  std::make_shared<const std::string>(json_text(openapi_document()))},
+      takes_(routers_, *locks_,
+             [this](const std::string& router, const std::vector<vrdx::output_take>& takes) {
+                 events_.takes_begin(router, takes);
+             }),
+      world_{now,       routers_,
+             *access_,  *locks_,
+             logins_,   keys_,
+             pictures_, events_,
+             takes_,    std::make_shared<const std::string>(json_text(openapi_document()))},
       api_(world_), http_(loop_, handlers(), limits_with(raise_descriptor_limit(descriptors_limit))),
-      hub_world_{routers_, *locks_,
-                 [this](const std::string& router, const std::vector<vrdx::output_take>& takes) {
-                     events_.takes_begin(router, takes);
-                 },
-                 print},
-      videohubs_(loop_, hub_world_), access_look_(loop_, access_look_period_ms, [this] { look_at_access(); }),
+      hub_world_{routers_, takes_, *locks_, print}, videohubs_(loop_, hub_world_),
+      access_look_(loop_, access_look_period_ms, [this] { look_at_access(); }),
       alive_(loop_, event_alive_period_ms, [this] { events_.tell_alive(); }),
       watchdog_(loop_, watchdog_period_ms(), [] { tell_service_manager("WATCHDOG=1"); }),
       ready_look_(loop_, ready_look_period_ms, [this] { tell_ready_when_it_is(); }) {

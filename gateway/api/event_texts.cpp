@@ -84,7 +84,7 @@ shared_text take_text(const shown_router& router, const vrdx::take_record& recor
                  {"who", who_json(record.user, record.process, record.by)},
                  {"before", sources_json(split, record.before)},
                  {"wanted", sources_json(split, record.wanted)}};
-    message.update(result_json(record.output, split, record.result));
+    message.update(result_json(answer_of(record.output, record.result), split));
     message["milliseconds"] = record.milliseconds;
     return shared(message);
 }

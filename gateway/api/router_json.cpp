@@ -96,14 +96,14 @@ json picture_json(const shown_router& router, const router_locks* locks) {
             {"outputs", std::move(outputs)}};
 }
 
-json result_json(int output, bool split_levels, const vrdx::take_result& result) {
-    json said{
-        {"output", output},
-        {"result", result.word == vrdx::take_word::other ? "other" : vrdx::take_word_text(result.word)}};
-    if (result.word == vrdx::take_word::shows)
-        said["sources"] = sources_json(split_levels, result.sources);
-    else if (!result.text.empty())
-        said["reason"] = result.text;
+json result_json(const output_answer& answer, bool split_levels) {
+    json said{{"output", answer.output}, {"result", answer.result}};
+    if (answer.sources)
+        said["sources"] = sources_json(split_levels, *answer.sources);
+    if (!answer.reason.empty())
+        said["reason"] = answer.reason;
+    if (answer.lock)
+        said["lock"] = lock_json(&*answer.lock);
     return said;
 }
 

@@ -3,6 +3,7 @@
 
 #include "gateway/access/lock_table.h"
 #include "gateway/routers/shown_router.h"
+#include "gateway/takes/take_desk.h"
 #include "json_reply.h"
 
 #include <map>
@@ -30,6 +31,6 @@ json router_row_json(const shown_router& router);
 json picture_json(const shown_router& router, const router_locks* locks);
 
 // How a take ended: `output`, `result`, and what belongs to it.
-json result_json(int output, bool split_levels, const vrdx::take_result& result);
+json result_json(const output_answer& answer, bool split_levels);
 
 } // namespace gateway

@@ -5,8 +5,8 @@
 #include "gateway/http/utf8.h"
 
 #include <algorithm>
-#include <array>
 #include <ctime>
+#include <memory>
 
 namespace gateway {
 namespace {
@@ -25,15 +25,16 @@ std::string lane_of(const token& who) {
     return std::to_string(who.id);
 }
 
-// Where it was surely not sent, or where it got lost: the driver's record has nothing of it.
-std::vector<int> without_record(const take_ending& ending, const std::vector<int>& outputs) {
-    if (ending.kind != take_ending::kind::answered || !ending.answer.error.empty())
+// Those that the driver's record has nothing of: surely not sent, or lost on the way.
+std::vector<int> without_record(const takes_answer& answer, const std::vector<int>& outputs) {
+    if (answer.ended != takes_answer::kind::answered)
         return outputs;
     std::vector<int> lost;
-    for (std::size_t at = 0; at < outputs.size(); ++at)
-        if (at >= ending.answer.results.size() ||
-            ending.answer.results[at].result.word == vrdx::take_word::unknown)
+    for (std::size_t at = 0; at < outputs.size(); ++at) {
+        const std::string& result = answer.outputs.at(at).result;
+        if (result == "unknown" || result == "unavailable")
             lost.push_back(outputs[at]);
+    }
     return lost;
 }
 
@@ -64,25 +65,27 @@ token client_of(const videohub_settings& server, const std::string& address) {
 
 bool take_as_asked(hub_world& world, const std::string& router, const shown_hub& hub, const token& who,
                    const std::map<int, int>& takes, takes_ended ended) {
-    vrdx::take_order order;
-    order.by = who.name;
+    takes_wish wish;
+    wish.all_or_nothing = true;
     std::vector<int> outputs;
     for (const auto& [output, input] : takes) {
-        const int number = hub.router_output(output), source = hub.router_input(input);
-        const std::array<int, 1> sources = {source};
-        const output_lock* const lock = world.locks.of(router, number);
-        if (!take_problem(who, router, number, sources).empty() ||
-            (lock != nullptr && !lock_lets_take(*lock, who)))
-            return false;
+        const int source = hub.router_input(input);
         outputs.push_back(output);
-        order.takes.push_back({number, {source, source}});
+        wish.takes.push_back({hub.router_output(output), source, source});
     }
-    world.takes_begin(router, order.takes);
-    world.routers.take(router, lane_of(who), std::move(order),
-                       [outputs = std::move(outputs), ended = std::move(ended)](const take_ending& ending) {
-                           ended(without_record(ending, outputs));
-                       });
-    return true;
+    // What is answered before the desk returns was not sent.
+    struct progress {
+        bool returned = false, answered = false;
+    };
+    const auto now = std::make_shared<progress>();
+    world.takes.take(router, who, lane_of(who), wish,
+                     [outputs, ended = std::move(ended), now](const takes_answer& answer) {
+                         now->answered = true;
+                         if (now->returned)
+                             ended(without_record(answer, outputs));
+                     });
+    now->returned = true;
+    return !now->answered;
 }
 
 bool name_as_asked(hub_world& world, const std::string& router, const shown_hub& hub, const token& who,

@@ -3,7 +3,7 @@
 
 #include "gateway/access/lock_table.h"
 #include "gateway/fronts/videohub/shown_hub.h"
-#include "gateway/routers/router_board.h"
+#include "gateway/takes/take_desk.h"
 
 #include <functional>
 
@@ -12,9 +12,8 @@ namespace gateway {
 // What the servers work with. Outlives them.
 struct hub_world {
     router_board& routers;
+    take_desk& takes;
     lock_table& locks;
-    // Takes that the locks allow go to the router now.
-    std::function<void(const std::string& router, const std::vector<vrdx::output_take>& takes)> takes_begin;
     std::function<void(const std::string& line)> tell;
     std::size_t clients = 0; // of all servers
 };

@@ -51,15 +51,16 @@ TEST(RouterJson, PictureHasItsLocks) {
 
 TEST(RouterJson, ResultsHaveTheDriversWords) {
     vrdx::take_result result = vrdx::take_result_in("shows 2,5");
-    EXPECT_EQ(json_text(result_json(1, true, result)),
+    EXPECT_EQ(json_text(result_json(answer_of(1, result), true)),
               R"({"output":1,"result":"shows","sources":{"video":5,"audio":2}})");
     result = vrdx::take_result_in("refused by the router: no");
-    EXPECT_EQ(json_text(result_json(1, true, result)),
+    EXPECT_EQ(json_text(result_json(answer_of(1, result), true)),
               R"({"output":1,"result":"refused","reason":"by the router: no"})");
-    EXPECT_EQ(json_text(result_json(1, true, vrdx::take_result_in("confirmed"))),
+    EXPECT_EQ(json_text(result_json(answer_of(1, vrdx::take_result_in("confirmed")), true)),
               R"({"output":1,"result":"confirmed"})");
-    EXPECT_EQ(result_json(1, true, vrdx::take_result_in("replaced unsent 1 2"))["result"], "replaced unsent");
-    EXPECT_EQ(result_json(1, true, vrdx::take_result_in("postponed"))["result"], "other");
+    EXPECT_EQ(result_json(answer_of(1, vrdx::take_result_in("replaced unsent 1 2")), true)["result"],
+              "replaced unsent");
+    EXPECT_EQ(result_json(answer_of(1, vrdx::take_result_in("postponed")), true)["result"], "other");
 }
 
 } // namespace

@@ -256,4 +256,22 @@ test("keys do what the help page says, and letters alone take nothing", async ()
   await page.context().close();
 });
 
+test("what is shown as done can be undone before the answer is there", async () => {
+  const page = await panel("studio");
+  let letGo;
+  const held = new Promise((resolve) => (letGo = resolve));
+  await page.route("**/takes", async (route) => {
+    const answer = await route.fetch();
+    await held;
+    await route.fulfill({ response: answer });
+  }, { times: 1 });
+  const before = await mark(page, 8, "data-source");
+  await press(page, 8, 9);
+  await waitForMark(page, 8, "data-source", 9);
+  await page.keyboard.press("Control+z");
+  await waitForMark(page, 8, "data-source", before);
+  letGo();
+  await page.context().close();
+});
+
 test("no page broke the content policy or failed", () => assert.deepEqual(panels.problems, []));
