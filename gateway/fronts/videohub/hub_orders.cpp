@@ -71,7 +71,10 @@ bool take_as_asked(hub_world& world, const std::string& router, const shown_hub&
     for (const auto& [output, input] : takes) {
         const int source = hub.router_input(input);
         outputs.push_back(output);
-        wish.takes.push_back({hub.router_output(output), source, source});
+        output_wish& wanted = wish.takes.emplace_back();
+        wanted.output = hub.router_output(output);
+        wanted.video.emplace(source);
+        wanted.audio.emplace(source);
     }
     // What is answered before the desk returns was not sent.
     struct progress {
