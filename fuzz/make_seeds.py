@@ -237,6 +237,11 @@ SEEDS = {
         "longest": b"x" * 256,
     },
     "gateway_configuration": {
+        "videohubs": '[[videohub]]\nrouter = "studio"\naddress = "::"\nport = 9991\nrole = "lock"\noutputs = "1-8,12"\n'
+        'inputs = "3"\nclients = ["192.0.2.7", "2001:db8::/32"]\n[[videohub]]\nrouter = "a"\nclients = "10.0.0.0/8"\n',
+        "odd-videohubs": '[[videohub]]\nrouter = "../a"\naddress = "x"\nport = -1\nrole = 5\noutputs = "0"\ninputs = ""\n'
+        'clients = ["192.0.2.1/24", "/", "1.2.3.4/33"]\nmore = 1\n[[videohub]]\n',
+        "one-videohub": '[videohub]\nrouter = "studio"\n',
         "all": b'listen = ["127.0.0.1:8400", "[::1]:0"]\nhosts = "router.example"\nitems = "/i"\nrun = "/r"\n'
         b'state = "/s"\ninsecure = true\nanonymous = "view"\nproxies = ["192.0.2.1"]\n'
         b'[tls]\ncertificate = "/c"\nkey = "/k"\n',

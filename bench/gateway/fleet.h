@@ -38,7 +38,9 @@ private:
 // A gateway for them, ready once constructed.
 class running_gateway {
 public:
-    running_gateway(const work_directory& directory, const driver_fleet& fleet);
+    // `configuration`: the text of its file.
+    running_gateway(const work_directory& directory, const driver_fleet& fleet,
+                    const std::string& configuration = "");
 
     [[nodiscard]] pid_t pid() const {
         return program_->pid();

@@ -6,7 +6,7 @@
 #include "videohub_model.h"
 
 #include <algorithm>
-#include <array>
+#include <utility>
 
 namespace gateway {
 namespace {
@@ -150,14 +150,16 @@ void shown_hub::hear_output(const vrdx::router_picture& picture, int number, hub
         shown.label = std::move(label);
         news->output_labels.push_back(output);
     }
-    shown.waits = now.waits_ms.has_value();
+    const bool did_wait = std::exchange(shown.waits, now.waits_ms.has_value());
     if (shown.waits)
         return;
     const int source = hub_source(now.sources);
-    if (source != shown.source || shown.owes)
+    const bool is_told = source != shown.source || shown.owes;
+    if (is_told)
         news->routing.push_back(output);
     shown.source = source;
     shown.owes = false;
+    shown.was_told = did_wait && is_told;
 }
 
 // Clients hear of each take that was decided, also when it has changed nothing.
@@ -165,12 +167,7 @@ void shown_hub::hear_takes(const router_news& news, hub_news* told) {
     std::vector<int> decided;
     for (const vrdx::take_record& record : news.takes) {
         const int output = hub_output(record.output);
-        if (output < 0)
-            continue;
-        const row& shown = row_of(output);
-        // Else its change is still to come, or something newer has been told already.
-        const bool is_shown = hub_source(record.wanted) == shown.source;
-        if (record.result.word != vrdx::take_word::confirmed || is_shown || shown.waits)
+        if (output >= 0 && !is_told_by_change(record, &row_of(output)))
             decided.push_back(output);
     }
     if (news.takes_lost > 0)
@@ -178,6 +175,16 @@ void shown_hub::hear_takes(const router_news& news, hub_news* told) {
             decided.push_back(output);
     for (const int output : echo(decided))
         told->routing.push_back(output);
+}
+
+// The change that a take has made is told with the change; which may be still to come, or overtaken by
+// something newer.
+bool shown_hub::is_told_by_change(const vrdx::take_record& record, row* shown) const {
+    const bool was_told = std::exchange(shown->was_told, false);
+    if (record.result.word != vrdx::take_word::confirmed || shown->waits)
+        return false;
+    const int wanted = hub_source(record.wanted);
+    return wanted != shown->source || (was_told && hub_source(record.before) != wanted);
 }
 
 std::vector<int> shown_hub::echo(const std::vector<int>& outputs) {

@@ -55,13 +55,15 @@ private:
         int number = 0; // of the router
         std::string label;
         int source = 0;
-        bool waits = false; // the driver shows what is not confirmed; `source` is of before
-        bool owes = false;  // the source has to be told once it is confirmed
+        bool waits = false;    // the driver shows what is not confirmed; `source` is of before
+        bool owes = false;     // the source has to be told once it is confirmed
+        bool was_told = false; // its take's end was told, the take's record has not come yet
     };
     void build(const vrdx::router_picture& picture);
     void hear_input(const vrdx::router_picture& picture, int number, hub_news* news);
     void hear_output(const vrdx::router_picture& picture, int number, hub_news* news);
     void hear_takes(const router_news& news, hub_news* told);
+    bool is_told_by_change(const vrdx::take_record& record, row* shown) const;
     [[nodiscard]] int hub_source(const vrdx::level_sources& sources) const;
     [[nodiscard]] int other_source() const;
     row& row_of(int output);

@@ -87,15 +87,15 @@ TEST(ConfigurationFile, TakesOneTextForAListOfOne) {
 TEST(ConfigurationFile, TellsAnUnknownKeyWithThoseThereAre) {
     EXPECT_EQ(problem("\nport = 1\n"),
               "f:2: there is no key \"port\"; possible: listen, hosts, items, run, state, "
-              "insecure, anonymous, proxies, [tls]");
+              "insecure, anonymous, proxies, [tls], [[videohub]]");
     EXPECT_EQ(problem("[tls]\nca = \"/x\"\n"), "f:2: there is no key \"tls.ca\"; possible: certificate, key");
     EXPECT_EQ(
         problem("\n[access]\nx = 1\n"),
         "f:2: there is no key \"access\"; possible: listen, hosts, items, run, state, insecure, anonymous, "
-        "proxies, [tls]");
+        "proxies, [tls], [[videohub]]");
     EXPECT_EQ(problem("\"\" = 1"),
               "f:1: there is no key \"\"; possible: listen, hosts, items, run, state, insecure, "
-              "anonymous, proxies, [tls]");
+              "anonymous, proxies, [tls], [[videohub]]");
 }
 
 TEST(ConfigurationFile, TellsAWrongTypeWithWhatIsPossible) {

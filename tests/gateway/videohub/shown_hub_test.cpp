@@ -36,11 +36,12 @@ struct shown {
         news.places.outputs = numbers;
         return hub.hear(news);
     }
-    hub_news hear_take(int number, vrdx::take_word word, int wanted) {
+    hub_news hear_take(int number, vrdx::take_word word, int wanted, int before = 1) {
         router_news news;
         news.router = &router;
         news.takes.emplace_back();
         news.takes.back().output = number;
+        news.takes.back().before = audio_video(before, before);
         news.takes.back().wanted = audio_video(wanted, wanted);
         news.takes.back().result.word = word;
         return hub.hear(news);
@@ -104,6 +105,23 @@ TEST(ShownHub, DecidedTakeIsToldAlsoWhenNothingChanges) {
     EXPECT_THAT(one.hear_take(2, vrdx::take_word::confirmed, 1).routing, ElementsAre(1));
     EXPECT_THAT(one.hear_take(2, vrdx::take_word::refused, 4).routing, ElementsAre(1));
     EXPECT_THAT(one.hear_take(2, vrdx::take_word::unknown, 4).routing, ElementsAre(1));
+}
+
+TEST(ShownHub, ChangeAndRecordOfATakeAreToldOnce) {
+    shown one;
+    for (const int source : {3, 1, 4}) {
+        one.assume(2, source);
+        one.hear_outputs({2});
+        one.confirm(2, source);
+        EXPECT_THAT(one.hear_outputs({2}).routing, ElementsAre(1));
+        EXPECT_THAT(one.hear_take(2, vrdx::take_word::confirmed, source, 2).routing, IsEmpty());
+        EXPECT_THAT(one.hear_take(2, vrdx::take_word::confirmed, source, source).routing, ElementsAre(1));
+    }
+}
+
+TEST(ShownHub, TakeWhoseChangeWasMergedAwayIsTold) {
+    shown one; // input 1, by way of input 3
+    EXPECT_THAT(one.hear_take(2, vrdx::take_word::confirmed, 1, 3).routing, ElementsAre(1));
 }
 
 TEST(ShownHub, ConfirmedTakeIsNotToldBeforeItsChange) {
