@@ -111,8 +111,8 @@ constexpr std::size_t videohub_networks_limit = 64; // whose addresses may conne
 
 // --- Videohub servers ---
 // A client beyond the limits is not let in; those that are there stay.
-constexpr std::size_t videohub_clients_limit = 1024; // of one server
-constexpr std::size_t videohub_all_clients_limit = 2048;
+constexpr std::size_t videohub_clients_limit = 768; // of one server
+constexpr std::size_t videohub_all_clients_limit = 1024;
 // What a client may send before the end of a block, 128 KiB; beyond it the client is cut. The largest block
 // that is of use, names of 1,024 outputs of 64 bytes, is half of it.
 constexpr std::size_t videohub_block_bytes_limit = 131072;

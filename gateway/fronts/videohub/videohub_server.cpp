@@ -47,9 +47,10 @@ void videohub_server::enter(hub_socket socket, const std::string& peer) {
         clients_.size() < videohub_clients_limit && world_.clients < videohub_all_clients_limit;
     if (!is_allowed || !has_room) {
         const auto now = hub_client::clock::now();
-        if (now >= quiet_until_)
-            world_.tell("Videohub server " + address_text(address()) + ": " + peer + " is not let in, " +
-                        (is_allowed ? "there are too many clients" : "it is not among its clients"));
+        if (now < quiet_until_)
+            return;
+        world_.tell("Videohub server " + address_text(address()) + ": " + peer + " is not let in, " +
+                    (is_allowed ? "there are too many clients" : "it is not among its clients"));
         quiet_until_ = now + refusal_pause;
         return;
     }

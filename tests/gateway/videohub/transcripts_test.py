@@ -66,8 +66,8 @@ class Transcripts(HubTest):
     def test_label_editor(self):
         self.play("label_editor")
 
-    def test_parts_of_other_models(self):
-        self.play("parts_of_other_models")
+    def test_other_models(self):
+        self.play("other_models")
 
     def test_take_mode(self):
         self.play("take_mode")
