@@ -11,8 +11,8 @@ before(async () => {
   await rig.addRouter("studio", { inputs: 16, outputs: 8, levels: "video,audio", "refuse outputs": 5 }, studio);
   await rig.addRouter("middle", { inputs: 288, outputs: 288 });
   await rig.addRouter("largest", { inputs: 4096, outputs: 1024 });
-  await rig.startGateway();
   token = rig.token("desk", "operate");
+  await rig.startGateway();
   panels = await Panels.open();
 });
 
