@@ -1,4 +1,5 @@
 // Lists, pictures, names, locks.
+#include "caller.h"
 #include "gateway/access/rights.h"
 #include "gateway/audit/history_keeper.h"
 #include "gateway/http/http_text.h"
@@ -136,6 +137,10 @@ std::string lane_of(const token& who) {
     return std::to_string(who.id);
 }
 
+take_asker asker_of(const api_world& world, const call& incoming) {
+    return {*incoming.who, lane_of(*incoming.who), caller_address(world.now, incoming.asked)};
+}
+
 int number_in_path(const call& incoming, std::size_t last) {
     const std::string& text = incoming.parts.at(1);
     std::size_t number = 0;
@@ -209,8 +214,6 @@ void lock_output(api_world& world, const incoming_call& incoming, const answer_f
     note_lock(world, *incoming, output, before, done);
     if (!done.problem.empty())
         return answer(problem_reply(status_of(done.result), done.problem));
-    if (done.result == lock_answer::kind::done)
-        world.events.lock_changed(*router, output);
     answer(json_reply(200, {{"output", output}, {"lock", lock_json(world.locks.of(router->name, output))}}));
 }
 

@@ -2,12 +2,11 @@
 
 #include "addresses.h"
 #include "limits.h"
-#include "text.h"
+#include "toml_values.h"
+#include "videohub_tables.h"
 
 #include <algorithm>
 #include <array>
-
-#include <toml++/toml.h>
 
 namespace gateway {
 namespace {
@@ -20,64 +19,6 @@ struct known_key {
     reader read;
     const char* possible;
 };
-
-// Nothing of the file may end the line of a problem, or steer a terminal.
-std::string on_one_line(std::string_view text) {
-    std::string shown(text);
-    std::replace_if(
-        shown.begin(), shown.end(), [](unsigned char c) { return c < ' ' || c == 0x7f; }, '?');
-    return shown;
-}
-
-std::string quoted(std::string_view text) {
-    return '"' + on_one_line(text_head(text, 80)) + '"';
-}
-
-std::string wrong_type(const toml::node& value) {
-    constexpr std::array<const char*, 10> types = {"nothing",        "a table",        "an array",  "a text",
-                                                   "a whole number", "a number",       "a boolean", "a date",
-                                                   "a time",         "a date and time"};
-    return std::string("cannot be ") + types.at(static_cast<std::size_t>(value.type()));
-}
-
-// One text, or an array of 1 to `most` texts.
-std::string read_texts(const toml::node& value, std::size_t most, std::vector<std::string>* texts) {
-    if (const auto* one = value.as_string()) {
-        texts->push_back(one->get());
-        return {};
-    }
-    const toml::array* const several = value.as_array();
-    if (several == nullptr)
-        return wrong_type(value);
-    if (several->empty() || several->size() > most)
-        return "has " + std::to_string(several->size()) + " values";
-    for (const toml::node& entry : *several) {
-        if (!entry.is_string())
-            return "has a value that " + wrong_type(entry);
-        texts->push_back(entry.as_string()->get());
-    }
-    return {};
-}
-
-// Texts of which `convert` makes values; those it refuses are wrong.
-template<typename value_type, typename converter>
-std::string read_values(const toml::node& node, std::size_t most, converter convert,
-                        std::vector<value_type>* values) {
-    std::vector<std::string> texts;
-    std::string problem = read_texts(node, most, &texts);
-    if (!problem.empty())
-        return problem;
-    std::vector<value_type> found;
-    for (const std::string& text : texts) {
-        const std::optional<value_type> converted = convert(text);
-        if (!converted)
-            return "cannot be " + quoted(text);
-        if (std::find(found.begin(), found.end(), *converted) == found.end())
-            found.push_back(*converted);
-    }
-    *values = std::move(found);
-    return {};
-}
 
 std::string read_path(const toml::node& node, std::string* path) {
     const auto* const text = node.as_string();
@@ -117,12 +58,16 @@ std::string read_key(const toml::node& node, settings* values) {
     return read_path(node, &values->tls_key);
 }
 
-std::string read_insecure(const toml::node& node, settings* values) {
+std::string read_boolean(const toml::node& node, bool* boolean) {
     const auto* const value = node.as_boolean();
     if (value == nullptr)
         return wrong_type(node);
-    values->insecure = value->get();
+    *boolean = value->get();
     return {};
+}
+
+std::string read_insecure(const toml::node& node, settings* values) {
+    return read_boolean(node, &values->insecure);
 }
 
 std::string read_role(const toml::node& node, role* right) {
@@ -175,6 +120,10 @@ std::string read_history_bytes(const toml::node& node, settings* values) {
     return read_number(node, history_least_bytes, history_most_bytes, &values->history_bytes);
 }
 
+std::string read_crosspoints(const toml::node& node, settings* values) {
+    return read_boolean(node, &values->metrics_crosspoints);
+}
+
 constexpr std::array known_keys = std::to_array<known_key>({
     {"listen", read_listen,
      "\"ADDRESS:PORT\" such as \"127.0.0.1:8400\" or \"[::1]:8400\", or an array of up to 16"},
@@ -192,6 +141,7 @@ constexpr std::array known_keys = std::to_array<known_key>({
     {"wall.role", read_wall_role, possible_roles},
     {"history.days", read_history_days, "1 to 3650, or 0 for no history"},
     {"history.bytes", read_history_bytes, "16777216 to 109951162777600, or 0 for no history"},
+    {"metrics.crosspoints", read_crosspoints, "true, false"},
 });
 static_assert(history_longest_days == 3650 && history_least_bytes == 16777216 &&
               history_most_bytes == 109951162777600);
@@ -207,8 +157,9 @@ struct known_table {
 constexpr std::array known_tables = {
     known_table{"tls", "certificate and key"},
     known_table{"history", "days and bytes"},
+    known_table{"metrics", "crosspoints"},
 };
-constexpr const char* tables_in_arrays = "[[wall]]";
+constexpr const char* tables_in_arrays = "[[wall]], [[videohub]]";
 
 const known_table* find_table(const std::string& name) {
     const auto* const found = std::find_if(known_tables.begin(), known_tables.end(),
@@ -249,6 +200,10 @@ public:
                                 known->keys);
             else if (full == "wall")
                 read_walls(value);
+            else if (full == "videohub")
+                read_videohub_tables(
+                    value, &told_->values.videohubs,
+                    [this](std::size_t line, const std::string& problem) { tell(line, problem); });
             else
                 read_value(full, name, value, key.source().begin.line);
         }

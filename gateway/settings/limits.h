@@ -126,6 +126,18 @@ constexpr std::uint64_t history_callers_time_us = 600000000;  // how long an ans
 constexpr std::uint64_t history_record_time_limit_ms = 10000; // for reading a driver's record
 constexpr std::uint64_t history_record_retry_ms = 1000;       // before it is tried again; doubles
 constexpr std::uint64_t history_record_longest_retry_ms = 60000;
+// --- presets ---
+constexpr std::size_t presets_limit = 1024;
+constexpr std::size_t preset_name_limit = 128;         // bytes of UTF-8
+constexpr std::size_t preset_takes_limit = 4096;       // of one preset, on all its routers together
+constexpr std::size_t presets_bytes_limit = 16777216;  // of all presets as they are kept, 16 MiB
+constexpr std::size_t preset_undo_takes_limit = 65536; // remembered of all recalls; the oldest go first
+
+// --- metrics ---
+constexpr std::uint64_t metrics_fresh_us = 1000000;    // who asks again within it gets the same text
+constexpr std::uint64_t metrics_patience_us = 1000000; // for drivers, which are asked for each text
+constexpr std::size_t metrics_crosspoints_limit =
+    32768; // outputs; routers beyond it are left out, and counted
 
 // --- start ---
 constexpr std::uint64_t ready_look_period_ms = 5;    // until the routers' pictures are read
@@ -138,5 +150,25 @@ constexpr std::size_t hosts_limit = 64;
 constexpr std::size_t proxies_limit = 64;
 constexpr std::size_t walls_limit = 64;
 constexpr std::size_t wall_addresses_limit = 64; // of one wall
+constexpr std::size_t videohub_servers_limit = 32;
+constexpr std::size_t videohub_networks_limit = 64; // whose addresses may connect to one of them
+
+// --- Videohub servers ---
+// A client beyond the limits is not let in; those that are there stay.
+constexpr std::size_t videohub_clients_limit = 768; // of one server
+constexpr std::size_t videohub_all_clients_limit = 1024;
+// What a client may send before the end of a block, 128 KiB; beyond it the client is cut. The largest block
+// that is of use, names of 1,024 outputs of 64 bytes, is half of it.
+constexpr std::size_t videohub_block_bytes_limit = 131072;
+constexpr std::size_t videohub_read_bytes = 4096;        // at once; what it may hold of blocks bounds a turn
+constexpr std::size_t videohub_blocks_per_turn = 64;     // of one client, then others have their turn
+constexpr std::size_t videohub_unread_answers = 16384;   // bytes; a client that does not read is not read on
+constexpr std::size_t videohub_written_bytes = 65536;    // at once, 64 KiB; what is newer is merged meanwhile
+constexpr std::size_t videohub_orders_at_work = 16;      // takes of a client without an ending; then it waits
+constexpr std::size_t videohub_outputs_at_work = 2048;   // outputs in them
+constexpr std::uint64_t videohub_write_limit_ms = 15000; // without the client taking a byte: cut
+constexpr std::uint64_t videohub_look_period_ms = 250;   // how often these times are looked at
+constexpr std::uint64_t videohub_name_echo_ms = 2000; // a new name that is not there by then is told as it is
+constexpr std::uint64_t videohub_refusal_pause_ms = 10000; // between two lines about refused connections
 
 } // namespace gateway
