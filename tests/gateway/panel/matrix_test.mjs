@@ -67,6 +67,7 @@ test("each level has its mark, and a refused take one of its own, with the reaso
   await page.click("vrdx-salvo >> text=Video");
   await page.mouse.click(...(await crosspoint(page, 1, 4)));
   await waitForMark(page, 1, "data-source-audio", 4);
+  await waitForMark(page, 1, "data-state", "confirmed");
   assert.deepEqual(await marksOf(page, 1), [[1, "shown", "V"], [4, "shown", "A"]]);
   await page.click("text=Both");
   await page.mouse.click(...(await crosspoint(page, 5, 7)));
