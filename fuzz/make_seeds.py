@@ -226,9 +226,9 @@ SEEDS = {
     "gateway_configuration": {
         "all": b'listen = ["127.0.0.1:8400", "[::1]:0"]\nhosts = "router.example"\nitems = "/i"\nrun = "/r"\n'
         b'state = "/s"\ninsecure = true\nanonymous = "view"\nproxies = ["192.0.2.1"]\n'
-        b'[tls]\ncertificate = "/c"\nkey = "/k"\n',
+        b'[tls]\ncertificate = "/c"\nkey = "/k"\n[[wall]]\naddresses = ["192.0.2.2", "::1"]\nrole = "view"\n',
         "types": b"listen = 1\nhosts = [1]\nitems = true\nrun = 1.5\nstate = 1979-05-27\ninsecure = {}\n"
-        b"anonymous = []\nproxies = 07:32:00\ntls = 1\n",
+        b"anonymous = []\nproxies = 07:32:00\ntls = 1\nwall = 1\n",
         "unknown": b"port = 1\n[tls]\nca = 2\n[x.y]\n",
         "values": b'listen = "localhost:1"\nhosts = ["a:1"]\nanonymous = "root"\nproxies = "10.0.0.0/8"\nrun = "r"\n',
         "dotted": b'tls.key = "/k"\ntls.certificate = "/c"\n',

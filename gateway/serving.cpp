@@ -5,6 +5,7 @@
 #include "gateway/api/openapi.h"
 #include "gateway/api/problem.h"
 #include "gateway/api/time_text.h"
+#include "gateway/audit/history_keeper.h"
 #include "gateway/http/http_server.h"
 #include "gateway/repeating.h"
 #include "gateway/service_manager.h"
@@ -17,6 +18,7 @@
 #include <boost/asio/signal_set.hpp>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <unistd.h>
 
 namespace gateway {
@@ -35,6 +37,11 @@ http_limits limits_with(std::size_t descriptors) {
         limits.waiting = std::min(limits.waiting, descriptors / 4);
     }
     return limits;
+}
+
+// A service's history is told to the journal, too; one that somebody runs by hand is not.
+std::string journal_of_service() {
+    return std::getenv("JOURNAL_STREAM") == nullptr ? "" : journal_socket;
 }
 
 class gateway_at_work {
@@ -66,6 +73,7 @@ private:
     login_limits logins_;
     idempotency_table keys_;
     router_board routers_;
+    history_keeper history_;
     picture_shelf pictures_;
     event_hub events_;
     take_desk takes_;
@@ -86,36 +94,36 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
                                  std::unique_ptr<access_store> access, std::unique_ptr<lock_table> locks,
                                  std::unique_ptr<preset_store> presets)
     : line_(line), access_(std::move(access)), locks_(std::move(locks)), routers_(loop_, now.items, now.run),
+      history_(loop_, {now.state, now.run, journal_of_service()}, {now.history_days, now.history_bytes},
+               print),
       pictures_([this](std::string_view router) { return locks_->of_router(router); }),
       events_(
           pictures_, [this](std::string_view router) { return locks_->of_router(router); },
           [this](std::string_view router) { return routers_.find(router); },
           [this] { return routers_.all(); }),
-      takes_(routers_, *locks_,
+      takes_(routers_, *locks_, history_,
              [this](const std::string& router, const std::vector<vrdx::output_take>& takes) {
                  events_.takes_begin(router, takes);
              }),
       metrics_(loop_, routers_, [this] { return figures(); }), presets_(std::move(presets)),
-      recalls_(routers_, takes_), world_{now,
-                                         routers_,
-                                         *access_,
-                                         *locks_,
-                                         logins_,
-                                         keys_,
-                                         pictures_,
-                                         events_,
-                                         takes_,
-                                         metrics_,
-                                         *presets_,
-                                         recalls_,
-                                         std::make_shared<const std::string>(json_text(openapi_document()))},
+      recalls_(routers_, takes_),
+      world_{now,       routers_,
+             *access_,  *locks_,
+             logins_,   keys_,
+             pictures_, events_,
+             takes_,    history_,
+             metrics_,  *presets_,
+             recalls_,  std::make_shared<const std::string>(json_text(openapi_document()))},
       api_(world_), http_(loop_, handlers(), limits_with(raise_descriptor_limit(descriptors_limit))),
       access_look_(loop_, access_look_period_ms, [this] { look_at_access(); }),
       alive_(loop_, event_alive_period_ms, [this] { events_.tell_alive(); }),
       watchdog_(loop_, watchdog_period_ms(), [] { tell_service_manager("WATCHDOG=1"); }),
       ready_look_(loop_, ready_look_period_ms, [this] { tell_ready_when_it_is(); }) {
-    routers_.listen([this](const router_news& news) { events_.hear(news); });
-    routers_.listen([this](const router_news& news) { metrics_.hear(news); });
+    routers_.listen([this](const router_news& news) {
+        history_.hear(news);
+        events_.hear(news);
+        metrics_.hear(news);
+    });
 }
 
 http_handlers gateway_at_work::handlers() {
@@ -195,7 +203,7 @@ void gateway_at_work::reload() {
     for (const std::string& key : keys_for_a_restart(world_.now, read.values))
         print("`" + key + "` changes with the next start only");
     http_.set_proxies(read.values.proxies);
-    if (read.values.anonymous != world_.now.anonymous)
+    if (read.values.anonymous != world_.now.anonymous || read.values.walls != world_.now.walls)
         events_.end_anonymous_readers();
     settings next = read.values; // but for what stays until the next start
     next.listen = world_.now.listen;
@@ -203,6 +211,7 @@ void gateway_at_work::reload() {
     next.run = world_.now.run;
     next.state = world_.now.state;
     world_.now = std::move(next);
+    history_.keep({world_.now.history_days, world_.now.history_bytes});
     print("the configuration was read anew");
 }
 

@@ -15,6 +15,8 @@
 
 namespace gateway {
 
+class history_keeper;
+
 // Everything there is. All of it outlives the requests.
 struct api_world {
     settings now; // replaced when the configuration was read anew
@@ -26,6 +28,7 @@ struct api_world {
     picture_shelf& pictures;
     event_hub& events;
     take_desk& takes;
+    history_keeper& history;
     scrape_desk& metrics;
     preset_store& presets;
     recall_desk& recalls;

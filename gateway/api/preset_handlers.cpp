@@ -139,7 +139,7 @@ void recall_preset(api_world& world, const incoming_call& incoming, const answer
         return answer(problem_reply(422, problem));
     if (asked->dry_run)
         return answer(reply_of(world.recalls.look(found, *incoming->who, asked->wish), true));
-    world.recalls.recall(found, *incoming->who, lane_of(*incoming->who), asked->wish,
+    world.recalls.recall(found, asker_of(world, *incoming), asked->wish,
                          [answer](const recall_answer& ended) { answer(reply_of(ended, false)); });
 }
 
@@ -152,7 +152,7 @@ void undo_preset(api_world& world, const incoming_call& incoming, const answer_f
     const auto asked = read_recall(incoming->body, false, &problem);
     if (!asked)
         return answer(problem_reply(422, problem));
-    if (!world.recalls.undo(found.row.name, *incoming->who, lane_of(*incoming->who), asked->wish,
+    if (!world.recalls.undo(found.row.name, asker_of(world, *incoming), asked->wish,
                             [answer](const recall_answer& ended) { answer(reply_of(ended, false)); }))
         answer(problem_reply(409, "No recall of this preset can be undone: it was not recalled since the "
                                   "gateway was started, changed nothing, or was undone already."));

@@ -46,7 +46,7 @@ void do_takes(api_world& world, const incoming_call& incoming, const answer_func
     const auto wish = read_takes(incoming->body, &problem);
     if (!wish)
         return answer(problem_reply(422, problem));
-    world.takes.take(incoming->parts[0], *incoming->who, lane_of(*incoming->who), *wish,
+    world.takes.take(incoming->parts[0], asker_of(world, *incoming), *wish,
                      [answer](const takes_answer& answered) { answer(reply_of(answered)); });
 }
 

@@ -34,9 +34,9 @@ std::vector<preset_take> way_back(const recall_answer& answer) {
 } // namespace
 
 // What was shown is noted by the look, and goes through the answer of the takes unchanged.
-void recall_desk::recall(const preset& wanted, const token& who, const std::string& lane,
-                         const recall_wish& wish, const recall_done& done) {
-    run_recall(routers_, takes_, wanted.takes, who, lane, wish,
+void recall_desk::recall(const preset& wanted, const take_asker& asker, const recall_wish& wish,
+                         const recall_done& done) {
+    run_recall(routers_, takes_, wanted.takes, asker, wish,
                [this, name = wanted.row.name, done](const recall_answer& answer) {
                    if (std::vector<preset_take> back = way_back(answer); !back.empty())
                        memory_.keep(name, std::move(back));
@@ -44,18 +44,18 @@ void recall_desk::recall(const preset& wanted, const token& who, const std::stri
                });
 }
 
-bool recall_desk::undo(const std::string& preset, const token& who, const std::string& lane,
-                       const recall_wish& wish, const recall_done& done) {
+bool recall_desk::undo(const std::string& preset, const take_asker& asker, const recall_wish& wish,
+                       const recall_done& done) {
     const std::vector<preset_take>* const known = memory_.of(preset);
     if (known == nullptr)
         return false;
     const std::vector<preset_take> back = *known;
-    const recall_answer look = look_at_recall(routers_, takes_, back, who, wish);
+    const recall_answer look = look_at_recall(routers_, takes_, back, asker.who, wish);
     const bool sends = std::any_of(look.outputs.begin(), look.outputs.end(),
                                    [](const recalled_output& each) { return each.answer.result.empty(); });
     if (sends)
         memory_.forget(preset);
-    run_recall(routers_, takes_, back, who, lane, wish, done);
+    run_recall(routers_, takes_, back, asker, wish, done);
     return true;
 }
 

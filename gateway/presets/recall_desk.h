@@ -20,12 +20,12 @@ public:
         return look_at_recall(routers_, takes_, wanted.takes, who, wish);
     }
 
-    // `lane` as router_board has it. `done` is called once, perhaps before this returns.
-    void recall(const preset& wanted, const token& who, const std::string& lane, const recall_wish& wish,
+    // `done` is called once, perhaps before this returns.
+    void recall(const preset& wanted, const take_asker& asker, const recall_wish& wish,
                 const recall_done& done);
 
     // False when no recall of that preset can be undone. An undo that sent something cannot be repeated.
-    bool undo(const std::string& preset, const token& who, const std::string& lane, const recall_wish& wish,
+    bool undo(const std::string& preset, const take_asker& asker, const recall_wish& wish,
               const recall_done& done);
     // How many outputs an undo would lead back.
     std::size_t undo_takes(std::string_view preset) const;

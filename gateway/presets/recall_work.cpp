@@ -128,9 +128,9 @@ recall_answer look_at_recall(const router_board& routers, const take_desk& desk,
 }
 
 void run_recall(const router_board& routers, take_desk& desk, const std::vector<preset_take>& takes,
-                const token& who, const std::string& lane, const recall_wish& wish, const recall_done& done) {
+                const take_asker& asker, const recall_wish& wish, const recall_done& done) {
     const auto running = std::make_shared<open_recall>();
-    running->answer = look_at_recall(routers, desk, takes, who, wish);
+    running->answer = look_at_recall(routers, desk, takes, asker.who, wish);
     running->done = done;
     running->open = 1; // this function itself, so that nothing ends before all were sent
     const auto end_one = [running] {
@@ -146,7 +146,7 @@ void run_recall(const router_board& routers, take_desk& desk, const std::vector<
         if (!any)
             continue;
         running->open++;
-        desk.take(name, who, lane, part.wish, [running, end_one, sent = part](const takes_answer& answer) {
+        desk.take(name, asker, part.wish, [running, end_one, sent = part](const takes_answer& answer) {
             put_results(&running->answer, sent, answer);
             end_one();
         });

@@ -40,6 +40,6 @@ recall_answer look_at_recall(const router_board& routers, const take_desk& desk,
 
 // Looks at them, and sends those that can be sent. `done` is called once, perhaps before this returns.
 void run_recall(const router_board& routers, take_desk& desk, const std::vector<preset_take>& takes,
-                const token& who, const std::string& lane, const recall_wish& wish, const recall_done& done);
+                const take_asker& asker, const recall_wish& wish, const recall_done& done);
 
 } // namespace gateway
