@@ -19,6 +19,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace gateway {
@@ -269,6 +270,7 @@ void gateway_at_work::stop() {
 
 int serve(const command_line& line, const configuration& started_with) {
     std::signal(SIGPIPE, SIG_IGN);
+    umask(077);                    // before there are threads: what any of them makes is the gateway's alone
     std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a problem to tell, no reason to end
     const settings& now = started_with.values;
     std::string problem;

@@ -127,6 +127,8 @@ TEST(ConfigurationFile, TellsAWrongTypeWithWhatIsPossible) {
     EXPECT_EQ(problem("metrics.crosspoints = 1"),
               "f:1: metrics.crosspoints cannot be a whole number; possible: true, false");
     EXPECT_EQ(problem("[metrics]\nall = 1"), "f:2: there is no key \"metrics.all\"; possible: crosspoints");
+    EXPECT_EQ(problem("history = 1\n"),
+              "f:1: history cannot be a whole number; possible: a table [history] with days and bytes");
 }
 
 TEST(ConfigurationFile, TellsAWrongValueWithWhatIsPossible) {
@@ -211,4 +213,24 @@ TEST(ConfigurationFile, HasSoManyValues) {
         walls += "[[wall]]\naddresses = \"192.0.2.1\"\n";
     EXPECT_EQ(problems(walls).size(), 0U);
     EXPECT_EQ(problems(walls + "[[wall]]\naddresses = \"192.0.2.1\"\n").size(), 1U);
+}
+
+TEST(ConfigurationFile, HistoryHasDaysAndBytesOrNone) {
+    const configuration_text usual = read_configuration_text("", "f");
+    EXPECT_EQ(usual.values.history_days, 90);
+    EXPECT_EQ(usual.values.history_bytes, 1073741824);
+    const configuration_text told = read_configuration_text("[history]\ndays = 7\nbytes = 16777216\n", "f");
+    EXPECT_EQ(told.problems, std::vector<std::string>());
+    EXPECT_EQ(told.values.history_days, 7);
+    EXPECT_EQ(told.values.history_bytes, 16777216);
+    EXPECT_EQ(read_configuration_text("[history]\ndays = 0\nbytes = 0\n", "f").problems,
+              std::vector<std::string>());
+    EXPECT_EQ(problem("[history]\ndays = 3651\n"),
+              "f:2: history.days cannot be 3651; possible: 1 to 3650, or 0 for no history");
+    EXPECT_EQ(
+        problem("[history]\nbytes = 16777215\n"),
+        "f:2: history.bytes cannot be 16777215; possible: 16777216 to 109951162777600, or 0 for no history");
+    EXPECT_EQ(
+        problem("[history]\nbytes = \"1 GiB\"\n"),
+        "f:2: history.bytes cannot be a text; possible: 16777216 to 109951162777600, or 0 for no history");
 }
