@@ -89,6 +89,19 @@ SEEDS = {
         "wild": "describe\nsequence=18446744073709551616\n\ndescribe\nsequence=1\ninputs=99999999999\noutputs=-1\ninput 0=x\n"
         "input 4097=x\noutput 1=x\ninput 4096=x\ninput 4096 property =v\ninput 5 property a=b\ninputs=1\n\n",
     },
+    "videohub_server": {
+        "takes": b"\x04VIDEO OUTPUT ROUTING:\n0 3\n1 4\n\nVIDEO OUTPUT ROUTING:\r\n2 0\r\n\r\n",
+        "beyond": b"\x10VIDEO OUTPUT ROUTING:\n0 5\n\nVIDEO OUTPUT ROUTING:\n3 0\n\nVIDEO OUTPUT ROUTING:\n0 -1\n\n",
+        "labels": "\x05INPUT LABELS:\n0 Süd: a\n4\n1 \n\nOUTPUT LABELS:\n2  two\n\n",
+        "locks": b"\x01VIDEO OUTPUT LOCKS:\n0 O\n1 U\n2 F\n\nVIDEO OUTPUT LOCKS:\n0 L\n\n",
+        "whole": b"\x20PING:\n\nVIDEOHUB DEVICE:\n\nINPUT LABELS:\n\nVIDEO OUTPUT LOCKS:\n\nEND PRELUDE:\n\n",
+        "take-mode": b"\x02CONFIGURATION:\nTake Mode: true\n\nTAKE MODE:\n0 true\n1 false\n\n",
+        "answers": b"\x03ACK\n\nNAK\nPING:\n\n",
+        "other-protocol": b"\x08GET / HTTP/1.1\r\nHost: x\r\n\r\n",
+        "no-text": b"\x00OUTPUT LABELS:\n0 \xff\xfe\x00\x1b[31m\n\n",
+        "without-colon": b"\x06PING\n\n   PING:\n\t\n",
+        "half": b"\xffVIDEO OUTPUT ROUTING:\n0 ",
+    },
     "snapshot_file": {
         "one-output": '{"format": "vrdx crosspoints", "version": 1, "inputs": 4, "outputs": 1,'
         ' "crosspoints": [{"output": 1, "audio": 3, "video": 0}]}',
@@ -224,6 +237,11 @@ SEEDS = {
         "longest": b"x" * 256,
     },
     "gateway_configuration": {
+        "videohubs": '[[videohub]]\nrouter = "studio"\naddress = "::"\nport = 9991\nrole = "lock"\noutputs = "1-8,12"\n'
+        'inputs = "3"\nclients = ["192.0.2.7", "2001:db8::/32"]\n[[videohub]]\nrouter = "a"\nclients = "10.0.0.0/8"\n',
+        "odd-videohubs": '[[videohub]]\nrouter = "../a"\naddress = "x"\nport = -1\nrole = 5\noutputs = "0"\ninputs = ""\n'
+        'clients = ["192.0.2.1/24", "/", "1.2.3.4/33"]\nmore = 1\n[[videohub]]\n',
+        "one-videohub": '[videohub]\nrouter = "studio"\n',
         "all": b'listen = ["127.0.0.1:8400", "[::1]:0"]\nhosts = "router.example"\nitems = "/i"\nrun = "/r"\n'
         b'state = "/s"\ninsecure = true\nanonymous = "view"\nproxies = ["192.0.2.1"]\n'
         b'[tls]\ncertificate = "/c"\nkey = "/k"\n[[wall]]\naddresses = ["192.0.2.2", "::1"]\nrole = "view"\n',

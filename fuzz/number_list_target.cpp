@@ -1,5 +1,5 @@
 // number_list, against a simple reading of the same text; what it shows, it reads again.
-#include "gateway/access/number_list.h"
+#include "gateway/settings/number_list.h"
 #include "gateway/settings/limits.h"
 #include "target.h"
 

@@ -6,6 +6,7 @@
 #include "gateway/api/problem.h"
 #include "gateway/api/time_text.h"
 #include "gateway/audit/history_keeper.h"
+#include "gateway/fronts/videohub/videohub_servers.h"
 #include "gateway/http/http_server.h"
 #include "gateway/repeating.h"
 #include "gateway/service_manager.h"
@@ -84,6 +85,8 @@ private:
     api_world world_;
     api api_;
     http_server http_;
+    hub_world hub_world_;
+    videohub_servers videohubs_;
     repeating access_look_, alive_, watchdog_, ready_look_;
     std::uint64_t started_ms_ = steady_ms();
     double started_s_ = static_cast<double>(milliseconds_since_1970()) / 1000;
@@ -116,6 +119,7 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
              metrics_,  *presets_,
              recalls_,  std::make_shared<const std::string>(json_text(openapi_document()))},
       api_(world_), http_(loop_, handlers(), limits_with(raise_descriptor_limit(descriptors_limit))),
+      hub_world_{routers_, takes_, *locks_, print}, videohubs_(loop_, hub_world_),
       access_look_(loop_, access_look_period_ms, [this] { look_at_access(); }),
       alive_(loop_, event_alive_period_ms, [this] { events_.tell_alive(); }),
       watchdog_(loop_, watchdog_period_ms(), [] { tell_service_manager("WATCHDOG=1"); }),
@@ -124,6 +128,12 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
         history_.hear(news);
         events_.hear(news);
         metrics_.hear(news);
+        videohubs_.hear(news);
+    });
+    locks_->listen([this](const std::string& router, int output) {
+        if (const shown_router* const shown = routers_.find(router))
+            events_.lock_changed(*shown, output);
+        videohubs_.lock_changed(router, output);
     });
 }
 
@@ -159,6 +169,11 @@ bool gateway_at_work::begin() {
             print("cannot listen on " + address_text(address) + ": " + problem);
             return false;
         }
+    const std::vector<std::string> problems = videohubs_.serve(now.videohubs);
+    for (const std::string& problem : problems)
+        print(problem);
+    if (!problems.empty())
+        return false;
     wait_for_signal();
     routers_.start();
     access_look_.begin();
@@ -213,6 +228,9 @@ void gateway_at_work::reload() {
     next.state = world_.now.state;
     world_.now = std::move(next);
     history_.keep({world_.now.history_days, world_.now.history_bytes});
+    // What cannot be served now is tried again with the next signal.
+    for (const std::string& trouble : videohubs_.serve(world_.now.videohubs))
+        print(trouble);
     print("the configuration was read anew");
 }
 
@@ -260,6 +278,7 @@ void gateway_at_work::stop() {
     print("ends");
     tell_service_manager("STOPPING=1");
     ready_look_.end();
+    videohubs_.end();
     http_.stop([this] {
         routers_.stop();
         loop_.stop();

@@ -8,6 +8,7 @@ const std::vector<planned_measurement>& gateway_plan();
 measurement measure_gateway_fan(int rounds);
 measurement measure_gateway_takes(int rounds);
 measurement measure_gateway_pictures(int rounds);
+measurement measure_videohub_loop(int rounds);
 measurement measure_gateway_start(int rounds);
 measurement measure_gateway_reader_growth(int rounds);
 measurement measure_gateway_router_growth(int rounds);

@@ -214,8 +214,6 @@ void lock_output(api_world& world, const incoming_call& incoming, const answer_f
     note_lock(world, *incoming, output, before, done);
     if (!done.problem.empty())
         return answer(problem_reply(status_of(done.result), done.problem));
-    if (done.result == lock_answer::kind::done)
-        world.events.lock_changed(*router, output);
     answer(json_reply(200, {{"output", output}, {"lock", lock_json(world.locks.of(router->name, output))}}));
 }
 

@@ -60,8 +60,8 @@ public:
     void tick();
     void tell(const router_news& news);
     void take(const router_link* link, const std::string& lane, vrdx::take_order order, take_done done);
-    void rename(const router_link* link, const std::string& lane, bool output, int number,
-                const std::string& name, take_done done);
+    void rename(const router_link* link, const std::string& lane, const std::vector<new_name>& names,
+                take_done done);
     void send(const router_link& link, const std::string& lane, lane_request request);
     void end(take_done done, take_ending ending);
 
@@ -183,19 +183,24 @@ void router_board::parts::take(const router_link* link, const std::string& lane,
     }
 }
 
-void router_board::parts::rename(const router_link* link, const std::string& lane, bool output, int number,
-                                 const std::string& name, take_done done) {
+void router_board::parts::rename(const router_link* link, const std::string& lane,
+                                 const std::vector<new_name>& names, take_done done) {
     const std::string refused = refusal(link);
     if (!refused.empty()) {
         end(std::move(done), unavailable(refused));
         return;
     }
-    std::string problem = number_problem(link->shown(), output, number);
-    if (problem.empty() && (name.size() > vrdx::picture_name_limit || name.find('\0') != std::string::npos))
-        problem =
-            "A name has at most " + std::to_string(vrdx::picture_name_limit) + " bytes, none of them zero.";
+    std::string problem;
+    for (const new_name& each : names) {
+        if (problem.empty())
+            problem = number_problem(link->shown(), each.output, each.number);
+        if (problem.empty() &&
+            (each.name.size() > vrdx::picture_name_limit || each.name.find('\0') != std::string::npos))
+            problem = "A name has at most " + std::to_string(vrdx::picture_name_limit) +
+                      " bytes, none of them zero.";
+    }
     if (problem.empty())
-        send(*link, lane, rename_lane_request(output, number, name, std::move(done)));
+        send(*link, lane, rename_lane_request(names, std::move(done)));
     else
         end(std::move(done), wrong(problem));
 }
@@ -270,7 +275,12 @@ void router_board::take(std::string_view router, const std::string& lane, vrdx::
 
 void router_board::rename(std::string_view router, const std::string& lane, bool output, int number,
                           const std::string& name, take_done done) {
-    parts_->rename(parts_->link(router), lane, output, number, name, std::move(done));
+    rename_all(router, lane, {{output, number, name}}, std::move(done));
+}
+
+void router_board::rename_all(std::string_view router, const std::string& lane,
+                              const std::vector<new_name>& names, take_done done) {
+    parts_->rename(parts_->link(router), lane, names, std::move(done));
 }
 
 // Each router holds a share of `all`; the last one that lets go of its own ends the question.

@@ -66,6 +66,9 @@ public:
     // not answered is answered with `error` saying so.
     void rename(std::string_view router, const std::string& lane, bool output, int number,
                 const std::string& name, take_done done);
+    // The same for several names, in one request: when one of them is wrong, none is sent.
+    void rename_all(std::string_view router, const std::string& lane, const std::vector<new_name>& names,
+                    take_done done);
 
     // Asks the drivers of all routers whose picture is true for their figures. `done` is called once, from
     // the loop and not before this returns: when each of them has answered, or its connection ended. One that

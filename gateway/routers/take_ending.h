@@ -19,6 +19,12 @@ struct take_ending {
     std::string reason; // of too_many and unavailable: one sentence
 };
 
+struct new_name {
+    bool output = false; // else of an input
+    int number = 0;      // from 1
+    std::string name;
+};
+
 using take_done = std::function<void(take_ending)>;
 
 } // namespace gateway

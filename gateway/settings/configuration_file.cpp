@@ -2,12 +2,11 @@
 
 #include "addresses.h"
 #include "limits.h"
-#include "text.h"
+#include "toml_values.h"
+#include "videohub_tables.h"
 
 #include <algorithm>
 #include <array>
-
-#include <toml++/toml.h>
 
 namespace gateway {
 namespace {
@@ -20,64 +19,6 @@ struct known_key {
     reader read;
     const char* possible;
 };
-
-// Nothing of the file may end the line of a problem, or steer a terminal.
-std::string on_one_line(std::string_view text) {
-    std::string shown(text);
-    std::replace_if(
-        shown.begin(), shown.end(), [](unsigned char c) { return c < ' ' || c == 0x7f; }, '?');
-    return shown;
-}
-
-std::string quoted(std::string_view text) {
-    return '"' + on_one_line(text_head(text, 80)) + '"';
-}
-
-std::string wrong_type(const toml::node& value) {
-    constexpr std::array<const char*, 10> types = {"nothing",        "a table",        "an array",  "a text",
-                                                   "a whole number", "a number",       "a boolean", "a date",
-                                                   "a time",         "a date and time"};
-    return std::string("cannot be ") + types.at(static_cast<std::size_t>(value.type()));
-}
-
-// One text, or an array of 1 to `most` texts.
-std::string read_texts(const toml::node& value, std::size_t most, std::vector<std::string>* texts) {
-    if (const auto* one = value.as_string()) {
-        texts->push_back(one->get());
-        return {};
-    }
-    const toml::array* const several = value.as_array();
-    if (several == nullptr)
-        return wrong_type(value);
-    if (several->empty() || several->size() > most)
-        return "has " + std::to_string(several->size()) + " values";
-    for (const toml::node& entry : *several) {
-        if (!entry.is_string())
-            return "has a value that " + wrong_type(entry);
-        texts->push_back(entry.as_string()->get());
-    }
-    return {};
-}
-
-// Texts of which `convert` makes values; those it refuses are wrong.
-template<typename value_type, typename converter>
-std::string read_values(const toml::node& node, std::size_t most, converter convert,
-                        std::vector<value_type>* values) {
-    std::vector<std::string> texts;
-    std::string problem = read_texts(node, most, &texts);
-    if (!problem.empty())
-        return problem;
-    std::vector<value_type> found;
-    for (const std::string& text : texts) {
-        const std::optional<value_type> converted = convert(text);
-        if (!converted)
-            return "cannot be " + quoted(text);
-        if (std::find(found.begin(), found.end(), *converted) == found.end())
-            found.push_back(*converted);
-    }
-    *values = std::move(found);
-    return {};
-}
 
 std::string read_path(const toml::node& node, std::string* path) {
     const auto* const text = node.as_string();
@@ -218,7 +159,7 @@ constexpr std::array known_tables = {
     known_table{"history", "days and bytes"},
     known_table{"metrics", "crosspoints"},
 };
-constexpr const char* tables_in_arrays = "[[wall]]";
+constexpr const char* tables_in_arrays = "[[wall]], [[videohub]]";
 
 const known_table* find_table(const std::string& name) {
     const auto* const found = std::find_if(known_tables.begin(), known_tables.end(),
@@ -259,6 +200,10 @@ public:
                                 known->keys);
             else if (full == "wall")
                 read_walls(value);
+            else if (full == "videohub")
+                read_videohub_tables(
+                    value, &told_->values.videohubs,
+                    [this](std::size_t line, const std::string& problem) { tell(line, problem); });
             else
                 read_value(full, name, value, key.source().begin.line);
         }

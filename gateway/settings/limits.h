@@ -150,5 +150,25 @@ constexpr std::size_t hosts_limit = 64;
 constexpr std::size_t proxies_limit = 64;
 constexpr std::size_t walls_limit = 64;
 constexpr std::size_t wall_addresses_limit = 64; // of one wall
+constexpr std::size_t videohub_servers_limit = 32;
+constexpr std::size_t videohub_networks_limit = 64; // whose addresses may connect to one of them
+
+// --- Videohub servers ---
+// A client beyond the limits is not let in; those that are there stay.
+constexpr std::size_t videohub_clients_limit = 768; // of one server
+constexpr std::size_t videohub_all_clients_limit = 1024;
+// What a client may send before the end of a block, 128 KiB; beyond it the client is cut. The largest block
+// that is of use, names of 1,024 outputs of 64 bytes, is half of it.
+constexpr std::size_t videohub_block_bytes_limit = 131072;
+constexpr std::size_t videohub_read_bytes = 4096;        // at once; what it may hold of blocks bounds a turn
+constexpr std::size_t videohub_blocks_per_turn = 64;     // of one client, then others have their turn
+constexpr std::size_t videohub_unread_answers = 16384;   // bytes; a client that does not read is not read on
+constexpr std::size_t videohub_written_bytes = 65536;    // at once, 64 KiB; what is newer is merged meanwhile
+constexpr std::size_t videohub_orders_at_work = 16;      // takes of a client without an ending; then it waits
+constexpr std::size_t videohub_outputs_at_work = 2048;   // outputs in them
+constexpr std::uint64_t videohub_write_limit_ms = 15000; // without the client taking a byte: cut
+constexpr std::uint64_t videohub_look_period_ms = 250;   // how often these times are looked at
+constexpr std::uint64_t videohub_name_echo_ms = 2000; // a new name that is not there by then is told as it is
+constexpr std::uint64_t videohub_refusal_pause_ms = 10000; // between two lines about refused connections
 
 } // namespace gateway

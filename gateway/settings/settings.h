@@ -3,6 +3,7 @@
 
 #include "limits.h"
 #include "role.h"
+#include "videohub_settings.h"
 
 #include <cstdint>
 #include <string>
@@ -10,13 +11,6 @@
 #include <vector>
 
 namespace gateway {
-
-struct listen_address {
-    std::string address;    // IPv4 or IPv6, as numbers, IPv6 without brackets
-    std::uint16_t port = 0; // 0: the kernel chooses
-
-    bool operator==(const listen_address&) const = default;
-};
 
 // Browsers that are known by where they stand: who asks from there without a token has this role.
 struct wall {
@@ -44,6 +38,7 @@ struct settings {
     // How long, and how much of the disk; 0 of either: no history is kept.
     std::int64_t history_days = history_usual_days;
     std::int64_t history_bytes = history_usual_bytes;
+    std::vector<videohub_settings> videohubs;
 
     bool has_tls() const {
         return !tls_certificate.empty();
@@ -52,12 +47,6 @@ struct settings {
 
 // Of who asks without a token from this address: that of the first wall that has it, else `anonymous`.
 role role_without_token(const settings& now, std::string_view address);
-
-// "127.0.0.1:8400", "[::1]:8400".
-std::string address_text(const listen_address& address);
-
-// True for an address that this machine alone reaches: 127.0.0.0/8, ::1.
-bool is_loopback(std::string_view address);
 
 // The keys whose values differ and that a running gateway cannot take on: it has to be started anew for them.
 std::vector<std::string> keys_for_a_restart(const settings& before, const settings& now);

@@ -92,15 +92,15 @@ TEST(ConfigurationFile, TakesOneTextForAListOfOne) {
 TEST(ConfigurationFile, TellsAnUnknownKeyWithThoseThereAre) {
     EXPECT_EQ(problem("\nport = 1\n"),
               "f:2: there is no key \"port\"; possible: listen, hosts, items, run, state, "
-              "insecure, anonymous, proxies, [tls], [history], [metrics], [[wall]]");
+              "insecure, anonymous, proxies, [tls], [history], [metrics], [[wall]], [[videohub]]");
     EXPECT_EQ(problem("[tls]\nca = \"/x\"\n"), "f:2: there is no key \"tls.ca\"; possible: certificate, key");
     EXPECT_EQ(
         problem("\n[access]\nx = 1\n"),
         "f:2: there is no key \"access\"; possible: listen, hosts, items, run, state, insecure, anonymous, "
-        "proxies, [tls], [history], [metrics], [[wall]]");
+        "proxies, [tls], [history], [metrics], [[wall]], [[videohub]]");
     EXPECT_EQ(problem("\"\" = 1"),
               "f:1: there is no key \"\"; possible: listen, hosts, items, run, state, insecure, "
-              "anonymous, proxies, [tls], [history], [metrics], [[wall]]");
+              "anonymous, proxies, [tls], [history], [metrics], [[wall]], [[videohub]]");
 }
 
 TEST(ConfigurationFile, TellsAWrongTypeWithWhatIsPossible) {

@@ -91,7 +91,7 @@ TEST(Manual, KnowsTheKeysOfTheConfiguration) {
     const std::string page = manual();
     const auto begin = page.find(".SH CONFIGURATION");
     ASSERT_NE(begin, std::string::npos);
-    const std::string section = page.substr(begin, page.find(".SH EXIT STATUS") - begin);
+    const std::string section = page.substr(begin, page.find(".SH VIDEOHUB SERVERS") - begin);
     EXPECT_EQ(found(section, "\\.TP\n\\.B ([a-z.]+)\n"), known);
     const std::string table = text_of("docs/gateway.md");
     EXPECT_EQ(found(table.substr(0, table.find("## Tokens")), "\n\\| `([a-z.]+)` \\| "), known);

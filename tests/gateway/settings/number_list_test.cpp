@@ -1,5 +1,5 @@
-#include "gateway/access/number_list.h"
 #include "gateway/settings/limits.h"
+#include "gateway/settings/number_list.h"
 
 #include <gtest/gtest.h>
 
