@@ -1,6 +1,7 @@
 // Presets: kept, told, recalled, undone.
 #include "gateway/access/rights.h"
 #include "handlers.h"
+#include "history_notes.h"
 #include "preset_body.h"
 #include "preset_json.h"
 #include "problem.h"
@@ -107,11 +108,15 @@ void write_preset(api_world& world, const incoming_call& incoming, const answer_
     if (reply* refusal = std::get_if<reply>(&wanted))
         return answer(std::move(*refusal));
     const std::string& name = name_of(*incoming);
+    std::set<std::string> routers;
+    for (const preset_take& each : std::get<0>(wanted))
+        routers.insert(each.router);
     const preset_answer written =
-        world.presets.write(name, std::get<0>(wanted), *incoming->who, seconds_since_1970());
+        world.presets.write(name, std::move(std::get<0>(wanted)), *incoming->who, seconds_since_1970());
     if (written.result != preset_answer::kind::done)
         return answer(problem_of(written));
     world.recalls.forget(name);
+    note_preset(world, *incoming, routers, "written");
     preset now;
     const preset_answer read = world.presets.read(name, *incoming->who, &now);
     answer(read.result == preset_answer::kind::done ? json_reply(200, preset_json(now, 0))
@@ -119,14 +124,43 @@ void write_preset(api_world& world, const incoming_call& incoming, const answer_
 }
 
 void remove_preset(api_world& world, const incoming_call& incoming, const answer_function& answer) {
-    const preset_answer removed = world.presets.remove(name_of(*incoming), *incoming->who);
+    preset found;
+    const preset_answer read = world.presets.read(name_of(*incoming), *incoming->who, &found);
+    const preset_answer removed = read.result == preset_answer::kind::done
+                                      ? world.presets.remove(name_of(*incoming), *incoming->who)
+                                      : read;
     if (removed.result != preset_answer::kind::done)
         return answer(problem_of(removed));
     world.recalls.forget(name_of(*incoming));
+    note_preset(world, *incoming, found.row.routers, "removed");
     reply said;
     said.status = 204;
     answer(std::move(said));
 }
+
+namespace {
+
+// Answers, and leaves in the history what was done, or why nothing was.
+recall_done end_of_recall(api_world& world, const incoming_call& incoming, const std::string& done,
+                          const answer_function& answer) {
+    return [&world, incoming, done, answer](const recall_answer& ended) {
+        std::set<std::string> routers;
+        std::size_t confirmed = 0;
+        for (const recalled_output& each : ended.outputs) {
+            routers.insert(each.router);
+            confirmed += each.answer.result == "confirmed" ? 1 : 0;
+        }
+        if (ended.ended == recall_answer::kind::answered)
+            note_preset(world, *incoming, routers, done,
+                        std::to_string(confirmed) + " of " + std::to_string(ended.outputs.size()) +
+                            " outputs confirmed");
+        else
+            note_refusal(world, *incoming, ended.problem);
+        answer(reply_of(ended, false));
+    };
+}
+
+} // namespace
 
 void recall_preset(api_world& world, const incoming_call& incoming, const answer_function& answer) {
     preset found;
@@ -140,7 +174,7 @@ void recall_preset(api_world& world, const incoming_call& incoming, const answer
     if (asked->dry_run)
         return answer(reply_of(world.recalls.look(found, *incoming->who, asked->wish), true));
     world.recalls.recall(found, asker_of(world, *incoming), asked->wish,
-                         [answer](const recall_answer& ended) { answer(reply_of(ended, false)); });
+                         end_of_recall(world, incoming, "recalled", answer));
 }
 
 void undo_preset(api_world& world, const incoming_call& incoming, const answer_function& answer) {
@@ -153,7 +187,7 @@ void undo_preset(api_world& world, const incoming_call& incoming, const answer_f
     if (!asked)
         return answer(problem_reply(422, problem));
     if (!world.recalls.undo(found.row.name, asker_of(world, *incoming), asked->wish,
-                            [answer](const recall_answer& ended) { answer(reply_of(ended, false)); }))
+                            end_of_recall(world, incoming, "undone", answer)))
         answer(problem_reply(409, "No recall of this preset can be undone: it was not recalled since the "
                                   "gateway was started, changed nothing, or was undone already."));
 }
