@@ -86,6 +86,7 @@ const std::map<int, output_lock>* lock_table::of_router(std::string_view router)
 
 lock_answer lock_table::set(std::string_view router, int output, lock_order order, const token& who,
                             std::string_view reason, std::int64_t now) {
+    store_.kept().forget_busy();
     const std::string beyond =
         order == lock_order::force ? force_problem(who, router, output) : lock_problem(who, router, output);
     if (!beyond.empty())
@@ -109,11 +110,15 @@ lock_answer lock_table::set(std::string_view router, int output, lock_order orde
     return keep(router, output, wish);
 }
 
+lock_answer lock_table::not_written(const std::string& problem) const {
+    return {store_.kept().was_busy() ? kind::busy : kind::failed, problem};
+}
+
 lock_answer lock_table::free(std::string_view router, int output) {
     std::string problem;
     if (!store_.kept().change("DELETE FROM locks WHERE router = ? AND output = ?", {router, output},
                               &problem))
-        return {kind::failed, problem};
+        return not_written(problem);
     const auto found = locks_.find(router);
     found->second.erase(output);
     if (found->second.empty())
@@ -133,7 +138,7 @@ lock_answer lock_table::keep(std::string_view router, int output, const output_l
             "since) VALUES (?, ?, ?, ?, ?, ?, ?)",
             {router, output, lock_word(wish.state), wish.owner_id, wish.owner, wish.reason, wish.since},
             &problem))
-        return {kind::failed, problem};
+        return not_written(problem);
     locks_[std::string(router)][output] = wish;
     count_ += is_new ? 1 : 0;
     return {kind::done, {}};

@@ -44,6 +44,7 @@ struct lock_answer {
         not_allowed, // beyond the rights of the token
         held,        // by another owner
         wrong,       // the reason is too long, or no text
+        busy,        // another program writes; nothing has changed, and it may be asked again at once
         failed,      // not written; nothing has changed
     };
     kind result = kind::failed;
@@ -68,6 +69,7 @@ public:
 
 private:
     explicit lock_table(access_store& store) : store_(store) {}
+    lock_answer not_written(const std::string& problem) const;
     lock_answer free(std::string_view router, int output);
     lock_answer keep(std::string_view router, int output, const output_lock& wish);
 

@@ -24,6 +24,8 @@ public:
     std::size_t readers_of(std::int64_t token_id) const;
 
     void hear(const router_news& news);
+    // Outputs that these users took are told with their names.
+    void users_named(const std::vector<std::uint64_t>& users);
     void lock_changed(const shown_router& router, int output);
     // Takes that the locks allow go to the router now, and are no reason for an alarm.
     void takes_begin(const std::string& router, const std::vector<vrdx::output_take>& takes);

@@ -26,17 +26,53 @@ std::string cookie_text(const api_world& world, const request& asked, const std:
            (secure ? "; Secure" : "") + age;
 }
 
+// Of the two below, false: another program writes, and it may be asked again, because it is not the last
+// time.
+bool grant_session(api_world& world, const incoming_call& incoming, const token& who, bool kept,
+                   const answer_function& answer, bool last) {
+    std::string problem;
+    const auto granted = world.access.begin_session(who, kept, seconds_since_1970(), &problem);
+    if (!granted && world.access.is_busy() && !last)
+        return false;
+    if (!granted) {
+        answer(problem_reply(500, problem));
+        return true;
+    }
+    reply said = json_reply(200, session_json(who));
+    said.headers.emplace_back(
+        "Set-Cookie", cookie_text(world, incoming->asked, granted->text,
+                                  granted->kept ? "; Max-Age=" + std::to_string(kept_session_s) : ""));
+    answer(std::move(said));
+    return true;
+}
+
+bool take_session_away(api_world& world, const incoming_call& incoming, const answer_function& answer,
+                       bool last) {
+    const std::string text(session_text(incoming->asked));
+    std::string problem;
+    const bool ended = text.empty() || world.access.end_session(text, &problem);
+    if (!ended && world.access.is_busy() && !last)
+        return false;
+    if (!ended) {
+        answer(problem_reply(500, problem));
+        return true;
+    }
+    reply said;
+    said.status = 204;
+    said.headers.emplace_back("Set-Cookie", cookie_text(world, incoming->asked, "", "; Max-Age=0"));
+    answer(std::move(said));
+    return true;
+}
+
 } // namespace
 
 reply wrong_token_reply(api_world& world, const std::string& address) {
     const std::uint64_t wait_ms = world.logins.wrong(address, steady_ms());
     if (wait_ms > wrong_login_longest_wait_ms) {
         const std::uint64_t seconds = (wait_ms + 999) / 1000;
-        reply answer =
-            problem_reply(429, "Too many wrong tokens came from this address; try another one in " +
-                                   std::to_string(seconds) + " seconds. Valid ones are always let in.");
-        answer.headers.emplace_back("Retry-After", std::to_string(seconds));
-        return answer;
+        return too_much_reply("Too many wrong tokens came from this address; try another one in " +
+                                  std::to_string(seconds) + " seconds. Valid ones are always let in.",
+                              seconds);
     }
     reply answer =
         problem_reply(401, "That is no token of this gateway; `vrdx_gateway token list` names them.");
@@ -58,16 +94,12 @@ void begin_session(api_world& world, const incoming_call& incoming, const answer
     const auto who = world.access.of_text(text->get_ref<const std::string&>());
     if (!who)
         return answer(wrong_token_reply(world, caller_address(world.now, incoming->asked)));
-    std::string problem;
+    if (std::optional<reply> refusal = too_many_writes(world, *who))
+        return answer(std::move(*refusal));
     const bool kept = keep != body.end() && keep->get<bool>();
-    const auto granted = world.access.begin_session(*who, kept, seconds_since_1970(), &problem);
-    if (!granted)
-        return answer(problem_reply(500, problem));
-    reply said = json_reply(200, session_json(*who));
-    said.headers.emplace_back(
-        "Set-Cookie", cookie_text(world, incoming->asked, granted->text,
-                                  granted->kept ? "; Max-Age=" + std::to_string(kept_session_s) : ""));
-    answer(std::move(said));
+    write_patiently(world, [&world, incoming, answer, who, kept](bool last) {
+        return grant_session(world, incoming, *who, kept, answer, last);
+    });
 }
 
 void answer_session(api_world&, const incoming_call& incoming, const answer_function& answer) {
@@ -75,14 +107,9 @@ void answer_session(api_world&, const incoming_call& incoming, const answer_func
 }
 
 void end_session(api_world& world, const incoming_call& incoming, const answer_function& answer) {
-    const std::string text(session_text(incoming->asked));
-    std::string problem;
-    if (!text.empty() && !world.access.end_session(text, &problem))
-        return answer(problem_reply(500, problem));
-    reply said;
-    said.status = 204;
-    said.headers.emplace_back("Set-Cookie", cookie_text(world, incoming->asked, "", "; Max-Age=0"));
-    answer(std::move(said));
+    write_patiently(world, [&world, incoming, answer](bool last) {
+        return take_session_away(world, incoming, answer, last);
+    });
 }
 
 } // namespace gateway

@@ -1,5 +1,6 @@
 // Takes: checked, sent, answered output by output.
 #include "gateway/access/rights.h"
+#include "gateway/settings/limits.h"
 #include "handlers.h"
 #include "problem.h"
 #include "take_wish.h"
@@ -82,11 +83,8 @@ reply results_reply(const take_work& work) {
 
 // The board's word on what was sent, put in its places.
 reply ended_reply(take_work work, const take_ending& ending) {
-    if (ending.kind == take_ending::kind::too_many) {
-        reply answer = problem_reply(429, ending.reason);
-        answer.headers.emplace_back("Retry-After", "1");
-        return answer;
-    }
+    if (ending.kind == take_ending::kind::too_many)
+        return too_much_reply(ending.reason, 1);
     if (!ending.answer.error.empty())
         return problem_reply(503, "The driver did nothing of it: " + ending.answer.error);
     std::size_t next = 0;
@@ -195,7 +193,8 @@ void take_outputs(api_world& world, const incoming_call& incoming, const answer_
             problem_reply(422, "This Idempotency-Key was used with another request; use a new one."));
     case key_state::full:
         return answer(
-            problem_reply(429, "Too many Idempotency-Keys are kept; try again in a minute, or without one."));
+            too_much_reply("Too many Idempotency-Keys are kept; try again in a minute, or without one.",
+                           idempotency_time_ms / 1000));
     case key_state::wrong_key:
         return answer(problem_reply(400, "An Idempotency-Key has 1 to 128 printable ASCII characters."));
     }
