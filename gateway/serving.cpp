@@ -250,7 +250,7 @@ void gateway_at_work::stop() {
 
 int serve(const command_line& line, const configuration& started_with) {
     std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGHUP, SIG_IGN); // until it is waited for: the configuration was read just now
+    std::signal(SIGHUP, SIG_IGN);  // until it is waited for: the configuration was read just now
     std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a problem to tell, no reason to end
     const settings& now = started_with.values;
     std::string problem;
