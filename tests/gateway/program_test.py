@@ -146,7 +146,7 @@ def has_ipv6():
 
 
 @unittest.skipUnless(has_ipv6(), "this machine has no IPv6")
-class OverIPv6(GatewayTest):
+class AddressInBrackets(GatewayTest):
     """The same by [::1], from the command line and from the configuration."""
 
     def login(self, origin, headers=()):
