@@ -81,7 +81,7 @@ class Selected extends HTMLElement {
     set(this.#result, "data-kind", isFailed ? failedState(output) : state);
     setIcon(this.#result.firstChild, isFailed ? failedState(output) : state);
     write(this.#result.lastChild, text);
-    const last = output.lastTake, by = last?.who.by || (last ? t("user", last.who.user) : "");
+    const last = output.lastTake, by = last?.who.by || (last ? t("user", last.who.user_name || last.who.user) : "");
     show(this.#taken, Boolean(last));
     if (last) write(this.#taken, t("lastTake", shownTime(last.time), by, sourceText(router, last.wanted), t("result." + last.result)));
   }

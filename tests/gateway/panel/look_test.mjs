@@ -96,6 +96,7 @@ for (const [name, viewport] of [["desk", desk], ["phone", phone]])
       await page.context().setOffline(true);
       await page.waitForSelector('[role="alert"]:visible');
       await look("a lost connection");
+      await page.goto("about:blank"); // else the page itself goes to the login, too
       await page.context().setOffline(false);
       await page.context().clearCookies();
       await page.goto(rig.address + "/");
