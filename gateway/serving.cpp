@@ -5,6 +5,7 @@
 #include "gateway/api/openapi.h"
 #include "gateway/api/problem.h"
 #include "gateway/api/time_text.h"
+#include "gateway/audit/history_keeper.h"
 #include "gateway/fronts/videohub/videohub_servers.h"
 #include "gateway/http/http_server.h"
 #include "gateway/repeating.h"
@@ -18,6 +19,7 @@
 #include <boost/asio/signal_set.hpp>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <unistd.h>
 
 namespace gateway {
@@ -36,6 +38,11 @@ http_limits limits_with(std::size_t descriptors) {
         limits.waiting = std::min(limits.waiting, descriptors / 4);
     }
     return limits;
+}
+
+// A service's history is told to the journal, too; one that somebody runs by hand is not.
+std::string journal_of_service() {
+    return std::getenv("JOURNAL_STREAM") == nullptr ? "" : journal_socket;
 }
 
 class gateway_at_work {
@@ -66,6 +73,7 @@ private:
     login_limits logins_;
     idempotency_table keys_;
     router_board routers_;
+    history_keeper history_;
     picture_shelf pictures_;
     event_hub events_;
     take_desk takes_;
@@ -83,27 +91,36 @@ private:
 gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
                                  std::unique_ptr<access_store> access, std::unique_ptr<lock_table> locks)
     : line_(line), access_(std::move(access)), locks_(std::move(locks)), routers_(loop_, now.items, now.run),
+      history_(loop_, {now.state, now.run, journal_of_service()}, {now.history_days, now.history_bytes},
+               print),
       pictures_([this](std::string_view router) { return locks_->of_router(router); }),
       events_(
           pictures_, [this](std::string_view router) { return locks_->of_router(router); },
           [this](std::string_view router) { return routers_.find(router); },
           [this] { return routers_.all(); }),
-      takes_(routers_, *locks_,
+      takes_(routers_, *locks_, history_,
              [this](const std::string& router, const std::vector<vrdx::output_take>& takes) {
                  events_.takes_begin(router, takes);
              }),
-      world_{now,       routers_,
-             *access_,  *locks_,
-             logins_,   keys_,
-             pictures_, events_,
-             takes_,    std::make_shared<const std::string>(json_text(openapi_document()))},
+      world_{now,
+             routers_,
+             *access_,
+             *locks_,
+             logins_,
+             keys_,
+             pictures_,
+             events_,
+             takes_,
+             history_,
+             std::make_shared<const std::string>(json_text(openapi_document()))},
       api_(world_), http_(loop_, handlers(), limits_with(raise_descriptor_limit(descriptors_limit))),
-      hub_world_{routers_, takes_, *locks_, print}, videohubs_(loop_, hub_world_),
+      hub_world_{routers_, takes_, *locks_, history_, print}, videohubs_(loop_, hub_world_),
       access_look_(loop_, access_look_period_ms, [this] { look_at_access(); }),
       alive_(loop_, event_alive_period_ms, [this] { events_.tell_alive(); }),
       watchdog_(loop_, watchdog_period_ms(), [] { tell_service_manager("WATCHDOG=1"); }),
       ready_look_(loop_, ready_look_period_ms, [this] { tell_ready_when_it_is(); }) {
     routers_.listen([this](const router_news& news) {
+        history_.hear(news);
         events_.hear(news);
         videohubs_.hear(news);
     });
@@ -182,7 +199,7 @@ void gateway_at_work::reload() {
     for (const std::string& key : keys_for_a_restart(world_.now, read.values))
         print("`" + key + "` changes with the next start only");
     http_.set_proxies(read.values.proxies);
-    if (read.values.anonymous != world_.now.anonymous)
+    if (read.values.anonymous != world_.now.anonymous || read.values.walls != world_.now.walls)
         events_.end_anonymous_readers();
     settings next = read.values; // but for what stays until the next start
     next.listen = world_.now.listen;
@@ -190,6 +207,7 @@ void gateway_at_work::reload() {
     next.run = world_.now.run;
     next.state = world_.now.state;
     world_.now = std::move(next);
+    history_.keep({world_.now.history_days, world_.now.history_bytes});
     // What cannot be served now is tried again with the next signal.
     for (const std::string& trouble : videohubs_.serve(world_.now.videohubs))
         print(trouble);

@@ -1,5 +1,6 @@
 #include "database.h"
 
+#include <chrono>
 #include <sqlite3.h>
 #include <sys/stat.h>
 
@@ -24,6 +25,18 @@ int bind(sqlite3_stmt* statement, int place, const sql_value& value) {
     }
     const std::string_view bytes = std::get<blob>(value).bytes;
     return sqlite3_bind_blob64(statement, place, bytes.data(), bytes.size(), SQLITE_STATIC);
+}
+
+std::uint64_t clock_ms() {
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                          std::chrono::steady_clock::now().time_since_epoch())
+                                          .count());
+}
+
+constexpr int steps_between_looks = 10000; // of SQLite's machine, some 100 microseconds
+
+int is_over(void* stop_at_ms) {
+    return clock_ms() >= *static_cast<const std::uint64_t*>(stop_at_ms) ? 1 : 0;
 }
 
 } // namespace
@@ -68,6 +81,7 @@ std::string database::problem_text(const char* when) const {
     const int code = connection_ == nullptr ? SQLITE_NOMEM : sqlite3_errcode(connection_) & 0xff;
     std::string text = path_ + " ";
     was_busy_ = code == SQLITE_BUSY || code == SQLITE_LOCKED;
+    was_stopped_ = code == SQLITE_INTERRUPT;
     if (code == SQLITE_NOTADB || code == SQLITE_CORRUPT)
         return text +
                "is damaged or no database of the gateway; possible: put back a copy, or move it away to "
@@ -93,7 +107,7 @@ sqlite3_stmt* database::prepared(const char* sql) {
     return statement;
 }
 
-bool database::run(const char* sql, std::initializer_list<sql_value> values,
+bool database::run(const char* sql, std::span<const sql_value> values,
                    const std::function<void(const sql_row&)>& each, std::string* problem) {
     sqlite3_stmt* const statement = prepared(sql);
     if (statement == nullptr) {
@@ -118,12 +132,36 @@ bool database::run(const char* sql, std::initializer_list<sql_value> values,
 }
 
 bool database::change(const char* sql, std::initializer_list<sql_value> values, std::string* problem) {
-    return run(sql, values, nullptr, problem);
+    return run(sql, {values.begin(), values.size()}, nullptr, problem);
 }
 
 bool database::read(const char* sql, std::initializer_list<sql_value> values,
                     const std::function<void(const sql_row&)>& each, std::string* problem) {
+    return run(sql, {values.begin(), values.size()}, each, problem);
+}
+
+bool database::read_with(const char* sql, std::span<const sql_value> values,
+                         const std::function<void(const sql_row&)>& each, std::string* problem) {
     return run(sql, values, each, problem);
+}
+
+void database::stop_after(std::uint64_t ms) {
+    stop_at_ms_ = ms == 0 ? 0 : clock_ms() + ms;
+    sqlite3_progress_handler(connection_, steps_between_looks, ms == 0 ? nullptr : is_over, &stop_at_ms_);
+}
+
+// All pages in one step: a writer in between would make SQLite begin anew.
+bool database::copy_to(const std::string& path, std::string* problem) {
+    const auto copy = open(path, 0, problem);
+    if (!copy)
+        return false;
+    sqlite3_backup* const work = sqlite3_backup_init(copy->connection_, "main", connection_, "main");
+    const int stepped = work == nullptr ? SQLITE_ERROR : sqlite3_backup_step(work, -1);
+    sqlite3_backup_finish(work);
+    if (stepped == SQLITE_DONE)
+        return true;
+    *problem = copy->problem_text("cannot be copied to");
+    return false;
 }
 
 bool database::script(const char* sql, std::string* problem) {

@@ -8,6 +8,7 @@
 #include <initializer_list>
 #include <map>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -45,6 +46,20 @@ public:
     bool change(const char* sql, std::initializer_list<sql_value> values, std::string* problem);
     bool read(const char* sql, std::initializer_list<sql_value> values,
               const std::function<void(const sql_row&)>& each, std::string* problem);
+    // The same for values whose number is not fixed. The text lives as long as the database.
+    bool read_with(const char* sql, std::span<const sql_value> values,
+                   const std::function<void(const sql_row&)>& each, std::string* problem);
+
+    // Whatever reads from now on for longer than `ms` is stopped, and fails. 0: nothing is.
+    void stop_after(std::uint64_t ms);
+    // The last problem was that.
+    bool was_stopped() const {
+        return was_stopped_;
+    }
+
+    // Copies the whole database, as it is at one moment, into a file that is not there yet or is empty.
+    // Others may write meanwhile.
+    bool copy_to(const std::string& path, std::string* problem);
 
     // Any number of statements, without values and answers.
     bool script(const char* sql, std::string* problem);
@@ -72,12 +87,14 @@ private:
     database(std::string path, sqlite3* connection) : path_(std::move(path)), connection_(connection) {}
     std::string problem_text(const char* when) const;
     sqlite3_stmt* prepared(const char* sql);
-    bool run(const char* sql, std::initializer_list<sql_value> values,
+    bool run(const char* sql, std::span<const sql_value> values,
              const std::function<void(const sql_row&)>& each, std::string* problem);
 
     std::string path_;
     sqlite3* connection_;
     mutable bool was_busy_ = false; // noted with each problem
+    mutable bool was_stopped_ = false;
+    std::uint64_t stop_at_ms_ = 0; // of the steady clock; 0: never
     std::map<std::string_view, sqlite3_stmt*> statements_;
 };
 

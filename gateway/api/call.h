@@ -12,6 +12,8 @@
 
 namespace gateway {
 
+class history_keeper;
+
 // Everything there is. All of it outlives the requests.
 struct api_world {
     settings now; // replaced when the configuration was read anew
@@ -23,6 +25,7 @@ struct api_world {
     picture_shelf& pictures;
     event_hub& events;
     take_desk& takes;
+    history_keeper& history;
     shared_text document; // OpenAPI
 };
 

@@ -1,6 +1,7 @@
 #include "openapi.h"
 
 #include "gateway/http/http_text.h"
+#include "gateway/settings/limits.h"
 #include "problem.h"
 #include "route_table.h"
 
@@ -26,6 +27,8 @@ json response(const documented_reply& each) {
         const bool problem = std::string_view(each.schema) == "Problem";
         said["content"] = content(problem ? "application/problem+json" : "application/json", each.schema);
     }
+    if (std::string_view(each.schema) == "History")
+        said["content"]["text/csv"] = {{"schema", {{"type", "string"}}}};
     if (std::string_view(each.schema) == "Picture")
         said["headers"] = {{"ETag", {{"schema", {{"type", "string"}}}}}};
     return said;
@@ -50,6 +53,31 @@ json header_parameter(const char* name, const json& schema, const char* text) {
     return {{"name", name}, {"in", "header"}, {"required", false}, {"description", text}, {"schema", schema}};
 }
 
+json query_parameter(const char* name, const json& schema, const char* text) {
+    return {{"name", name}, {"in", "query"}, {"required", false}, {"description", text}, {"schema", schema}};
+}
+
+void add_history_parameters(json* list) {
+    const json time{{"type", "string"}, {"format", "date-time"}};
+    json routers = query_parameter("router", {{"type", "array"}, {"items", {{"type", "string"}}}},
+                                   "Only this router; may stand several times");
+    routers["explode"] = true;
+    list->push_back(std::move(routers));
+    list->push_back(query_parameter("output", {{"type", "integer"}, {"minimum", 1}}, "Only this output"));
+    list->push_back(
+        query_parameter("by", {{"type", "string"}, {"minLength", 1}}, "Only of this token or user"));
+    list->push_back(query_parameter("since", time, "Not before that time"));
+    list->push_back(query_parameter("until", time, "Not after that time"));
+    list->push_back(query_parameter("limit",
+                                    {{"type", "integer"},
+                                     {"minimum", 1},
+                                     {"maximum", history_rows_limit},
+                                     {"default", history_rows_usual}},
+                                    "At most so many, the newest"));
+    list->push_back(
+        query_parameter("format", {{"enum", {"json", "csv"}}}, "Instead of the header Accept: text/csv"));
+}
+
 json parameters(const route& row) {
     const std::string_view path = row.path, operation = row.operation;
     json list = json::array();
@@ -65,6 +93,8 @@ json parameters(const route& row) {
     if (operation == "getRouter")
         list.push_back(
             header_parameter("If-None-Match", {{"type", "string"}}, "An ETag that is known already"));
+    if (operation == "getHistory")
+        add_history_parameters(&list);
     if (operation == "hearEvents")
         list.push_back({{"name", "router"},
                         {"in", "query"},

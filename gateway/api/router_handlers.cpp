@@ -1,8 +1,10 @@
 // Lists, pictures, names, locks.
 #include "gateway/access/rights.h"
+#include "gateway/audit/history_keeper.h"
 #include "gateway/http/http_text.h"
 #include "gateway/settings/limits.h"
 #include "handlers.h"
+#include "history_notes.h"
 #include "json_reading.h"
 #include "problem.h"
 #include "router_limits.h"
@@ -51,6 +53,16 @@ reply naming_reply(const take_ending& ending, const json& named) {
     return ending.answer.error.empty() ? json_reply(202, named) : problem_reply(503, ending.answer.error);
 }
 
+void note_naming(api_world& world, history_entry entry, const take_ending& ending) {
+    const bool handed_on = ending.kind == take_ending::kind::answered && ending.answer.error.empty();
+    entry.result = handed_on ? "handed on" : "unavailable";
+    entry.reason = ending.kind == take_ending::kind::answered ? ending.answer.error : ending.reason;
+    if (handed_on)
+        world.history.note(std::move(entry));
+    else
+        world.history.refused(std::move(entry));
+}
+
 void rename(api_world& world, const incoming_call& incoming, const answer_function& answer, bool output) {
     const shown_router* router = incoming->router(world);
     if (router == nullptr)
@@ -60,8 +72,10 @@ void rename(api_world& world, const incoming_call& incoming, const answer_functi
     if (number == 0)
         return answer(no_such_place(output ? "output" : "input", last));
     if (const std::string problem = rename_problem(*incoming->who, router->name, output, number);
-        !problem.empty())
+        !problem.empty()) {
+        note_refusal(world, *incoming, problem);
         return answer(problem_reply(403, problem));
+    }
     if (const std::string problem = members_problem(incoming->body, {"name"}); !problem.empty())
         return answer(problem_reply(422, problem));
     const auto name = incoming->body.find("name");
@@ -70,10 +84,37 @@ void rename(api_world& world, const incoming_call& incoming, const answer_functi
         return answer(problem_reply(422, "\"name\" has to be a text of up to " +
                                              std::to_string(vrdx::picture_name_limit) +
                                              " bytes without control characters."));
+    history_entry entry = entry_of_call(world, *incoming);
+    (output ? entry.output : entry.input) = number;
+    const auto place = static_cast<std::size_t>(number - 1);
+    entry.before = output ? router->picture.outputs[place].name : router->picture.inputs[place].name;
+    entry.after = name->get<std::string>();
     world.routers.rename(router->name, lane_of(*incoming->who), output, number, name->get<std::string>(),
-                         [answer, named = json{{"name", *name}}](const take_ending& ending) {
+                         [&world, answer, entry, named = json{{"name", *name}}](const take_ending& ending) {
+                             note_naming(world, entry, ending);
                              answer(naming_reply(ending, named));
                          });
+}
+
+std::string state_of_lock(const output_lock* lock) {
+    return lock == nullptr ? "free" : std::string(lock_word(lock->state)) + " of " + lock->owner;
+}
+
+void note_lock(api_world& world, const call& incoming, int output, const std::string& before,
+               const lock_answer& done) {
+    history_entry entry = entry_of_call(world, incoming);
+    const output_lock* now = world.locks.of(entry.router, output);
+    entry.output = output;
+    entry.before = before;
+    entry.result = done.result == lock_answer::kind::done ? "done" : "refused";
+    if (done.result == lock_answer::kind::done) {
+        entry.after = state_of_lock(now);
+        entry.reason = now == nullptr ? "" : now->reason;
+        world.history.note(std::move(entry));
+    } else if (done.result != lock_answer::kind::unchanged) {
+        entry.reason = done.problem;
+        world.history.refused(std::move(entry));
+    }
 }
 
 unsigned status_of(lock_answer::kind result) {
@@ -161,9 +202,11 @@ void lock_output(api_world& world, const incoming_call& incoming, const answer_f
         return answer(problem_reply(422, "\"reason\" has to be a text of up to " +
                                              std::to_string(lock_reason_limit) +
                                              " bytes without control characters."));
+    const std::string before = state_of_lock(world.locks.of(router->name, output));
     const lock_answer done = world.locks.set(
         router->name, output, *order, *incoming->who,
         reason == body.end() ? std::string() : reason->get<std::string>(), seconds_since_1970());
+    note_lock(world, *incoming, output, before, done);
     if (!done.problem.empty())
         return answer(problem_reply(status_of(done.result), done.problem));
     answer(json_reply(200, {{"output", output}, {"lock", lock_json(world.locks.of(router->name, output))}}));

@@ -1,7 +1,9 @@
 // Sessions of browsers: a cookie instead of the token.
 #include "caller.h"
+#include "gateway/audit/history_keeper.h"
 #include "gateway/settings/limits.h"
 #include "handlers.h"
+#include "history_notes.h"
 #include "json_reading.h"
 #include "problem.h"
 #include "time_text.h"
@@ -9,14 +11,6 @@
 namespace gateway {
 
 namespace {
-
-json session_json(const token& who) {
-    return {{"name", who.name},
-            {"role", role_word(who.right)},
-            {"routers", who.routers},
-            {"outputs", who.outputs.text()},
-            {"inputs", who.inputs.text()}};
-}
 
 // HttpOnly: no script reads it. Strict: no other page makes a browser send it.
 std::string cookie_text(const api_world& world, const request& asked, const std::string& value,
@@ -26,9 +20,24 @@ std::string cookie_text(const api_world& world, const request& asked, const std:
            (secure ? "; Secure" : "") + age;
 }
 
+void note_session(api_world& world, const call& incoming, const char* result) {
+    history_entry entry = entry_of_call(world, incoming);
+    entry.result = result;
+    world.history.note(std::move(entry));
+}
+
 } // namespace
 
+json token_json(const token& who) {
+    return {{"name", who.name},
+            {"role", role_word(who.right)},
+            {"routers", who.routers},
+            {"outputs", who.outputs.text()},
+            {"inputs", who.inputs.text()}};
+}
+
 reply wrong_token_reply(api_world& world, const std::string& address) {
+    note_wrong_login(world, address);
     const std::uint64_t wait_ms = world.logins.wrong(address, steady_ms());
     if (wait_ms > wrong_login_longest_wait_ms) {
         const std::uint64_t seconds = (wait_ms + 999) / 1000;
@@ -63,7 +72,9 @@ void begin_session(api_world& world, const incoming_call& incoming, const answer
     const auto granted = world.access.begin_session(*who, kept, seconds_since_1970(), &problem);
     if (!granted)
         return answer(problem_reply(500, problem));
-    reply said = json_reply(200, session_json(*who));
+    incoming->who = who;
+    note_session(world, *incoming, "begun");
+    reply said = json_reply(200, token_json(*who));
     said.headers.emplace_back(
         "Set-Cookie", cookie_text(world, incoming->asked, granted->text,
                                   granted->kept ? "; Max-Age=" + std::to_string(kept_session_s) : ""));
@@ -71,14 +82,17 @@ void begin_session(api_world& world, const incoming_call& incoming, const answer
 }
 
 void answer_session(api_world&, const incoming_call& incoming, const answer_function& answer) {
-    answer(json_reply(200, session_json(*incoming->who)));
+    answer(json_reply(200, token_json(*incoming->who)));
 }
 
 void end_session(api_world& world, const incoming_call& incoming, const answer_function& answer) {
     const std::string text(session_text(incoming->asked));
     std::string problem;
+    incoming->who = world.access.of_session(text, seconds_since_1970()).owner;
     if (!text.empty() && !world.access.end_session(text, &problem))
         return answer(problem_reply(500, problem));
+    if (incoming->who)
+        note_session(world, *incoming, "ended");
     reply said;
     said.status = 204;
     said.headers.emplace_back("Set-Cookie", cookie_text(world, incoming->asked, "", "; Max-Age=0"));

@@ -1,4 +1,5 @@
 // Takes: checked, sent, answered output by output.
+#include "caller.h"
 #include "handlers.h"
 #include "problem.h"
 #include "router_json.h"
@@ -46,7 +47,9 @@ void do_takes(api_world& world, const incoming_call& incoming, const answer_func
     const auto wish = read_takes(incoming->body, &problem);
     if (!wish)
         return answer(problem_reply(422, problem));
-    world.takes.take(incoming->parts[0], *incoming->who, lane_of(*incoming->who), *wish,
+    const take_asker asker{*incoming->who, lane_of(*incoming->who),
+                           caller_address(world.now, incoming->asked)};
+    world.takes.take(incoming->parts[0], asker, *wish,
                      [answer](const takes_answer& answered) { answer(reply_of(answered)); });
 }
 

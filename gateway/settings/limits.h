@@ -97,6 +97,36 @@ constexpr std::size_t idempotency_bytes_per_token_limit = 4194304; // of kept an
 constexpr std::size_t idempotency_bytes_limit = 16777216;          // of all kept answers, 16 MiB
 constexpr std::size_t idempotency_waiting_limit = 16;              // requests that wait for one answer
 
+// --- history ---
+constexpr std::int64_t history_usual_days = 90;          // kept for so long, when the settings say nothing
+constexpr std::int64_t history_longest_days = 3650;      // ten years
+constexpr std::int64_t history_usual_bytes = 1073741824; // 1 GiB on the disk
+constexpr std::int64_t history_least_bytes = 16777216;   // 16 MiB; less holds too little to be a history
+constexpr std::int64_t history_most_bytes = 109951162777600; // 100 TiB
+constexpr std::size_t history_waiting_limit = 65536; // entries that wait for the disk; more are counted
+constexpr std::size_t history_batch_limit = 4096;    // entries of one transaction
+constexpr std::uint64_t history_gather_ms = 200;     // how long entries are gathered before they are written
+constexpr std::uint64_t history_retry_ms = 1000;     // before a disk that took nothing is tried again
+constexpr std::uint64_t history_trim_period_ms = 1000;     // how often what is too old or too much is removed
+constexpr std::int64_t history_trim_rows = 2000;           // removed at once; others write in between
+constexpr std::int64_t history_counted_rows_limit = 50000; // of refused logins, and of other refusals
+// Told apart in a minute, of refused logins and of other refusals; further ones are one entry.
+constexpr std::size_t history_login_kinds_limit = 64;
+constexpr std::size_t history_refusal_kinds_limit = 1024;
+constexpr std::uint64_t history_counted_period_ms = 250; // how often their counts are handed on
+constexpr std::size_t history_text_limit = 1024;         // bytes of one text of an entry; longer ones are cut
+constexpr std::size_t history_rows_usual = 100;          // of an answer
+constexpr std::size_t history_rows_limit = 5000;
+constexpr std::size_t history_questions_limit = 64; // that wait for their answer; more are answered 429
+constexpr std::size_t history_questions_per_token_limit = 4;
+constexpr std::uint64_t history_question_time_limit_ms = 5000; // then the answer asks for a narrower question
+constexpr std::uint64_t history_flush_limit_ms = 1000; // an answer waits so long for what is not written yet
+constexpr std::size_t history_callers_limit = 65536;   // outputs of takes whose entries are awaited
+constexpr std::uint64_t history_callers_time_us = 600000000;  // how long an answered take's entry is awaited
+constexpr std::uint64_t history_record_time_limit_ms = 10000; // for reading a driver's record
+constexpr std::uint64_t history_record_retry_ms = 1000;       // before it is tried again; doubles
+constexpr std::uint64_t history_record_longest_retry_ms = 60000;
+
 // --- start ---
 constexpr std::uint64_t ready_look_period_ms = 5;    // until the routers' pictures are read
 constexpr std::uint64_t ready_time_limit_ms = 10000; // ready all the same: a driver may be silent for long
@@ -106,6 +136,8 @@ constexpr std::size_t configuration_bytes_limit = 1048576;
 constexpr std::size_t listen_addresses_limit = 16;
 constexpr std::size_t hosts_limit = 64;
 constexpr std::size_t proxies_limit = 64;
+constexpr std::size_t walls_limit = 64;
+constexpr std::size_t wall_addresses_limit = 64; // of one wall
 constexpr std::size_t videohub_servers_limit = 32;
 constexpr std::size_t videohub_networks_limit = 64; // whose addresses may connect to one of them
 

@@ -1,6 +1,15 @@
 #include "settings.h"
 
+#include <algorithm>
+
 namespace gateway {
+
+role role_without_token(const settings& now, std::string_view address) {
+    for (const wall& each : now.walls)
+        if (std::find(each.addresses.begin(), each.addresses.end(), address) != each.addresses.end())
+            return each.right;
+    return now.anonymous;
+}
 
 std::vector<std::string> keys_for_a_restart(const settings& before, const settings& now) {
     std::vector<std::string> keys;

@@ -1,6 +1,7 @@
 // What the gateway is told: by its command line, by its configuration file, by its defaults, in this order.
 #pragma once
 
+#include "limits.h"
 #include "role.h"
 #include "videohub_settings.h"
 
@@ -10,6 +11,14 @@
 #include <vector>
 
 namespace gateway {
+
+// Browsers that are known by where they stand: who asks from there without a token has this role.
+struct wall {
+    std::vector<std::string> addresses; // as inet_ntop() writes them
+    role right = role::view;
+
+    bool operator==(const wall&) const = default;
+};
 
 struct settings {
     std::vector<listen_address> listen = {{"127.0.0.1", 8400}};
@@ -25,11 +34,18 @@ struct settings {
     role anonymous = role::none;
     std::vector<std::string> proxies; // addresses as inet_ntop() writes them
     std::vector<videohub_settings> videohubs;
+    std::vector<wall> walls;
+    // How long, and how much of the disk; 0 of either: no history is kept.
+    std::int64_t history_days = history_usual_days;
+    std::int64_t history_bytes = history_usual_bytes;
 
     bool has_tls() const {
         return !tls_certificate.empty();
     }
 };
+
+// Of who asks without a token from this address: that of the first wall that has it, else `anonymous`.
+role role_without_token(const settings& now, std::string_view address);
 
 // The keys whose values differ and that a running gateway cannot take on: it has to be started anew for them.
 std::vector<std::string> keys_for_a_restart(const settings& before, const settings& now);

@@ -1,6 +1,7 @@
 #include "take_desk.h"
 
 #include "gateway/access/rights.h"
+#include "gateway/audit/history_keeper.h"
 
 namespace gateway {
 
@@ -96,6 +97,64 @@ takes_answer ended(take_work work, const take_ending& ending) {
     return std::move(work.answer);
 }
 
+// --- the history: what is in no driver's record ---
+
+// Of whom, and what.
+struct asked_takes {
+    history_keeper& history;
+    std::string router, by, address;
+    const char* through;
+};
+
+history_entry entry_of(const asked_takes& asked, const std::string& result, const std::string& reason) {
+    history_entry entry;
+    entry.kind = entry_kind::take;
+    entry.router = asked.router;
+    entry.by = asked.by;
+    entry.through = asked.through;
+    entry.address = asked.address;
+    entry.result = result;
+    entry.reason = reason;
+    return entry;
+}
+
+void note_refusal(const asked_takes& asked, const std::string& problem) {
+    asked.history.refused(entry_of(asked, "refused", problem));
+}
+
+void note_take(const asked_takes& asked, const vrdx::output_take& take, const std::string& result,
+               const std::string& reason) {
+    history_entry entry = entry_of(asked, result, reason);
+    const bool split = take.sources.video != take.sources.audio;
+    entry.output = take.output;
+    entry.level = split ? "video,audio" : "all";
+    entry.after = source_text(split, take.sources.video, take.sources.audio);
+    asked.history.refused(std::move(entry));
+}
+
+void note_unsent(const asked_takes& asked, const take_work& work) {
+    for (std::size_t at = 0; at < work.plan.size(); at++) {
+        const output_answer& answer = work.answer.outputs[at];
+        if (!answer.result.empty())
+            note_take(asked, work.plan[at].take, answer.result, answer.reason);
+    }
+}
+
+void note_ending(const asked_takes& asked, std::uint64_t number, const take_work& work,
+                 const take_ending& ending) {
+    take_callers& callers = asked.history.callers();
+    const bool answered = ending.kind == take_ending::kind::answered;
+    if (answered && ending.answer.error.empty()) {
+        std::vector<vrdx::take_result> results;
+        for (const vrdx::output_result& each : ending.answer.results)
+            results.push_back(each.result);
+        return callers.end(number, results, microseconds_since_1970());
+    }
+    callers.forget(number);
+    for (const std::size_t at : work.sent)
+        note_take(asked, work.plan[at].take, "unavailable", answered ? ending.answer.error : ending.reason);
+}
+
 } // namespace
 
 output_answer answer_of(int output, const vrdx::take_result& said) {
@@ -109,8 +168,8 @@ output_answer answer_of(int output, const vrdx::take_result& said) {
     return answer;
 }
 
-void take_desk::take(std::string_view router, const token& who, const std::string& lane,
-                     const takes_wish& wish, const takes_done& done) {
+void take_desk::take(const std::string& router, const take_asker& asker, const takes_wish& wish,
+                     const takes_done& done) {
     using kind = takes_answer::kind;
     const shown_router* shown = routers_.find(router);
     if (shown == nullptr)
@@ -124,9 +183,12 @@ void take_desk::take(std::string_view router, const token& who, const std::strin
     auto plan = plan_takes(wish, shown->picture, &problem);
     if (!plan)
         return done(refused(kind::wrong, problem));
-    problem = rights_problem(who, router, *plan);
-    if (!problem.empty())
+    const asked_takes asked{history_, router, asker.who.name, asker.address, asker.through};
+    problem = rights_problem(asker.who, router, *plan);
+    if (!problem.empty()) {
+        note_refusal(asked, problem);
         return done(refused(kind::not_allowed, problem));
+    }
 
     if (wish.all_or_nothing && is_picture_true(shown->state))
         refuse_what_is_not_there(&*plan, shown->picture);
@@ -134,15 +196,20 @@ void take_desk::take(std::string_view router, const token& who, const std::strin
     work.plan = std::move(*plan);
     work.answer.ended = kind::answered;
     work.answer.split_levels = shown->picture.split_levels;
-    judge(&work, locks_, router, who);
+    judge(&work, locks_, router, asker.who);
     if (wish.all_or_nothing && work.sent.size() < work.plan.size())
         send_nothing(&work);
+    note_unsent(asked, work);
     if (work.sent.empty())
         return done(work.answer);
-    vrdx::take_order order = order_of(work, wish.within_ms, who.name);
-    begin_(shown->name, order.takes);
-    routers_.take(router, lane, std::move(order),
-                  [done, work = std::move(work)](const take_ending& ending) { done(ended(work, ending)); });
+    vrdx::take_order order = order_of(work, wish.within_ms, asker.who.name);
+    begin_(router, order.takes);
+    const std::uint64_t number = history_.callers().begin(router, order.by, asker.address, order.takes);
+    routers_.take(router, asker.lane, std::move(order),
+                  [done, asked, number, work = std::move(work)](const take_ending& ending) {
+                      note_ending(asked, number, work, ending);
+                      done(ended(work, ending));
+                  });
 }
 
 } // namespace gateway

@@ -54,7 +54,7 @@ void videohub_server::enter(hub_socket socket, const std::string& peer) {
         quiet_until_ = now + refusal_pause;
         return;
     }
-    const auto client = std::make_shared<hub_client>(*this, std::move(socket), client_of(wish_, peer));
+    const auto client = std::make_shared<hub_client>(*this, std::move(socket), asker_of(wish_, peer));
     clients_.insert(client);
     ++world_.clients;
     client->news.begin(hub_);
@@ -72,7 +72,7 @@ std::string videohub_server::next_text(hub_client& client) {
         return {};
     const auto letter = [&](int output) {
         const output_lock* const held = world_.locks.of(wish_.router, hub_.router_output(output));
-        return held == nullptr ? 'U' : held->owner_id == client.who().id ? 'O' : 'L';
+        return held == nullptr ? 'U' : held->owner_id == client.asker().who.id ? 'O' : 'L';
     };
     return client.news.next(hub_, letter, videohub_written_bytes);
 }
@@ -164,7 +164,7 @@ bool videohub_server::take(hub_client& client, const std::map<int, int>& takes) 
         if (const auto still_there = asker.lock())
             still_there->takes_end(count);
     };
-    if (!take_as_asked(world_, wish_.router, hub_, client.who(), takes, ended))
+    if (!take_as_asked(world_, wish_.router, hub_, client.asker(), takes, ended))
         return false;
     client.takes_begin(count);
     return true;
@@ -180,7 +180,7 @@ bool videohub_server::name(hub_client& client, videohub_topic topic,
             still_there->takes_end(labels.size());
     };
     const bool outputs = topic == videohub_topic::output_labels;
-    if (!name_as_asked(world_, wish_.router, hub_, client.who(), outputs, labels, sent))
+    if (!name_as_asked(world_, wish_.router, hub_, client.asker(), outputs, labels, sent))
         return false;
     client.takes_begin(labels.size());
     return true;
@@ -205,7 +205,7 @@ void videohub_server::names_sent_to_driver(videohub_topic topic, const std::map<
 }
 
 bool videohub_server::lock(hub_client& client, const std::map<int, videohub_lock_wish>& locks) {
-    if (!lock_as_asked(world_, wish_.router, hub_, client.who(), locks))
+    if (!lock_as_asked(world_, wish_.router, hub_, client.asker(), locks))
         return false;
     for (const auto& [output, wish] : locks)
         client.news.add(videohub_topic::locks, output); // also where nothing has changed

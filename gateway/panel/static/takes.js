@@ -134,7 +134,8 @@ export function resultText(router, output) {
   if (own.phase === "done") return t("result.confirmed");
   const sources = own.sources ? Object.values(own.sources).map((source) => router.sourceLabel(source)).join(" / ") : "";
   const said = own.word === "shows" ? t("result.shows", sources) : t("result." + own.word);
-  return own.reason ? `${said}: ${own.reason}` : said;
+  const reason = own.reason.replace(/^by the router: /, "");
+  return reason ? `${said}: ${reason}` : said;
 }
 
 function waysBack(takes, before) {
