@@ -182,24 +182,29 @@ bool videohub_server::name(hub_client& client, videohub_topic topic,
     const bool outputs = topic == videohub_topic::output_labels;
     if (!name_as_asked(world_, wish_.router, hub_, client.asker(), outputs, labels, sent))
         return false;
+    for (const auto& [number, label] : labels)
+        awaited_names_[{topic, number}] = hub_client::clock::time_point::max(); // until it is handed on
     client.takes_begin(labels.size());
     return true;
 }
 
-// The router tells a new name by itself; where nothing changes, nothing comes from there.
+// The router tells a new name by itself, perhaps before this; where nothing changes, nothing comes from
+// there.
 void videohub_server::names_sent_to_driver(videohub_topic topic, const std::map<int, std::string>& labels,
                                            bool problem) {
     const bool outputs = topic == videohub_topic::output_labels;
     std::vector<int> now;
     for (const auto& [number, label] : labels) {
-        const videohub_served_size size = hub_.size();
-        if (number >= (outputs ? size.outputs : size.inputs))
-            continue; // it was another device's
+        const auto awaited = awaited_names_.find({topic, number});
+        if (awaited == awaited_names_.end())
+            continue; // it was told, or was another device's
         const std::string& shown = outputs ? hub_.output_label(number) : hub_.input_label(number);
-        if (problem || shown == label)
-            now.push_back(number);
-        else
-            awaited_names_[{topic, number}] = hub_client::clock::now() + name_echo;
+        if (!problem && shown != label) {
+            awaited->second = hub_client::clock::now() + name_echo;
+            continue;
+        }
+        awaited_names_.erase(awaited);
+        now.push_back(number);
     }
     tell(topic, now);
 }
