@@ -244,9 +244,9 @@ SEEDS = {
         "one-videohub": '[videohub]\nrouter = "studio"\n',
         "all": b'listen = ["127.0.0.1:8400", "[::1]:0"]\nhosts = "router.example"\nitems = "/i"\nrun = "/r"\n'
         b'state = "/s"\ninsecure = true\nanonymous = "view"\nproxies = ["192.0.2.1"]\n'
-        b'[tls]\ncertificate = "/c"\nkey = "/k"\n',
+        b'[tls]\ncertificate = "/c"\nkey = "/k"\n[[wall]]\naddresses = ["192.0.2.2", "::1"]\nrole = "view"\n',
         "types": b"listen = 1\nhosts = [1]\nitems = true\nrun = 1.5\nstate = 1979-05-27\ninsecure = {}\n"
-        b"anonymous = []\nproxies = 07:32:00\ntls = 1\n",
+        b"anonymous = []\nproxies = 07:32:00\ntls = 1\nwall = 1\n",
         "unknown": b"port = 1\n[tls]\nca = 2\n[x.y]\n",
         "values": b'listen = "localhost:1"\nhosts = ["a:1"]\nanonymous = "root"\nproxies = "10.0.0.0/8"\nrun = "r"\n',
         "dotted": b'tls.key = "/k"\ntls.certificate = "/c"\n',
@@ -298,6 +298,24 @@ SEEDS = {
         "two": b"{} {}",
         "comment": b"/* */ {}",
         "behind-a-nul": b'7\0[{"tak\xfe',
+    },
+    "preset_body": {
+        "preset": b'{"takes": [{"router": "studio", "output": 1, "input": 9}, {"router": "a", "output": 1, "sources": {"video": 3, "audio": "Cam"}}]}',
+        "level": b'{"takes": [{"router": "studio", "output": 1, "sources": {"audio": 0}}]}',
+        "twice": b'{"takes": [{"router": "a", "output": 1, "input": 1}, {"router": "a", "output": 1, "input": 2}]}',
+        "odd": b'{"takes": [{"router": "", "output": 0, "input": -1}, {}, 1], "more": null}',
+        "saved": b'{"format": "vrdx crosspoints", "version": 1, "inputs": 8, "outputs": 8, "crosspoints": [{"output": 1, "audio": 2, "video": 3}, {"output": 2, "audio": 0, "video": 0}], "input names": ["a"]}',
+        "saved-odd": b'{"format": "vrdx crosspoints", "version": 1, "crosspoints": [{"output": 1, "audio": 2}, 1]}',
+        "recall": b'{"dry_run": true, "all_or_nothing": false, "within": 500}',
+        "nothing": b'{}',
+    },
+    "metrics_accept": {
+        "prometheus": b"application/openmetrics-text;version=1.0.0,application/openmetrics-text;version=0.0.1;q=0.75,text/plain;version=0.0.4;q=0.5,*/*;q=0.1",
+        "quoted": b'application/openmetrics-text; version="1.0.0"; q=0.251, text/plain;q=0.25',
+        "open": b"Application/OpenMetrics-Text",
+        "plain": b"text/plain;q=1.000",
+        "odd": b',,;;==";q="\\n\\\\ \n',
+        "any": b"*/*",
     },
     "take_body": {
         "number": b'{"takes": [{"output": 1, "input": 3}]}',

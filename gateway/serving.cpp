@@ -20,6 +20,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace gateway {
@@ -48,7 +49,7 @@ std::string journal_of_service() {
 class gateway_at_work {
 public:
     gateway_at_work(const command_line& line, const settings& now, std::unique_ptr<access_store> access,
-                    std::unique_ptr<lock_table> locks);
+                    std::unique_ptr<lock_table> locks, std::unique_ptr<preset_store> presets);
 
     // False when it cannot listen, or the certificate is wrong; told.
     bool begin();
@@ -58,6 +59,7 @@ public:
 
 private:
     http_handlers handlers();
+    gateway_figures figures() const;
     void wait_for_signal();
     void reload();
     void tell_ready_when_it_is();
@@ -77,6 +79,9 @@ private:
     picture_shelf pictures_;
     event_hub events_;
     take_desk takes_;
+    scrape_desk metrics_;
+    std::unique_ptr<preset_store> presets_;
+    recall_desk recalls_;
     api_world world_;
     api api_;
     http_server http_;
@@ -84,12 +89,14 @@ private:
     videohub_servers videohubs_;
     repeating access_look_, alive_, watchdog_, ready_look_;
     std::uint64_t started_ms_ = steady_ms();
+    double started_s_ = static_cast<double>(milliseconds_since_1970()) / 1000;
     std::string access_problem_; // told, as long as it is the same
     bool stopping_ = false;
 };
 
 gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
-                                 std::unique_ptr<access_store> access, std::unique_ptr<lock_table> locks)
+                                 std::unique_ptr<access_store> access, std::unique_ptr<lock_table> locks,
+                                 std::unique_ptr<preset_store> presets)
     : line_(line), access_(std::move(access)), locks_(std::move(locks)), routers_(loop_, now.items, now.run),
       history_(loop_, {now.state, now.run, journal_of_service()}, {now.history_days, now.history_bytes},
                print),
@@ -102,17 +109,15 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
              [this](const std::string& router, const std::vector<vrdx::output_take>& takes) {
                  events_.takes_begin(router, takes);
              }),
-      world_{now,
-             routers_,
-             *access_,
-             *locks_,
-             logins_,
-             keys_,
-             pictures_,
-             events_,
-             takes_,
-             history_,
-             std::make_shared<const std::string>(json_text(openapi_document()))},
+      metrics_(loop_, routers_, [this] { return figures(); }), presets_(std::move(presets)),
+      recalls_(routers_, takes_),
+      world_{now,       routers_,
+             *access_,  *locks_,
+             logins_,   keys_,
+             pictures_, events_,
+             takes_,    history_,
+             metrics_,  *presets_,
+             recalls_,  std::make_shared<const std::string>(json_text(openapi_document()))},
       api_(world_), http_(loop_, handlers(), limits_with(raise_descriptor_limit(descriptors_limit))),
       hub_world_{routers_, takes_, *locks_, history_, print}, videohubs_(loop_, hub_world_),
       access_look_(loop_, access_look_period_ms, [this] { look_at_access(); }),
@@ -122,6 +127,7 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
     routers_.listen([this](const router_news& news) {
         history_.hear(news);
         events_.hear(news);
+        metrics_.hear(news);
         videohubs_.hear(news);
     });
     locks_->listen([this](const std::string& router, int output) {
@@ -134,6 +140,20 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
 http_handlers gateway_at_work::handlers() {
     return {[this](const request& asked) { return api_.begin(asked); },
             [this](const request& asked) { return api_.accept(asked); }, problem_reply, print};
+}
+
+gateway_figures gateway_at_work::figures() const {
+    gateway_figures now;
+    now.connections = http_.connections();
+    now.event_readers = events_.readers();
+    for (const std::size_t bytes : events_.bytes_of_readers()) {
+        now.event_queue_bytes += bytes;
+        now.event_queue_longest_bytes = std::max(now.event_queue_longest_bytes, bytes);
+    }
+    now.open_requests = routers_.open_requests();
+    now.routers_beyond_limit = routers_.routers_beyond_limit();
+    now.started_s = started_s_;
+    return now;
 }
 
 bool gateway_at_work::begin() {
@@ -269,17 +289,19 @@ void gateway_at_work::stop() {
 
 int serve(const command_line& line, const configuration& started_with) {
     std::signal(SIGPIPE, SIG_IGN);
+    umask(077);                    // before there are threads: what any of them makes is the gateway's alone
     std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a problem to tell, no reason to end
     const settings& now = started_with.values;
     std::string problem;
     auto access = access_store::open(now.state, database_busy_ms, &problem);
     const auto claim = access ? state_claim::take(now.state, &problem) : nullptr;
     auto locks = claim ? lock_table::open(*access, &problem) : nullptr;
-    if (!locks) {
+    auto presets = locks ? preset_store::open(*access, &problem) : nullptr;
+    if (!presets) {
         print(problem);
         return exit_failed;
     }
-    gateway_at_work work(line, now, std::move(access), std::move(locks));
+    gateway_at_work work(line, now, std::move(access), std::move(locks), std::move(presets));
     if (!work.begin())
         return exit_failed;
     work.run();

@@ -68,12 +68,15 @@ void driver_fleet::change(std::size_t at) const {
 }
 
 running_gateway::running_gateway(const work_directory& directory, const driver_fleet& fleet,
-                                 const std::string& configuration) {
+                                 const std::string& configuration,
+                                 const std::function<void(const std::string&)>& prepare) {
     static int count = 0; // one after the other in one directory: each with a state of its own
     const std::string state = directory.file("state" + std::to_string(++count));
     const std::string file = directory.file("gateway.toml");
     std::ofstream(file) << configuration << '\n';
     token_ = add_token(state);
+    if (prepare)
+        prepare(state);
     std::array<int, 2> ready{};
     if (pipe2(ready.data(), O_CLOEXEC) != 0)
         throw std::runtime_error("no pipe can be made");

@@ -3,6 +3,7 @@
 
 #include "../programs.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -38,9 +39,10 @@ private:
 // A gateway for them, ready once constructed.
 class running_gateway {
 public:
-    // `configuration`: the text of its file.
+    // `configuration`: lines of its file. `prepare` gets its state directory before it starts.
     running_gateway(const work_directory& directory, const driver_fleet& fleet,
-                    const std::string& configuration = "");
+                    const std::string& configuration = "",
+                    const std::function<void(const std::string& state)>& prepare = nullptr);
 
     [[nodiscard]] pid_t pid() const {
         return program_->pid();

@@ -26,6 +26,20 @@ const std::vector<planned_measurement>& gateway_plan() {
         {measure_gateway_router_growth,
          {{"CPU per change to 50 readers, 10 routers vs 1", "us", {target_kind::at_most, 1.1}},
           {"CPU per change to 50 readers, 100 routers vs 10", "us", {target_kind::at_most, 1.1}}}},
+        {measure_gateway_history_takes,
+         {{"32 takes to their answer p50 at 1,000 takes a second, vs without a history",
+           "ms",
+           {target_kind::at_most, 1.05}},
+          {"32 takes to their answer p99 at 1,000 takes a second, vs without a history",
+           "ms",
+           {target_kind::reported, 0}}}},
+        {measure_gateway_history_questions,
+         {{"question about an output among 10,000,000 entries p50, vs 10,000",
+           "ms",
+           {target_kind::no_more_than, 50}},
+          {"question about an output among 10,000,000 entries p99, vs 10,000",
+           "ms",
+           {target_kind::no_more_than, 50}}}},
     };
     return plan;
 }

@@ -41,6 +41,21 @@ constexpr std::array<const char*, schema_version> steps = {
          since INTEGER NOT NULL,
          PRIMARY KEY (router, output)) STRICT, WITHOUT ROWID;
        PRAGMA user_version = 2;)",
+    // Sources are texts: "7" the number of an input, ":Name" its name, "" a level that is not named. Takes
+    // stand in the order of `place`.
+    R"(CREATE TABLE presets (
+         name TEXT PRIMARY KEY,
+         author TEXT NOT NULL,
+         changed INTEGER NOT NULL) STRICT, WITHOUT ROWID;
+       CREATE TABLE preset_takes (
+         preset TEXT NOT NULL REFERENCES presets (name) ON DELETE CASCADE,
+         place INTEGER NOT NULL,
+         router TEXT NOT NULL,
+         output INTEGER NOT NULL,
+         video TEXT NOT NULL,
+         audio TEXT NOT NULL,
+         PRIMARY KEY (preset, place)) STRICT, WITHOUT ROWID;
+       PRAGMA user_version = 3;)",
 };
 static_assert(application_id == 1987208312);
 

@@ -6,6 +6,9 @@
 #include "gateway/access/idempotency.h"
 #include "gateway/access/login_limits.h"
 #include "gateway/http/http_types.h"
+#include "gateway/metrics/scrape_desk.h"
+#include "gateway/presets/preset_store.h"
+#include "gateway/presets/recall_desk.h"
 #include "gateway/routers/router_board.h"
 #include "gateway/settings/settings.h"
 #include "gateway/takes/take_desk.h"
@@ -26,6 +29,9 @@ struct api_world {
     event_hub& events;
     take_desk& takes;
     history_keeper& history;
+    scrape_desk& metrics;
+    preset_store& presets;
+    recall_desk& recalls;
     shared_text document; // OpenAPI
 };
 
@@ -43,7 +49,7 @@ struct call {
     std::string body_text;
     json body;
 
-    // The router that `parts` names. Null once it is gone.
+    // The router that `parts` names, where the path has one. Null once it is gone.
     const shown_router* router(const api_world& world) const {
         return world.routers.find(parts.at(0));
     }

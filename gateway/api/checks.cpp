@@ -82,7 +82,9 @@ refusal right_is_enough(api_world& world, call* incoming) {
 }
 
 refusal router_is_seen(api_world& world, call* incoming) {
-    if (incoming->row->least == role::none || incoming->parts.empty())
+    const bool names_router =
+        std::string_view(incoming->row->path).find("{router}") != std::string_view::npos;
+    if (incoming->row->least == role::none || !names_router)
         return {};
     if (may_see(*incoming->who, incoming->parts[0]) && incoming->router(world) != nullptr)
         return {};

@@ -25,6 +25,13 @@ std::size_t event_hub::readers_of(std::int64_t token_id) const {
                       [&](const event_reader* each) { return each->wish().who->id == token_id; }));
 }
 
+std::vector<std::size_t> event_hub::bytes_of_readers() const {
+    std::vector<std::size_t> bytes;
+    for (const event_reader* each : readers_)
+        bytes.push_back(each->own_bytes());
+    return bytes;
+}
+
 const shown_router* event_hub::find(const std::string& router) const {
     return find_(router);
 }

@@ -22,6 +22,8 @@ public:
         return readers_.size();
     }
     std::size_t readers_of(std::int64_t token_id) const;
+    // What each reader keeps of its own, in bytes.
+    std::vector<std::size_t> bytes_of_readers() const;
 
     void hear(const router_news& news);
     void lock_changed(const shown_router& router, int output);

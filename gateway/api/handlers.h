@@ -13,6 +13,7 @@ void answer_panel_asset(api_world&, const incoming_call&, const answer_function&
 void answer_panel_build(api_world&, const incoming_call&, const answer_function&);
 void answer_alive(api_world&, const incoming_call&, const answer_function&);
 void answer_ready(api_world&, const incoming_call&, const answer_function&);
+void answer_metrics(api_world&, const incoming_call&, const answer_function&);
 void answer_document(api_world&, const incoming_call&, const answer_function&);
 void answer_events_without_websocket(api_world&, const incoming_call&, const answer_function&);
 
@@ -23,6 +24,14 @@ void rename_output(api_world&, const incoming_call&, const answer_function&);
 void rename_input(api_world&, const incoming_call&, const answer_function&);
 void take_outputs(api_world&, const incoming_call&, const answer_function&);
 void lock_output(api_world&, const incoming_call&, const answer_function&);
+
+// Presets
+void answer_presets(api_world&, const incoming_call&, const answer_function&);
+void answer_preset(api_world&, const incoming_call&, const answer_function&);
+void write_preset(api_world&, const incoming_call&, const answer_function&);
+void remove_preset(api_world&, const incoming_call&, const answer_function&);
+void recall_preset(api_world&, const incoming_call&, const answer_function&);
+void undo_preset(api_world&, const incoming_call&, const answer_function&);
 
 // The history
 void answer_history(api_world&, const incoming_call&, const answer_function&);
@@ -40,6 +49,9 @@ int number_in_path(const call& incoming, std::size_t last);
 
 // The lane of the board that takes and names of this token go by.
 std::string lane_of(const token& who);
+
+// Who asks, for takes. Valid as long as the call.
+take_asker asker_of(const api_world& world, const call& incoming);
 
 // What a token may, as sessions and new tokens are told of it.
 json token_json(const token& who);

@@ -15,7 +15,8 @@ entry_kind kind_of(std::string_view operation) {
         return entry_kind::name;
     if (operation == "lockOutput")
         return entry_kind::lock;
-    return operation.ends_with("Session") ? entry_kind::login : entry_kind::request;
+    const bool is_login = operation.ends_with("Session") || operation == "makeToken";
+    return is_login ? entry_kind::login : entry_kind::request;
 }
 
 } // namespace

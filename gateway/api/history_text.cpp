@@ -38,7 +38,7 @@ std::string csv_cell(const json& value) {
         return "";
     if (!value.is_string())
         return value.dump();
-    std::string text = value.get<std::string>();
+    std::string text = json::parse(json_text(value)).get<std::string>(); // UTF-8 by now
     if (!text.empty() && std::string_view("=+-@\t\r").find(text[0]) != std::string_view::npos)
         text.insert(text.begin(), '\'');
     if (text.find_first_of("\",\r\n") == std::string::npos)

@@ -23,7 +23,10 @@ json content(const char* type, const char* schema) {
 
 json response(const documented_reply& each) {
     json said{{"description", each.text}};
-    if (each.schema[0] != '\0') {
+    if (std::string_view(each.schema) == "Metrics") {
+        for (const char* type : {"text/plain", "application/openmetrics-text"})
+            said["content"][type] = {{"schema", reference(each.schema)}};
+    } else if (each.schema[0] != '\0') {
         const bool problem = std::string_view(each.schema) == "Problem";
         said["content"] = content(problem ? "application/problem+json" : "application/json", each.schema);
     }
@@ -90,6 +93,16 @@ json parameters(const route& row) {
         list.push_back(header_parameter(
             "Idempotency-Key", {{"type", "string"}, {"minLength", 1}, {"maxLength", 128}},
             "The same key and body within 60 seconds get the first answer, and take nothing"));
+    if (path.find("{preset}") != std::string_view::npos)
+        list.push_back(
+            path_parameter("preset", {{"type", "string"}, {"minLength", 1}, {"maxLength", preset_name_limit}},
+                           "The preset's name, without slashes"));
+    if (operation == "getPreset" || operation == "writePreset")
+        list.push_back({{"name", "snapshot"},
+                        {"in", "query"},
+                        {"required", false},
+                        {"description", "A router: the body is a file of `vrdx_routectl save` of it"},
+                        {"schema", {{"type", "string"}}}});
     if (operation == "getRouter")
         list.push_back(
             header_parameter("If-None-Match", {{"type", "string"}}, "An ETag that is known already"));

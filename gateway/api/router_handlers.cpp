@@ -1,4 +1,5 @@
 // Lists, pictures, names, locks.
+#include "caller.h"
 #include "gateway/access/rights.h"
 #include "gateway/audit/history_keeper.h"
 #include "gateway/http/http_text.h"
@@ -134,6 +135,10 @@ unsigned status_of(lock_answer::kind result) {
 
 std::string lane_of(const token& who) {
     return std::to_string(who.id);
+}
+
+take_asker asker_of(const api_world& world, const call& incoming) {
+    return {*incoming.who, lane_of(*incoming.who), caller_address(world.now, incoming.asked)};
 }
 
 int number_in_path(const call& incoming, std::size_t last) {

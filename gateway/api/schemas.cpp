@@ -14,6 +14,7 @@ constexpr const char* shared_schemas = R"json({
 "Health": {"type": "object", "additionalProperties": false, "required": ["status", "reason"],
   "properties": {"status": {"enum": ["alive", "ready", "reading", "degraded"],
     "description": "degraded: takes are served, and the reason says what is not"}, "reason": {"type": "string"}}},
+"Metrics": {"type": "string", "description": "Lines of figures; docs/metrics.md names them"},
 "Document": {"type": "object", "required": ["openapi", "info", "paths", "components"]},
 "State": {"enum": ["up", "reading", "link down", "no backend", "no driver", "stale"],
   "description": "The picture is true now in `up`, `link down` and `no backend`; else it is the last one that was read"},
@@ -145,6 +146,65 @@ constexpr const char* request_schemas = R"json({
     "inputs": {"type": "string", "description": "As in 1-8,12; empty: all"}}}
 })json";
 
+constexpr const char* preset_schemas = R"json({
+"PresetTake": {"type": "object", "additionalProperties": false, "required": ["router", "output"],
+  "oneOf": [{"required": ["input"]}, {"required": ["sources"]}],
+  "properties": {"router": {"type": "string", "minLength": 1}, "output": {"type": "integer", "minimum": 1, "maximum": 1024},
+    "input": {"$ref": "#/components/schemas/WantedSource"},
+    "sources": {"type": "object", "additionalProperties": false, "minProperties": 1,
+      "description": "A level that is not named stays as it is",
+      "properties": {"all": {"$ref": "#/components/schemas/WantedSource"},
+        "video": {"$ref": "#/components/schemas/WantedSource"}, "audio": {"$ref": "#/components/schemas/WantedSource"}}}}},
+"PresetTakes": {"type": "object", "additionalProperties": false, "required": ["takes"],
+  "properties": {"takes": {"type": "array", "minItems": 1, "maxItems": 4096,
+    "items": {"$ref": "#/components/schemas/PresetTake"}}}},
+"Snapshot": {"type": "object", "required": ["format", "version", "crosspoints"],
+  "description": "A file of `vrdx_routectl save`, of the router that ?snapshot= names",
+  "properties": {"format": {"const": "vrdx crosspoints"}, "version": {"const": 1},
+    "inputs": {"type": "integer"}, "outputs": {"type": "integer"},
+    "crosspoints": {"type": "array", "minItems": 1, "maxItems": 1024, "items": {"type": "object",
+      "required": ["output", "audio", "video"],
+      "properties": {"output": {"type": "integer", "minimum": 1}, "audio": {"type": "integer", "minimum": 0},
+        "video": {"type": "integer", "minimum": 0}}}}}},
+"PresetRequest": {"oneOf": [{"$ref": "#/components/schemas/PresetTakes"}, {"$ref": "#/components/schemas/Snapshot"}]},
+"PresetRow": {"type": "object", "additionalProperties": false, "required": ["name", "author", "changed", "routers", "outputs"],
+  "properties": {"name": {"type": "string"}, "author": {"type": "string", "description": "Name of the token that wrote it last"},
+    "changed": {"type": "string", "format": "date-time"}, "routers": {"type": "array", "items": {"type": "string"}},
+    "outputs": {"type": "integer", "minimum": 1}}},
+"Presets": {"type": "object", "additionalProperties": false, "required": ["presets"],
+  "properties": {"presets": {"type": "array", "items": {"$ref": "#/components/schemas/PresetRow"}}}},
+"Preset": {"type": "object", "additionalProperties": false,
+  "required": ["name", "author", "changed", "routers", "outputs", "undo", "takes"],
+  "properties": {"name": {"type": "string"}, "author": {"type": "string"}, "changed": {"type": "string", "format": "date-time"},
+    "routers": {"type": "array", "items": {"type": "string"}}, "outputs": {"type": "integer", "minimum": 1},
+    "undo": {"type": "integer", "minimum": 0, "description": "So many outputs an undo of the last recall would lead back"},
+    "takes": {"type": "array", "minItems": 1, "items": {"$ref": "#/components/schemas/PresetTake"}}}},
+"PresetOrSnapshot": {"oneOf": [{"$ref": "#/components/schemas/Preset"}, {"$ref": "#/components/schemas/Snapshot"}]},
+"UndoRequest": {"type": "object", "additionalProperties": false,
+  "properties": {"within": {"type": "integer", "minimum": 100, "maximum": 60000, "default": 3000},
+    "all_or_nothing": {"type": "boolean", "default": false}}},
+"RecallRequest": {"type": "object", "additionalProperties": false,
+  "properties": {"within": {"type": "integer", "minimum": 100, "maximum": 60000, "default": 3000},
+    "all_or_nothing": {"type": "boolean", "default": false,
+      "description": "Nothing is sent, to no router, when a lock or the like stands against one of them. Hardware can still refuse"},
+    "dry_run": {"type": "boolean", "default": false, "description": "Tell the differences, and take nothing"}}},
+"RecallResult": {"type": "object", "additionalProperties": false, "required": ["router", "output", "result"],
+  "properties": {"router": {"type": "string"}, "output": {"type": "integer", "minimum": 1},
+    "result": {"$ref": "#/components/schemas/Result"}, "reason": {"type": "string"},
+    "sources": {"$ref": "#/components/schemas/Sources"}, "lock": {"$ref": "#/components/schemas/Lock"}}},
+"RecallResults": {"type": "object", "additionalProperties": false, "required": ["results"],
+  "properties": {"results": {"type": "array", "minItems": 1, "items": {"$ref": "#/components/schemas/RecallResult"}}}},
+"SourcesOrNull": {"oneOf": [{"$ref": "#/components/schemas/Sources"}, {"type": "null"}]},
+"Difference": {"type": "object", "additionalProperties": false, "required": ["router", "output", "shows", "wanted", "same"],
+  "properties": {"router": {"type": "string"}, "output": {"type": "integer", "minimum": 1},
+    "shows": {"$ref": "#/components/schemas/SourcesOrNull"}, "wanted": {"$ref": "#/components/schemas/SourcesOrNull"},
+    "same": {"type": "boolean"}, "result": {"$ref": "#/components/schemas/Result"},
+    "reason": {"type": "string", "description": "Why it would not be sent now"}}},
+"Differences": {"type": "object", "additionalProperties": false, "required": ["differences"],
+  "properties": {"differences": {"type": "array", "minItems": 1, "items": {"$ref": "#/components/schemas/Difference"}}}},
+"RecallAnswer": {"oneOf": [{"$ref": "#/components/schemas/RecallResults"}, {"$ref": "#/components/schemas/Differences"}]}
+})json";
+
 constexpr const char* event_schemas = R"json({
 "Event": {"oneOf": [{"$ref": "#/components/schemas/Picture"}, {"$ref": "#/components/schemas/ChangeEvent"},
   {"$ref": "#/components/schemas/RouterEvent"}, {"$ref": "#/components/schemas/TakeEvent"},
@@ -189,6 +249,7 @@ constexpr const char* event_schemas = R"json({
 json schemas() {
     json all = json::parse(shared_schemas);
     all.update(json::parse(request_schemas));
+    all.update(json::parse(preset_schemas));
     all.update(json::parse(event_schemas));
     return all;
 }

@@ -1,5 +1,4 @@
 // Takes: checked, sent, answered output by output.
-#include "caller.h"
 #include "handlers.h"
 #include "problem.h"
 #include "router_json.h"
@@ -47,9 +46,7 @@ void do_takes(api_world& world, const incoming_call& incoming, const answer_func
     const auto wish = read_takes(incoming->body, &problem);
     if (!wish)
         return answer(problem_reply(422, problem));
-    const take_asker asker{*incoming->who, lane_of(*incoming->who),
-                           caller_address(world.now, incoming->asked)};
-    world.takes.take(incoming->parts[0], asker, *wish,
+    world.takes.take(incoming->parts[0], asker_of(world, *incoming), *wish,
                      [answer](const takes_answer& answered) { answer(reply_of(answered)); });
 }
 

@@ -1,7 +1,9 @@
 // Tokens that an admin makes for others, such as a panel that he pairs.
 #include "gateway/access/rights.h"
+#include "gateway/audit/history_keeper.h"
 #include "gateway/settings/limits.h"
 #include "handlers.h"
+#include "history_notes.h"
 #include "json_reading.h"
 #include "problem.h"
 #include "time_text.h"
@@ -81,6 +83,14 @@ std::string crowd_problem(const std::vector<token>& others, const std::string& n
                                               " tokens already; possible is to remove others first.";
 }
 
+void note_new_token(api_world& world, const call& incoming, const token& made) {
+    history_entry entry = entry_of_call(world, incoming);
+    entry.after = made.name;
+    entry.result = "token made";
+    entry.reason = "role " + std::string(role_word(made.right));
+    world.history.note(std::move(entry));
+}
+
 } // namespace
 
 void make_token(api_world& world, const incoming_call& incoming, const answer_function& answer) {
@@ -88,13 +98,16 @@ void make_token(api_world& world, const incoming_call& incoming, const answer_fu
     const auto wish = wished_token(incoming->body, &problem);
     if (!wish)
         return answer(problem_reply(422, problem));
-    if (problem = grant_problem(*incoming->who, *wish); !problem.empty())
+    if (problem = grant_problem(*incoming->who, *wish); !problem.empty()) {
+        note_refusal(world, *incoming, problem);
         return answer(problem_reply(403, problem));
+    }
     if (problem = crowd_problem(world.access.list(), wish->name); !problem.empty())
         return answer(problem_reply(409, problem));
     const std::string text = world.access.add(*wish, seconds_since_1970(), &problem);
     if (text.empty())
         return answer(problem_reply(500, problem));
+    note_new_token(world, *incoming, *wish);
     json said = token_json(*wish);
     said["token"] = text;
     answer(json_reply(201, said));

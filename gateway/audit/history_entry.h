@@ -14,8 +14,9 @@ enum class entry_kind { take, name, lock, preset, login, request, gap };
 const char* entry_kind_word(entry_kind kind);
 
 // By what somebody came. Further ways (another front) may have words of their own.
-constexpr const char* through_gateway = "gateway"; // `by` is a token's name
-constexpr const char* through_driver = "driver";   // `by` is a user of this machine
+constexpr const char* through_gateway = "gateway";   // `by` is a token's name
+constexpr const char* through_driver = "driver";     // `by` is a user of this machine
+constexpr const char* through_videohub = "videohub"; // `by` is "videohub ADDRESS"
 
 // What does not apply is empty, 0, or -1 where 0 means something. Texts are UTF-8, or are made so when they
 // are shown; they are cut to history_text_limit.

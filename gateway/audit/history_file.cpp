@@ -25,46 +25,37 @@ std::unique_ptr<history_file> history_file::open(const std::string& state_direct
     auto kept = open_history(state_directory, problem);
     if (!kept)
         return nullptr;
-    std::unique_ptr<history_file> opened(new history_file(std::move(kept), now));
+    std::unique_ptr<history_file> opened(new history_file(std::move(kept)));
     const auto add_run = [&](const sql_row& row) {
         opened->runs_.push_back({row.number(0), row.number(1), row.number(2)});
     };
     if (!opened->kept_->read("SELECT process, user, began FROM runs ORDER BY began", {}, add_run, problem))
         return nullptr;
+    // At once: when this process is killed, whoever reads the drivers' records later knows it all the same.
     const auto is_now = [&](const run& each) {
         return each.process == now.process && each.began_us == now.began_us;
     };
-    opened->began_ = std::any_of(opened->runs_.begin(), opened->runs_.end(), is_now);
+    if (std::any_of(opened->runs_.begin(), opened->runs_.end(), is_now))
+        return opened;
+    if (!opened->kept_->change("INSERT INTO runs (began, process, user) VALUES (?, ?, ?)",
+                               {now.began_us, now.process, now.user}, problem))
+        return nullptr;
+    opened->runs_.push_back(now);
     return opened;
 }
 
 bool history_file::write(std::span<const history_item> batch, std::vector<history_entry>* written,
                          std::string* problem) {
     written->clear();
-    const bool began = began_;
     const auto steps = [&] {
-        return begin_run(problem) && std::all_of(batch.begin(), batch.end(), [&](const history_item& item) {
-                   return std::visit([&](const auto& each) { return add(each, written, problem); }, item);
-               });
+        return std::all_of(batch.begin(), batch.end(), [&](const history_item& item) {
+            return std::visit([&](const auto& each) { return add(each, written, problem); }, item);
+        });
     };
     if (kept_->transaction(steps, problem))
         return true;
-    if (began_ != began)
-        runs_.pop_back();
-    began_ = began;
     written->clear();
     return false;
-}
-
-bool history_file::begin_run(std::string* problem) {
-    if (began_)
-        return true;
-    if (!kept_->change("INSERT INTO runs (began, process, user) VALUES (?, ?, ?)",
-                       {now_.began_us, now_.process, now_.user}, problem))
-        return false;
-    runs_.push_back(now_);
-    began_ = true;
-    return true;
 }
 
 // Who a driver's client was: a token when it was a gateway of this state directory, else a user.

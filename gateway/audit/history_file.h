@@ -21,8 +21,8 @@ inline bool is_kept(const history_share& share) {
 
 class history_file {
 public:
-    // A run of the gateway that is written down with the first batch: takes that the drivers recorded for
-    // this process since `began_us` came through the gateway.
+    // A run of the gateway, which is written down when the file is opened: takes that the drivers recorded
+    // for this process since `began_us` came through the gateway.
     struct run {
         std::int64_t process = 0, user = 0, began_us = 0;
     };
@@ -40,8 +40,7 @@ public:
     bool trim(const history_share& share, std::int64_t now_us, bool* more, std::string* problem);
 
 private:
-    history_file(std::unique_ptr<database> kept, const run& now) : kept_(std::move(kept)), now_(now) {}
-    bool begin_run(std::string* problem);
+    explicit history_file(std::unique_ptr<database> kept) : kept_(std::move(kept)) {}
     bool add(history_entry entry, std::vector<history_entry>* written, std::string* problem);
     bool add(const counted_entry& counted, std::vector<history_entry>* written, std::string* problem);
     bool add(const record_mark& mark, std::vector<history_entry>* written, std::string* problem);
@@ -52,9 +51,7 @@ private:
     bool trim_share(int share, bool* more, std::string* problem);
 
     std::unique_ptr<database> kept_;
-    run now_;
     std::vector<run> runs_; // by their beginning
-    bool began_ = false;    // this run is written down
 };
 
 } // namespace gateway

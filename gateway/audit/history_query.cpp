@@ -54,7 +54,11 @@ std::unique_ptr<history_reading> history_reading::open(const std::string& state_
     if (access(path.c_str(), F_OK) != 0)
         return nullptr;
     auto kept = database::open(path, database_busy_ms, problem);
-    if (!kept || !kept->script("PRAGMA query_only = ON", problem))
+    std::int64_t version = 0;
+    if (!kept || !kept->script("PRAGMA query_only = ON", problem) ||
+        !kept->number("PRAGMA user_version", &version, problem))
+        return nullptr;
+    if (version == 0) // its tables are being made
         return nullptr;
     return std::unique_ptr<history_reading>(new history_reading(std::move(kept)));
 }

@@ -35,6 +35,13 @@ void lane_table::look_at_clock(std::uint64_t now) {
                   [unused_since](const auto& each) { return each.second->is_idle_since(unused_since); });
 }
 
+std::size_t lane_table::open_requests() const {
+    std::size_t all = 0;
+    for (const auto& [key, way] : ways_)
+        all += way->open_requests();
+    return all;
+}
+
 void lane_table::driver_exchanged(std::string_view router) {
     for (const auto& [key, way] : ways_)
         if (key.first == router)

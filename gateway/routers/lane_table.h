@@ -26,6 +26,8 @@ public:
     [[nodiscard]] std::size_t size() const {
         return ways_.size();
     }
+    // Without an ending, of all lanes.
+    [[nodiscard]] std::size_t open_requests() const;
 
 private:
     bool make_room();

@@ -283,6 +283,19 @@ void router_board::rename_all(std::string_view router, const std::string& lane,
     parts_->rename(parts_->link(router), lane, names, std::move(done));
 }
 
+// Each router holds a share of `all`; the last one that lets go of its own ends the question.
+void router_board::ask_figures(std::function<void()> done) {
+    boost::asio::io_context& loop = parts_->loop_;
+    const std::shared_ptr<void> all(
+        nullptr, [&loop, called = std::move(done)](void*) { boost::asio::post(loop, called); });
+    for (const auto& [name, link] : parts_->links_)
+        link->ask_figures(all);
+}
+
+std::size_t router_board::open_requests() const {
+    return parts_->lanes_.open_requests();
+}
+
 void router_board::drop_lane(const std::string& lane) {
     parts_->lanes_.drop_lane(lane, "who asked may not any more");
 }

@@ -62,6 +62,11 @@ void router_link::look_at_clock(std::uint64_t now) {
     }
 }
 
+void router_link::ask_figures(figures_question::asker waiting) {
+    if (is_picture_true(shown_.state) && figures_.ask(&connection_, std::move(waiting)))
+        move();
+}
+
 void router_link::stop() {
     retry_.clear();
     leave();
@@ -164,6 +169,8 @@ void router_link::leave() {
     gathering_ = false;
     watch_ = {};
     questions_.connection_ended();
+    shown_.figures.reset();
+    figures_.end();
 }
 
 } // namespace gateway

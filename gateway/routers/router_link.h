@@ -47,6 +47,9 @@ public:
     bool stands_at(const router_place& place);
     // Looks for silence, at `now`.
     void look_at_clock(std::uint64_t now);
+    // Asks for `figures` when the picture is true. `waiting` is let go of when they are there, or will not
+    // be.
+    void ask_figures(figures_question::asker waiting);
     // Closes the connection and goes on no more.
     void stop();
     // Neither item nor socket is left: tells so.
@@ -84,6 +87,7 @@ private:
     bool anew_ = false; // what is gathered is the whole picture, not a change in many packets
     router_news gathered_;
     std::uint64_t gathering_us_ = 0; // when that began
+    figures_question figures_;
 
     watch_questions questions_;
     bool doubted_ = false; // what it told did not fit; trusted again when the picture is whole

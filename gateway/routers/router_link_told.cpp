@@ -34,8 +34,12 @@ bool is_same(const std::optional<vrdx::driver_message>& a, const std::optional<v
 
 // False when the connection was given up for it.
 bool router_link::read(const vrdx::incoming_packet& packet) {
-    heard_us_ = monotonic_us();
+    heard_us_ = shown_.heard_us = monotonic_us();
     silent_ = false;
+    if (figures_.is_answer(packet)) {
+        shown_.figures = figures_.answered(packet);
+        return true;
+    }
     if (packet.kind == vrdx::packet_kind::pushed)
         return read_pushed(packet.packet);
     if (const auto answer = questions_.read(packet)) {
@@ -55,6 +59,7 @@ bool router_link::begin(const comm_socket_v4_packet& reply) {
         return false;
     }
     gather(true);
+    shown_.connections++;
     const vrdx::router_picture& before = shown_.picture;
     if (before.epoch == watch_.picture.epoch && before.last_take < watch_.picture.last_take)
         gathered_.takes_lost = watch_.picture.last_take - before.last_take;

@@ -1,6 +1,7 @@
 // A router as everybody sees it, and what is told when that changes.
 #pragma once
 
+#include "gateway/routers/driver_figures.h"
 #include "gateway/routers/earlier_sources.h"
 #include "gateway/routers/router_state.h"
 #include "packet_client.h"
@@ -29,6 +30,12 @@ struct shown_router {
     // tell. Never goes back while the gateway lives, also when the router goes and comes again; from 1, not
     // without gaps.
     std::uint64_t version = 0;
+
+    // Of the way to its driver; nobody is told when they change.
+    std::uint64_t connections = 0; // on which the driver began to tell, since the router appeared
+    std::uint64_t heard_us = 0;    // when it said something last, a monotonic_us() count; 0: never
+    // As it told them when it was asked last; none once that connection has ended.
+    std::optional<driver_figures> figures;
 };
 
 // What has just changed. It and the router are valid during the call.

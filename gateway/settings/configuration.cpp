@@ -133,10 +133,10 @@ void complete_hosts(bool names_hosts, const sources& from, configuration* found)
     }
 }
 
-// The token command needs the state directory and nothing else.
-bool is_token_command(const command_line& line) {
+// These commands need the state directory and nothing else.
+bool is_state_command(const command_line& line) {
     return line.what == wanted::token_add || line.what == wanted::token_list ||
-           line.what == wanted::token_remove;
+           line.what == wanted::token_remove || line.what == wanted::backup || line.what == wanted::restore;
 }
 
 } // namespace
@@ -145,7 +145,7 @@ configuration read_configuration(const command_line& line) {
     configuration found;
     const std::string file = line.config.value_or(default_configuration);
     std::string text;
-    const bool is_told_state = is_token_command(line) && line.state && !line.config;
+    const bool is_told_state = is_state_command(line) && line.state && !line.config;
     const bool is_there = line.config || (!is_told_state && access(file.c_str(), F_OK) == 0);
     const std::string unread = is_there ? read_file(file, &text) : "";
     if (!unread.empty()) {
@@ -159,7 +159,7 @@ configuration read_configuration(const command_line& line) {
     sources from(file, std::move(told.lines));
     use_command_line(line, &found, &from);
     // What is not even understood by itself is not compared with the rest.
-    if (!found.problems.empty() || is_token_command(line))
+    if (!found.problems.empty() || is_state_command(line))
         return found;
     check_tls(from, &found);
     check_listen(from, &found);

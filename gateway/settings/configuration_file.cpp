@@ -58,12 +58,16 @@ std::string read_key(const toml::node& node, settings* values) {
     return read_path(node, &values->tls_key);
 }
 
-std::string read_insecure(const toml::node& node, settings* values) {
+std::string read_boolean(const toml::node& node, bool* boolean) {
     const auto* const value = node.as_boolean();
     if (value == nullptr)
         return wrong_type(node);
-    values->insecure = value->get();
+    *boolean = value->get();
     return {};
+}
+
+std::string read_insecure(const toml::node& node, settings* values) {
+    return read_boolean(node, &values->insecure);
 }
 
 std::string read_role(const toml::node& node, role* right) {
@@ -116,6 +120,10 @@ std::string read_history_bytes(const toml::node& node, settings* values) {
     return read_number(node, history_least_bytes, history_most_bytes, &values->history_bytes);
 }
 
+std::string read_crosspoints(const toml::node& node, settings* values) {
+    return read_boolean(node, &values->metrics_crosspoints);
+}
+
 constexpr std::array known_keys = std::to_array<known_key>({
     {"listen", read_listen,
      "\"ADDRESS:PORT\" such as \"127.0.0.1:8400\" or \"[::1]:8400\", or an array of up to 16"},
@@ -133,6 +141,7 @@ constexpr std::array known_keys = std::to_array<known_key>({
     {"wall.role", read_wall_role, possible_roles},
     {"history.days", read_history_days, "1 to 3650, or 0 for no history"},
     {"history.bytes", read_history_bytes, "16777216 to 109951162777600, or 0 for no history"},
+    {"metrics.crosspoints", read_crosspoints, "true, false"},
 });
 static_assert(history_longest_days == 3650 && history_least_bytes == 16777216 &&
               history_most_bytes == 109951162777600);
@@ -148,6 +157,7 @@ struct known_table {
 constexpr std::array known_tables = {
     known_table{"tls", "certificate and key"},
     known_table{"history", "days and bytes"},
+    known_table{"metrics", "crosspoints"},
 };
 constexpr const char* tables_in_arrays = "[[wall]], [[videohub]]";
 

@@ -126,6 +126,18 @@ constexpr std::uint64_t history_callers_time_us = 600000000;  // how long an ans
 constexpr std::uint64_t history_record_time_limit_ms = 10000; // for reading a driver's record
 constexpr std::uint64_t history_record_retry_ms = 1000;       // before it is tried again; doubles
 constexpr std::uint64_t history_record_longest_retry_ms = 60000;
+// --- presets ---
+constexpr std::size_t presets_limit = 1024;
+constexpr std::size_t preset_name_limit = 128;         // bytes of UTF-8
+constexpr std::size_t preset_takes_limit = 4096;       // of one preset, on all its routers together
+constexpr std::size_t presets_bytes_limit = 16777216;  // of all presets as they are kept, 16 MiB
+constexpr std::size_t preset_undo_takes_limit = 65536; // remembered of all recalls; the oldest go first
+
+// --- metrics ---
+constexpr std::uint64_t metrics_fresh_us = 1000000;    // who asks again within it gets the same text
+constexpr std::uint64_t metrics_patience_us = 1000000; // for drivers, which are asked for each text
+constexpr std::size_t metrics_crosspoints_limit =
+    32768; // outputs; routers beyond it are left out, and counted
 
 // --- start ---
 constexpr std::uint64_t ready_look_period_ms = 5;    // until the routers' pictures are read

@@ -32,12 +32,13 @@ struct settings {
     std::string tls_key;
     bool insecure = false; // without TLS beyond this machine
     role anonymous = role::none;
+    bool metrics_crosspoints = false; // the crosspoints are among the figures
     std::vector<std::string> proxies; // addresses as inet_ntop() writes them
-    std::vector<videohub_settings> videohubs;
     std::vector<wall> walls;
     // How long, and how much of the disk; 0 of either: no history is kept.
     std::int64_t history_days = history_usual_days;
     std::int64_t history_bytes = history_usual_bytes;
+    std::vector<videohub_settings> videohubs;
 
     bool has_tls() const {
         return !tls_certificate.empty();

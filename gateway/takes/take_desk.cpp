@@ -5,14 +5,14 @@
 
 namespace gateway {
 
-namespace {
-
 // A request's takes: answers of those that are not sent, and places for those that are.
 struct take_work {
     std::vector<planned_take> plan;
     takes_answer answer;
     std::vector<std::size_t> sent; // places in both, of what goes to the driver
 };
+
+namespace {
 
 takes_answer refused(takes_answer::kind kind, std::string problem) {
     takes_answer answer;
@@ -72,7 +72,7 @@ vrdx::take_order order_of(const take_work& work, unsigned within_ms, const std::
     for (const std::size_t at : work.sent) {
         const planned_take& planned = work.plan[at];
         order.takes.push_back(planned.take);
-        if (planned.keeps_level) // else somebody's newer take of the other level would be undone
+        if (planned.expects) // else somebody's newer take of the other level would be undone
             order.expect.push_back({planned.take.output, planned.shown});
     }
     return order;
@@ -168,27 +168,25 @@ output_answer answer_of(int output, const vrdx::take_result& said) {
     return answer;
 }
 
-void take_desk::take(const std::string& router, const take_asker& asker, const takes_wish& wish,
-                     const takes_done& done) {
+take_work take_desk::prepare(const std::string& router, const token& who, const takes_wish& wish) const {
     using kind = takes_answer::kind;
     const shown_router* shown = routers_.find(router);
     if (shown == nullptr)
-        return done(refused(kind::no_router, "There is no router of this name."));
+        return {{}, refused(kind::no_router, "There is no router of this name."), {}};
     if (!is_picture_true(shown->state) && needs_picture(wish))
-        return done(
+        return {
+            {},
             refused(kind::not_known,
-                    "What the router shows and its names are not known now; take all levels by number, "
-                    "or try again in a moment."));
+                    "What the router shows and its names are not known now; take all levels by number, or "
+                    "try again in a moment."),
+            {}};
     std::string problem;
     auto plan = plan_takes(wish, shown->picture, &problem);
     if (!plan)
-        return done(refused(kind::wrong, problem));
-    const asked_takes asked{history_, router, asker.who.name, asker.address, asker.through};
-    problem = rights_problem(asker.who, router, *plan);
-    if (!problem.empty()) {
-        note_refusal(asked, problem);
-        return done(refused(kind::not_allowed, problem));
-    }
+        return {{}, refused(kind::wrong, problem), {}};
+    problem = rights_problem(who, router, *plan);
+    if (!problem.empty())
+        return {{}, refused(kind::not_allowed, problem), {}};
 
     if (wish.all_or_nothing && is_picture_true(shown->state))
         refuse_what_is_not_there(&*plan, shown->picture);
@@ -196,9 +194,23 @@ void take_desk::take(const std::string& router, const take_asker& asker, const t
     work.plan = std::move(*plan);
     work.answer.ended = kind::answered;
     work.answer.split_levels = shown->picture.split_levels;
-    judge(&work, locks_, router, asker.who);
+    judge(&work, locks_, router, who);
     if (wish.all_or_nothing && work.sent.size() < work.plan.size())
         send_nothing(&work);
+    return work;
+}
+
+take_look take_desk::look(const std::string& router, const token& who, const takes_wish& wish) const {
+    take_work work = prepare(router, who, wish);
+    return {std::move(work.answer), std::move(work.plan)};
+}
+
+void take_desk::take(const std::string& router, const take_asker& asker, const takes_wish& wish,
+                     const takes_done& done) {
+    take_work work = prepare(router, asker.who, wish);
+    const asked_takes asked{history_, router, asker.who.name, asker.address, asker.through};
+    if (work.answer.ended == takes_answer::kind::not_allowed)
+        note_refusal(asked, work.answer.problem);
     note_unsent(asked, work);
     if (work.sent.empty())
         return done(work.answer);

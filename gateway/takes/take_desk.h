@@ -50,6 +50,14 @@ struct takes_answer {
 
 using takes_done = std::function<void(const takes_answer&)>;
 
+// What a take would find.
+struct take_look {
+    takes_answer answer; // an output without a result would be sent
+    std::vector<planned_take> plan;
+};
+
+struct take_work;
+
 class take_desk {
 public:
     // Called with takes that go to a router now.
@@ -65,7 +73,12 @@ public:
     void take(const std::string& router, const take_asker& asker, const takes_wish& wish,
               const takes_done& done);
 
+    // What take() would do now, without doing it.
+    take_look look(const std::string& router, const token& who, const takes_wish& wish) const;
+
 private:
+    take_work prepare(const std::string& router, const token& who, const takes_wish& wish) const;
+
     router_board& routers_;
     const lock_table& locks_;
     history_keeper& history_;

@@ -76,6 +76,9 @@ plan_takes(const takes_wish& wish, const vrdx::router_picture& picture, std::str
         if (place < picture.outputs.size())
             planned.shown = picture.outputs[place].sources;
         planned.keeps_level = !wanted.video || !wanted.audio;
+        planned.expects = planned.keeps_level || wanted.only_if;
+        if (wanted.only_if)
+            planned.shown = *wanted.only_if;
         vrdx::level_sources& sources = planned.take.sources;
         if (!plan_level(wanted.video, planned.shown.video, &names, &sources.video, problem) ||
             !plan_level(wanted.audio, planned.shown.audio, &names, &sources.audio, problem))

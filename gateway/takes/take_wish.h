@@ -15,6 +15,8 @@ using source_wish = std::variant<int, std::string>; // a number from 1, 0 for no
 struct output_wish {
     int output = 0;                          // from 1
     std::optional<source_wish> video, audio; // at least one
+    // The take is done only if the output shows these, confirmed.
+    std::optional<vrdx::level_sources> only_if = std::nullopt;
 };
 
 struct takes_wish {
@@ -30,6 +32,7 @@ bool needs_picture(const takes_wish& wish);
 struct planned_take {
     vrdx::output_take take;
     bool keeps_level = false; // only one level was named: the other one stays as `shown` has it
+    bool expects = false;     // it is done only if the output still shows `shown`
     vrdx::level_sources shown;
     std::string reason;                 // why it cannot be sent, "" when it can
     const char* result = "unavailable"; // what is answered then

@@ -8,7 +8,7 @@ history_entry entry_of(const std::string& router, const hub_asker& asker, entry_
     entry.kind = kind;
     entry.router = router;
     entry.by = asker.who.name;
-    entry.through = through_gateway;
+    entry.through = through_videohub;
     entry.address = asker.address;
     return entry;
 }

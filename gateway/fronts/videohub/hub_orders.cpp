@@ -56,7 +56,7 @@ bool take_as_asked(hub_world& world, const std::string& router, const shown_hub&
         bool returned = false, answered = false;
     };
     const auto now = std::make_shared<progress>();
-    world.takes.take(router, {asker.who, asker.lane, asker.address}, wish,
+    world.takes.take(router, {asker.who, asker.lane, asker.address, through_videohub}, wish,
                      [outputs, ended = std::move(ended), now](const takes_answer& answer) {
                          now->answered = true;
                          if (now->returned)

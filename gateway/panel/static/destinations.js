@@ -126,7 +126,7 @@ class Destinations extends HTMLElement {
   #spoken(output, state) {
     const parts = state === "confirmed" ? [] : [t("spoken." + state)];
     if (output.lock) parts.push(t("lock." + output.lock.state + "By", output.lock.owner));
-    if (desk.armed.has(output.number)) parts.push(t("mark.armed"));
+    if (desk.armed.has(output.number)) parts.push(t("spoken.armed"));
     return parts.join(", ");
   }
 }

@@ -1,6 +1,6 @@
 // Keys: one table for what they do and for the help page.
 
-import { marry, setArmed, takeArmed, clearArmed, choose, desk, toggleLevel } from "./desk.js";
+import { marry, setArmed, takeArmed, clearArmed, choose, desk, goBack, toggleLevel } from "./desk.js";
 import { openHelp } from "./help_dialog.js";
 import { openLockDialog } from "./lock_dialog.js";
 import { openNameDialog } from "./name_dialog.js";
@@ -34,7 +34,7 @@ export const keys = [
   { key: "Escape", text: "key.escape", act: () => (desk.armed.size > 0 ? clearArmed() : choose(0)) },
   { key: "Enter", ctrl: true, text: "key.take", act: takeArmed },
   { key: "z", ctrl: true, text: "key.undo", act: () => undo(desk.router) },
-  { key: "b", ctrl: true, text: "key.previous", act: () => find("vrdx-selected")?.goBack() },
+  { key: "b", ctrl: true, text: "key.previous", act: goBack },
 ];
 
 // Keys that elements know themselves.

@@ -5,8 +5,7 @@ import { button, el, named, set, show, write } from "./dom.js";
 import { openLockDialog } from "./lock_dialog.js";
 import { MatrixField } from "./matrix_field.js";
 import { makeRow, updateRow } from "./matrix_row.js";
-import { openNameDialog } from "./name_dialog.js";
-import { mayName, mayTakeTo } from "./rights.js";
+import { mayTakeTo } from "./rights.js";
 import { isLive, listen } from "./store.js";
 import { resultText } from "./takes.js";
 import { t } from "./texts.js";
@@ -22,8 +21,7 @@ class Matrix extends HTMLElement {
   #space = el("div", { class: "space" });
   #scroller = el("div", { class: "scroller", tabindex: "0", role: "application" });
   #said = el("p", { class: "at", role: "status" });
-  #lock = button(t("lockSet"), () => openLockDialog(), { class: "lock-button", hidden: true });
-  #name = button(t("nameOpen"), () => openNameDialog(), { class: "name-button", hidden: true });
+  #lock = button(t("lockOpen"), () => openLockDialog(), { class: "lock-button", hidden: true });
   #rows = new Map();
   #columns = new Map();
   #hovered = null; // the crosspoint under the mouse: shown, not chosen
@@ -37,7 +35,7 @@ class Matrix extends HTMLElement {
     this.style.setProperty("--cell", `${this.#field.cell}px`);
     this.style.setProperty("--left", `${this.#field.left}px`);
     this.style.setProperty("--top", `${this.#field.top}px`);
-    this.append(el("div", { class: "filters" }, this.#filters.outputs, this.#filters.inputs), this.#scroller, el("div", { class: "below" }, this.#said, this.#lock, this.#name));
+    this.append(el("div", { class: "filters" }, this.#filters.outputs, this.#filters.inputs), this.#scroller, el("div", { class: "below" }, this.#said, this.#lock));
     this.#scroller.addEventListener("scroll", () => this.#draw(), { passive: true });
     this.#scroller.addEventListener("keydown", (event) => this.#key(event));
     this.#scroller.addEventListener("pointermove", (event) => event.pointerType === "mouse" && this.#hover(event));
@@ -129,8 +127,7 @@ class Matrix extends HTMLElement {
       set(head, "data-here", desk.input === number);
     }
     show(this.#lock, mayTakeTo(desk.output) && desk.output > 0);
-    show(this.#name, mayName());
-    for (const each of [this.#lock, this.#name]) set(each, "disabled", !isLive(router));
+    set(this.#lock, "disabled", !isLive(router));
     this.#placeHairs();
     this.#say();
   }
@@ -152,7 +149,7 @@ class Matrix extends HTMLElement {
     if (!output || !input) return write(this.#said, t("matrixMeans"));
     const isShown = Object.values(output.confirmed ?? {}).includes(input.number);
     const result = resultText(router, output);
-    write(this.#said, t("crosspoint", output.number, output.label, input.number, input.label, t(isShown ? "crosspointShown" : "crosspointFree")) + (result ? `. ${result}` : ""));
+    write(this.#said, t("crosspoint", output.number, output.label, input.number, input.label, t(isShown ? "spoken.shown" : "crosspointFree")) + (result ? `. ${result}` : ""));
   }
 
   #go(output, input) {

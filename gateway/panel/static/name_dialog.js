@@ -55,7 +55,7 @@ class NameDialog {
     const place = this.place(), side = this.side.value, name = this.name.value;
     if (!place || !isLive(deskRouter())) return write(this.said, t("notConnected"));
     this.#sent = { side, number: place.number, name };
-    write(this.said, t("waiting"));
+    write(this.said, t("spoken.pending"));
     const answer = await ask("PUT", `${routerPath(desk.router)}/${side}/${place.number}/name`, { name });
     if (answer.status === 202) return this.#look();
     this.#sent = null;

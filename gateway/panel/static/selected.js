@@ -1,12 +1,11 @@
 // The chosen destination, large: what it shows, what the last take did, who holds it, the way back.
 
-import { chosen, choose, desk, deskRouter, listenDesk, pressSources } from "./desk.js";
+import { canGoBack, chosen, choose, desk, deskRouter, goBack, listenDesk } from "./desk.js";
 import { sourceText } from "./destinations.js";
 import { button, el, icon, named, set, setIcon, show, write } from "./dom.js";
 import { openLockDialog } from "./lock_dialog.js";
-import { openNameDialog } from "./name_dialog.js";
-import { mayName, mayTakeTo } from "./rights.js";
-import { isBreakaway, isWhole, sameSources } from "./router_model.js";
+import { mayTakeTo } from "./rights.js";
+import { isBreakaway, isWhole } from "./router_model.js";
 import { isLive, listen } from "./store.js";
 import { dismiss, failedState, resultText, stateOf } from "./takes.js";
 import { t } from "./texts.js";
@@ -19,9 +18,8 @@ class Selected extends HTMLElement {
   #result = el("p", { class: "result", role: "status" }, icon("confirmed"), el("bdi", {}, ""));
   #taken = el("p", { class: "taken" });
   #lockText = el("p", { class: "locked" }, icon("lock"), el("bdi", {}, ""));
-  #previous = el("button", { type: "button", class: "previous", click: () => this.goBack() }, icon("undo"), el("span", {}), named(""));
-  #lock = button("", () => openLockDialog(), { class: "lock-button" });
-  #rename = button(t("nameOpen"), () => openNameDialog(), { class: "name-button" });
+  #previous = el("button", { type: "button", class: "previous", click: goBack }, icon("undo"), el("span", {}), named(""));
+  #lock = button(t("lockOpen"), () => openLockDialog(), { class: "lock-button" });
   #dismiss = button(t("dismiss"), () => dismiss(desk.router, desk.output), { class: "small" });
   #hint = el("p", { class: "hint" });
   #body = el("div", { class: "body" });
@@ -32,21 +30,11 @@ class Selected extends HTMLElement {
       el("div", { class: "title" }, back, this.#number, this.#name),
       this.#lines, this.#lockText,
       el("div", { class: "told" }, this.#result, this.#dismiss), this.#taken,
-      el("div", { class: "actions" }, this.#previous, this.#lock, this.#rename));
+      el("div", { class: "actions" }, this.#previous, this.#lock));
     this.append(this.#hint, this.#body);
     listen((news) => (news.connection || news.routers.has(desk.router)) && this.#refresh());
     listenDesk(() => this.#refresh());
     this.#refresh();
-  }
-
-  // Takes the source that the destination showed before.
-  goBack() {
-    const output = chosen();
-    if (output && this.#canGoBack(output)) pressSources(output.number, output.previous);
-  }
-
-  #canGoBack(output) {
-    return isLive(deskRouter()) && mayTakeTo(output.number) && isWhole(output.previous) && !sameSources(output.previous, output.confirmed);
   }
 
   #refresh() {
@@ -62,10 +50,8 @@ class Selected extends HTMLElement {
     this.#refreshLines(router, output, state);
     this.#refreshResult(router, output, state);
     this.#refreshLock(output);
-    show(this.#rename, mayName("outputs", output.number));
-    set(this.#rename, "disabled", !isLive(router));
     show(this.#previous, isWhole(output.previous) && mayTakeTo(output.number));
-    set(this.#previous, "disabled", !this.#canGoBack(output));
+    set(this.#previous, "disabled", !canGoBack(output));
     write(this.#previous.children[1], t("previous"));
     write(this.#previous.lastChild, sourceText(router, output.previous));
   }
@@ -104,7 +90,6 @@ class Selected extends HTMLElement {
     const lock = output.lock;
     show(this.#lockText, lock !== null);
     show(this.#lock, mayTakeTo(output.number));
-    write(this.#lock, t(lock ? "lockChange" : "lockSet"));
     set(this.#lock, "disabled", !isLive(deskRouter()));
     if (!lock) return;
     setIcon(this.#lockText.firstChild, lock.state);

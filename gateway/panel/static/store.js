@@ -105,6 +105,7 @@ const readers = {
       store.missing = message.router === store.wanted;
     } else {
       entry(message.router).setState(message.state, message.reason);
+      entry(message.router).lastError = message.last_error;
     }
     newsOf(message.router).state = true;
     look();
@@ -173,6 +174,7 @@ function keepRouters(rows) {
   for (const name of names) {
     const router = entry(name), row = rows.find((each) => each.name === name);
     router.setState(row.state, row.reason);
+    router.lastError = row.last_error;
     router.isRead = false;
     newsOf(name).whole = true;
   }

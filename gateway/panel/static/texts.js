@@ -20,7 +20,7 @@ const english = {
   married: "Both", mode: "Mode", direct: "Direct", armed: "Armed", take: "Take", takeCount: "Take {0}", clear: "Clear", undo: "Undo",
   directMeans: "A source is taken when it is pressed", armedMeans: "Sources are collected, and taken together with Take",
   allOrNothing: "All or nothing", allOrNothingMeans: "Nothing is taken when one of them cannot be; the router can still refuse one",
-  previous: "Back to", waiting: "waiting for the router",
+  previous: "Back to",
 
   "state.up": "Up", "state.reading": "Reading", "state.link down": "Link down", "state.no backend": "No backend",
   "state.no driver": "No driver", "state.stale": "Stale",
@@ -33,15 +33,14 @@ const english = {
 
   "spoken.confirmed": "confirmed", "spoken.pending": "waiting for the router", "spoken.refused": "refused",
   "spoken.unknown": "not known", "spoken.stale": "may be old",
-  "mark.shown": "is shown", "mark.pending": "waiting for the router", "mark.armed": "armed", "mark.refused": "refused",
-  "mark.unknown": "not known", "mark.stale": "was shown last",
+  "spoken.shown": "is shown", "spoken.armed": "armed",
   "result.confirmed": "Confirmed by the router", "result.shows": "Rolled back, the router shows {0}", "result.refused": "Refused",
   "result.replaced sent": "Replaced by a later take", "result.replaced unsent": "Replaced by a later take, not sent",
   "result.withdrawn": "Withdrawn, not sent", "result.unknown": "Unknown", "result.locked": "Not taken",
   "result.unavailable": "Not sent", "result.not allowed": "Refused by the gateway", "result.other": "Ended otherwise",
   lastTake: "Last take {0} by {1}: {2}. {3}", user: "user {0}",
 
-  lockSet: "Lock …", lockChange: "Lock …", lockOf: "Lock of output {0}", lockFree: "It is not locked.",
+  lockOpen: "Lock …", lockOf: "Lock of output {0}", lockFree: "It is not locked.",
   lockReason: "Reason, shown to others", lockOthers: "Only {0} or somebody with the role lock can remove it.",
   "lock.lockBy": "locked by {0}", "lock.protectBy": "protected by {0}",
   "lock.lockSince": "Locked by {0} since {1}", "lock.protectSince": "Protected by {0} since {1}",
@@ -71,7 +70,7 @@ const english = {
   "key.previous": "Back to the destination's previous source", "key.arrows": "Move", "key.enter": "Press what is marked", "key.tab": "To the next part of the page",
 
   matrixMeans: "Rows are destinations, columns are sources. Arrows move, Enter takes.", crosspoint: "Destination {0} {1}, source {2} {3}: {4}",
-  crosspointShown: "is shown", crosspointFree: "is not shown",
+  crosspointFree: "is not shown",
 };
 
 const german = {
@@ -94,7 +93,7 @@ const german = {
   married: "Beide", mode: "Betriebsart", direct: "Direkt", armed: "Vorwahl", take: "Schalten", takeCount: "{0} schalten", clear: "Löschen", undo: "Rückgängig",
   directMeans: "Eine Quelle wird geschaltet, sobald sie gedrückt wird", armedMeans: "Quellen werden gesammelt und mit Schalten zusammen geschaltet",
   allOrNothing: "Alle oder keine", allOrNothingMeans: "Geht eine nicht, wird keine geschaltet; die Kreuzschiene kann noch eine ablehnen",
-  previous: "Zurück zu", waiting: "wartet auf die Kreuzschiene",
+  previous: "Zurück zu",
 
   "state.up": "Bereit", "state.reading": "Wird gelesen", "state.link down": "Verbindung fehlt", "state.no backend": "Kein Backend",
   "state.no driver": "Kein Treiber", "state.stale": "Veraltet",
@@ -107,15 +106,14 @@ const german = {
 
   "spoken.confirmed": "bestätigt", "spoken.pending": "wartet auf die Kreuzschiene", "spoken.refused": "abgelehnt",
   "spoken.unknown": "nicht bekannt", "spoken.stale": "kann alt sein",
-  "mark.shown": "wird gezeigt", "mark.pending": "wartet auf die Kreuzschiene", "mark.armed": "vorgewählt", "mark.refused": "abgelehnt",
-  "mark.unknown": "nicht bekannt", "mark.stale": "wurde zuletzt gezeigt",
+  "spoken.shown": "wird gezeigt", "spoken.armed": "vorgewählt",
   "result.confirmed": "Von der Kreuzschiene bestätigt", "result.shows": "Zurückgefallen, die Kreuzschiene zeigt {0}", "result.refused": "Abgelehnt",
   "result.replaced sent": "Von späterem Schalten ersetzt", "result.replaced unsent": "Von späterem Schalten ersetzt, nicht gesendet",
   "result.withdrawn": "Zurückgezogen, nicht gesendet", "result.unknown": "Unbekannt", "result.locked": "Nicht geschaltet",
   "result.unavailable": "Nicht gesendet", "result.not allowed": "Vom Gateway abgelehnt", "result.other": "Endete anders",
   lastTake: "Zuletzt geschaltet {0} von {1}: {2}. {3}", user: "Benutzer {0}",
 
-  lockSet: "Sperren …", lockChange: "Sperre …", lockOf: "Sperre von Ausgang {0}", lockFree: "Er ist nicht gesperrt.",
+  lockOpen: "Sperren …", lockOf: "Sperre von Ausgang {0}", lockFree: "Er ist nicht gesperrt.",
   lockReason: "Grund, für andere zu lesen", lockOthers: "Nur {0} oder wer die Rolle sperren hat, kann sie aufheben.",
   "lock.lockBy": "gesperrt von {0}", "lock.protectBy": "geschützt von {0}",
   "lock.lockSince": "Gesperrt von {0} seit {1}", "lock.protectSince": "Geschützt von {0} seit {1}",
@@ -145,7 +143,7 @@ const german = {
   "key.previous": "Zurück zur vorigen Quelle des Ziels", "key.arrows": "Bewegen", "key.enter": "Markiertes drücken", "key.tab": "Zum nächsten Teil der Seite",
 
   matrixMeans: "Zeilen sind Ziele, Spalten sind Quellen. Pfeile bewegen, Enter schaltet.", crosspoint: "Ziel {0} {1}, Quelle {2} {3}: {4}",
-  crosspointShown: "wird gezeigt", crosspointFree: "wird nicht gezeigt",
+  crosspointFree: "wird nicht gezeigt",
 };
 
 const texts = { en: english, de: german };

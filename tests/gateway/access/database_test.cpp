@@ -71,11 +71,11 @@ TEST(Database, OfAnEarlierVersionIsBroughtForward) {
 TEST(Database, OfANewerVersionIsLeftAlone) {
     const temporary_directory state;
     add(*opened(state.path()), wish("desk"));
-    run_sql(state.file("access.db"), "PRAGMA user_version = 3");
+    run_sql(state.file("access.db"), "PRAGMA user_version = 4");
     EXPECT_EQ(problem_of_opening(state.path()),
               state.file("access.db") +
-                  " is of version 3, written by a newer vrdx_gateway; possible: versions up to 2");
-    run_sql(state.file("access.db"), "PRAGMA user_version = 2");
+                  " is of version 4, written by a newer vrdx_gateway; possible: versions up to 3");
+    run_sql(state.file("access.db"), "PRAGMA user_version = 3");
     EXPECT_EQ(opened(state.path())->list().size(), 1U);
 }
 

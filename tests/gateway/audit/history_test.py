@@ -101,6 +101,13 @@ class WhoDidWhat(HistoryCase):
         self.assertEqual((lock["kind"], lock["before"], lock["after"], lock["reason"]), ("lock", "free", "lock of boss", "on air"))
         self.assertEqual((login["kind"], login["by"], login["result"], login["router"]), ("login", "boss", "begun", ""))
 
+    def test_new_tokens_are_there_without_their_texts(self):
+        made = self.ask("POST", "/api/v1/tokens", {"name": "kiosk", "role": "view", "outputs": "1"}).json["token"]
+        (entry,) = self.history()
+        self.assertEqual((entry["kind"], entry["by"], entry["after"], entry["result"], entry["reason"]), ("login", "boss", "kiosk", "token made", "role view"))
+        self.assertNotIn(made, str(entry))
+        self.assertEqual(self.history(token=self.desk), [])
+
     def test_refusals_are_there_and_counted_together(self):
         self.ask("POST", "/api/v1/routers/studio/outputs/1/lock", {"state": "lock"})
         for _ in range(3):

@@ -97,6 +97,26 @@ test("all routers stand on one page, those that are away with their reason", asy
   await page.context().close();
 });
 
+// Drivers are not needed for it: what is away has to be listed, too.
+test("a hundred routers stand on one page", async () => {
+  const crowd = new Rig();
+  try {
+    for (let at = 1; at <= 100; at++) await crowd.addRouter(`site ${at}`, { inputs: 2, outputs: 2 }, null, at <= 2);
+    await crowd.startGateway();
+    const page = await panels.logIn(crowd, crowd.token("desk", "view"), "/routers");
+    await page.waitForFunction(() => document.querySelectorAll('li[data-router-state="up"]').length === 2);
+    assert.equal(await page.locator("li[data-router]").count(), 100);
+    assert.match(await page.textContent(".summary"), /2 of 100 up/);
+    assert.deepEqual((await page.locator("li .name").allTextContents()).slice(0, 3), ["site 1", "site 2", "site 3"]);
+    const last = page.locator('li[data-router="site 100"]');
+    await last.scrollIntoViewIfNeeded();
+    assert.ok(await last.isVisible());
+    await page.context().close();
+  } finally {
+    await crowd.close();
+  }
+});
+
 test("a slow network: the press is marked at once, and confirmed when the router has reported", async () => {
   const page = await panel(), network = await page.context().newCDPSession(page);
   await network.send("Network.emulateNetworkConditions", { offline: false, latency: 700, downloadThroughput: -1, uploadThroughput: -1 });

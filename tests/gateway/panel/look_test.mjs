@@ -35,7 +35,8 @@ after(async () => {
 });
 
 async function findings(page) {
-  const { violations } = await new AxeBuilder({ page }).analyze();
+  // The pages have no frames, which would need a page more for each look; what is right is not told.
+  const { violations } = await new AxeBuilder({ page }).options({ resultTypes: ["violations"] }).setLegacyMode().analyze();
   return violations.map(({ id, nodes }) => [id, ...nodes.slice(0, 2).flatMap((node) => [node.html.slice(0, 100), node.failureSummary.split("\n")[1]])].join(" | "));
 }
 
@@ -71,7 +72,7 @@ for (const [name, viewport] of [["desk", desk], ["phone", phone]])
       await page.click(".lock-button");
       await look("locks");
       await page.keyboard.press("Escape");
-      await page.click(".name-button");
+      await page.keyboard.press("e");
       await look("names");
       await page.keyboard.press("Escape");
       await page.click(".help");
@@ -159,7 +160,8 @@ test("an admin pairs a panel: its own token, a link that logs it in, a picture t
   });
   assert.equal(jsQR(Uint8ClampedArray.from(picture.bytes), picture.width, picture.height).data, address);
   await page.click("dialog[open] >> text=Close");
-  await waitFor("the token is gone with the dialog", async () => !(await page.content()).includes("vrdx_"));
+  const token = new URL(address).hash.match(/token=([^&]+)/)[1];
+  await waitFor("the token is gone with the dialog", async () => !(await page.content()).includes(token));
   const kiosk = await panels.page();
   await kiosk.goto(address);
   await kiosk.waitForSelector(output(4));

@@ -174,7 +174,8 @@ TEST_F(Configuration, ChecksSayALineForEachProblem) {
     std::ostringstream err;
     EXPECT_EQ(check_configuration(read("x = 1\ny = 2"), err), 2);
     const std::string possible = "; possible: listen, hosts, items, run, state, insecure, anonymous, "
-                                 "proxies, [tls], [history], [[wall]], [[videohub]]\n";
+                                 "proxies, [tls], [history], [metrics], "
+                                 "[[wall]], [[videohub]]\n";
     EXPECT_EQ(err.str(), "vrdx_gateway: " + file_ + ":1: there is no key \"x\"" + possible +
                              "vrdx_gateway: " + file_ + ":2: there is no key \"y\"" + possible);
     std::ostringstream good;

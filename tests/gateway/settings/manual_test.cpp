@@ -58,6 +58,7 @@ std::map<std::string, std::string> defaults() {
             {"hosts", "[" + hosts + "]"},
             {"items", quoted(values.items)},
             {"run", quoted(values.run)},
+            {"metrics.crosspoints", values.metrics_crosspoints ? "true" : "false"},
             {"state", quoted(values.state)},
             {"insecure", values.insecure ? "true" : "false"},
             {"anonymous", quoted(std::string(role_word(values.anonymous)))},
@@ -65,7 +66,9 @@ std::map<std::string, std::string> defaults() {
             {"wall.addresses", "none"},
             {"wall.role", quoted(std::string(role_word(wall().right)))},
             {"tls.certificate", "none"},
-            {"tls.key", "none"}};
+            {"tls.key", "none"},
+            {"history.days", std::to_string(values.history_days)},
+            {"history.bytes", std::to_string(values.history_bytes)}};
 }
 
 } // namespace
@@ -77,6 +80,8 @@ TEST(Manual, KnowsTheOptionsOfTheProgram) {
     known.merge(found(help_of({"token", "add"}), option));
     known.merge(found(help_of({"token", "list"}), option));
     known.merge(found(help_of({"token", "remove"}), option));
+    known.merge(found(help_of({"backup"}), option));
+    known.merge(found(help_of({"restore"}), option));
     EXPECT_EQ(found(manual(), option), known);
 }
 
