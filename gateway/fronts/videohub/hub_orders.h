@@ -20,7 +20,7 @@ struct hub_world {
     std::size_t clients = 0; // of all servers
 };
 
-// The outputs of the hub whose takes ended without the router having a part in it.
+// The outputs of the hub whose takes ended without a word of the router.
 using takes_ended = std::function<void(const std::vector<int>& outputs)>;
 // `problem`: nothing of it was done, or nobody knows.
 using names_sent = std::function<void(bool problem)>;
