@@ -129,7 +129,7 @@ lock_answer lock_table::set_all(std::string_view router, const std::vector<lock_
     std::vector<lock_wish> changes;
     std::size_t added = 0;
     for (const lock_wish& wish : wishes) {
-        const lock_answer judged = judge(router, wish, who, reason);
+        lock_answer judged = judge(router, wish, who, reason);
         if (!judged.problem.empty())
             return judged;
         if (judged.result == kind::unchanged)

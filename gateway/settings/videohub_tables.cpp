@@ -114,11 +114,11 @@ bool read_table(const toml::table& table, videohub_settings* server, const tell_
     };
     for (const auto& [key, value] : table) {
         const std::size_t line = key.source().begin.line;
+        const std::string name(key.str());
         const auto known = std::find_if(known_keys.begin(), known_keys.end(),
-                                        [&](const known_key& one) { return key.str() == one.name; });
+                                        [&name](const known_key& one) { return name == one.name; });
         if (known == known_keys.end()) {
-            wrong(line, "there is no key " + quoted("videohub." + std::string(key.str())) +
-                            "; possible: " + list_of_keys());
+            wrong(line, "there is no key " + quoted("videohub." + name) + "; possible: " + list_of_keys());
             continue;
         }
         const std::string problem = known->read(value, server);
@@ -175,6 +175,7 @@ void read_videohub_tables(const toml::node& value, std::vector<videohub_settings
 
 std::vector<std::string> videohub_keys() {
     std::vector<std::string> keys;
+    keys.reserve(known_keys.size());
     for (const known_key& key : known_keys)
         keys.emplace_back(key.name);
     return keys;

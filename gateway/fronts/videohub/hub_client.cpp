@@ -28,8 +28,8 @@ void keep_alive(int socket) {
 
 } // namespace
 
-hub_client::hub_client(hub_client_owner& owner, hub_socket socket, token who)
-    : owner_(&owner), socket_(std::move(socket)), who_(std::move(who)) {
+hub_client::hub_client(hub_client_owner& owner, hub_socket socket, hub_asker asker)
+    : owner_(&owner), socket_(std::move(socket)), asker_(std::move(asker)) {
     static_assert(sizeof bytes_ == videohub_read_bytes);
     reader_.most_bytes = videohub_block_bytes_limit;
 }

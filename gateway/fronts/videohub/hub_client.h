@@ -5,7 +5,7 @@
 // nothing at all is cut.
 #pragma once
 
-#include "gateway/access/token.h"
+#include "gateway/fronts/videohub/hub_asker.h"
 #include "gateway/fronts/videohub/untold.h"
 #include "videohub_blocks.h"
 
@@ -38,8 +38,7 @@ class hub_client : public std::enable_shared_from_this<hub_client> {
 public:
     using clock = std::chrono::steady_clock;
 
-    // `who`: what it may, and whose its locks are.
-    hub_client(hub_client_owner& owner, hub_socket socket, token who);
+    hub_client(hub_client_owner& owner, hub_socket socket, hub_asker asker);
 
     void begin();
     // Writes when something is untold.
@@ -50,8 +49,8 @@ public:
     void look(clock::time_point now);
 
     untold news;
-    [[nodiscard]] const token& who() const {
-        return who_;
+    [[nodiscard]] const hub_asker& asker() const {
+        return asker_;
     }
 
     // Takes of so many outputs are at work for it, and then no longer.
@@ -67,7 +66,7 @@ private:
 
     hub_client_owner* owner_; // null: it is closed
     hub_socket socket_;
-    token who_;
+    hub_asker asker_;
     std::array<char, 4096> bytes_{};
     videohub_reader reader_;
     std::deque<videohub_block> blocks_;                     // read, not done

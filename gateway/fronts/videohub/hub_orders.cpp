@@ -1,7 +1,7 @@
 #include "gateway/fronts/videohub/hub_orders.h"
 
 #include "gateway/access/rights.h"
-#include "gateway/access/secret.h"
+#include "gateway/fronts/videohub/hub_history.h"
 #include "gateway/http/utf8.h"
 
 #include <algorithm>
@@ -10,26 +10,6 @@
 
 namespace gateway {
 namespace {
-
-constexpr std::string_view name_begin = "videohub "; // an address follows
-
-// Below zero, where no token's number is, and the same after each start.
-std::int64_t owner_id_of(const std::string& address) {
-    const std::string hash = hash_of("videohub client " + address);
-    std::uint64_t number = 0;
-    for (std::size_t at = 0; at < sizeof number; ++at)
-        number = number << 8U | static_cast<unsigned char>(hash.at(at));
-    return -static_cast<std::int64_t>(number >> 2U) - 1;
-}
-
-// Each address has connections of its own to the drivers.
-std::string lane_of(const token& who) {
-    return std::to_string(who.id);
-}
-
-take_asker asker_of(const token& who) {
-    return {who, lane_of(who), who.name.substr(name_begin.size()), through_videohub};
-}
 
 // Those that the driver's record has nothing of: surely not sent, or lost on the way.
 std::vector<int> without_record(const takes_answer& answer, const std::vector<int>& outputs) {
@@ -58,18 +38,7 @@ lock_order order_of(videohub_lock_wish wish, const output_lock* held, const toke
 
 } // namespace
 
-token client_of(const videohub_settings& server, const std::string& address) {
-    token who;
-    who.id = owner_id_of(address);
-    who.name = std::string(name_begin) + address;
-    who.right = server.right;
-    who.routers = {server.router};
-    who.outputs = server.outputs;
-    who.inputs = server.inputs;
-    return who;
-}
-
-bool take_as_asked(hub_world& world, const std::string& router, const shown_hub& hub, const token& who,
+bool take_as_asked(hub_world& world, const std::string& router, const shown_hub& hub, const hub_asker& asker,
                    const std::map<int, int>& takes, takes_ended ended) {
     takes_wish wish;
     wish.all_or_nothing = true;
@@ -87,7 +56,7 @@ bool take_as_asked(hub_world& world, const std::string& router, const shown_hub&
         bool returned = false, answered = false;
     };
     const auto now = std::make_shared<progress>();
-    world.takes.take(router, asker_of(who), wish,
+    world.takes.take(router, {asker.who, asker.lane, asker.address, through_videohub}, wish,
                      [outputs, ended = std::move(ended), now](const takes_answer& answer) {
                          now->answered = true;
                          if (now->returned)
@@ -97,31 +66,54 @@ bool take_as_asked(hub_world& world, const std::string& router, const shown_hub&
     return !now->answered;
 }
 
-bool name_as_asked(hub_world& world, const std::string& router, const shown_hub& hub, const token& who,
+bool name_as_asked(hub_world& world, const std::string& router, const shown_hub& hub, const hub_asker& asker,
                    bool outputs, const std::map<int, std::string>& labels, names_sent sent) {
     std::vector<new_name> names;
+    std::vector<std::string> before;
     for (const auto& [number, label] : labels) {
         const int of_router = outputs ? hub.router_output(number) : hub.router_input(number);
-        if (of_router == vrdx::source_none || !is_name(label) ||
-            !rename_problem(who, router, outputs, of_router).empty())
+        if (of_router == vrdx::source_none || !is_name(label))
             return false;
+        if (const std::string problem = rename_problem(asker.who, router, outputs, of_router);
+            !problem.empty()) {
+            note_refusal(world.history, router, asker, entry_kind::name, problem);
+            return false;
+        }
         names.push_back({outputs, of_router, label});
+        before.push_back(outputs ? hub.output_label(number) : hub.input_label(number));
     }
     world.routers.rename_all(
-        router, lane_of(who), names, [sent = std::move(sent)](const take_ending& ending) {
-            sent(ending.kind != take_ending::kind::answered || !ending.answer.error.empty());
+        router, asker.lane, names,
+        [&world, router, asker, names, before, sent = std::move(sent)](const take_ending& ending) {
+            const std::string& problem =
+                ending.kind == take_ending::kind::answered ? ending.answer.error : ending.reason;
+            for (std::size_t at = 0; at < names.size(); ++at)
+                note_name(world.history, router, asker, names[at], before[at], problem);
+            sent(!problem.empty());
         });
     return true;
 }
 
-bool lock_as_asked(hub_world& world, const std::string& router, const shown_hub& hub, const token& who,
+bool lock_as_asked(hub_world& world, const std::string& router, const shown_hub& hub, const hub_asker& asker,
                    const std::map<int, videohub_lock_wish>& locks) {
     std::vector<lock_wish> wishes;
+    std::vector<std::string> before;
     for (const auto& [output, wish] : locks) {
         const int number = hub.router_output(output);
-        wishes.push_back({number, order_of(wish, world.locks.of(router, number), who)});
+        const output_lock* const held = world.locks.of(router, number);
+        wishes.push_back({number, order_of(wish, held, asker.who)});
+        before.push_back(lock_words(held));
     }
-    return world.locks.set_all(router, wishes, who, "", std::time(nullptr)).problem.empty();
+    const lock_answer answer = world.locks.set_all(router, wishes, asker.who, "", std::time(nullptr));
+    if (!answer.problem.empty())
+        note_refusal(world.history, router, asker, entry_kind::lock, answer.problem);
+    for (std::size_t at = 0; at < wishes.size(); ++at) {
+        const int number = wishes[at].output;
+        const std::string after = lock_words(world.locks.of(router, number));
+        if (after != before[at])
+            note_lock(world.history, router, asker, number, before[at], after);
+    }
+    return answer.problem.empty();
 }
 
 } // namespace gateway

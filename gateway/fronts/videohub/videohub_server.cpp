@@ -54,7 +54,7 @@ void videohub_server::enter(hub_socket socket, const std::string& peer) {
         quiet_until_ = now + refusal_pause;
         return;
     }
-    const auto client = std::make_shared<hub_client>(*this, std::move(socket), client_of(wish_, peer));
+    const auto client = std::make_shared<hub_client>(*this, std::move(socket), asker_of(wish_, peer));
     clients_.insert(client);
     ++world_.clients;
     client->news.begin(hub_);
@@ -72,7 +72,7 @@ std::string videohub_server::next_text(hub_client& client) {
         return {};
     const auto letter = [&](int output) {
         const output_lock* const held = world_.locks.of(wish_.router, hub_.router_output(output));
-        return held == nullptr ? 'U' : held->owner_id == client.who().id ? 'O' : 'L';
+        return held == nullptr ? 'U' : held->owner_id == client.asker().who.id ? 'O' : 'L';
     };
     return client.news.next(hub_, letter, videohub_written_bytes);
 }
@@ -164,7 +164,7 @@ bool videohub_server::take(hub_client& client, const std::map<int, int>& takes) 
         if (const auto still_there = asker.lock())
             still_there->takes_end(count);
     };
-    if (!take_as_asked(world_, wish_.router, hub_, client.who(), takes, ended))
+    if (!take_as_asked(world_, wish_.router, hub_, client.asker(), takes, ended))
         return false;
     client.takes_begin(count);
     return true;
@@ -180,32 +180,37 @@ bool videohub_server::name(hub_client& client, videohub_topic topic,
             still_there->takes_end(labels.size());
     };
     const bool outputs = topic == videohub_topic::output_labels;
-    if (!name_as_asked(world_, wish_.router, hub_, client.who(), outputs, labels, sent))
+    if (!name_as_asked(world_, wish_.router, hub_, client.asker(), outputs, labels, sent))
         return false;
+    for (const auto& [number, label] : labels)
+        awaited_names_[{topic, number}] = hub_client::clock::time_point::max(); // until it is handed on
     client.takes_begin(labels.size());
     return true;
 }
 
-// The router tells a new name by itself; where nothing changes, nothing comes from there.
+// The router tells a new name by itself, perhaps before this; where nothing changes, nothing comes from
+// there.
 void videohub_server::names_sent_to_driver(videohub_topic topic, const std::map<int, std::string>& labels,
                                            bool problem) {
     const bool outputs = topic == videohub_topic::output_labels;
     std::vector<int> now;
     for (const auto& [number, label] : labels) {
-        const videohub_served_size size = hub_.size();
-        if (number >= (outputs ? size.outputs : size.inputs))
-            continue; // it was another device's
+        const auto awaited = awaited_names_.find({topic, number});
+        if (awaited == awaited_names_.end())
+            continue; // it was told, or was another device's
         const std::string& shown = outputs ? hub_.output_label(number) : hub_.input_label(number);
-        if (problem || shown == label)
-            now.push_back(number);
-        else
-            awaited_names_[{topic, number}] = hub_client::clock::now() + name_echo;
+        if (!problem && shown != label) {
+            awaited->second = hub_client::clock::now() + name_echo;
+            continue;
+        }
+        awaited_names_.erase(awaited);
+        now.push_back(number);
     }
     tell(topic, now);
 }
 
 bool videohub_server::lock(hub_client& client, const std::map<int, videohub_lock_wish>& locks) {
-    if (!lock_as_asked(world_, wish_.router, hub_, client.who(), locks))
+    if (!lock_as_asked(world_, wish_.router, hub_, client.asker(), locks))
         return false;
     for (const auto& [output, wish] : locks)
         client.news.add(videohub_topic::locks, output); // also where nothing has changed

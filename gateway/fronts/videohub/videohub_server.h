@@ -50,7 +50,7 @@ private:
     shown_hub hub_;
     std::shared_ptr<hub_listener> listener_;
     std::set<std::shared_ptr<hub_client>> clients_;
-    // Names that the driver has handed on: told as they are when the router has not told them by then.
+    // Names that were asked for and that the router has not told: told as they are when it has not by then.
     std::map<place, hub_client::clock::time_point> awaited_names_;
     hub_client::clock::time_point quiet_until_; // about connections that are refused
 };

@@ -14,10 +14,6 @@ videohub_servers::videohub_servers(boost::asio::io_context& loop, hub_world& wor
     look_.begin();
 }
 
-videohub_servers::~videohub_servers() {
-    end();
-}
-
 std::vector<std::string> videohub_servers::serve(const std::vector<videohub_settings>& wished) {
     const auto serves = [this](const videohub_settings& wish) {
         return std::any_of(servers_.begin(), servers_.end(),

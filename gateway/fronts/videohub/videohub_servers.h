@@ -8,9 +8,8 @@ namespace gateway {
 
 class videohub_servers {
 public:
-    // `world` outlives them.
+    // `world` outlives them. While the loop still runs, end() comes before the destructor.
     videohub_servers(boost::asio::io_context& loop, hub_world& world);
-    ~videohub_servers();
     videohub_servers(const videohub_servers&) = delete;
     videohub_servers& operator=(const videohub_servers&) = delete;
 

@@ -245,6 +245,44 @@ class Locks(HubTest):
         self.assertEqual([event for event in told if event["type"] == "alarm"], [])
 
 
+class History(HubTest):
+    """What clients did is kept, with the address as who it was."""
+
+    server = 'role = "operate"\n'
+
+    def entries(self, kind):
+        found = self.get("/api/v1/history?router=studio").json["history"]
+        return [entry for entry in found if (entry["kind"], entry["by"]) == (kind, "videohub 127.0.0.1")]
+
+    def wait_for_entry(self, kind):
+        (entry,) = wait_until(f"a {kind} is kept", lambda: self.entries(kind))
+        self.assertEqual(entry["address"], "127.0.0.1")
+        return entry
+
+    def test_takes_and_locks_are_kept_and_so_is_what_was_refused(self):
+        client = self.connected_to_quiet_router([1, 2, 3])
+        self.assertTrue(client.ask(ROUTING + "0 3\n\n"))
+        self.assertTrue(client.ask(LOCKS + "1 O\n\n"))
+        self.assertFalse(client.ask("OUTPUT LABELS:\n0 x\n\n"))
+        take = self.wait_for_entry("take")
+        self.assertEqual((take["output"], take["result"]), (1, "confirmed"))
+        lock = self.wait_for_entry("lock")
+        self.assertEqual((lock["output"], lock["result"], lock["before"]), (2, "done", "free"))
+        name = self.wait_for_entry("name")
+        self.assertEqual(name["result"], "refused")
+        self.assertIn("role lock", name["reason"])
+
+    def test_names_are_kept(self):
+        self.stop_gateway()
+        self.configuration = self.hub_table(server='role = "lock"\n')
+        self.start_gateway()
+        client = self.connected_to_quiet_router([1, 2, 3])
+        self.assertTrue(client.ask("INPUT LABELS:\n1 VTR\n\n"))
+        name = self.wait_for_entry("name")
+        self.assertEqual((name["input"], name["before"], name["after"]), (2, "Input 2", "VTR"))
+        self.assertEqual(name["result"], "handed on")
+
+
 class Viewers(HubTest):
     server = 'role = "view"\n'
 
