@@ -19,8 +19,19 @@ cd "$(dirname "$0")"
 jobs=$(nproc)
 
 build() {
+    local quiet=()
+    [ -t 1 ] || quiet=(--quiet)
     cmake --preset "$1" >/dev/null
-    cmake --build --preset "$1" -- -j "$jobs"
+    cmake --build --preset "$1" -- -j "$jobs" "${quiet[@]}"
+}
+
+# In a log, thousands of lines on what went well hide the one that did not: one of each 250 shows that it goes on.
+shorten() {
+    if [ -t 1 ]; then
+        cat
+    else
+        awk '/^ *Start +[0-9]+: / { next } / Passed +[0-9.]+ sec *$/ && ++passed % 250 { next } { print; fflush() }'
+    fi
 }
 
 # Far more at once than there are cores: the tests of the process mostly wait. What is slowed down waits less.
@@ -30,7 +41,7 @@ run_tests() {
     local per_core=3
     [ "$preset" = release ] && per_core=4
     echo "--- tests, $preset"
-    ctest --preset "$preset" -j $((jobs * per_core)) --no-tests=error "$@"
+    ctest --preset "$preset" -j $((jobs * per_core)) --no-tests=error "$@" | shorten
 }
 
 # What the failed tests of a preset printed, once more: thousands of lines may stand between them and the end.
@@ -50,16 +61,18 @@ build_and_test() {
     build "$1"
     local filter=()
     [ -n "$2" ] && filter=(-R "$2")
+    local failed=build/$1/failed_tests.txt
+    rm -f "$failed"
     run_tests "$1" "${filter[@]}" && return
     echo "--- failed, $1"
-    tell_failed_tests "$1"
+    tell_failed_tests "$1" | tee "$failed"
     once_more_alone "$1"
 }
 
 # Beside hundreds of others a machine may stand still for longer than a router's second. What fails because of that
 # passes alone, and is told; a fault fails again. Where more than a few failed, it was no accident.
 once_more_alone() {
-    local failed most=3
+    local failed most=8
     failed=$(cat "build/$1/Testing/Temporary/LastTestsFailed.log")
     [ "$(wc -l <<<"$failed")" -le "$most" ] || return 1
     echo "--- once more, alone"

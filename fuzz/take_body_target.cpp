@@ -1,7 +1,7 @@
 // A body that asks for takes, on a router of 6 inputs and 4 outputs: what comes of it is an order that the
 // driver's own rules have nothing against, of nothing that was not asked for.
 #include "gateway/api/json_reading.h"
-#include "gateway/api/take_wish.h"
+#include "gateway/api/take_body.h"
 #include "target.h"
 
 #include <set>

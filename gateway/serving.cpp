@@ -76,6 +76,7 @@ private:
     history_keeper history_;
     picture_shelf pictures_;
     event_hub events_;
+    take_desk takes_;
     api_world world_;
     api api_;
     http_server http_;
@@ -95,11 +96,21 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
           pictures_, [this](std::string_view router) { return locks_->of_router(router); },
           [this](std::string_view router) { return routers_.find(router); },
           [this] { return routers_.all(); }),
-      world_{now,       routers_,
-             *access_,  *locks_,
-             logins_,   keys_,
-             pictures_, events_,
-             history_,  std::make_shared<const std::string>(json_text(openapi_document()))},
+      takes_(routers_, *locks_, history_,
+             [this](const std::string& router, const std::vector<vrdx::output_take>& takes) {
+                 events_.takes_begin(router, takes);
+             }),
+      world_{now,
+             routers_,
+             *access_,
+             *locks_,
+             logins_,
+             keys_,
+             pictures_,
+             events_,
+             takes_,
+             history_,
+             std::make_shared<const std::string>(json_text(openapi_document()))},
       api_(world_), http_(loop_, handlers(), limits_with(raise_descriptor_limit(descriptors_limit))),
       access_look_(loop_, access_look_period_ms, [this] { look_at_access(); }),
       alive_(loop_, event_alive_period_ms, [this] { events_.tell_alive(); }),
@@ -174,7 +185,7 @@ void gateway_at_work::reload() {
     for (const std::string& key : keys_for_a_restart(world_.now, read.values))
         print("`" + key + "` changes with the next start only");
     http_.set_proxies(read.values.proxies);
-    if (read.values.anonymous != world_.now.anonymous)
+    if (read.values.anonymous != world_.now.anonymous || read.values.walls != world_.now.walls)
         events_.end_anonymous_readers();
     settings next = read.values; // but for what stays until the next start
     next.listen = world_.now.listen;

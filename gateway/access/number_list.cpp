@@ -75,6 +75,17 @@ bool number_list::has(int number) const {
     return after != ranges_.begin() && number <= std::prev(after)->second;
 }
 
+bool number_list::holds(const number_list& other) const {
+    if (all() || other.all())
+        return all();
+    // Ranges never touch each other, so one that is held is held by a single one.
+    return std::all_of(other.ranges_.begin(), other.ranges_.end(), [this](const range& wanted) {
+        return std::any_of(ranges_.begin(), ranges_.end(), [&wanted](const range& one) {
+            return one.first <= wanted.first && wanted.second <= one.second;
+        });
+    });
+}
+
 std::string number_list::text() const {
     std::string text;
     for (const auto& [first, last] : ranges_) {

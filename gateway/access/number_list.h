@@ -23,6 +23,9 @@ public:
     }
     bool has(int number) const;
 
+    // True when this one has every number of the other.
+    bool holds(const number_list& other) const;
+
     // In order and as short as it goes; parse() reads it. Empty for all.
     std::string text() const;
 

@@ -8,6 +8,7 @@
 #include "gateway/http/http_types.h"
 #include "gateway/routers/router_board.h"
 #include "gateway/settings/settings.h"
+#include "gateway/takes/take_desk.h"
 
 namespace gateway {
 
@@ -23,6 +24,7 @@ struct api_world {
     idempotency_table& keys;
     picture_shelf& pictures;
     event_hub& events;
+    take_desk& takes;
     history_keeper& history;
     shared_text document; // OpenAPI
 };

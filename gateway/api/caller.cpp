@@ -1,21 +1,14 @@
 #include "caller.h"
 
 #include "gateway/http/http_text.h"
+#include "gateway/settings/addresses.h"
 #include "time_text.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 
 namespace gateway {
 
 namespace {
-
-bool is_address(std::string_view text) {
-    in6_addr bytes{};
-    const std::string address(text.substr(0, INET6_ADDRSTRLEN));
-    return inet_pton(AF_INET, address.c_str(), &bytes) == 1 ||
-           inet_pton(AF_INET6, address.c_str(), &bytes) == 1;
-}
 
 bool has(const std::vector<std::string>& list, std::string_view text) {
     return std::find(list.begin(), list.end(), text) != list.end();
@@ -60,9 +53,10 @@ std::string caller_address(const settings& now, const request& asked) {
         const std::size_t comma = chain.rfind(',');
         const std::string_view last = comma == std::string_view::npos ? chain : chain.substr(comma + 1);
         chain = chain.substr(0, comma == std::string_view::npos ? 0 : comma);
-        if (!is_address(trimmed(last)))
+        const std::optional<std::string> before = plain_address(trimmed(last));
+        if (!before)
             break; // whoever wrote that is the one who asks
-        address = trimmed(last);
+        address = *before;
     }
     return address;
 }
@@ -106,8 +100,9 @@ bool find_caller(api_world& world, call* incoming) {
             return true;
         }
     }
-    if (world.now.anonymous != role::none)
-        incoming->who = std::make_shared<const token>(anonymous_token(world.now.anonymous));
+    const role right = role_without_token(world.now, caller_address(world.now, incoming->asked));
+    if (right != role::none)
+        incoming->who = std::make_shared<const token>(anonymous_token(right));
     return true;
 }
 

@@ -62,7 +62,7 @@ void event_hub::hear(const router_news& news) {
         tell({told_event::kind::state, router.name, router_text(router.name, nullptr), {}, {}});
         return;
     }
-    if (news.appeared || news.state_changed)
+    if (news.appeared || news.state_changed || news.last_error_changed)
         tell({told_event::kind::state, router.name, router_text(router.name, &router), {}, {}});
     if (news.appeared || news.whole)
         each_reader(router.name, [&](event_reader& reader) { reader.push_picture(router.name); });

@@ -55,7 +55,7 @@ shared_text change_text(const shown_router& router, const router_locks* locks, s
         if (locks != nullptr)
             if (const auto found = locks->find(number); found != locks->end())
                 lock = &found->second;
-        return output_json(picture, number, lock);
+        return output_json(router, number, lock);
     });
     text += "],\"more\":";
     text += inputs->empty() && outputs->empty() ? "false}" : "true}";
@@ -67,10 +67,12 @@ shared_text router_text(const std::string& name, const shown_router* router) {
     if (router == nullptr) {
         message["state"] = "gone";
         message["reason"] = "Neither its item nor its socket is left.";
+        message["last_error"] = nullptr;
         return shared(message);
     }
     message["state"] = router_state_word(router->state);
     message["reason"] = router->reason;
+    message["last_error"] = last_error_json(*router);
     return shared(message);
 }
 
@@ -84,7 +86,7 @@ shared_text take_text(const shown_router& router, const vrdx::take_record& recor
                  {"who", who_json(record.user, record.process, record.by)},
                  {"before", sources_json(split, record.before)},
                  {"wanted", sources_json(split, record.wanted)}};
-    message.update(result_json(record.output, split, record.result));
+    message.update(result_json(answer_of(record.output, record.result), split));
     message["milliseconds"] = record.milliseconds;
     return shared(message);
 }

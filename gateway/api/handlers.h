@@ -27,10 +27,11 @@ void lock_output(api_world&, const incoming_call&, const answer_function&);
 // The history
 void answer_history(api_world&, const incoming_call&, const answer_function&);
 
-// Sessions
+// Sessions and tokens
 void begin_session(api_world&, const incoming_call&, const answer_function&);
 void answer_session(api_world&, const incoming_call&, const answer_function&);
 void end_session(api_world&, const incoming_call&, const answer_function&);
+void make_token(api_world&, const incoming_call&, const answer_function&);
 
 // For several of them
 
@@ -39,6 +40,9 @@ int number_in_path(const call& incoming, std::size_t last);
 
 // The lane of the board that takes and names of this token go by.
 std::string lane_of(const token& who);
+
+// What a token may, as sessions and new tokens are told of it.
+json token_json(const token& who);
 
 // The answer to a wrong token from this address: 401, late or 429 when there were many.
 reply wrong_token_reply(api_world& world, const std::string& address);

@@ -15,6 +15,8 @@ entry_kind kind_of(std::string_view operation) {
         return entry_kind::name;
     if (operation == "lockOutput")
         return entry_kind::lock;
+    if (operation == "makeToken")
+        return entry_kind::token;
     return operation.ends_with("Session") ? entry_kind::login : entry_kind::request;
 }
 
@@ -38,18 +40,6 @@ void note_refusal(api_world& world, const call& incoming, const std::string& rea
     entry.reason = reason;
     if (entry.kind == entry_kind::request)
         entry.reason = std::string(incoming.row->method) + ' ' + incoming.row->path + ": " + reason;
-    world.history.refused(std::move(entry));
-}
-
-void note_unsent_take(api_world& world, const call& incoming, const vrdx::output_take& take,
-                      const std::string& result, const std::string& reason) {
-    history_entry entry = entry_of_call(world, incoming);
-    const bool split = take.sources.video != take.sources.audio;
-    entry.output = take.output;
-    entry.level = split ? "video,audio" : "all";
-    entry.after = source_text(split, take.sources.video, take.sources.audio);
-    entry.result = result;
-    entry.reason = reason;
     world.history.refused(std::move(entry));
 }
 

@@ -53,15 +53,24 @@ json input_json(const vrdx::router_picture& picture, int number) {
     return {{"number", number}, {"name", input.name}, {"properties", properties_json(input.properties)}};
 }
 
-json output_json(const vrdx::router_picture& picture, int number, const output_lock* lock) {
+json output_json(const shown_router& router, int number, const output_lock* lock) {
+    const vrdx::router_picture& picture = router.picture;
     const vrdx::picture_output& output = picture.outputs[place(number)];
+    const auto earlier = router.earlier.of(number);
     return {{"number", number},
             {"name", output.name},
             {"sources", sources_json(picture.split_levels, output.sources)},
+            {"previous", earlier ? sources_json(picture.split_levels, *earlier) : json(nullptr)},
             {"pending", output.waits_ms.has_value()},
             {"taken_by", taker_json(output.taken)},
             {"lock", lock_json(lock)},
             {"properties", properties_json(output.properties)}};
+}
+
+json last_error_json(const shown_router& router) {
+    if (!router.last_error)
+        return nullptr;
+    return {{"time", rfc3339(router.last_error->time_ms)}, {"text", router.last_error->text}};
 }
 
 json router_row_json(const shown_router& router) {
@@ -70,7 +79,8 @@ json router_row_json(const shown_router& router) {
             {"reason", router.reason},
             {"inputs", router.picture.inputs.size()},
             {"outputs", router.picture.outputs.size()},
-            {"levels", levels_json(router.picture)}};
+            {"levels", levels_json(router.picture)},
+            {"last_error", last_error_json(router)}};
 }
 
 json picture_json(const shown_router& router, const router_locks* locks) {
@@ -83,7 +93,7 @@ json picture_json(const shown_router& router, const router_locks* locks) {
         if (locks != nullptr)
             if (const auto found = locks->find(number); found != locks->end())
                 lock = &found->second;
-        outputs.push_back(output_json(picture, number, lock));
+        outputs.push_back(output_json(router, number, lock));
     }
     return {{"type", "picture"},
             {"router", router.name},
@@ -96,14 +106,14 @@ json picture_json(const shown_router& router, const router_locks* locks) {
             {"outputs", std::move(outputs)}};
 }
 
-json result_json(int output, bool split_levels, const vrdx::take_result& result) {
-    json said{
-        {"output", output},
-        {"result", result.word == vrdx::take_word::other ? "other" : vrdx::take_word_text(result.word)}};
-    if (result.word == vrdx::take_word::shows)
-        said["sources"] = sources_json(split_levels, result.sources);
-    else if (!result.text.empty())
-        said["reason"] = result.text;
+json result_json(const output_answer& answer, bool split_levels) {
+    json said{{"output", answer.output}, {"result", answer.result}};
+    if (answer.sources)
+        said["sources"] = sources_json(split_levels, *answer.sources);
+    if (!answer.reason.empty())
+        said["reason"] = answer.reason;
+    if (answer.lock)
+        said["lock"] = lock_json(&*answer.lock);
     return said;
 }
 

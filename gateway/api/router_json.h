@@ -3,6 +3,7 @@
 
 #include "gateway/access/lock_table.h"
 #include "gateway/routers/shown_router.h"
+#include "gateway/takes/take_desk.h"
 #include "json_reply.h"
 
 #include <map>
@@ -21,15 +22,17 @@ json lock_json(const output_lock* lock); // null without one
 
 // One input or output; `number` from 1 and within the picture.
 json input_json(const vrdx::router_picture& picture, int number);
-json output_json(const vrdx::router_picture& picture, int number, const output_lock* lock);
+json output_json(const shown_router& router, int number, const output_lock* lock);
 
-// What a list says of a router: `name`, `state`, `reason`, sizes, `levels`.
+json last_error_json(const shown_router& router); // null without one
+
+// What a list says of a router: `name`, `state`, `reason`, sizes, `levels`, `last_error`.
 json router_row_json(const shown_router& router);
 
 // All of it. `locks` may be null.
 json picture_json(const shown_router& router, const router_locks* locks);
 
 // How a take ended: `output`, `result`, and what belongs to it.
-json result_json(int output, bool split_levels, const vrdx::take_result& result);
+json result_json(const output_answer& answer, bool split_levels);
 
 } // namespace gateway

@@ -12,14 +12,6 @@ namespace gateway {
 
 namespace {
 
-json session_json(const token& who) {
-    return {{"name", who.name},
-            {"role", role_word(who.right)},
-            {"routers", who.routers},
-            {"outputs", who.outputs.text()},
-            {"inputs", who.inputs.text()}};
-}
-
 // HttpOnly: no script reads it. Strict: no other page makes a browser send it.
 std::string cookie_text(const api_world& world, const request& asked, const std::string& value,
                         const std::string& age) {
@@ -35,6 +27,14 @@ void note_session(api_world& world, const call& incoming, const char* result) {
 }
 
 } // namespace
+
+json token_json(const token& who) {
+    return {{"name", who.name},
+            {"role", role_word(who.right)},
+            {"routers", who.routers},
+            {"outputs", who.outputs.text()},
+            {"inputs", who.inputs.text()}};
+}
 
 reply wrong_token_reply(api_world& world, const std::string& address) {
     note_wrong_login(world, address);
@@ -74,7 +74,7 @@ void begin_session(api_world& world, const incoming_call& incoming, const answer
         return answer(problem_reply(500, problem));
     incoming->who = who;
     note_session(world, *incoming, "begun");
-    reply said = json_reply(200, session_json(*who));
+    reply said = json_reply(200, token_json(*who));
     said.headers.emplace_back(
         "Set-Cookie", cookie_text(world, incoming->asked, granted->text,
                                   granted->kept ? "; Max-Age=" + std::to_string(kept_session_s) : ""));
@@ -82,7 +82,7 @@ void begin_session(api_world& world, const incoming_call& incoming, const answer
 }
 
 void answer_session(api_world&, const incoming_call& incoming, const answer_function& answer) {
-    answer(json_reply(200, session_json(*incoming->who)));
+    answer(json_reply(200, token_json(*incoming->who)));
 }
 
 void end_session(api_world& world, const incoming_call& incoming, const answer_function& answer) {

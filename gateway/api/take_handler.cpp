@@ -1,180 +1,56 @@
 // Takes: checked, sent, answered output by output.
 #include "caller.h"
-#include "gateway/access/rights.h"
-#include "gateway/audit/history_keeper.h"
 #include "handlers.h"
-#include "history_notes.h"
 #include "problem.h"
-#include "take_wish.h"
+#include "router_json.h"
+#include "take_body.h"
 #include "time_text.h"
 
 namespace gateway {
 
 namespace {
 
-json not_sent_json(int output, const char* result, const std::string& reason) {
-    return {{"output", output}, {"result", result}, {"reason", reason}};
-}
-
-// A request's takes: results of those that are not sent, and places for those that are.
-struct take_work {
-    std::vector<planned_take> plan;
-    json results = json::array(); // null for a take that is sent
-    std::size_t sent = 0;
-    bool split_levels = false;
-};
-
-// Beyond the token's rights: a sentence. Nothing is done then.
-std::string rights_problem(const token& who, const std::string& router,
-                           const std::vector<planned_take>& plan) {
-    for (const planned_take& each : plan) {
-        const int sources[] = {each.take.sources.video, each.take.sources.audio};
-        std::string problem = take_problem(who, router, each.take.output, sources);
-        if (!problem.empty())
-            return problem;
+unsigned status_of(takes_answer::kind ended) {
+    switch (ended) {
+    case takes_answer::kind::answered:
+        return 200;
+    case takes_answer::kind::no_router:
+        return 404;
+    case takes_answer::kind::wrong:
+        return 422;
+    case takes_answer::kind::not_allowed:
+        return 403;
+    case takes_answer::kind::too_many:
+        return 429;
+    case takes_answer::kind::not_known:
+    case takes_answer::kind::failed:
+        return 503;
     }
-    return "";
+    return 500;
 }
 
-// What cannot be sent gets its result here.
-void judge(take_work* work, const lock_table& locks, const std::string& router, const token& who) {
-    for (const planned_take& each : work->plan) {
-        const output_lock* lock = locks.of(router, each.take.output);
-        json result;
-        if (lock != nullptr && !lock_lets_take(*lock, who)) {
-            result = not_sent_json(each.take.output, "locked", lock_text(*lock));
-            result["lock"] = lock_json(lock);
-        } else if (!each.reason.empty())
-            result = not_sent_json(each.take.output, each.result, each.reason);
-        else
-            work->sent++;
-        work->results.push_back(std::move(result));
-    }
-}
-
-void send_nothing(take_work* work) {
-    std::string first;
-    for (std::size_t at = 0; at < work->plan.size() && first.empty(); at++)
-        if (!work->results[at].is_null())
-            first = std::to_string(work->plan[at].take.output);
-    for (std::size_t at = 0; at < work->plan.size(); at++)
-        if (work->results[at].is_null())
-            work->results[at] = not_sent_json(work->plan[at].take.output, "withdrawn",
-                                              "all or nothing, and output " + first + " cannot be taken");
-    work->sent = 0;
-}
-
-vrdx::take_order order_of(const take_work& work, const takes_wish& wish, const token& who) {
-    vrdx::take_order order;
-    order.within_ms = wish.within_ms;
-    order.by = who.name;
-    for (std::size_t at = 0; at < work.plan.size(); at++) {
-        if (!work.results[at].is_null())
-            continue;
-        const planned_take& planned = work.plan[at];
-        order.takes.push_back(planned.take);
-        if (planned.keeps_level) // else somebody's newer take of the other level would be undone
-            order.expect.push_back({planned.take.output, planned.shown});
-    }
-    return order;
-}
-
-// What was not sent is in no driver's record.
-void note_unsent(api_world& world, const call& incoming, const take_work& work) {
-    for (std::size_t at = 0; at < work.plan.size(); at++)
-        if (!work.results[at].is_null())
-            note_unsent_take(world, incoming, work.plan[at].take, work.results[at]["result"],
-                             work.results[at]["reason"]);
-}
-
-void note_ending(api_world& world, const call& incoming, std::uint64_t order,
-                 const std::vector<vrdx::output_take>& sent, const take_ending& ending) {
-    take_callers& callers = world.history.callers();
-    if (ending.kind == take_ending::kind::answered && ending.answer.error.empty()) {
-        std::vector<vrdx::take_result> results;
-        for (const vrdx::output_result& each : ending.answer.results)
-            results.push_back(each.result);
-        callers.end(order, results, microseconds_since_1970());
-        return;
-    }
-    callers.forget(order);
-    const bool answered = ending.kind == take_ending::kind::answered;
-    for (const vrdx::output_take& take : sent)
-        note_unsent_take(world, incoming, take, "unavailable",
-                         answered ? ending.answer.error : ending.reason);
-}
-
-reply results_reply(const take_work& work) {
-    return json_reply(200, {{"results", work.results}});
-}
-
-// The board's word on what was sent, put in its places.
-reply ended_reply(take_work work, const take_ending& ending) {
-    if (ending.kind == take_ending::kind::too_many) {
-        reply answer = problem_reply(429, ending.reason);
-        answer.headers.emplace_back("Retry-After", "1");
+reply reply_of(const takes_answer& answered) {
+    if (answered.ended != takes_answer::kind::answered) {
+        reply answer = problem_reply(status_of(answered.ended), answered.problem);
+        if (answered.ended == takes_answer::kind::too_many)
+            answer.headers.emplace_back("Retry-After", "1");
         return answer;
     }
-    if (!ending.answer.error.empty())
-        return problem_reply(503, "The driver did nothing of it: " + ending.answer.error);
-    std::size_t next = 0;
-    for (std::size_t at = 0; at < work.plan.size(); at++) {
-        if (!work.results[at].is_null())
-            continue;
-        const int output = work.plan[at].take.output;
-        if (ending.kind == take_ending::kind::unavailable)
-            work.results[at] = not_sent_json(output, "unavailable", ending.reason);
-        else if (next < ending.answer.results.size())
-            work.results[at] = result_json(output, work.split_levels, ending.answer.results[next].result);
-        else
-            work.results[at] = not_sent_json(output, "unknown", "the driver did not tell");
-        next++;
-    }
-    return results_reply(work);
+    json results = json::array();
+    for (const output_answer& output : answered.outputs)
+        results.push_back(result_json(output, answered.split_levels));
+    return json_reply(200, {{"results", results}});
 }
 
 void do_takes(api_world& world, const incoming_call& incoming, const answer_function& answer) {
-    const shown_router* router = incoming->router(world);
-    if (router == nullptr)
-        return answer(problem_reply(
-            404, "There is no router of this name; GET /api/v1/routers lists those there are."));
     std::string problem;
     const auto wish = read_takes(incoming->body, &problem);
     if (!wish)
         return answer(problem_reply(422, problem));
-    if (!is_picture_true(router->state) && needs_picture(*wish))
-        return answer(problem_reply(
-            503, "What the router shows and its names are not known now; take all levels by number, or "
-                 "try again in a moment."));
-    auto plan = plan_takes(*wish, router->picture, &problem);
-    if (!plan)
-        return answer(problem_reply(422, problem));
-    problem = rights_problem(*incoming->who, router->name, *plan);
-    if (!problem.empty()) {
-        note_refusal(world, *incoming, problem);
-        return answer(problem_reply(403, problem));
-    }
-
-    if (wish->all_or_nothing && is_picture_true(router->state))
-        refuse_what_is_not_there(&*plan, router->picture);
-    take_work work{std::move(*plan), json::array(), 0, router->picture.split_levels};
-    judge(&work, world.locks, router->name, *incoming->who);
-    if (wish->all_or_nothing && work.sent < work.plan.size())
-        send_nothing(&work);
-    note_unsent(world, *incoming, work);
-    if (work.sent == 0)
-        return answer(results_reply(work));
-    vrdx::take_order order = order_of(work, *wish, *incoming->who);
-    world.events.takes_begin(router->name, order.takes);
-    std::vector<vrdx::output_take> sent = order.takes;
-    const std::uint64_t number = world.history.callers().begin(
-        router->name, order.by, caller_address(world.now, incoming->asked), sent);
-    world.routers.take(router->name, lane_of(*incoming->who), std::move(order),
-                       [&world, incoming, answer, number, sent = std::move(sent),
-                        work = std::move(work)](const take_ending& ending) {
-                           note_ending(world, *incoming, number, sent, ending);
-                           answer(ended_reply(work, ending));
-                       });
+    const take_asker asker{*incoming->who, lane_of(*incoming->who),
+                           caller_address(world.now, incoming->asked)};
+    world.takes.take(incoming->parts[0], asker, *wish,
+                     [answer](const takes_answer& answered) { answer(reply_of(answered)); });
 }
 
 // --- once for each key ---

@@ -15,6 +15,7 @@
 #include "gateway/routers/loop_timer.h"
 #include "gateway/routers/router_places.h"
 #include "gateway/routers/shown_router.h"
+#include "gateway/routers/watch_questions.h"
 
 #include <functional>
 #include <string>
@@ -57,6 +58,9 @@ private:
     bool read(const vrdx::incoming_packet& packet);
     bool begin(const comm_socket_v4_packet& reply);
     bool read_pushed(const comm_socket_v4_packet& pushed);
+    void read_answer(const watch_answer& answer);
+    void note_sources(const router_news& news);
+    void ask_further();
     void gather(bool anew);
     bool add_change(const vrdx::watch_news& told, router_news* news);
     void could_not_connect();
@@ -81,6 +85,7 @@ private:
     router_news gathered_;
     std::uint64_t gathering_us_ = 0; // when that began
 
+    watch_questions questions_;
     bool doubted_ = false; // what it told did not fit; trusted again when the picture is whole
     bool silent_ = false;
     std::uint64_t heard_us_ = 0; // when something came last

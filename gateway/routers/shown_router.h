@@ -1,6 +1,7 @@
 // A router as everybody sees it, and what is told when that changes.
 #pragma once
 
+#include "gateway/routers/earlier_sources.h"
 #include "gateway/routers/router_state.h"
 #include "packet_client.h"
 
@@ -20,9 +21,13 @@ struct shown_router {
     // The last whole picture, true now where is_picture_true(state). Empty (`epoch` is "") before the first
     // one.
     vrdx::router_picture picture;
-    // Rises when anything above changes, except the picture's `last_take` and what only descriptions tell.
-    // Never goes back while the gateway lives, also when the router goes and comes again; from 1, not without
-    // gaps.
+    earlier_sources earlier;
+    // What the driver noted as an error last; none: nothing, or nobody knows. A change of it is no new
+    // version.
+    std::optional<vrdx::driver_message> last_error;
+    // Rises when anything else above changes, except the picture's `last_take` and what only descriptions
+    // tell. Never goes back while the gateway lives, also when the router goes and comes again; from 1, not
+    // without gaps.
     std::uint64_t version = 0;
 };
 
@@ -32,6 +37,7 @@ struct router_news {
     bool appeared = false;      // it was not there before
     bool gone = false;          // neither item nor socket is left; told for the last time
     bool state_changed = false; // the state or its reason
+    bool last_error_changed = false;
     bool whole = false; // the picture began anew or changed its size: `places` does not tell all of it
     vrdx::picture_news places;
     std::vector<vrdx::take_record> takes; // decided takes, also those of other programs

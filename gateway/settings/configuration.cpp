@@ -108,6 +108,17 @@ void check_listen(const sources& from, configuration* found) {
                               "key, insecure = true, or a loopback address");
 }
 
+// Behind a proxy stands everybody.
+void check_walls(const sources& from, configuration* found) {
+    const std::vector<std::string>& proxies = found->values.proxies;
+    for (const wall& each : found->values.walls)
+        for (const std::string& address : each.addresses)
+            if (std::find(proxies.begin(), proxies.end(), address) != proxies.end())
+                found->problems.push_back(from.of("wall.addresses") + ": " + address +
+                                          " is one of `proxies`, behind which others stand, too; possible: "
+                                          "the address that the proxy forwards");
+}
+
 // What is listened on is a host, too. Names say more than that: a page of elsewhere may bring its own.
 void complete_hosts(bool names_hosts, const sources& from, configuration* found) {
     settings& values = found->values;
@@ -152,6 +163,7 @@ configuration read_configuration(const command_line& line) {
         return found;
     check_tls(from, &found);
     check_listen(from, &found);
+    check_walls(from, &found);
     complete_hosts(told.names_hosts, from, &found);
     return found;
 }

@@ -125,20 +125,36 @@ std::string read_insecure(const toml::node& node, settings* values) {
     return {};
 }
 
-std::string read_anonymous(const toml::node& node, settings* values) {
+std::string read_role(const toml::node& node, role* right) {
     const auto* const word = node.as_string();
     if (word == nullptr)
         return wrong_type(node);
-    const std::optional<role> right = role_of_word(word->get());
-    if (!right)
+    const std::optional<role> known = role_of_word(word->get());
+    if (!known)
         return "cannot be " + quoted(word->get());
-    values->anonymous = *right;
+    *right = *known;
     return {};
+}
+
+std::string read_anonymous(const toml::node& node, settings* values) {
+    return read_role(node, &values->anonymous);
+}
+
+// Of the wall that is being read, the last one.
+std::string read_wall_addresses(const toml::node& node, settings* values) {
+    return read_values<std::string>(node, wall_addresses_limit, plain_address,
+                                    &values->walls.back().addresses);
+}
+
+std::string read_wall_role(const toml::node& node, settings* values) {
+    return read_role(node, &values->walls.back().right);
 }
 
 std::string read_proxies(const toml::node& node, settings* values) {
     return read_values<std::string>(node, proxies_limit, plain_address, &values->proxies);
 }
+
+constexpr const char* possible_roles = "\"none\", \"view\", \"operate\", \"lock\", \"admin\"";
 
 // Nothing, or from the least that makes sense to the most.
 std::string read_number(const toml::node& node, std::int64_t least, std::int64_t most, std::int64_t* number) {
@@ -159,7 +175,7 @@ std::string read_history_bytes(const toml::node& node, settings* values) {
     return read_number(node, history_least_bytes, history_most_bytes, &values->history_bytes);
 }
 
-constexpr std::array<known_key, 12> known_keys = {{
+constexpr std::array known_keys = std::to_array<known_key>({
     {"listen", read_listen,
      "\"ADDRESS:PORT\" such as \"127.0.0.1:8400\" or \"[::1]:8400\", or an array of up to 16"},
     {"hosts", read_hosts,
@@ -170,19 +186,34 @@ constexpr std::array<known_key, 12> known_keys = {{
     {"tls.certificate", read_certificate, "a path that begins with /"},
     {"tls.key", read_key, "a path that begins with /"},
     {"insecure", read_insecure, "true, false"},
-    {"anonymous", read_anonymous, "\"none\", \"view\", \"operate\", \"lock\", \"admin\""},
+    {"anonymous", read_anonymous, possible_roles},
     {"proxies", read_proxies, "an address such as \"192.0.2.1\", or an array of up to 64"},
+    {"wall.addresses", read_wall_addresses, "an address such as \"192.0.2.1\", or an array of up to 64"},
+    {"wall.role", read_wall_role, possible_roles},
     {"history.days", read_history_days, "1 to 3650, or 0 for no history"},
     {"history.bytes", read_history_bytes, "16777216 to 109951162777600, or 0 for no history"},
-}};
+});
 static_assert(history_longest_days == 3650 && history_least_bytes == 16777216 &&
               history_most_bytes == 109951162777600);
-static_assert(listen_addresses_limit == 16 && hosts_limit == 64 && proxies_limit == 64);
+static_assert(listen_addresses_limit == 16 && hosts_limit == 64 && proxies_limit == 64 &&
+              wall_addresses_limit == 64 && walls_limit == 64);
 
-constexpr std::array<const char*, 2> known_tables = {"tls", "history"};
+// Tables that may stand in the file once, and what is in each.
+struct known_table {
+    const char* name;
+    const char* keys;
+};
 
-bool is_known_table(const std::string& name) {
-    return std::find(known_tables.begin(), known_tables.end(), name) != known_tables.end();
+constexpr std::array known_tables = {
+    known_table{"tls", "certificate and key"},
+    known_table{"history", "days and bytes"},
+};
+constexpr const char* tables_in_arrays = "[[wall]]";
+
+const known_table* find_table(const std::string& name) {
+    const auto* const found = std::find_if(known_tables.begin(), known_tables.end(),
+                                           [&name](const known_table& each) { return name == each.name; });
+    return found == known_tables.end() ? nullptr : found;
 }
 
 // The keys of a table ("" for the file itself), as a list for people.
@@ -195,16 +226,11 @@ std::string keys_of(const std::string& table) {
         if (name.starts_with(begin) && name.find('.', begin.size()) == std::string_view::npos)
             add(std::string(name.substr(begin.size())));
     }
-    if (table.empty())
-        for (const char* name : known_tables)
-            add(std::string("[") + name + "]");
-    return list;
-}
-
-// "certificate and key": each table has two.
-std::string both_keys_of(const std::string& table) {
-    std::string list = keys_of(table);
-    list.replace(list.find(", "), 2, " and ");
+    if (table.empty()) {
+        for (const known_table& each : known_tables)
+            add(std::string("[") + each.name + "]");
+        add(tables_in_arrays);
+    }
     return list;
 }
 
@@ -215,11 +241,14 @@ public:
     void read_table(const toml::table& table, const std::string& name) {
         for (const auto& [key, value] : table) {
             const std::string full = (name.empty() ? "" : name + ".") + std::string(key.str());
-            if (is_known_table(full) && value.is_table())
+            const known_table* const known = find_table(full);
+            if (known != nullptr && value.is_table())
                 read_table(*value.as_table(), full);
-            else if (is_known_table(full))
+            else if (known != nullptr)
                 tell(value, full + " " + wrong_type(value) + "; possible: a table [" + full + "] with " +
-                                both_keys_of(full));
+                                known->keys);
+            else if (full == "wall")
+                read_walls(value);
             else
                 read_value(full, name, value, key.source().begin.line);
         }
@@ -232,6 +261,20 @@ public:
 private:
     void tell(const toml::node& where, const std::string& problem) {
         tell(where.source().begin.line, problem);
+    }
+
+    void read_walls(const toml::node& value) {
+        const toml::array* const several = value.as_array();
+        if (!value.is_array_of_tables() || several->size() > walls_limit)
+            return tell(value, "wall " + wrong_type(value) +
+                                   "; possible: up to 64 tables [[wall]], each with addresses and role");
+        for (const toml::node& each : *several) {
+            told_->values.walls.emplace_back();
+            const std::size_t problems = told_->problems.size();
+            read_table(*each.as_table(), "wall");
+            if (told_->values.walls.back().addresses.empty() && told_->problems.size() == problems)
+                tell(each, "a wall has no addresses; possible: addresses = [\"192.0.2.1\", ...]");
+        }
     }
 
     void read_value(const std::string& full, const std::string& table, const toml::node& value,

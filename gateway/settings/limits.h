@@ -136,5 +136,7 @@ constexpr std::size_t configuration_bytes_limit = 1048576;
 constexpr std::size_t listen_addresses_limit = 16;
 constexpr std::size_t hosts_limit = 64;
 constexpr std::size_t proxies_limit = 64;
+constexpr std::size_t walls_limit = 64;
+constexpr std::size_t wall_addresses_limit = 64; // of one wall
 
 } // namespace gateway

@@ -1,6 +1,15 @@
 #include "settings.h"
 
+#include <algorithm>
+
 namespace gateway {
+
+role role_without_token(const settings& now, std::string_view address) {
+    for (const wall& each : now.walls)
+        if (std::find(each.addresses.begin(), each.addresses.end(), address) != each.addresses.end())
+            return each.right;
+    return now.anonymous;
+}
 
 std::string address_text(const listen_address& address) {
     const bool is_ipv6 = address.address.find(':') != std::string::npos;

@@ -18,6 +18,14 @@ struct listen_address {
     bool operator==(const listen_address&) const = default;
 };
 
+// Browsers that are known by where they stand: who asks from there without a token has this role.
+struct wall {
+    std::vector<std::string> addresses; // as inet_ntop() writes them
+    role right = role::view;
+
+    bool operator==(const wall&) const = default;
+};
+
 struct settings {
     std::vector<listen_address> listen = {{"127.0.0.1", 8400}};
     // Names and addresses that a request's Host may have, lower case, without a port, IPv6 in brackets. Holds
@@ -31,6 +39,7 @@ struct settings {
     bool insecure = false; // without TLS beyond this machine
     role anonymous = role::none;
     std::vector<std::string> proxies; // addresses as inet_ntop() writes them
+    std::vector<wall> walls;
     // How long, and how much of the disk; 0 of either: no history is kept.
     std::int64_t history_days = history_usual_days;
     std::int64_t history_bytes = history_usual_bytes;
@@ -39,6 +48,9 @@ struct settings {
         return !tls_certificate.empty();
     }
 };
+
+// Of who asks without a token from this address: that of the first wall that has it, else `anonymous`.
+role role_without_token(const settings& now, std::string_view address);
 
 // "127.0.0.1:8400", "[::1]:8400".
 std::string address_text(const listen_address& address);

@@ -5,7 +5,8 @@ import { button, el, named, set, show, write } from "./dom.js";
 import { openLockDialog } from "./lock_dialog.js";
 import { MatrixField } from "./matrix_field.js";
 import { makeRow, updateRow } from "./matrix_row.js";
-import { mayTakeTo } from "./rights.js";
+import { openNameDialog } from "./name_dialog.js";
+import { mayName, mayTakeTo } from "./rights.js";
 import { isLive, listen } from "./store.js";
 import { resultText } from "./takes.js";
 import { t } from "./texts.js";
@@ -22,6 +23,7 @@ class Matrix extends HTMLElement {
   #scroller = el("div", { class: "scroller", tabindex: "0", role: "application" });
   #said = el("p", { class: "at", role: "status" });
   #lock = button(t("lockSet"), () => openLockDialog(), { class: "lock-button", hidden: true });
+  #name = button(t("nameOpen"), () => openNameDialog(), { class: "name-button", hidden: true });
   #rows = new Map();
   #columns = new Map();
   #hovered = null; // the crosspoint under the mouse: shown, not chosen
@@ -35,7 +37,7 @@ class Matrix extends HTMLElement {
     this.style.setProperty("--cell", `${this.#field.cell}px`);
     this.style.setProperty("--left", `${this.#field.left}px`);
     this.style.setProperty("--top", `${this.#field.top}px`);
-    this.append(el("div", { class: "filters" }, this.#filters.outputs, this.#filters.inputs), this.#scroller, el("div", { class: "below" }, this.#said, this.#lock));
+    this.append(el("div", { class: "filters" }, this.#filters.outputs, this.#filters.inputs), this.#scroller, el("div", { class: "below" }, this.#said, this.#lock, this.#name));
     this.#scroller.addEventListener("scroll", () => this.#draw(), { passive: true });
     this.#scroller.addEventListener("keydown", (event) => this.#key(event));
     this.#scroller.addEventListener("pointermove", (event) => event.pointerType === "mouse" && this.#hover(event));
@@ -127,7 +129,8 @@ class Matrix extends HTMLElement {
       set(head, "data-here", desk.input === number);
     }
     show(this.#lock, mayTakeTo(desk.output) && desk.output > 0);
-    set(this.#lock, "disabled", !isLive(router));
+    show(this.#name, mayName());
+    for (const each of [this.#lock, this.#name]) set(each, "disabled", !isLive(router));
     this.#placeHairs();
     this.#say();
   }

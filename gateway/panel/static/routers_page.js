@@ -50,14 +50,14 @@ class Routers extends HTMLElement {
   #make(name) {
     const shown = shownName(name, t("router"));
     return el("li", { class: "router", "data-router": name },
-      el("div", { class: "title" }, el("a", { href: pageAddress("panel", name), class: "main" }, named(shown)),
+      el("div", { class: "title" }, el("a", { "data-address": pageAddress("panel", name), role: "link", class: "main" }, named(shown)),
         el("span", { class: "state" }, icon("reading"), el("span", {}))),
       el("p", { class: "reason" }, el("bdi", {}), " ", el("span", { class: "age" })),
       el("p", { class: "facts" }, el("span", { class: "size" }), el("span", { class: "pending" })),
       el("p", { class: "last" }, icon("refused"), el("bdi", {})),
       el("div", { class: "actions" },
-        el("a", { href: pageAddress("panel", name), class: "button", "aria-label": `${t("panel")}: ${shown}` }, t("panel")),
-        el("a", { href: pageAddress("matrix", name), class: "button", "aria-label": `${t("matrix")}: ${shown}` }, t("matrix"))));
+        el("a", { "data-address": pageAddress("panel", name), role: "link", class: "button", "aria-label": `${t("panel")}: ${shown}` }, t("panel")),
+        el("a", { "data-address": pageAddress("matrix", name), role: "link", class: "button", "aria-label": `${t("matrix")}: ${shown}` }, t("matrix"))));
   }
 
   #refresh(name) {
@@ -65,6 +65,7 @@ class Routers extends HTMLElement {
     if (!row || !router) return;
     const [title, reason, facts, last] = row.children, state = store.connection === "lost" ? "stale" : router.state;
     set(row, "data-router-state", state);
+    this.#offer(row, isLive(router));
     setIcon(title.lastChild.firstChild, stateShape(state));
     write(title.lastChild.lastChild, t("state." + state));
     write(reason.firstChild, router.reason);
@@ -76,6 +77,14 @@ class Routers extends HTMLElement {
     if (problem)
       write(last.lastChild, t("lastProblem", shownTime(problem.time), problem.output, t("result." + problem.result), problem.reason ?? ""));
     this.#tickRow(row, router);
+  }
+
+  // Of a router that is away nothing can be pressed.
+  #offer(row, isOffered) {
+    for (const link of row.querySelectorAll("a")) {
+      set(link, "href", isOffered ? link.dataset.address : null);
+      set(link, "aria-disabled", isOffered ? null : "true");
+    }
   }
 
   #tick() {

@@ -4,7 +4,8 @@ import { chosen, choose, desk, deskRouter, listenDesk, pressSources } from "./de
 import { sourceText } from "./destinations.js";
 import { button, el, icon, named, set, setIcon, show, write } from "./dom.js";
 import { openLockDialog } from "./lock_dialog.js";
-import { mayTakeTo } from "./rights.js";
+import { openNameDialog } from "./name_dialog.js";
+import { mayName, mayTakeTo } from "./rights.js";
 import { isBreakaway, isWhole, sameSources } from "./router_model.js";
 import { isLive, listen } from "./store.js";
 import { dismiss, failedState, resultText, stateOf } from "./takes.js";
@@ -20,6 +21,7 @@ class Selected extends HTMLElement {
   #lockText = el("p", { class: "locked" }, icon("lock"), el("bdi", {}, ""));
   #previous = el("button", { type: "button", class: "previous", click: () => this.goBack() }, icon("undo"), el("span", {}), named(""));
   #lock = button("", () => openLockDialog(), { class: "lock-button" });
+  #rename = button(t("nameOpen"), () => openNameDialog(), { class: "name-button" });
   #dismiss = button(t("dismiss"), () => dismiss(desk.router, desk.output), { class: "small" });
   #hint = el("p", { class: "hint" });
   #body = el("div", { class: "body" });
@@ -30,7 +32,7 @@ class Selected extends HTMLElement {
       el("div", { class: "title" }, back, this.#number, this.#name),
       this.#lines, this.#lockText,
       el("div", { class: "told" }, this.#result, this.#dismiss), this.#taken,
-      el("div", { class: "actions" }, this.#previous, this.#lock));
+      el("div", { class: "actions" }, this.#previous, this.#lock, this.#rename));
     this.append(this.#hint, this.#body);
     listen((news) => (news.connection || news.routers.has(desk.router)) && this.#refresh());
     listenDesk(() => this.#refresh());
@@ -60,6 +62,8 @@ class Selected extends HTMLElement {
     this.#refreshLines(router, output, state);
     this.#refreshResult(router, output, state);
     this.#refreshLock(output);
+    show(this.#rename, mayName("outputs", output.number));
+    set(this.#rename, "disabled", !isLive(router));
     show(this.#previous, isWhole(output.previous) && mayTakeTo(output.number));
     set(this.#previous, "disabled", !this.#canGoBack(output));
     write(this.#previous.children[1], t("previous"));

@@ -152,7 +152,7 @@ function lose() {
 
 // Everything is read anew: who one is, which build the gateway is, which routers there are.
 async function connect() {
-  const who = await ask("GET", "/api/v1/session");
+  const [who, list] = await Promise.all([ask("GET", "/api/v1/session"), ask("GET", "/api/v1/routers")]);
   if (who.status === 401 || who.status === 403) return location.replace(loginAddress());
   if (who.status !== 200) return lose();
   if (build !== "" && store.heard > 0) {
@@ -160,7 +160,6 @@ async function connect() {
     if (served === "") return lose();
     if (served !== build) return location.reload();
   }
-  const list = await ask("GET", "/api/v1/routers");
   if (list.status !== 200) return lose();
   store.session = who.body;
   news.connection = true;

@@ -46,6 +46,9 @@ export async function take(name, takes, { allOrNothing = false, isUndo = false }
   }
   const before = new Map(takes.map((each) => [each.output, router.outputs[each.output - 1]?.confirmed]));
   const pressed = performance.now();
+  const salvo = { name, takes: isUndo ? [] : waysBack(takes, before), isAnswered: false };
+  if (salvo.takes.length > 0) undoable.push(salvo);
+  if (undoable.length > mostUndone) undoable.shift();
   markAll(router, takes, { phase: "sent", pressed });
   flush();
   const answer = await ask("POST", routerPath(name) + "/takes", { takes: takes.map(body), all_or_nothing: allOrNothing }, {
@@ -55,7 +58,7 @@ export async function take(name, takes, { allOrNothing = false, isUndo = false }
   if (now) readAnswer(now, takes, answer, pressed);
   const results = answer.body?.results ?? [];
   const done = takes.filter((each) => results.some((one) => one.output === each.output && one.result === "confirmed"));
-  if (!isUndo) keepForUndo(name, done, before);
+  keepForUndo(salvo, done);
   plan();
   return done.length === takes.length;
 }
@@ -131,33 +134,51 @@ export function resultText(router, output) {
   if (own.phase === "done") return t("result.confirmed");
   const sources = own.sources ? Object.values(own.sources).map((source) => router.sourceLabel(source)).join(" / ") : "";
   const said = own.word === "shows" ? t("result.shows", sources) : t("result." + own.word);
-  return own.reason ? `${said}: ${own.reason}` : said;
+  const reason = own.reason.replace(/^by the router: /, "");
+  return reason ? `${said}: ${reason}` : said;
 }
 
-function keepForUndo(name, done, before) {
-  const takes = done
+function waysBack(takes, before) {
+  return takes
     .filter((each) => isWhole(before.get(each.output)))
     .map((each) => ({ output: each.output, before: before.get(each.output), after: { ...before.get(each.output), ...each.sources } }));
-  if (takes.length === 0) return;
-  undoable.push({ name, takes });
-  if (undoable.length > mostUndone) undoable.shift();
+}
+
+// Of an answered salvo, what was done can be undone.
+function keepForUndo(salvo, done) {
+  salvo.isAnswered = true;
+  salvo.takes = salvo.takes.filter((each) => done.some((one) => one.output === each.output));
+  const at = undoable.indexOf(salvo);
+  if (at >= 0 && salvo.takes.length === 0) undoable.splice(at, 1);
+}
+
+function isAsAfter(router, each) {
+  const output = router.outputs[each.output - 1];
+  return output && !output.pending && sameSources(output.confirmed, each.after);
+}
+
+// The router's report may come before the answer; what is seen as done can be undone.
+function canUndo(salvo, name) {
+  const router = routerOf(name);
+  return salvo.isAnswered || (router && salvo.takes.every((each) => isAsAfter(router, each)));
 }
 
 export function undoCount(name) {
-  return undoable.filter((each) => each.name === name).length;
+  return undoable.filter((each) => each.name === name && canUndo(each, name)).length;
 }
 
 // Takes back the last salvo of this page, where it is still shown.
 export function undo(name) {
   const at = undoable.findLastIndex((each) => each.name === name);
   const router = routerOf(name);
-  if (at < 0 || !isLive(router)) return false;
+  // One that is still on its way is not undone, and none before it in its stead.
+  if (at < 0 || !isLive(router) || !canUndo(undoable[at], name)) return false;
   const [salvo] = undoable.splice(at, 1);
   const still = [];
   for (const each of salvo.takes) {
     const output = router.outputs[each.output - 1];
     if (!output) continue;
-    if (!output.pending && sameSources(output.confirmed, each.after)) still.push({ output: each.output, sources: each.before });
+    if (isAsAfter(router, each)) still.push({ output: each.output, sources: each.before });
     else mark(router, each.output, { phase: "failed", word: "refused", reason: t("changedMeanwhile"), wanted: each.before });
   }
   plan();

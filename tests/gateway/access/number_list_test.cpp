@@ -37,6 +37,22 @@ TEST(NumberList, OfNothingSaidHasAll) {
     EXPECT_EQ(list.text(), "");
 }
 
+TEST(NumberList, HoldsWhatHasNoNumberBeyondIt) {
+    const auto list = [](const std::string& text) {
+        std::string problem;
+        return number_list::parse(text, &problem).value();
+    };
+    const number_list all;
+    EXPECT_TRUE(all.holds(all));
+    EXPECT_TRUE(all.holds(list("1-4096")));
+    EXPECT_FALSE(list("1-4096").holds(all));
+    EXPECT_TRUE(list("1-8,12").holds(list("1-8,12")));
+    EXPECT_TRUE(list("1-4,5-8").holds(list("3-6,8")));
+    EXPECT_FALSE(list("1-8,12").holds(list("8-9")));
+    EXPECT_FALSE(list("1-8,12").holds(list("8-12")));
+    EXPECT_FALSE(list("1-8,12").holds(list("12,13")));
+}
+
 TEST(NumberList, IsShownInOrderAndShort) {
     EXPECT_EQ(text_of("12,1-4,5-8"), "1-8,12");
     EXPECT_EQ(text_of("3,2,1"), "1-3");

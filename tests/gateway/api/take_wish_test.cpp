@@ -1,4 +1,4 @@
-#include "gateway/api/take_wish.h"
+#include "gateway/api/take_body.h"
 
 #include "a_router.h"
 

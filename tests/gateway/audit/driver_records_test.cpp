@@ -229,7 +229,7 @@ TEST_F(DriverRecords, TakeOfThisProcessIsOfTheTokenAndHasItsCallersAddress) {
     record.user = geteuid();
     record.process = static_cast<std::uint64_t>(getpid());
     record.by = "desk";
-    callers.begin("studio", "desk", "192.0.2.1", {{record.output, record.wanted}});
+    callers.begin("studio", "desk", {"192.0.2.1"}, {{record.output, record.wanted}});
     hear_began(0);
     router_news news;
     news.router = &router;
@@ -245,7 +245,7 @@ TEST_F(DriverRecords, TakeOfThisProcessIsOfTheTokenAndHasItsCallersAddress) {
 
 TEST_F(DriverRecords, TakeThatItsDriverNeverRecordedIsNotedWithTheDriversEnd) {
     hear_began(0);
-    const auto order = callers.begin("studio", "desk", "192.0.2.1", {{3, {4, 4}}});
+    const auto order = callers.begin("studio", "desk", {"192.0.2.1"}, {{3, {4, 4}}});
     callers.end(order, {{vrdx::take_word::unknown, "the connection broke", {}}}, 1700000000000000);
     EXPECT_TRUE(takes.empty());
     hear_began(0, second_epoch);

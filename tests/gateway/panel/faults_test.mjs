@@ -87,6 +87,8 @@ test("all routers stand on one page, those that are away with their reason", asy
   const away = page.locator('[data-router="spare"]');
   assert.equal(await away.getAttribute("data-router-state"), "no driver");
   await waitFor("its age is told", async () => /No driver runs.*for at least \d+ s/s.test(await away.textContent()));
+  assert.equal(await away.locator("[href], button").count(), 0, "nothing of it can be pressed");
+  assert.equal(await page.locator('[data-router="studio"] [href]').count(), 3);
   assert.match(await page.textContent('[data-router="studio"]'), /16 inputs × 8 outputs/);
   await rig.startDriver("spare");
   await page.waitForSelector('[data-router="spare"][data-router-state="up"]');
@@ -174,11 +176,12 @@ test("a router that is not there is said to be so", async () => {
   await page.context().close();
 });
 
-test("a wall shows its page without a token where the configuration says so", async () => {
+for (const [what, text] of [["everybody", 'anonymous = "view"\n'], ["a wall's address", '[[wall]]\naddresses = "127.0.0.1"\n']])
+test(`a wall shows its page without a token where the configuration lets ${what}`, async () => {
   const open = new Rig();
   try {
     open.configuration = open.file("gateway.toml");
-    fs.writeFileSync(open.configuration, 'anonymous = "view"\n');
+    fs.writeFileSync(open.configuration, text);
     await open.addRouter("studio", { inputs: 16, outputs: 8 }, studio);
     await open.startGateway();
     const page = await panels.page();

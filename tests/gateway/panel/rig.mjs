@@ -138,6 +138,17 @@ export class Rig {
     });
   }
 
+  // Of a session of this token, as "name=value".
+  async cookie(token) {
+    const answer = await fetch(this.address + "/api/v1/session", {
+      method: "POST",
+      headers: { Origin: this.address, "Content-Type": "application/json" },
+      body: JSON.stringify({ token }),
+    });
+    if (answer.status !== 200) throw new Error(`no session: ${answer.status}`);
+    return answer.headers.get("set-cookie").split(";")[0];
+  }
+
   removeToken(name) {
     spawnSync(`${bin}/vrdx_gateway`, ["token", "remove", name, "--state", this.file("state")]);
   }

@@ -219,6 +219,30 @@ test("what one may not do is not offered", async () => {
   await limited.context().close();
 });
 
+test("who may gives names, and they show when the router tells them", async () => {
+  const page = await panel("studio", tokens.gallery), other = await panel("studio");
+  await page.click(output(6));
+  await page.click(".name-button");
+  await page.fill("#name-name", "Lobby <b>screen</b>");
+  await page.click("text=Give the name");
+  await page.waitForSelector("dialog >> text=6 is called Lobby <b>screen</b> now.");
+  await other.waitForFunction((selector) => document.querySelector(selector).textContent === "Lobby <b>screen</b>", output(6) + " .name");
+  await page.selectOption("#name-side", "inputs");
+  await page.fill("#name-number", "17");
+  assert.ok(await page.isDisabled("text=Give the name"));
+  await page.fill("#name-number", "16");
+  assert.equal(await page.inputValue("#name-name"), "Line in");
+  await page.fill("#name-name", "Radio");
+  await page.keyboard.press("Enter");
+  await other.waitForFunction((selector) => document.querySelector(selector).textContent === "Radio", input(16) + " .name");
+  await other.click(output(6));
+  assert.ok(await other.isHidden(".name-button"));
+  await other.keyboard.press("e");
+  assert.equal(await other.locator("dialog[open]").count(), 0);
+  await page.context().close();
+  await other.context().close();
+});
+
 test("search and groups find on both sides, the address limits what is shown", async () => {
   const page = await panel("studio", tokens.desk, "&outputs=1-3,8");
   const count = (selector) => page.locator(selector).count();
@@ -253,6 +277,24 @@ test("keys do what the help page says, and letters alone take nothing", async ()
   await waitForMark(page, 8, "data-source", 7);
   await page.keyboard.press("?");
   await page.waitForSelector("dialog[open] >> text=Help and keys");
+  await page.context().close();
+});
+
+test("what is shown as done can be undone before the answer is there", async () => {
+  const page = await panel("studio");
+  let letGo;
+  const held = new Promise((resolve) => (letGo = resolve));
+  await page.route("**/takes", async (route) => {
+    const answer = await route.fetch();
+    await held;
+    await route.fulfill({ response: answer });
+  }, { times: 1 });
+  const before = await mark(page, 8, "data-source");
+  await press(page, 8, 9);
+  await waitForMark(page, 8, "data-source", 9);
+  await page.keyboard.press("Control+z");
+  await waitForMark(page, 8, "data-source", before);
+  letGo();
   await page.context().close();
 });
 

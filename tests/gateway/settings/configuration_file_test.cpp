@@ -87,15 +87,15 @@ TEST(ConfigurationFile, TakesOneTextForAListOfOne) {
 TEST(ConfigurationFile, TellsAnUnknownKeyWithThoseThereAre) {
     EXPECT_EQ(problem("\nport = 1\n"),
               "f:2: there is no key \"port\"; possible: listen, hosts, items, run, state, "
-              "insecure, anonymous, proxies, [tls], [history]");
+              "insecure, anonymous, proxies, [tls], [history], [[wall]]");
     EXPECT_EQ(problem("[tls]\nca = \"/x\"\n"), "f:2: there is no key \"tls.ca\"; possible: certificate, key");
     EXPECT_EQ(
         problem("\n[access]\nx = 1\n"),
         "f:2: there is no key \"access\"; possible: listen, hosts, items, run, state, insecure, anonymous, "
-        "proxies, [tls], [history]");
+        "proxies, [tls], [history], [[wall]]");
     EXPECT_EQ(problem("\"\" = 1"),
               "f:1: there is no key \"\"; possible: listen, hosts, items, run, state, insecure, "
-              "anonymous, proxies, [tls], [history]");
+              "anonymous, proxies, [tls], [history], [[wall]]");
 }
 
 TEST(ConfigurationFile, TellsAWrongTypeWithWhatIsPossible) {
@@ -141,6 +141,39 @@ TEST(ConfigurationFile, TellsAWrongValueWithWhatIsPossible) {
               "f:1: items cannot be \"/a???b\"; possible: a path that begins with /");
 }
 
+TEST(ConfigurationFile, TakesEachWall) {
+    const configuration_text told = read_configuration_text(R"(
+[[wall]]
+addresses = ["192.0.2.1", "::FFFF:192.0.2.2"]
+role = "operate"
+
+[[wall]]
+addresses = "2001:DB8::1"
+)",
+                                                            "f");
+    EXPECT_EQ(told.problems, std::vector<std::string>());
+    EXPECT_EQ(told.values.walls, (std::vector<wall>{{{"192.0.2.1", "192.0.2.2"}, role::operate},
+                                                    {{"2001:db8::1"}, role::view}}));
+}
+
+TEST(ConfigurationFile, TellsWhatIsNoWall) {
+    EXPECT_EQ(problem("wall = 1"),
+              "f:1: wall cannot be a whole number; possible: up to 64 tables [[wall]], each with addresses "
+              "and role");
+    EXPECT_EQ(problem("[wall]\nrole = \"view\"").substr(0, 28), "f:1: wall cannot be a table;");
+    EXPECT_EQ(problem("\n[[wall]]\nrole = \"view\""),
+              "f:2: a wall has no addresses; possible: addresses = [\"192.0.2.1\", ...]");
+    EXPECT_EQ(
+        problem("[[wall]]\naddresses = \"192.0.2.0/24\""),
+        "f:2: wall.addresses cannot be \"192.0.2.0/24\"; possible: an address such as \"192.0.2.1\", or "
+        "an array of up to 64");
+    EXPECT_EQ(problem("[[wall]]\naddresses = \"192.0.2.1\"\nrole = \"root\""),
+              "f:3: wall.role cannot be \"root\"; possible: \"none\", \"view\", \"operate\", \"lock\", "
+              "\"admin\"");
+    EXPECT_EQ(problem("[[wall]]\naddresses = \"192.0.2.1\"\nname = \"x\""),
+              "f:3: there is no key \"wall.name\"; possible: addresses, role");
+}
+
 TEST(ConfigurationFile, TellsAllThatIsWrong) {
     EXPECT_EQ(problems("port = 1\ninsecure = 2\n[tls]\nkey = 3\n").size(), 3U);
 }
@@ -163,6 +196,13 @@ TEST(ConfigurationFile, HasSoManyValues) {
     EXPECT_EQ(problems("listen = " + array_of(listen_addresses_limit + 1, "127.0.0.1:1")).size(), 1U);
     EXPECT_EQ(problems("proxies = " + array_of(proxies_limit, "192.0.2.")).size(), 0U);
     EXPECT_EQ(problems("proxies = " + array_of(proxies_limit + 1, "192.0.2.")).size(), 1U);
+    EXPECT_EQ(problems("[[wall]]\naddresses = " + array_of(wall_addresses_limit, "192.0.2.")).size(), 0U);
+    EXPECT_EQ(problems("[[wall]]\naddresses = " + array_of(wall_addresses_limit + 1, "192.0.2.")).size(), 1U);
+    std::string walls;
+    for (std::size_t wall = 0; wall < walls_limit; ++wall)
+        walls += "[[wall]]\naddresses = \"192.0.2.1\"\n";
+    EXPECT_EQ(problems(walls).size(), 0U);
+    EXPECT_EQ(problems(walls + "[[wall]]\naddresses = \"192.0.2.1\"\n").size(), 1U);
 }
 
 TEST(ConfigurationFile, HistoryHasDaysAndBytesOrNone) {

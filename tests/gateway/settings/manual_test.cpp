@@ -62,6 +62,8 @@ std::map<std::string, std::string> defaults() {
             {"insecure", values.insecure ? "true" : "false"},
             {"anonymous", quoted(std::string(role_word(values.anonymous)))},
             {"proxies", "[]"},
+            {"wall.addresses", "none"},
+            {"wall.role", quoted(std::string(role_word(wall().right)))},
             {"tls.certificate", "none"},
             {"tls.key", "none"},
             {"history.days", std::to_string(values.history_days)},

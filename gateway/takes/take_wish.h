@@ -1,17 +1,19 @@
-// What a body asks to be taken, and what that means on the router as it is shown.
+// What somebody wants to be taken, and what that means on the router as it is shown.
 #pragma once
 
-#include "gateway/access/token.h"
-#include "router_json.h"
+#include "packet_client.h"
 
+#include <optional>
+#include <string>
 #include <variant>
+#include <vector>
 
 namespace gateway {
 
-using source_wish = std::variant<int, std::string>; // a number, or an input's name
+using source_wish = std::variant<int, std::string>; // a number from 1, 0 for none, or an input's name
 
 struct output_wish {
-    int output = 0;
+    int output = 0;                          // from 1
     std::optional<source_wish> video, audio; // at least one
 };
 
@@ -20,9 +22,6 @@ struct takes_wish {
     unsigned within_ms = 0;         // 0: the driver's usual
     bool all_or_nothing = false;
 };
-
-// Nothing and a sentence in *problem when the body asks for nothing that is possible.
-std::optional<takes_wish> read_takes(const json& body, std::string* problem);
 
 // True when names or levels that are not named have to be looked up.
 bool needs_picture(const takes_wish& wish);

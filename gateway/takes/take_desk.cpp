@@ -1,0 +1,216 @@
+#include "take_desk.h"
+
+#include "gateway/access/rights.h"
+#include "gateway/audit/history_keeper.h"
+
+namespace gateway {
+
+namespace {
+
+// A request's takes: answers of those that are not sent, and places for those that are.
+struct take_work {
+    std::vector<planned_take> plan;
+    takes_answer answer;
+    std::vector<std::size_t> sent; // places in both, of what goes to the driver
+};
+
+takes_answer refused(takes_answer::kind kind, std::string problem) {
+    takes_answer answer;
+    answer.ended = kind;
+    answer.problem = std::move(problem);
+    return answer;
+}
+
+void set_result(output_answer* output, const char* result, std::string reason) {
+    output->result = result;
+    output->reason = std::move(reason);
+}
+
+// Beyond the token's rights: a sentence. Nothing is done then.
+std::string rights_problem(const token& who, std::string_view router, const std::vector<planned_take>& plan) {
+    for (const planned_take& each : plan) {
+        const int sources[] = {each.take.sources.video, each.take.sources.audio};
+        std::string problem = take_problem(who, router, each.take.output, sources);
+        if (!problem.empty())
+            return problem;
+    }
+    return "";
+}
+
+// What cannot be sent gets its answer here.
+void judge(take_work* work, const lock_table& locks, std::string_view router, const token& who) {
+    for (std::size_t at = 0; at < work->plan.size(); at++) {
+        const planned_take& each = work->plan[at];
+        output_answer& answer = work->answer.outputs.emplace_back();
+        answer.output = each.take.output;
+        const output_lock* lock = locks.of(router, each.take.output);
+        if (lock != nullptr && !lock_lets_take(*lock, who)) {
+            set_result(&answer, "locked", lock_text(*lock));
+            answer.lock = *lock;
+        } else if (!each.reason.empty())
+            set_result(&answer, each.result, each.reason);
+        else
+            work->sent.push_back(at);
+    }
+}
+
+void send_nothing(take_work* work) {
+    std::string first;
+    for (std::size_t at = 0; at < work->plan.size() && first.empty(); at++)
+        if (!work->answer.outputs[at].result.empty())
+            first = std::to_string(work->plan[at].take.output);
+    for (const std::size_t at : work->sent)
+        set_result(&work->answer.outputs[at], "withdrawn",
+                   "all or nothing, and output " + first + " cannot be taken");
+    work->sent.clear();
+}
+
+vrdx::take_order order_of(const take_work& work, unsigned within_ms, const std::string& by) {
+    vrdx::take_order order;
+    order.within_ms = within_ms;
+    order.by = by;
+    for (const std::size_t at : work.sent) {
+        const planned_take& planned = work.plan[at];
+        order.takes.push_back(planned.take);
+        if (planned.keeps_level) // else somebody's newer take of the other level would be undone
+            order.expect.push_back({planned.take.output, planned.shown});
+    }
+    return order;
+}
+
+// The board's word on what was sent, put in its places.
+takes_answer ended(take_work work, const take_ending& ending) {
+    if (ending.kind == take_ending::kind::too_many)
+        return refused(takes_answer::kind::too_many, ending.reason);
+    if (!ending.answer.error.empty())
+        return refused(takes_answer::kind::failed, "The driver did nothing of it: " + ending.answer.error);
+    const auto& results = ending.answer.results;
+    for (std::size_t next = 0; next < work.sent.size(); next++) {
+        output_answer* output = &work.answer.outputs[work.sent[next]];
+        if (ending.kind == take_ending::kind::unavailable)
+            set_result(output, "unavailable", ending.reason);
+        else if (next < results.size())
+            *output = answer_of(output->output, results[next].result);
+        else
+            set_result(output, "unknown", "the driver did not tell");
+    }
+    return std::move(work.answer);
+}
+
+// --- the history: what is in no driver's record ---
+
+// Of whom, and what.
+struct asked_takes {
+    history_keeper& history;
+    std::string router, by, address;
+    const char* through;
+};
+
+history_entry entry_of(const asked_takes& asked, const std::string& result, const std::string& reason) {
+    history_entry entry;
+    entry.kind = entry_kind::take;
+    entry.router = asked.router;
+    entry.by = asked.by;
+    entry.through = asked.through;
+    entry.address = asked.address;
+    entry.result = result;
+    entry.reason = reason;
+    return entry;
+}
+
+void note_refusal(const asked_takes& asked, const std::string& problem) {
+    asked.history.refused(entry_of(asked, "refused", problem));
+}
+
+void note_take(const asked_takes& asked, const vrdx::output_take& take, const std::string& result,
+               const std::string& reason) {
+    history_entry entry = entry_of(asked, result, reason);
+    const bool split = take.sources.video != take.sources.audio;
+    entry.output = take.output;
+    entry.level = split ? "video,audio" : "all";
+    entry.after = source_text(split, take.sources.video, take.sources.audio);
+    asked.history.refused(std::move(entry));
+}
+
+void note_unsent(const asked_takes& asked, const take_work& work) {
+    for (std::size_t at = 0; at < work.plan.size(); at++) {
+        const output_answer& answer = work.answer.outputs[at];
+        if (!answer.result.empty())
+            note_take(asked, work.plan[at].take, answer.result, answer.reason);
+    }
+}
+
+void note_ending(const asked_takes& asked, std::uint64_t number, const take_work& work,
+                 const take_ending& ending) {
+    take_callers& callers = asked.history.callers();
+    const bool answered = ending.kind == take_ending::kind::answered;
+    if (answered && ending.answer.error.empty()) {
+        std::vector<vrdx::take_result> results;
+        for (const vrdx::output_result& each : ending.answer.results)
+            results.push_back(each.result);
+        return callers.end(number, results, microseconds_since_1970());
+    }
+    callers.forget(number);
+    for (const std::size_t at : work.sent)
+        note_take(asked, work.plan[at].take, "unavailable", answered ? ending.answer.error : ending.reason);
+}
+
+} // namespace
+
+output_answer answer_of(int output, const vrdx::take_result& said) {
+    output_answer answer;
+    answer.output = output;
+    answer.result = said.word == vrdx::take_word::other ? "other" : vrdx::take_word_text(said.word);
+    if (said.word == vrdx::take_word::shows)
+        answer.sources = said.sources;
+    else
+        answer.reason = said.text;
+    return answer;
+}
+
+void take_desk::take(const std::string& router, const take_asker& asker, const takes_wish& wish,
+                     const takes_done& done) {
+    using kind = takes_answer::kind;
+    const shown_router* shown = routers_.find(router);
+    if (shown == nullptr)
+        return done(refused(kind::no_router, "There is no router of this name."));
+    if (!is_picture_true(shown->state) && needs_picture(wish))
+        return done(
+            refused(kind::not_known,
+                    "What the router shows and its names are not known now; take all levels by number, "
+                    "or try again in a moment."));
+    std::string problem;
+    auto plan = plan_takes(wish, shown->picture, &problem);
+    if (!plan)
+        return done(refused(kind::wrong, problem));
+    const asked_takes asked{history_, router, asker.who.name, asker.address, asker.through};
+    problem = rights_problem(asker.who, router, *plan);
+    if (!problem.empty()) {
+        note_refusal(asked, problem);
+        return done(refused(kind::not_allowed, problem));
+    }
+
+    if (wish.all_or_nothing && is_picture_true(shown->state))
+        refuse_what_is_not_there(&*plan, shown->picture);
+    take_work work;
+    work.plan = std::move(*plan);
+    work.answer.ended = kind::answered;
+    work.answer.split_levels = shown->picture.split_levels;
+    judge(&work, locks_, router, asker.who);
+    if (wish.all_or_nothing && work.sent.size() < work.plan.size())
+        send_nothing(&work);
+    note_unsent(asked, work);
+    if (work.sent.empty())
+        return done(work.answer);
+    vrdx::take_order order = order_of(work, wish.within_ms, asker.who.name);
+    begin_(router, order.takes);
+    const std::uint64_t number =
+        history_.callers().begin(router, order.by, {asker.address, asker.through}, order.takes);
+    routers_.take(router, asker.lane, std::move(order),
+                  [done, asked, number, work = std::move(work)](const take_ending& ending) {
+                      note_ending(asked, number, work, ending);
+                      done(ended(work, ending));
+                  });
+}
+
+} // namespace gateway
