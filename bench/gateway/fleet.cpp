@@ -42,7 +42,8 @@ std::string add_token(const std::string& state) {
 
 } // namespace
 
-driver_fleet::driver_fleet(const work_directory& directory, std::size_t count, router_size size)
+driver_fleet::driver_fleet(const work_directory& directory, std::size_t count, router_size size,
+                           const std::string& further)
     : items_(directory.file("items")), run_(directory.file("run")) {
     std::filesystem::create_directory(items_);
     std::filesystem::create_directory(run_);
@@ -50,7 +51,8 @@ driver_fleet::driver_fleet(const work_directory& directory, std::size_t count, r
         const std::string item = items_ + "/" + name_of(at) + ".item";
         std::ofstream(item) << "driver=route_bench\nsimulated inputs=" << size.inputs
                             << "\nsimulated outputs=" << size.outputs << "\nbench board=" << board_path(item)
-                            << '\n';
+                            << '\n'
+                            << further;
         boards_.push_back(make_board(item));
         drivers_.push_back(std::make_unique<running_program>(std::vector<std::string>{
             program_path("vrdx_routedriver"), "--file", item, "--sock", socket(at), "--no-autoshutdown"}));

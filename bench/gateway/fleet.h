@@ -11,7 +11,9 @@
 // So many drivers, "r1" and so on; ready, and their routers known, once constructed.
 class driver_fleet {
 public:
-    driver_fleet(const work_directory& directory, std::size_t count, router_size size);
+    // `further`: lines of their items.
+    driver_fleet(const work_directory& directory, std::size_t count, router_size size,
+                 const std::string& further = "");
 
     [[nodiscard]] std::size_t size() const {
         return drivers_.size();

@@ -15,10 +15,11 @@ entry_kind kind_of(std::string_view operation) {
         return entry_kind::name;
     if (operation == "lockOutput")
         return entry_kind::lock;
+    if (operation == "makeToken")
+        return entry_kind::token;
     if (operation.ends_with("Preset"))
         return entry_kind::preset;
-    const bool is_login = operation.ends_with("Session") || operation == "makeToken";
-    return is_login ? entry_kind::login : entry_kind::request;
+    return operation.ends_with("Session") ? entry_kind::login : entry_kind::request;
 }
 
 } // namespace

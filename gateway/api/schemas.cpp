@@ -124,7 +124,7 @@ constexpr const char* request_schemas = R"json({
   "required": ["id", "time", "kind", "router", "output", "input", "level", "by", "through", "claims", "user", "process",
     "address", "before", "after", "result", "reason", "milliseconds", "count", "until", "epoch", "number"],
   "properties": {"id": {"type": "integer", "minimum": 1}, "time": {"type": "string", "format": "date-time"},
-    "kind": {"enum": ["take", "name", "lock", "preset", "login", "request", "gap"]},
+    "kind": {"enum": ["take", "name", "lock", "preset", "login", "request", "gap", "token"]},
     "router": {"type": "string", "description": "Empty: of none"},
     "output": {"type": ["integer", "null"], "minimum": 1}, "input": {"type": ["integer", "null"], "minimum": 1},
     "level": {"enum": ["", "all", "video,audio"]},

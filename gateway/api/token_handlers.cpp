@@ -83,14 +83,6 @@ std::string crowd_problem(const std::vector<token>& others, const std::string& n
                                               " tokens already; possible is to remove others first.";
 }
 
-void note_new_token(api_world& world, const call& incoming, const token& made) {
-    history_entry entry = entry_of_call(world, incoming);
-    entry.after = made.name;
-    entry.result = "token made";
-    entry.reason = "role " + std::string(role_word(made.right));
-    world.history.note(std::move(entry));
-}
-
 } // namespace
 
 void make_token(api_world& world, const incoming_call& incoming, const answer_function& answer) {
@@ -107,7 +99,10 @@ void make_token(api_world& world, const incoming_call& incoming, const answer_fu
     const std::string text = world.access.add(*wish, seconds_since_1970(), &problem);
     if (text.empty())
         return answer(problem_reply(500, problem));
-    note_new_token(world, *incoming, *wish);
+    history_entry entry = entry_of_call(world, *incoming);
+    entry.after = wish->name + ", " + std::string(role_word(wish->right));
+    entry.result = "made";
+    world.history.note(std::move(entry));
     json said = token_json(*wish);
     said["token"] = text;
     answer(json_reply(201, said));

@@ -161,9 +161,10 @@ void driver_records::note_mark(const std::string& router, std::uint64_t first, s
 void driver_records::note_record(const std::string& router, const vrdx::take_record& record) {
     history_entry entry = entry_of_record(router, of(router).epoch, record);
     if (entry.process == getpid() && entry.user == static_cast<std::int64_t>(geteuid())) {
-        entry.through = through_gateway;
+        const take_caller caller = callers_.caller_of(router, record);
         entry.by = std::exchange(entry.claims, {});
-        entry.address = callers_.address_of(router, record);
+        entry.through = caller.through;
+        entry.address = caller.address;
     }
     note_(std::move(entry));
 }

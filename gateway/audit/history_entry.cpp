@@ -5,8 +5,8 @@
 namespace gateway {
 
 const char* entry_kind_word(entry_kind kind) {
-    constexpr std::array<const char*, 7> words = {"take",  "name",    "lock", "preset",
-                                                  "login", "request", "gap"};
+    constexpr std::array<const char*, 8> words = {"take",  "name",    "lock", "preset",
+                                                  "login", "request", "gap",  "token"};
     return words.at(static_cast<std::size_t>(kind));
 }
 

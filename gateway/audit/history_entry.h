@@ -7,10 +7,11 @@
 
 namespace gateway {
 
-enum class entry_kind { take, name, lock, preset, login, request, gap };
+// Kept as numbers: new ones come behind the others.
+enum class entry_kind { take, name, lock, preset, login, request, gap, token };
 
 // "take", "name", "lock", "preset", "login", "request" (anything else that was refused), "gap" (something is
-// missing, and how much).
+// missing, and how much), "token".
 const char* entry_kind_word(entry_kind kind);
 
 // By what somebody came. Further ways (another front) may have words of their own.

@@ -19,6 +19,14 @@ history_entry lost_entry(std::int64_t lost) {
     return gap;
 }
 
+// Before anything is served: this run is then written down, and a gateway that is killed a moment later has
+// left word of itself. What goes wrong is told by the thread, which tries again.
+std::unique_ptr<history_file> opened_at_once(const std::string& state_directory, const history_share& share,
+                                             const history_file::run& run) {
+    std::string problem;
+    return is_kept(share) ? history_file::open(state_directory, run, &problem) : nullptr;
+}
+
 } // namespace
 
 std::int64_t microseconds_since_1970() {
@@ -31,7 +39,8 @@ history_writer::history_writer(const place& where, const history_share& share, s
     : where_(where),
       news_(std::move(news)), run_{static_cast<std::int64_t>(getpid()), static_cast<std::int64_t>(geteuid()),
                                    microseconds_since_1970()},
-      share_(share), journal_(where.journal_socket), trimmed_(std::chrono::steady_clock::now()),
+      share_(share), file_(opened_at_once(where.state_directory, share, run_)),
+      journal_(where.journal_socket), trimmed_(std::chrono::steady_clock::now()),
       thread_(thread_without_signals([this] { work(); })) {}
 
 history_writer::~history_writer() {

@@ -6,14 +6,14 @@
 
 namespace gateway {
 
-std::uint64_t take_callers::begin(const std::string& router, const std::string& by,
-                                  const std::string& address, const std::vector<vrdx::output_take>& takes) {
+std::uint64_t take_callers::begin(const std::string& router, const std::string& by, const take_caller& caller,
+                                  const std::vector<vrdx::output_take>& takes) {
     if (open_ + takes.size() > history_callers_limit)
         return 0;
     order& added = orders_[++newest_];
     added.router = router;
     added.by = by;
-    added.address = address;
+    added.caller = caller;
     for (const vrdx::output_take& each : takes)
         added.takes.push_back({each, false, {}});
     open_ += takes.size();
@@ -45,7 +45,7 @@ void take_callers::forget(std::uint64_t number) {
         drop(found);
 }
 
-std::string take_callers::address_of(const std::string& router, const vrdx::take_record& record) {
+take_caller take_callers::caller_of(const std::string& router, const vrdx::take_record& record) {
     const vrdx::output_take recorded{record.output, record.wanted};
     for (auto each = orders_.begin(); each != orders_.end(); ++each) {
         order& asked = each->second;
@@ -57,9 +57,9 @@ std::string take_callers::address_of(const std::string& router, const vrdx::take
         if (take == asked.takes.end())
             continue;
         take->recorded = true;
-        std::string address = asked.address;
+        take_caller caller = asked.caller;
         drop_when_recorded(each);
-        return address;
+        return caller;
     }
     return {};
 }
@@ -82,8 +82,8 @@ std::vector<history_entry> take_callers::left_over(const std::string& router) {
             const bool split = wanted.video != wanted.audio;
             entry.level = split ? "video,audio" : "all";
             entry.by = ended.by;
-            entry.through = through_gateway;
-            entry.address = ended.address;
+            entry.through = ended.caller.through;
+            entry.address = ended.caller.address;
             entry.after = source_text(split, wanted.video, wanted.audio);
             entry.result = vrdx::take_word_text(sent.result.word);
             entry.reason = sent.result.text;

@@ -10,20 +10,26 @@
 
 namespace gateway {
 
+// From where a take came, and by what way into the gateway.
+struct take_caller {
+    std::string address; // numeric
+    std::string through = through_gateway;
+};
+
 class take_callers {
 public:
     // The takes are about to be sent in the name of `by`. A number for end(), from 1; 0 when
     // history_callers_limit outputs are open already, and these are recorded without an address.
-    std::uint64_t begin(const std::string& router, const std::string& by, const std::string& address,
+    std::uint64_t begin(const std::string& router, const std::string& by, const take_caller& caller,
                         const std::vector<vrdx::output_take>& takes);
 
     // What became of them, in the same order; fewer when nobody knows. Nothing of them was sent: forget().
     void end(std::uint64_t number, const std::vector<vrdx::take_result>& results, std::int64_t now_us);
     void forget(std::uint64_t number);
 
-    // The driver has recorded a take of this process. The address of who asked for it first; empty when
-    // nobody is known.
-    std::string address_of(const std::string& router, const vrdx::take_record& record);
+    // The driver has recorded a take of this process: who asked for it first. Without an address when nobody
+    // is known.
+    take_caller caller_of(const std::string& router, const vrdx::take_record& record);
 
     // The driver has ended, and its record with it: entries of takes that were sent to it, answered, and
     // never recorded.
@@ -40,7 +46,8 @@ private:
         vrdx::take_result result;
     };
     struct order {
-        std::string router, by, address;
+        std::string router, by;
+        take_caller caller;
         std::vector<sent_take> takes;
         std::int64_t ended_us = 0; // 0: not answered yet
     };

@@ -216,7 +216,8 @@ void take_desk::take(const std::string& router, const take_asker& asker, const t
         return done(work.answer);
     vrdx::take_order order = order_of(work, wish.within_ms, asker.who.name);
     begin_(router, order.takes);
-    const std::uint64_t number = history_.callers().begin(router, order.by, asker.address, order.takes);
+    const std::uint64_t number =
+        history_.callers().begin(router, order.by, {asker.address, asker.through}, order.takes);
     routers_.take(router, asker.lane, std::move(order),
                   [done, asked, number, work = std::move(work)](const take_ending& ending) {
                       note_ending(asked, number, work, ending);

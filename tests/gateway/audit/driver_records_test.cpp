@@ -37,6 +37,7 @@ protected:
     std::unique_ptr<scripted_driver> driver = std::make_unique<scripted_driver>(run.file("studio.sock"));
     std::uint64_t oldest = 1, newest = 0; // that the driver has kept
     std::uint64_t page = 1000;            // takes of one page
+    int pages_asked = 0;
     shown_router router;
     driver_records records{loop, run.path(), callers, [this](const history_item& item) { keep(item); }};
 
@@ -45,7 +46,10 @@ protected:
         play();
     }
     void play() {
-        driver->request = [this](std::size_t, const comm_socket_v4_packet& asked) { return page_for(asked); };
+        driver->record_pages = [this](const comm_socket_v4_packet& asked) {
+            ++pages_asked;
+            return page_for(asked);
+        };
     }
     void keep(const history_item& item) {
         if (const auto* entry = std::get_if<history_entry>(&item))
@@ -210,7 +214,7 @@ TEST_F(DriverRecords, RecordOfAnotherEpochIsNotTaken) {
     newest = 2;
     driver->epoch = second_epoch;
     hear_began(2);
-    wait_for("it was asked", [&] { return !driver->requests.empty() && driver->others() == 0; });
+    wait_for("it was asked", [&] { return pages_asked > 0 && driver->others() == 0; });
     EXPECT_TRUE(takes.empty());
     EXPECT_EQ(records.readings(), 1U) << "it is tried again";
 }
@@ -229,7 +233,7 @@ TEST_F(DriverRecords, TakeOfThisProcessIsOfTheTokenAndHasItsCallersAddress) {
     record.user = geteuid();
     record.process = static_cast<std::uint64_t>(getpid());
     record.by = "desk";
-    callers.begin("studio", "desk", "192.0.2.1", {{record.output, record.wanted}});
+    callers.begin("studio", "desk", {"192.0.2.1"}, {{record.output, record.wanted}});
     hear_began(0);
     router_news news;
     news.router = &router;
@@ -245,7 +249,7 @@ TEST_F(DriverRecords, TakeOfThisProcessIsOfTheTokenAndHasItsCallersAddress) {
 
 TEST_F(DriverRecords, TakeThatItsDriverNeverRecordedIsNotedWithTheDriversEnd) {
     hear_began(0);
-    const auto order = callers.begin("studio", "desk", "192.0.2.1", {{3, {4, 4}}});
+    const auto order = callers.begin("studio", "desk", {"192.0.2.1"}, {{3, {4, 4}}});
     callers.end(order, {{vrdx::take_word::unknown, "the connection broke", {}}}, 1700000000000000);
     EXPECT_TRUE(takes.empty());
     hear_began(0, second_epoch);

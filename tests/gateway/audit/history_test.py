@@ -163,6 +163,13 @@ class WhoDidWhat(HistoryCase):
             self.assertEqual((take["kind"], take["output"], take["after"], take["by"]), ("take", "1", "3", "boss"))
             self.assertEqual((name["kind"], name["after"]), ("name", "'=1+\"2\", x"))
 
+    def test_made_token_is_there_without_its_text(self):
+        made = self.ask("POST", "/api/v1/tokens", {"name": "wall", "role": "view"})
+        self.assertEqual(made.status, 201, made.body)
+        (entry,) = self.history()
+        self.assertEqual((entry["kind"], entry["by"], entry["after"], entry["result"]), ("token", "boss", "wall, view", "made"))
+        self.assertNotIn(made.json["token"], json.dumps(entry))
+
     def test_end_of_a_session_is_there(self):
         origin = {"Origin": f"http://{self.address[0]}:{self.address[1]}"}
         begun = self.ask("POST", "/api/v1/session", {"token": self.token}, None, origin)

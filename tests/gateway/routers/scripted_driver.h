@@ -27,7 +27,9 @@ public:
     bool answers_describe = false;   // else the question waits for ever
     std::vector<std::string> errors; // as `describe` tells them: "TIME TEXT", the oldest first
     told_entries record;             // entries of the record of takes, all on one page
-    std::size_t described = 0;       // how often its errors were asked for
+    // Bytes that answer a question about the record instead, whatever answers_describe says.
+    std::function<std::string(const comm_socket_v4_packet&)> record_pages;
+    std::size_t described = 0; // how often its errors were asked for
 
     std::string epoch;
     int inputs = 4;
