@@ -5,6 +5,7 @@
 #include "gateway/api/openapi.h"
 #include "gateway/api/problem.h"
 #include "gateway/api/time_text.h"
+#include "gateway/api/user_names.h"
 #include "gateway/audit/history_keeper.h"
 #include "gateway/fronts/videohub/videohub_servers.h"
 #include "gateway/http/http_server.h"
@@ -65,6 +66,8 @@ private:
     void tell_ready_when_it_is();
     void look_at_access();
     void drop_token(std::int64_t id);
+    void look_at_user_names();
+    void later(std::uint64_t ms, std::function<void()> act);
     void stop();
 
     const command_line& line_;
@@ -73,6 +76,7 @@ private:
     std::unique_ptr<access_store> access_;
     std::unique_ptr<lock_table> locks_;
     login_limits logins_;
+    write_rates writes_;
     idempotency_table keys_;
     router_board routers_;
     history_keeper history_;
@@ -87,7 +91,7 @@ private:
     http_server http_;
     hub_world hub_world_;
     videohub_servers videohubs_;
-    repeating access_look_, alive_, watchdog_, ready_look_;
+    repeating access_look_, users_look_, alive_, watchdog_, ready_look_;
     std::uint64_t started_ms_ = steady_ms();
     double started_s_ = static_cast<double>(milliseconds_since_1970()) / 1000;
     std::string access_problem_; // told, as long as it is the same
@@ -110,17 +114,28 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
                  events_.takes_begin(router, takes);
              }),
       metrics_(loop_, routers_, [this] { return figures(); }), presets_(std::move(presets)),
-      recalls_(routers_, takes_),
-      world_{now,       routers_,
-             *access_,  *locks_,
-             logins_,   keys_,
-             pictures_, events_,
-             takes_,    history_,
-             metrics_,  *presets_,
-             recalls_,  std::make_shared<const std::string>(json_text(openapi_document()))},
+      recalls_(routers_, takes_), world_{now,
+                                         routers_,
+                                         *access_,
+                                         *locks_,
+                                         logins_,
+                                         writes_,
+                                         keys_,
+                                         pictures_,
+                                         events_,
+                                         takes_,
+                                         history_,
+                                         metrics_,
+                                         *presets_,
+                                         recalls_,
+                                         std::make_shared<const std::string>(json_text(openapi_document())),
+                                         [this](std::uint64_t ms, std::function<void()> act) {
+                                             later(ms, std::move(act));
+                                         }},
       api_(world_), http_(loop_, handlers(), limits_with(raise_descriptor_limit(descriptors_limit))),
       hub_world_{routers_, takes_, *locks_, print}, videohubs_(loop_, hub_world_),
       access_look_(loop_, access_look_period_ms, [this] { look_at_access(); }),
+      users_look_(loop_, user_names_look_ms, [this] { look_at_user_names(); }),
       alive_(loop_, event_alive_period_ms, [this] { events_.tell_alive(); }),
       watchdog_(loop_, watchdog_period_ms(), [] { tell_service_manager("WATCHDOG=1"); }),
       ready_look_(loop_, ready_look_period_ms, [this] { tell_ready_when_it_is(); }) {
@@ -177,6 +192,7 @@ bool gateway_at_work::begin() {
     wait_for_signal();
     routers_.start();
     access_look_.begin();
+    users_look_.begin();
     alive_.begin();
     watchdog_.begin();
     ready_look_.begin();
@@ -270,6 +286,19 @@ void gateway_at_work::drop_token(std::int64_t id) {
     boost::asio::post(loop_, [this, id] { keys_.forget(id); });
 }
 
+void gateway_at_work::look_at_user_names() {
+    if (const std::vector<std::uint64_t> found = names_of_users().found(); !found.empty())
+        events_.users_named(found);
+}
+
+void gateway_at_work::later(std::uint64_t ms, std::function<void()> act) {
+    const auto timer = std::make_shared<boost::asio::steady_timer>(loop_, std::chrono::milliseconds(ms));
+    timer->async_wait([timer, called = std::move(act)](boost::system::error_code error) {
+        if (!error)
+            called();
+    });
+}
+
 void gateway_at_work::stop() {
     if (std::exchange(stopping_, true)) { // asked twice: at once
         loop_.stop();
@@ -290,6 +319,7 @@ void gateway_at_work::stop() {
 int serve(const command_line& line, const configuration& started_with) {
     std::signal(SIGPIPE, SIG_IGN);
     umask(077);                    // before there are threads: what any of them makes is the gateway's alone
+    std::signal(SIGHUP, SIG_IGN);  // until it is waited for: the configuration was read just now
     std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a problem to tell, no reason to end
     const settings& now = started_with.values;
     std::string problem;
@@ -301,6 +331,7 @@ int serve(const command_line& line, const configuration& started_with) {
         print(problem);
         return exit_failed;
     }
+    access->wait_no_more();
     gateway_at_work work(line, now, std::move(access), std::move(locks), std::move(presets));
     if (!work.begin())
         return exit_failed;

@@ -131,8 +131,73 @@ bool database::run(const char* sql, std::span<const sql_value> values,
     return false;
 }
 
+void database::wait_no_more() {
+    sqlite3_busy_timeout(connection_, 0);
+}
+
+void database::keep_place() {
+    struct stat found {};
+    if (stat(path_.c_str(), &found) != 0)
+        return;
+    device_ = found.st_dev;
+    inode_ = found.st_ino;
+}
+
+bool database::is_in_place() const {
+    struct stat found {};
+    return inode_ == 0 ||
+           (stat(path_.c_str(), &found) == 0 && found.st_dev == device_ && found.st_ino == inode_);
+}
+
+std::string database::place_problem() const {
+    return path_ + " was removed or replaced while it was in use: nothing is written, and what was known "
+                   "goes on; possible: put the same file back, or start the gateway anew with what is there";
+}
+
+std::string database::read_only_problem() const {
+    if (sqlite3_db_readonly(connection_, "main") != 1)
+        return {};
+    return path_ +
+           " can only be read: what it holds goes on, and nothing is written; possible: let the gateway's "
+           "user write the state directory, and start the gateway anew";
+}
+
+// What SQLite itself cannot write is noted for the operator.
+bool database::note_write(bool written, const std::string& problem) {
+    if (!written && !was_busy_) {
+        if (write_problem_.empty())
+            rows_before_problem_ = sqlite3_total_changes64(connection_);
+        write_problem_ = problem;
+    } else if (written && sqlite3_get_autocommit(connection_) != 0 &&
+               sqlite3_total_changes64(connection_) > rows_before_problem_) {
+        write_problem_.clear();
+    }
+    return written;
+}
+
+void database::probe_writing() {
+    std::int64_t version = 0;
+    std::string problem;
+    if (write_problem_.empty() || !is_in_place() || !number("PRAGMA user_version", &version, &problem))
+        return;
+    const std::string same = "BEGIN IMMEDIATE; PRAGMA user_version = " + std::to_string(version);
+    const bool written = script(same.c_str(), &problem) && end_transaction("COMMIT", &problem);
+    if (written)
+        write_problem_.clear();
+    else if (sqlite3_get_autocommit(connection_) == 0)
+        end_transaction("ROLLBACK", &problem);
+}
+
 bool database::change(const char* sql, std::initializer_list<sql_value> values, std::string* problem) {
-    return run(sql, {values.begin(), values.size()}, nullptr, problem);
+    if (!is_in_place()) {
+        *problem = place_problem();
+        return false;
+    }
+    return note_write(run(sql, {values.begin(), values.size()}, nullptr, problem), *problem);
+}
+
+bool database::end_transaction(const char* sql, std::string* problem) {
+    return run(sql, {}, nullptr, problem);
 }
 
 bool database::read(const char* sql, std::initializer_list<sql_value> values,
@@ -174,11 +239,13 @@ bool database::script(const char* sql, std::string* problem) {
 bool database::transaction(const std::function<bool()>& steps, std::string* problem) {
     if (!change("BEGIN IMMEDIATE", {}, problem))
         return false;
-    if (steps() && change("COMMIT", {}, problem))
+    if (steps() && note_write(end_transaction("COMMIT", problem), *problem))
         return true;
     std::string ignored; // of a transaction that has already ended by itself
+    const bool was_busy = was_busy_;
     if (sqlite3_get_autocommit(connection_) == 0)
-        change("ROLLBACK", {}, &ignored);
+        end_transaction("ROLLBACK", &ignored);
+    was_busy_ = was_busy;
     return false;
 }
 

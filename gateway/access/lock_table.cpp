@@ -114,6 +114,10 @@ lock_answer lock_table::judge(std::string_view router, const lock_wish& wish, co
     return {is_so ? kind::unchanged : kind::done, {}};
 }
 
+lock_answer lock_table::not_written(const std::string& problem) const {
+    return {store_.kept().was_busy() ? kind::busy : kind::failed, problem};
+}
+
 lock_answer lock_table::set(std::string_view router, int output, lock_order order, const token& who,
                             std::string_view reason, std::int64_t now) {
     return set_all(router, {{output, order}}, who, reason, now);
@@ -121,6 +125,7 @@ lock_answer lock_table::set(std::string_view router, int output, lock_order orde
 
 lock_answer lock_table::set_all(std::string_view router, const std::vector<lock_wish>& wishes,
                                 const token& who, std::string_view reason, std::int64_t now) {
+    store_.kept().forget_busy();
     std::vector<lock_wish> changes;
     std::size_t added = 0;
     for (const lock_wish& wish : wishes) {
@@ -148,7 +153,7 @@ lock_answer lock_table::set_all(std::string_view router, const std::vector<lock_
                            [&](const lock_wish& wish) { return write(router, wish, held, &problem); });
     };
     if (!store_.kept().transaction(write_all, &problem))
-        return {kind::failed, problem};
+        return not_written(problem);
     auto& locks = locks_[std::string(router)];
     for (const lock_wish& wish : changes) {
         count_ -= locks.erase(wish.output);

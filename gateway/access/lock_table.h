@@ -51,6 +51,7 @@ struct lock_answer {
         not_allowed, // beyond the rights of the token
         held,        // by another owner
         wrong,       // the reason is too long, or no text
+        busy,        // another program writes; nothing has changed, and it may be asked again at once
         failed,      // not written; nothing has changed
     };
     kind result = kind::failed;
@@ -88,6 +89,7 @@ private:
     lock_answer judge(std::string_view router, const lock_wish& wish, const token& who,
                       std::string_view reason) const;
     bool write(std::string_view router, const lock_wish& wish, const output_lock& held, std::string* problem);
+    lock_answer not_written(const std::string& problem) const;
 
     access_store& store_;
     lock_listener listener_;

@@ -5,6 +5,7 @@
 #include "gateway/access/access_store.h"
 #include "gateway/access/idempotency.h"
 #include "gateway/access/login_limits.h"
+#include "gateway/access/write_rates.h"
 #include "gateway/http/http_types.h"
 #include "gateway/metrics/scrape_desk.h"
 #include "gateway/presets/preset_store.h"
@@ -24,6 +25,7 @@ struct api_world {
     access_store& access;
     lock_table& locks;
     login_limits& logins;
+    write_rates& writes;
     idempotency_table& keys;
     picture_shelf& pictures;
     event_hub& events;
@@ -33,6 +35,8 @@ struct api_world {
     preset_store& presets;
     recall_desk& recalls;
     shared_text document; // OpenAPI
+    // Calls `act` after so many milliseconds.
+    std::function<void(std::uint64_t ms, std::function<void()> act)> later;
 };
 
 struct route;

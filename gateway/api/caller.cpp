@@ -29,6 +29,18 @@ std::string_view without_port(std::string_view host) {
     return is_port ? host.substr(0, colon) : std::string_view{};
 }
 
+// An address as proxies write it, perhaps with a port behind it: "192.0.2.1", "192.0.2.1:4711",
+// "2001:db8::1",
+// "[2001:db8::1]:4711". In its one plain way to be written; nothing for another text.
+std::optional<std::string> address_in(std::string_view text) {
+    if (const auto address = plain_address(text))
+        return address;
+    const std::string_view host = without_port(text);
+    if (host.starts_with('['))
+        return host.ends_with(']') ? plain_address(host.substr(1, host.size() - 2)) : std::nullopt;
+    return host.find(':') == std::string_view::npos ? plain_address(host) : std::nullopt;
+}
+
 } // namespace
 
 std::string host_problem(const settings& now, const request& asked) {
@@ -53,10 +65,10 @@ std::string caller_address(const settings& now, const request& asked) {
         const std::size_t comma = chain.rfind(',');
         const std::string_view last = comma == std::string_view::npos ? chain : chain.substr(comma + 1);
         chain = chain.substr(0, comma == std::string_view::npos ? 0 : comma);
-        const std::optional<std::string> before = plain_address(trimmed(last));
-        if (!before)
+        const auto next = address_in(trimmed(last));
+        if (!next)
             break; // whoever wrote that is the one who asks
-        address = *before;
+        address = *next;
     }
     return address;
 }

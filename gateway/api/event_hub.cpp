@@ -102,8 +102,23 @@ void event_hub::tell_places(const shown_router& router, const vrdx::picture_news
         each_reader(router.name, [&](event_reader& reader) { reader.push_picture(router.name); });
 }
 
+void event_hub::users_named(const std::vector<std::uint64_t>& users) {
+    for (const shown_router* router : all_()) {
+        vrdx::picture_news places;
+        for (std::size_t at = 0; at < router->picture.outputs.size(); at++) {
+            const auto& taken = router->picture.outputs[at].taken;
+            if (taken && std::find(users.begin(), users.end(), taken->user) != users.end())
+                places.outputs.push_back(static_cast<int>(at) + 1);
+        }
+        if (places.outputs.empty())
+            continue;
+        shelf_.changed(router->name);
+        tell_places(*router, places);
+    }
+}
+
 void event_hub::lock_changed(const shown_router& router, int output) {
-    shelf_.locks_changed(router.name);
+    shelf_.changed(router.name);
     vrdx::picture_news places;
     places.outputs = {output};
     tell_places(router, places);

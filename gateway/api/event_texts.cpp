@@ -14,10 +14,6 @@ shared_text shared(const json& value) {
     return shared(json_text(value));
 }
 
-json who_json(std::uint64_t user, std::uint64_t process, const std::string& by) {
-    return {{"user", user}, {"process", process}, {"by", by}};
-}
-
 // Appends what `write` makes of the numbers from 1 to `last`, as the elements of an array; drops those
 // numbers.
 template<typename writer>

@@ -55,6 +55,13 @@ take_asker asker_of(const api_world& world, const call& incoming);
 
 // What a token may, as sessions and new tokens are told of it.
 json token_json(const token& who);
+// Something that has to be written to the disk, for the one who asks: an answer that refuses it when he has
+// had too much of that, else nothing.
+std::optional<reply> too_many_writes(api_world& world, const token& who);
+
+// `attempt` is made at once, and again while it says that another program writes: false. With `last` it has
+// to say true, and answer.
+void write_patiently(api_world& world, const std::function<bool(bool last)>& attempt);
 
 // The answer to a wrong token from this address: 401, late or 429 when there were many.
 reply wrong_token_reply(api_world& world, const std::string& address);

@@ -103,39 +103,72 @@ void answer_preset(api_world& world, const incoming_call& incoming, const answer
     answer(json_reply(200, preset_json(found, world.recalls.undo_takes(found.row.name))));
 }
 
-void write_preset(api_world& world, const incoming_call& incoming, const answer_function& answer) {
-    auto wanted = wanted_takes(world, *incoming);
-    if (reply* refusal = std::get_if<reply>(&wanted))
-        return answer(std::move(*refusal));
+namespace {
+
+// Of the two below, false: another program writes, and it may be asked again, because it is not the last
+// time.
+bool keep_preset(api_world& world, const incoming_call& incoming, const std::vector<preset_take>& takes,
+                 const answer_function& answer, bool last) {
     const std::string& name = name_of(*incoming);
+    const preset_answer written = world.presets.write(name, takes, *incoming->who, seconds_since_1970());
+    if (written.result == preset_answer::kind::failed && world.access.is_busy() && !last)
+        return false;
+    if (written.result != preset_answer::kind::done) {
+        answer(problem_of(written));
+        return true;
+    }
     std::set<std::string> routers;
-    for (const preset_take& each : std::get<0>(wanted))
+    for (const preset_take& each : takes)
         routers.insert(each.router);
-    const preset_answer written =
-        world.presets.write(name, std::move(std::get<0>(wanted)), *incoming->who, seconds_since_1970());
-    if (written.result != preset_answer::kind::done)
-        return answer(problem_of(written));
     world.recalls.forget(name);
     note_preset(world, *incoming, routers, "written");
     preset now;
     const preset_answer read = world.presets.read(name, *incoming->who, &now);
     answer(read.result == preset_answer::kind::done ? json_reply(200, preset_json(now, 0))
                                                     : problem_of(read));
+    return true;
 }
 
-void remove_preset(api_world& world, const incoming_call& incoming, const answer_function& answer) {
+bool take_preset_away(api_world& world, const incoming_call& incoming, const answer_function& answer,
+                      bool last) {
     preset found;
     const preset_answer read = world.presets.read(name_of(*incoming), *incoming->who, &found);
     const preset_answer removed = read.result == preset_answer::kind::done
                                       ? world.presets.remove(name_of(*incoming), *incoming->who)
                                       : read;
-    if (removed.result != preset_answer::kind::done)
-        return answer(problem_of(removed));
+    if (removed.result == preset_answer::kind::failed && world.access.is_busy() && !last)
+        return false;
+    if (removed.result != preset_answer::kind::done) {
+        answer(problem_of(removed));
+        return true;
+    }
     world.recalls.forget(name_of(*incoming));
     note_preset(world, *incoming, found.row.routers, "removed");
     reply said;
     said.status = 204;
     answer(std::move(said));
+    return true;
+}
+
+} // namespace
+
+void write_preset(api_world& world, const incoming_call& incoming, const answer_function& answer) {
+    auto wanted = wanted_takes(world, *incoming);
+    if (reply* refusal = std::get_if<reply>(&wanted))
+        return answer(std::move(*refusal));
+    if (std::optional<reply> refusal = too_many_writes(world, *incoming->who))
+        return answer(std::move(*refusal));
+    write_patiently(world, [&world, incoming, answer, takes = std::move(std::get<0>(wanted))](bool last) {
+        return keep_preset(world, incoming, takes, answer, last);
+    });
+}
+
+void remove_preset(api_world& world, const incoming_call& incoming, const answer_function& answer) {
+    if (std::optional<reply> refusal = too_many_writes(world, *incoming->who))
+        return answer(std::move(*refusal));
+    write_patiently(world, [&world, incoming, answer](bool last) {
+        return take_preset_away(world, incoming, answer, last);
+    });
 }
 
 namespace {

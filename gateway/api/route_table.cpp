@@ -298,7 +298,10 @@ std::vector<documented_reply> common_replies(const route& row) {
     replies.push_back({413, "Problem", "The body is too large."});
     if (row.request_schema[0] != '\0')
         replies.push_back({415, "Problem", "The body is not JSON."});
-    replies.push_back({429, "Problem", "Too many wrong tokens came from that address."});
+    replies.push_back({429, "Problem",
+                       "Too many wrong tokens came from that address, or this token asks for too much; "
+                       "`Retry-After` says for how "
+                       "long to wait."});
     replies.push_back({431, "Problem", "The headers are too large."});
     return replies;
 }

@@ -45,7 +45,7 @@ bool has_tag(std::string_view shown, std::string_view etag) {
 reply naming_reply(const take_ending& ending, const json& named) {
     switch (ending.kind) {
     case take_ending::kind::too_many:
-        return problem_reply(429, ending.reason);
+        return too_much_reply(ending.reason, 1);
     case take_ending::kind::unavailable:
         return problem_reply(503, ending.reason);
     case take_ending::kind::answered:
@@ -131,6 +131,35 @@ unsigned status_of(lock_answer::kind result) {
     }
 }
 
+struct lock_request {
+    int output;
+    lock_order order;
+    std::string reason;
+};
+
+// False: another program writes, and it may be asked again, because it is not the last time.
+bool set_lock(api_world& world, const incoming_call& incoming, const lock_request& wish,
+              const answer_function& answer, bool last) {
+    const shown_router* router = incoming->router(world); // it may have gone meanwhile
+    if (router == nullptr) {
+        answer(no_such_router());
+        return true;
+    }
+    const std::string before = state_of_lock(world.locks.of(router->name, wish.output));
+    const lock_answer done = world.locks.set(router->name, wish.output, wish.order, *incoming->who,
+                                             wish.reason, seconds_since_1970());
+    if (done.result == lock_answer::kind::busy && !last)
+        return false;
+    note_lock(world, *incoming, wish.output, before, done);
+    if (!done.problem.empty()) {
+        answer(problem_reply(status_of(done.result), done.problem));
+        return true;
+    }
+    answer(json_reply(
+        200, {{"output", wish.output}, {"lock", lock_json(world.locks.of(router->name, wish.output))}}));
+    return true;
+}
+
 } // namespace
 
 std::string lane_of(const token& who) {
@@ -207,14 +236,13 @@ void lock_output(api_world& world, const incoming_call& incoming, const answer_f
         return answer(problem_reply(422, "\"reason\" has to be a text of up to " +
                                              std::to_string(lock_reason_limit) +
                                              " bytes without control characters."));
-    const std::string before = state_of_lock(world.locks.of(router->name, output));
-    const lock_answer done = world.locks.set(
-        router->name, output, *order, *incoming->who,
-        reason == body.end() ? std::string() : reason->get<std::string>(), seconds_since_1970());
-    note_lock(world, *incoming, output, before, done);
-    if (!done.problem.empty())
-        return answer(problem_reply(status_of(done.result), done.problem));
-    answer(json_reply(200, {{"output", output}, {"lock", lock_json(world.locks.of(router->name, output))}}));
+    if (std::optional<reply> refusal = too_many_writes(world, *incoming->who))
+        return answer(std::move(*refusal));
+    const lock_request wish{output, *order,
+                            reason == body.end() ? std::string() : reason->get<std::string>()};
+    write_patiently(world, [&world, incoming, answer, wish](bool last_time) {
+        return set_lock(world, incoming, wish, answer, last_time);
+    });
 }
 
 } // namespace gateway

@@ -1,6 +1,7 @@
 #include "router_json.h"
 
 #include "time_text.h"
+#include "user_names.h"
 
 namespace gateway {
 
@@ -20,7 +21,7 @@ json properties_json(const std::vector<vrdx::place_property>& properties) {
 json taker_json(const std::optional<vrdx::last_taker>& taken) {
     if (!taken)
         return nullptr;
-    return {{"user", taken->user}, {"process", taken->process}, {"by", taken->by}};
+    return who_json(taken->user, taken->process, taken->by);
 }
 
 std::size_t place(int number) {
@@ -37,6 +38,14 @@ json sources_json(bool split_levels, const vrdx::level_sources& sources) {
     if (split_levels)
         return {{"video", source_json(sources.video)}, {"audio", source_json(sources.audio)}};
     return {{"all", source_json(sources.video != vrdx::source_unknown ? sources.video : sources.audio)}};
+}
+
+json who_json(std::uint64_t user, std::uint64_t process, const std::string& by) {
+    const std::string& name = names_of_users().of(user);
+    return {{"user", user},
+            {"user_name", name.empty() ? json(nullptr) : json(name)},
+            {"process", process},
+            {"by", by}};
 }
 
 json lock_json(const output_lock* lock) {

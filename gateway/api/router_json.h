@@ -18,6 +18,9 @@ json levels_json(const vrdx::router_picture& picture);
 // A member for each level: the number of an input, 0 for none, null for unknown.
 json sources_json(bool split_levels, const vrdx::level_sources& sources);
 
+// A driver's client: user, process, what it says of itself.
+json who_json(std::uint64_t user, std::uint64_t process, const std::string& by);
+
 json lock_json(const output_lock* lock); // null without one
 
 // One input or output; `number` from 1 and within the picture.

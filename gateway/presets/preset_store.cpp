@@ -95,6 +95,7 @@ preset_answer preset_store::read(std::string_view name, const token& who, preset
 
 preset_answer preset_store::write(const std::string& name, std::vector<preset_take> takes, const token& who,
                                   std::int64_t now) {
+    store_.kept().forget_busy();
     preset_row row{name, who.name, now, {}, 0, 0};
     for (const preset_take& each : takes)
         count(&row, each.router,
@@ -127,6 +128,7 @@ preset_answer preset_store::write(const std::string& name, std::vector<preset_ta
 }
 
 preset_answer preset_store::remove(std::string_view name, const token& who) {
+    store_.kept().forget_busy();
     const preset_row* const row = find(name, who);
     if (row == nullptr)
         return not_here();

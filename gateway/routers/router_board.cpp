@@ -211,8 +211,8 @@ void router_board::parts::send(const router_link& link, const std::string& lane,
         way->ask(std::move(request));
     else
         end(std::move(request.done),
-            too_many("All " + std::to_string(lane_connections_limit) +
-                     " connections for takes are in use; try again a moment later."));
+            too_many("Requests to so many routers wait for an answer that no further one can be asked; try "
+                     "again when some are answered."));
 }
 
 // --- what others call --------------------------------------------------------------------------------------

@@ -16,7 +16,7 @@ constexpr std::uint64_t body_time_limit_ms = 30000;   // end of the headers to t
 constexpr std::size_t bodies_bytes_limit = 33554432;  // of all bodies that are being read, 32 MiB; else 503
 constexpr std::uint64_t answering_time_limit_ms = 90000;     // until a request is answered
 constexpr std::uint64_t answer_pause_limit_ms = 10000;       // without the peer taking a byte of its answer
-constexpr std::uint64_t answer_write_time_limit_ms = 120000; // for a whole answer, or a whole event
+constexpr std::uint64_t answer_write_time_limit_ms = 120000; // for a whole answer
 constexpr std::uint64_t linger_time_limit_ms = 2000;   // a refused peer is read on, so that it hears why
 constexpr std::uint64_t stopping_time_limit_ms = 5000; // for answers under way when the gateway ends
 constexpr std::uint64_t deadline_look_period_ms = 250; // how often deadlines are looked at
@@ -51,8 +51,9 @@ constexpr std::size_t event_readers_per_token_limit = 1024;
 constexpr std::size_t event_message_from_client_limit = 4096; // bytes; clients have next to nothing to say
 constexpr std::size_t event_bytes_from_client_limit = 65536;  // in a window, pongs and all; beyond it: cut
 constexpr std::uint64_t event_client_window_ms = 10000;
-constexpr std::uint64_t event_alive_period_ms = 5000;    // an `alive` message when nothing else is said
-constexpr std::uint64_t event_silence_limit_ms = 15000;  // a reader that answers no ping for that long is cut
+constexpr std::uint64_t event_alive_period_ms = 5000; // an `alive` message when nothing else is said
+// A reader that for so long neither answers a ping nor reads of what waits for it is cut.
+constexpr std::uint64_t event_silence_limit_ms = 15000;
 constexpr std::uint64_t event_close_time_limit_ms = 400; // for the other side's closing frame
 
 // --- descriptors ---
@@ -76,17 +77,32 @@ constexpr std::size_t sessions_limit = 16384;
 constexpr std::size_t sessions_per_token_limit = 256; // one more ends the oldest
 constexpr std::int64_t kept_session_s = 2592000;      // 30 days
 constexpr std::int64_t short_session_s = 43200;       // 12 hours, and gone with the browser
+constexpr std::int64_t clock_back_s = 86400;          // a clock that was set back by no more ends no session
 constexpr std::size_t locks_limit = 131072;
 constexpr std::size_t lock_reason_limit = 256;       // bytes of UTF-8
 constexpr std::uint64_t access_look_period_ms = 500; // how often other writers of the database are looked for
-constexpr int database_busy_ms = 250;                // how long the gateway waits for another writer
-constexpr int command_database_busy_ms = 5000;       // how long the token command does
+constexpr int database_busy_ms = 250;                // how long the start waits for another writer
+// While the gateway serves, nothing waits for another writer: locks and logins try again so often, for so
+// long.
+constexpr std::uint64_t busy_retry_ms = 20;
+constexpr std::uint64_t busy_time_limit_ms = 5000;
+constexpr std::uint64_t busy_looks_limit = 20;        // so many looks may fail before it is told
+constexpr std::uint64_t write_probe_period_ms = 5000; // after a write that failed: is it over?
+constexpr int command_database_busy_ms = 5000;        // how long the token command does
+
+// --- locks and logins, each a write that all wait for ---
+constexpr std::uint64_t writes_at_once_per_token = 64; // then one more after each write_refill_ms; else 429
+constexpr std::uint64_t write_refill_ms = 50;          // twenty a second
 
 // --- wrong logins ---
 constexpr unsigned wrong_logins_at_once = 10;               // of one address, before it is slowed down
 constexpr std::uint64_t wrong_login_refill_ms = 6000;       // one more after that time: ten a minute
 constexpr std::uint64_t wrong_login_longest_wait_ms = 5000; // more: 429 at once
 constexpr std::size_t login_addresses_limit = 4096;
+
+// --- names of users ---
+constexpr std::size_t user_names_limit = 1024;    // kept; then all are looked up anew
+constexpr std::uint64_t user_names_look_ms = 100; // how often it is seen whether new ones were found
 
 // --- idempotency keys ---
 constexpr std::size_t idempotency_key_limit = 128;   // bytes, printable ASCII

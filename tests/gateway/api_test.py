@@ -1,6 +1,8 @@
 """What programs ask of the gateway: lists, pictures, takes, names, locks. Each answer is held against the document."""
 
 import datetime
+import os
+import pwd
 import re
 import time
 
@@ -140,6 +142,8 @@ class Takes(DescribedTest):
         )
         self.assertEqual(output["taken_by"]["by"], "boss")
         self.assertEqual(output["previous"], {"video": 1, "audio": 1})
+        name = pwd.getpwuid(os.getuid()).pw_name
+        wait_until("the user's name is known", lambda: self.picture()["outputs"][0]["taken_by"]["user_name"] == name)
 
     def test_router_that_refuses_has_a_last_error(self):
         self.assertIsNone(self.get("/api/v1/routers").json["routers"][0]["last_error"])

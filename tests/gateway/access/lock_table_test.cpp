@@ -178,11 +178,11 @@ TEST_F(LockTable, WhatIsNotWrittenHasNotChanged) {
     std::string busy_problem;
     store_->kept().script("PRAGMA busy_timeout = 1", &busy_problem);
     const lock_answer answer = set(4, lock_order::lock, desk_);
-    EXPECT_EQ(answer.result, kind::failed);
+    EXPECT_EQ(answer.result, kind::busy);
     EXPECT_EQ(answer.problem,
               state_.file("access.db") + " is being written by another program; possible: try again");
     EXPECT_EQ(lock(4), nullptr);
-    EXPECT_EQ(set(3, lock_order::unlock, desk_).result, kind::failed);
+    EXPECT_EQ(set(3, lock_order::unlock, desk_).result, kind::busy);
     EXPECT_NE(lock(3), nullptr);
     ASSERT_TRUE(other->kept().script("ROLLBACK", &problem)) << problem;
     EXPECT_EQ(set(3, lock_order::unlock, desk_).result, kind::done);

@@ -24,7 +24,7 @@ TEST(RouterJson, OutputHasAllThatIsKnownOfIt) {
     EXPECT_EQ(
         json_text(output_json(router, 2, &lock)),
         R"({"number":2,"name":"Output 2","sources":{"video":1,"audio":1},"previous":null,"pending":true,)"
-        R"("taken_by":{"user":1000,"process":4711,"by":"desk 3"},)"
+        R"("taken_by":{"user":1000,"user_name":null,"process":4711,"by":"desk 3"},)"
         R"("lock":{"state":"protect","owner":"desk","reason":"on air","since":"1970-01-01T00:00:00Z"},)"
         R"("properties":{"lock":"owned"}})");
     EXPECT_EQ(

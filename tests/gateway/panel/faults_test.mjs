@@ -11,8 +11,8 @@ let panels, admin;
 before(async () => {
   await rig.addRouter("studio", { inputs: 16, outputs: 8 }, studio);
   await rig.addRouter("spare", { inputs: 4, outputs: 4 }, null, false);
-  await rig.startGateway();
   admin = rig.token("desk", "admin");
+  await rig.startGateway();
   panels = await Panels.open();
 });
 
@@ -102,8 +102,9 @@ test("a hundred routers stand on one page", async () => {
   const crowd = new Rig();
   try {
     for (let at = 1; at <= 100; at++) await crowd.addRouter(`site ${at}`, { inputs: 2, outputs: 2 }, null, at <= 2);
+    const token = crowd.token("desk", "view");
     await crowd.startGateway();
-    const page = await panels.logIn(crowd, crowd.token("desk", "view"), "/routers");
+    const page = await panels.logIn(crowd, token, "/routers");
     await page.waitForFunction(() => document.querySelectorAll('li[data-router-state="up"]').length === 2);
     assert.equal(await page.locator("li[data-router]").count(), 100);
     assert.match(await page.textContent(".summary"), /2 of 100 up/);

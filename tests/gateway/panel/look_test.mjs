@@ -24,8 +24,8 @@ before(async () => {
     outputs: names.map((name, at) => ({ name, video: at + 1 })),
   });
   await rig.addRouter("away", { inputs: 4, outputs: 4 }, null, false);
-  await rig.startGateway();
   admin = rig.token("desk", "admin");
+  await rig.startGateway();
   panels = await Panels.open();
 });
 

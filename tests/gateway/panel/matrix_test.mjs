@@ -11,8 +11,8 @@ before(async () => {
   await rig.addRouter("studio", { inputs: 16, outputs: 8, levels: "video,audio", "refuse outputs": 5 }, studio);
   await rig.addRouter("middle", { inputs: 288, outputs: 288 });
   await rig.addRouter("largest", { inputs: 4096, outputs: 1024 });
-  await rig.startGateway();
   token = rig.token("desk", "operate");
+  await rig.startGateway();
   panels = await Panels.open();
 });
 
@@ -67,6 +67,7 @@ test("each level has its mark, and a refused take one of its own, with the reaso
   await page.click("vrdx-salvo >> text=Video");
   await page.mouse.click(...(await crosspoint(page, 1, 4)));
   await waitForMark(page, 1, "data-source-audio", 4);
+  await waitForMark(page, 1, "data-state", "confirmed");
   assert.deepEqual(await marksOf(page, 1), [[1, "shown", "V"], [4, "shown", "A"]]);
   await page.click("text=Both");
   await page.mouse.click(...(await crosspoint(page, 5, 7)));

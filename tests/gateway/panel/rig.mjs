@@ -170,9 +170,11 @@ export class Rig {
   }
 
   async close() {
-    await this.#end(this.gateway, "SIGKILL");
-    for (const driver of this.drivers.values()) await this.#end(driver, "SIGTERM");
-    for (const emulator of this.emulators) await this.#end(emulator, "SIGKILL");
+    await Promise.all([
+      this.#end(this.gateway, "SIGKILL"),
+      ...[...this.drivers.values()].map((driver) => this.#end(driver, "SIGTERM")),
+      ...this.emulators.map((emulator) => this.#end(emulator, "SIGKILL")),
+    ]);
     fs.rmSync(this.folder, { recursive: true, force: true });
   }
 }

@@ -13,11 +13,11 @@ before(async () => {
   await rig.addRouter("slow", { inputs: 8, outputs: 8, "delay ms": slowness });
   await rig.addRouter("silent", { inputs: 4, outputs: 4, "delay ms": 60000 });
   hub = await rig.addVideohub("hub");
-  await rig.startGateway();
   tokens = {
     desk: rig.token("desk", "operate"), gallery: rig.token("gallery", "lock"), wall: rig.token("wall", "view"),
     small: rig.token("small", "operate", "--outputs", "1-2", "--inputs", "1-4"),
   };
+  await rig.startGateway();
   panels = await Panels.open();
 });
 

@@ -318,7 +318,7 @@ TEST_F(NewName, IsHandedToTheDriver) {
 TEST_F(NewName, GoesWithOthersInOneRequestOrNotAtAll) {
     begin();
     driver->request = [](std::size_t, const comm_socket_v4_packet&) { return bytes_of("router set", {}); };
-    const auto together = [&](const std::vector<new_name>& names) {
+    const auto together = [&](const std::vector<gateway::new_name>& names) {
         auto kept = std::make_shared<kept_ending>();
         board->rename_all("studio", "lane", names, keep_in(kept));
         return wait_for_ending(kept).ending.answer.error;
