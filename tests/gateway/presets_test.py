@@ -321,6 +321,40 @@ class PresetRights(PresetTest):
         self.assertEqual(self.get(self.path("both")).json["takes"], TWO_ROUTERS)
 
 
+class Remembered(PresetTest):
+    def history(self, router, token=""):
+        entries = self.get(f"/api/v1/history?router={router}", token=token).json["history"]
+        return [(entry["after"], entry["result"], entry["by"], entry["reason"]) for entry in entries if entry["kind"] == "preset"]
+
+    def test_history_has_who_wrote_recalled_and_undid_a_preset(self):
+        keeper = self.known_token("keeper", "lock")
+        limited = self.known_token("limited", "view", "--router", "archive")
+        self.put("show", TWO_ROUTERS, token=keeper)
+        self.results(self.recall("show", keeper))
+        self.results(self.recall("show", dry_run=False))
+        self.recall("show", dry_run=True)
+        self.results(self.undo("show"))
+        self.ask("DELETE", self.path("show"))
+        expected = [
+            ("show", "removed", "boss", ""),
+            ("show", "undone", "boss", "3 of 3 outputs confirmed"),
+            ("show", "recalled", "boss", "3 of 3 outputs confirmed"),
+            ("show", "recalled", "keeper", "3 of 3 outputs confirmed"),
+            ("show", "written", "keeper", ""),
+        ]
+        self.assertEqual(self.history("studio"), expected)
+        self.assertEqual(self.history("archive", limited), expected)
+
+    def test_refused_recall_is_remembered(self):
+        limited = self.known_token("limited", "operate", "--outputs", "1")
+        self.written("show", TWO_ROUTERS)
+        self.expect_problem(self.recall("show", limited), 403)
+        entries = self.get("/api/v1/history").json["history"]
+        refused = [entry for entry in entries if entry["kind"] == "preset" and entry["result"] == "refused"]
+        self.assertEqual([(entry["by"], entry["after"], entry["router"]) for entry in refused], [("limited", "show", "")])
+        self.assertIn("archive", refused[0]["reason"])
+
+
 class SavedFiles(PresetTest):
     def routectl(self, *arguments):
         program = pathlib.Path(Programs.driver).parent / "vrdx_routectl"

@@ -44,7 +44,7 @@ protected:
         return *text;
     }
     void answer_with(const std::string& clients) {
-        driver->request = [this, clients](std::size_t, const comm_socket_v4_packet&) {
+        driver->figures = [this, clients] {
             return bytes_of("describe", {{"epoch", driver->epoch}, {"sequence", "1"}, {"clients", clients}});
         };
     }
@@ -53,10 +53,9 @@ protected:
 } // namespace
 
 TEST_F(Scrapes, TellWhatTheDriverTellsNow) {
-    start_driver_and_wait();
+    start_answering_driver_and_wait();
     answer_with("7");
     EXPECT_THAT(wait_for_text(scrape()), HasSubstr("vrdx_clients{router=\"studio\"} 7\n"));
-    EXPECT_EQ(driver->requests.size(), 1U);
 }
 
 TEST_F(Scrapes, DoNotWaitForASilentDriver) {
@@ -64,25 +63,22 @@ TEST_F(Scrapes, DoNotWaitForASilentDriver) {
     const auto text = scrape();
     EXPECT_EQ(*text, "");
     wait_for_text(text);
-    EXPECT_EQ(driver->requests.size(), 1U);
     EXPECT_THAT(*text, HasSubstr("vrdx_driver_up{router=\"studio\"} 1\n"));
     EXPECT_THAT(*text, Not(HasSubstr("vrdx_clients{")));
 }
 
-TEST_F(Scrapes, AtOnceAskADriverOnce) {
-    start_driver_and_wait();
-    const auto first = scrape(1), second = scrape(2);
-    wait_for("the question", [&] { return !driver->requests.empty(); });
+TEST_F(Scrapes, AtOnceAreAnsweredTogether) {
+    start_answering_driver_and_wait();
     answer_with("7");
-    driver->send_to(0, driver->request(0, {}));
+    const auto first = scrape(1), second = scrape(2);
+    EXPECT_EQ(*first + *second, "");
     wait_for_text(second);
     for (const auto& text : {first, second})
         EXPECT_THAT(*text, HasSubstr("vrdx_clients{router=\"studio\"} 7\n"));
-    EXPECT_EQ(driver->requests.size(), 1U);
 }
 
 TEST_F(Scrapes, OfOneTokenGetTheSameTextForAWhile) {
-    start_driver_and_wait();
+    start_answering_driver_and_wait();
     answer_with("7");
     const std::uint64_t began = monotonic_us();
     wait_for_text(scrape());
@@ -97,7 +93,7 @@ TEST_F(Scrapes, OfOneTokenGetTheSameTextForAWhile) {
 }
 
 TEST_F(Scrapes, OfEachTokenAndFormatHaveATextOfTheirOwn) {
-    start_driver_and_wait();
+    start_answering_driver_and_wait();
     answer_with("7");
     const auto plain = scrape(1), open = scrape(1, metrics_format::open), other = scrape(2);
     wait_for_text(other);
@@ -106,7 +102,7 @@ TEST_F(Scrapes, OfEachTokenAndFormatHaveATextOfTheirOwn) {
 }
 
 TEST_F(Scrapes, CountTakesAsTheDriverTellsThem) {
-    start_driver_and_wait();
+    start_answering_driver_and_wait();
     answer_with("1");
     driver->tell(bytes_of("takes", {{"epoch", driver->epoch},
                                     {"lost", "4"},

@@ -134,6 +134,10 @@ void scripted_driver::answer(std::size_t number, const comm_socket_v4_packet& pa
     if (comm_socket_v4_packet_get_command(&packet) == std::string_view("describe")) {
         const bool asks_for_takes = comm_socket_v4_packet_get_argc(&packet) > 0;
         described += asks_for_takes ? 0 : 1;
+        if (figures && !asks_for_takes) {
+            clients_[number].outgoing += figures();
+            return;
+        }
         if (asks_for_takes && record_pages) {
             clients_[number].outgoing += record_pages(packet);
             return;

@@ -24,6 +24,8 @@ public:
     // Bytes that answer any other request; called with the connection's number, from 0.
     std::function<std::string(std::size_t, const comm_socket_v4_packet&)> request;
 
+    // Bytes that answer a description; unless told, as what follows says.
+    std::function<std::string()> figures;
     bool answers_describe = false;   // else the question waits for ever
     std::vector<std::string> errors; // as `describe` tells them: "TIME TEXT", the oldest first
     told_entries record;             // entries of the record of takes, all on one page
