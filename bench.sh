@@ -5,6 +5,8 @@
 #   ./bench.sh [--rounds N] [--row NAME] [--json FILE] [--markdown]
 #                               the table; only the rows whose name contains NAME; also as JSON; as Markdown
 #   ./bench.sh --gateway [...]  the same of the gateway, beside mosquitto and a bare echo
+#   ./bench.sh --panel [--rounds N] [--markdown]
+#                               the pages in Chromium: how soon they show, what many changes cost them
 #   ./bench.sh --micro [...]    the pure parts one by one; what follows goes to the benchmark library
 #   ./bench.sh --check          counts the instructions of fixed workloads; fails when one needs over 5 % more than
 #                               bench/baseline.json says
@@ -84,7 +86,7 @@ export TMPDIR=$scratch
 
 case "${1-}" in
 -h | --help)
-    sed -n '2,13s/^# \{0,1\}//p' "$0"
+    sed -n '2,15s/^# \{0,1\}//p' "$0"
     ;;
 --check | --update-baseline)
     need_packages "${build_packages[@]}" "${bench_packages[@]}"
@@ -98,6 +100,13 @@ case "${1-}" in
     programs=$PWD/$programs
     cd "$caller"
     "$programs/vrdx_bench_gateway" "$@"
+    ;;
+--panel)
+    shift
+    need_packages "${build_packages[@]}" "${bench_packages[@]}"
+    need_peer_commands
+    build vrdx_gateway vrdx_routedriver vrdx_route_simulator
+    python3 -B bench/panel/run.py "$PWD/$programs" "$PWD/build/bench/independent_peers" "$@"
     ;;
 --micro)
     shift

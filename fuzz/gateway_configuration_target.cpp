@@ -33,12 +33,25 @@ void check_values(const settings& values) {
         FUZZ_CHECK(path.starts_with('/'));
 }
 
+void check_videohub(const videohub_settings& server) {
+    FUZZ_CHECK(!server.router.empty() && server.router.size() <= router_name_limit);
+    FUZZ_CHECK(listen_address_of(address_text(server.at)) == server.at);
+    FUZZ_CHECK(server.right == role::view || server.right == role::operate || server.right == role::lock);
+    FUZZ_CHECK(is_loopback(server.at.address) || !server.clients.empty());
+    FUZZ_CHECK(server.clients.size() <= videohub_networks_limit);
+    for (const network& one : server.clients)
+        FUZZ_CHECK(network_of(one.address + "/" + std::to_string(one.bits)) == one);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const configuration_text told = read_configuration_text(as_text(data, size), "f");
     std::for_each(told.problems.begin(), told.problems.end(), check_problem);
     check_values(told.values);
+    FUZZ_CHECK(told.values.videohubs.size() <= videohub_servers_limit);
+    if (told.problems.empty())
+        std::for_each(told.values.videohubs.begin(), told.values.videohubs.end(), check_videohub);
     for (const auto& [key, line] : told.lines)
         FUZZ_CHECK(line >= 1 && line <= size + 1);
     return 0;

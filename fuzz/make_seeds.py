@@ -89,6 +89,19 @@ SEEDS = {
         "wild": "describe\nsequence=18446744073709551616\n\ndescribe\nsequence=1\ninputs=99999999999\noutputs=-1\ninput 0=x\n"
         "input 4097=x\noutput 1=x\ninput 4096=x\ninput 4096 property =v\ninput 5 property a=b\ninputs=1\n\n",
     },
+    "videohub_server": {
+        "takes": b"\x04VIDEO OUTPUT ROUTING:\n0 3\n1 4\n\nVIDEO OUTPUT ROUTING:\r\n2 0\r\n\r\n",
+        "beyond": b"\x10VIDEO OUTPUT ROUTING:\n0 5\n\nVIDEO OUTPUT ROUTING:\n3 0\n\nVIDEO OUTPUT ROUTING:\n0 -1\n\n",
+        "labels": "\x05INPUT LABELS:\n0 Süd: a\n4\n1 \n\nOUTPUT LABELS:\n2  two\n\n",
+        "locks": b"\x01VIDEO OUTPUT LOCKS:\n0 O\n1 U\n2 F\n\nVIDEO OUTPUT LOCKS:\n0 L\n\n",
+        "whole": b"\x20PING:\n\nVIDEOHUB DEVICE:\n\nINPUT LABELS:\n\nVIDEO OUTPUT LOCKS:\n\nEND PRELUDE:\n\n",
+        "take-mode": b"\x02CONFIGURATION:\nTake Mode: true\n\nTAKE MODE:\n0 true\n1 false\n\n",
+        "answers": b"\x03ACK\n\nNAK\nPING:\n\n",
+        "other-protocol": b"\x08GET / HTTP/1.1\r\nHost: x\r\n\r\n",
+        "no-text": b"\x00OUTPUT LABELS:\n0 \xff\xfe\x00\x1b[31m\n\n",
+        "without-colon": b"\x06PING\n\n   PING:\n\t\n",
+        "half": b"\xffVIDEO OUTPUT ROUTING:\n0 ",
+    },
     "snapshot_file": {
         "one-output": '{"format": "vrdx crosspoints", "version": 1, "inputs": 4, "outputs": 1,'
         ' "crosspoints": [{"output": 1, "audio": 3, "video": 0}]}',
@@ -224,11 +237,16 @@ SEEDS = {
         "longest": b"x" * 256,
     },
     "gateway_configuration": {
+        "videohubs": '[[videohub]]\nrouter = "studio"\naddress = "::"\nport = 9991\nrole = "lock"\noutputs = "1-8,12"\n'
+        'inputs = "3"\nclients = ["192.0.2.7", "2001:db8::/32"]\n[[videohub]]\nrouter = "a"\nclients = "10.0.0.0/8"\n',
+        "odd-videohubs": '[[videohub]]\nrouter = "../a"\naddress = "x"\nport = -1\nrole = 5\noutputs = "0"\ninputs = ""\n'
+        'clients = ["192.0.2.1/24", "/", "1.2.3.4/33"]\nmore = 1\n[[videohub]]\n',
+        "one-videohub": '[videohub]\nrouter = "studio"\n',
         "all": b'listen = ["127.0.0.1:8400", "[::1]:0"]\nhosts = "router.example"\nitems = "/i"\nrun = "/r"\n'
         b'state = "/s"\ninsecure = true\nanonymous = "view"\nproxies = ["192.0.2.1"]\n'
-        b'[tls]\ncertificate = "/c"\nkey = "/k"\n',
+        b'[tls]\ncertificate = "/c"\nkey = "/k"\n[[wall]]\naddresses = ["192.0.2.2", "::1"]\nrole = "view"\n',
         "types": b"listen = 1\nhosts = [1]\nitems = true\nrun = 1.5\nstate = 1979-05-27\ninsecure = {}\n"
-        b"anonymous = []\nproxies = 07:32:00\ntls = 1\n",
+        b"anonymous = []\nproxies = 07:32:00\ntls = 1\nwall = 1\n",
         "unknown": b"port = 1\n[tls]\nca = 2\n[x.y]\n",
         "values": b'listen = "localhost:1"\nhosts = ["a:1"]\nanonymous = "root"\nproxies = "10.0.0.0/8"\nrun = "r"\n',
         "dotted": b'tls.key = "/k"\ntls.certificate = "/c"\n',
@@ -280,6 +298,24 @@ SEEDS = {
         "two": b"{} {}",
         "comment": b"/* */ {}",
         "behind-a-nul": b'7\0[{"tak\xfe',
+    },
+    "preset_body": {
+        "preset": b'{"takes": [{"router": "studio", "output": 1, "input": 9}, {"router": "a", "output": 1, "sources": {"video": 3, "audio": "Cam"}}]}',
+        "level": b'{"takes": [{"router": "studio", "output": 1, "sources": {"audio": 0}}]}',
+        "twice": b'{"takes": [{"router": "a", "output": 1, "input": 1}, {"router": "a", "output": 1, "input": 2}]}',
+        "odd": b'{"takes": [{"router": "", "output": 0, "input": -1}, {}, 1], "more": null}',
+        "saved": b'{"format": "vrdx crosspoints", "version": 1, "inputs": 8, "outputs": 8, "crosspoints": [{"output": 1, "audio": 2, "video": 3}, {"output": 2, "audio": 0, "video": 0}], "input names": ["a"]}',
+        "saved-odd": b'{"format": "vrdx crosspoints", "version": 1, "crosspoints": [{"output": 1, "audio": 2}, 1]}',
+        "recall": b'{"dry_run": true, "all_or_nothing": false, "within": 500}',
+        "nothing": b'{}',
+    },
+    "metrics_accept": {
+        "prometheus": b"application/openmetrics-text;version=1.0.0,application/openmetrics-text;version=0.0.1;q=0.75,text/plain;version=0.0.4;q=0.5,*/*;q=0.1",
+        "quoted": b'application/openmetrics-text; version="1.0.0"; q=0.251, text/plain;q=0.25',
+        "open": b"Application/OpenMetrics-Text",
+        "plain": b"text/plain;q=1.000",
+        "odd": b',,;;==";q="\\n\\\\ \n',
+        "any": b"*/*",
     },
     "take_body": {
         "number": b'{"takes": [{"output": 1, "input": 3}]}',

@@ -1,6 +1,6 @@
 // number_list, against a simple reading of the same text; what it shows, it reads again.
-#include "gateway/access/number_list.h"
 #include "gateway/settings/limits.h"
+#include "gateway/settings/number_list.h"
 #include "target.h"
 
 #include <bitset>

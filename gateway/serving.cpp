@@ -5,6 +5,9 @@
 #include "gateway/api/openapi.h"
 #include "gateway/api/problem.h"
 #include "gateway/api/time_text.h"
+#include "gateway/api/user_names.h"
+#include "gateway/audit/history_keeper.h"
+#include "gateway/fronts/videohub/videohub_servers.h"
 #include "gateway/http/http_server.h"
 #include "gateway/repeating.h"
 #include "gateway/service_manager.h"
@@ -18,6 +21,8 @@
 #include <boost/asio/signal_set.hpp>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace gateway {
@@ -38,10 +43,15 @@ http_limits limits_with(std::size_t descriptors) {
     return limits;
 }
 
+// A service's history is told to the journal, too; one that somebody runs by hand is not.
+std::string journal_of_service() {
+    return std::getenv("JOURNAL_STREAM") == nullptr ? "" : journal_socket;
+}
+
 class gateway_at_work {
 public:
     gateway_at_work(const command_line& line, const settings& now, std::unique_ptr<access_store> access,
-                    std::unique_ptr<lock_table> locks);
+                    std::unique_ptr<lock_table> locks, std::unique_ptr<preset_store> presets);
 
     // False when it cannot listen, or the certificate is wrong; told.
     bool begin();
@@ -51,11 +61,14 @@ public:
 
 private:
     http_handlers handlers();
+    gateway_figures figures() const;
     void wait_for_signal();
     void reload();
     void tell_ready_when_it_is();
     void look_at_access();
     void drop_token(std::int64_t id);
+    void look_at_user_names();
+    void later(std::uint64_t ms, std::function<void()> act);
     const router_locks* locks_of(std::string_view router) const;
     sites_around around_sites();
     void stop();
@@ -66,45 +79,82 @@ private:
     std::unique_ptr<access_store> access_;
     std::unique_ptr<lock_table> locks_;
     login_limits logins_;
+    write_rates writes_;
     idempotency_table keys_;
     router_board routers_;
+    history_keeper history_;
     picture_shelf pictures_;
     event_hub events_;
     take_desk takes_;
     std::unique_ptr<site_service> sites_; // only where the configuration has a broker
+    scrape_desk metrics_;
+    std::unique_ptr<preset_store> presets_;
+    recall_desk recalls_;
     api_world world_;
     api api_;
     http_server http_;
-    repeating access_look_, alive_, watchdog_, ready_look_;
+    hub_world hub_world_;
+    videohub_servers videohubs_;
+    repeating access_look_, users_look_, alive_, watchdog_, ready_look_;
     std::uint64_t started_ms_ = steady_ms();
+    double started_s_ = static_cast<double>(milliseconds_since_1970()) / 1000;
     std::string access_problem_; // told, as long as it is the same
     bool stopping_ = false;
 };
 
 gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
-                                 std::unique_ptr<access_store> access, std::unique_ptr<lock_table> locks)
+                                 std::unique_ptr<access_store> access, std::unique_ptr<lock_table> locks,
+                                 std::unique_ptr<preset_store> presets)
     : line_(line), access_(std::move(access)), locks_(std::move(locks)), routers_(loop_, now.items, now.run),
+      history_(loop_, {now.state, now.run, journal_of_service()}, {now.history_days, now.history_bytes},
+               print),
       pictures_([this](std::string_view router) { return locks_of(router); }),
       events_(
           pictures_, [this](std::string_view router) { return locks_of(router); },
           [this](std::string_view router) { return routers_.find(router); },
           [this] { return routers_.all(); }),
-      takes_(routers_, *locks_,
+      takes_(routers_, *locks_, history_,
              [this](const std::string& router, const std::vector<vrdx::output_take>& takes) {
                  events_.takes_begin(router, takes);
              }),
       sites_(now.sites.has_broker() ? std::make_unique<site_service>(now.sites, around_sites()) : nullptr),
-      world_{now,       routers_,
-             *access_,  *locks_,
-             logins_,   keys_,
-             pictures_, events_,
-             takes_,    std::make_shared<const std::string>(json_text(openapi_document()))},
+      metrics_(loop_, routers_, [this] { return figures(); }), presets_(std::move(presets)),
+      recalls_(routers_, takes_), world_{now,
+                                         routers_,
+                                         *access_,
+                                         *locks_,
+                                         logins_,
+                                         writes_,
+                                         keys_,
+                                         pictures_,
+                                         events_,
+                                         takes_,
+                                         history_,
+                                         metrics_,
+                                         *presets_,
+                                         recalls_,
+                                         std::make_shared<const std::string>(json_text(openapi_document())),
+                                         [this](std::uint64_t ms, std::function<void()> act) {
+                                             later(ms, std::move(act));
+                                         }},
       api_(world_), http_(loop_, handlers(), limits_with(raise_descriptor_limit(descriptors_limit))),
+      hub_world_{routers_, takes_, *locks_, history_, print}, videohubs_(loop_, hub_world_),
       access_look_(loop_, access_look_period_ms, [this] { look_at_access(); }),
+      users_look_(loop_, user_names_look_ms, [this] { look_at_user_names(); }),
       alive_(loop_, event_alive_period_ms, [this] { events_.tell_alive(); }),
       watchdog_(loop_, watchdog_period_ms(), [] { tell_service_manager("WATCHDOG=1"); }),
       ready_look_(loop_, ready_look_period_ms, [this] { tell_ready_when_it_is(); }) {
-    routers_.listen([this](const router_news& news) { events_.hear(news); });
+    routers_.listen([this](const router_news& news) {
+        history_.hear(news);
+        events_.hear(news);
+        metrics_.hear(news);
+        videohubs_.hear(news);
+    });
+    locks_->listen([this](const std::string& router, int output) {
+        if (const shown_router* const shown = routers_.find(router))
+            events_.lock_changed(*shown, output);
+        videohubs_.lock_changed(router, output);
+    });
 }
 
 // Those of another site's router are its owner's.
@@ -114,18 +164,30 @@ const router_locks* gateway_at_work::locks_of(std::string_view router) const {
 }
 
 sites_around gateway_at_work::around_sites() {
-    return {loop_,
-            routers_,
-            takes_,
-            *locks_,
-            [this](const shown_router& router, int output) { events_.lock_changed(router, output); },
-            print,
-            steady_ms};
+    return {
+        loop_,    routers_,
+        takes_,   *locks_,
+        history_, [this](const shown_router& router, int output) { events_.lock_changed(router, output); },
+        print,    steady_ms};
 }
 
 http_handlers gateway_at_work::handlers() {
     return {[this](const request& asked) { return api_.begin(asked); },
             [this](const request& asked) { return api_.accept(asked); }, problem_reply, print};
+}
+
+gateway_figures gateway_at_work::figures() const {
+    gateway_figures now;
+    now.connections = http_.connections();
+    now.event_readers = events_.readers();
+    for (const std::size_t bytes : events_.bytes_of_readers()) {
+        now.event_queue_bytes += bytes;
+        now.event_queue_longest_bytes = std::max(now.event_queue_longest_bytes, bytes);
+    }
+    now.open_requests = routers_.open_requests();
+    now.routers_beyond_limit = routers_.routers_beyond_limit();
+    now.started_s = started_s_;
+    return now;
 }
 
 bool gateway_at_work::begin() {
@@ -141,11 +203,17 @@ bool gateway_at_work::begin() {
             print("cannot listen on " + address_text(address) + ": " + problem);
             return false;
         }
+    const std::vector<std::string> problems = videohubs_.serve(now.videohubs);
+    for (const std::string& problem : problems)
+        print(problem);
+    if (!problems.empty())
+        return false;
     wait_for_signal();
     routers_.start();
     if (sites_)
         sites_->start();
     access_look_.begin();
+    users_look_.begin();
     alive_.begin();
     watchdog_.begin();
     ready_look_.begin();
@@ -188,7 +256,7 @@ void gateway_at_work::reload() {
     for (const std::string& key : keys_for_a_restart(world_.now, read.values))
         print("`" + key + "` changes with the next start only");
     http_.set_proxies(read.values.proxies);
-    if (read.values.anonymous != world_.now.anonymous)
+    if (read.values.anonymous != world_.now.anonymous || read.values.walls != world_.now.walls)
         events_.end_anonymous_readers();
     settings next = read.values; // but for what stays until the next start
     next.listen = world_.now.listen;
@@ -197,6 +265,10 @@ void gateway_at_work::reload() {
     next.state = world_.now.state;
     next.sites = world_.now.sites;
     world_.now = std::move(next);
+    history_.keep({world_.now.history_days, world_.now.history_bytes});
+    // What cannot be served now is tried again with the next signal.
+    for (const std::string& trouble : videohubs_.serve(world_.now.videohubs))
+        print(trouble);
     print("the configuration was read anew");
 }
 
@@ -236,6 +308,19 @@ void gateway_at_work::drop_token(std::int64_t id) {
     boost::asio::post(loop_, [this, id] { keys_.forget(id); });
 }
 
+void gateway_at_work::look_at_user_names() {
+    if (const std::vector<std::uint64_t> found = names_of_users().found(); !found.empty())
+        events_.users_named(found);
+}
+
+void gateway_at_work::later(std::uint64_t ms, std::function<void()> act) {
+    const auto timer = std::make_shared<boost::asio::steady_timer>(loop_, std::chrono::milliseconds(ms));
+    timer->async_wait([timer, called = std::move(act)](boost::system::error_code error) {
+        if (!error)
+            called();
+    });
+}
+
 void gateway_at_work::stop() {
     if (std::exchange(stopping_, true)) { // asked twice: at once
         loop_.stop();
@@ -244,6 +329,7 @@ void gateway_at_work::stop() {
     print("ends");
     tell_service_manager("STOPPING=1");
     ready_look_.end();
+    videohubs_.end();
     http_.stop([this] {
         if (sites_)
             sites_->stop();
@@ -256,17 +342,21 @@ void gateway_at_work::stop() {
 
 int serve(const command_line& line, const configuration& started_with) {
     std::signal(SIGPIPE, SIG_IGN);
+    umask(077);                    // before there are threads: what any of them makes is the gateway's alone
+    std::signal(SIGHUP, SIG_IGN);  // until it is waited for: the configuration was read just now
     std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a problem to tell, no reason to end
     const settings& now = started_with.values;
     std::string problem;
     auto access = access_store::open(now.state, database_busy_ms, &problem);
     const auto claim = access ? state_claim::take(now.state, &problem) : nullptr;
     auto locks = claim ? lock_table::open(*access, &problem) : nullptr;
-    if (!locks) {
+    auto presets = locks ? preset_store::open(*access, &problem) : nullptr;
+    if (!presets) {
         print(problem);
         return exit_failed;
     }
-    gateway_at_work work(line, now, std::move(access), std::move(locks));
+    access->wait_no_more();
+    gateway_at_work work(line, now, std::move(access), std::move(locks), std::move(presets));
     if (!work.begin())
         return exit_failed;
     work.run();

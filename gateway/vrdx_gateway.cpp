@@ -1,5 +1,6 @@
 // vrdx_gateway: the routers of this machine by HTTP and WebSocket.
 #include "gateway/access/token_command.h"
+#include "gateway/audit/backup_command.h"
 #include "gateway/serving.h"
 
 #include <ctime>
@@ -22,6 +23,10 @@ int main(int argc, char** argv) {
         return exit_done;
     case wanted::serve:
         return serve(line, read);
+    case wanted::backup:
+        return run_backup_command(line, read.values.state, std::cerr);
+    case wanted::restore:
+        return run_restore_command(line, read.values.state, std::cerr);
     default:
         return run_token_command(line, read.values.state, std::time(nullptr), std::cout, std::cerr);
     }

@@ -71,6 +71,8 @@ installing_the_gateway_makes_its_user_and_directory() {
     expect_equal "$(owner_and_mode /var/lib/vrdx-gateway)" "vrdx-gateway:vrdx-gateway 700"
     expect_equal "$(owner_and_mode /etc/vrdx/gateway.toml)" "root:root 644"
     in_root vrdx_gateway --check-config
+    [ -s "$root/usr/share/doc/vrdx-gateway/examples/prometheus/vrdx-dashboard.json" ]
+    [ -s "$root/usr/share/doc/vrdx-gateway/examples/prometheus/vrdx-alerts.yml" ]
     expect_equal "$(grep -cv '^#\|^$' "$root/etc/vrdx/gateway.toml")" 0 # nothing but comments
 }
 

@@ -42,7 +42,8 @@ std::string add_token(const std::string& state) {
 
 } // namespace
 
-driver_fleet::driver_fleet(const work_directory& directory, std::size_t count, router_size size)
+driver_fleet::driver_fleet(const work_directory& directory, std::size_t count, router_size size,
+                           const std::string& further)
     : items_(directory.file("items")), run_(directory.file("run")) {
     std::filesystem::create_directory(items_);
     std::filesystem::create_directory(run_);
@@ -50,7 +51,8 @@ driver_fleet::driver_fleet(const work_directory& directory, std::size_t count, r
         const std::string item = items_ + "/" + name_of(at) + ".item";
         std::ofstream(item) << "driver=route_bench\nsimulated inputs=" << size.inputs
                             << "\nsimulated outputs=" << size.outputs << "\nbench board=" << board_path(item)
-                            << '\n';
+                            << '\n'
+                            << further;
         boards_.push_back(make_board(item));
         drivers_.push_back(std::make_unique<running_program>(std::vector<std::string>{
             program_path("vrdx_routedriver"), "--file", item, "--sock", socket(at), "--no-autoshutdown"}));
@@ -67,12 +69,16 @@ void driver_fleet::change(std::size_t at) const {
     kill(board(at).backend, SIGUSR2);
 }
 
-running_gateway::running_gateway(const work_directory& directory, const driver_fleet& fleet) {
+running_gateway::running_gateway(const work_directory& directory, const driver_fleet& fleet,
+                                 const std::string& configuration,
+                                 const std::function<void(const std::string&)>& prepare) {
     static int count = 0; // one after the other in one directory: each with a state of its own
     const std::string state = directory.file("state" + std::to_string(++count));
     const std::string file = directory.file("gateway.toml");
-    std::ofstream(file) << '\n';
+    std::ofstream(file) << configuration << '\n';
     token_ = add_token(state);
+    if (prepare)
+        prepare(state);
     std::array<int, 2> ready{};
     if (pipe2(ready.data(), O_CLOEXEC) != 0)
         throw std::runtime_error("no pipe can be made");

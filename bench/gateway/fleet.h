@@ -3,6 +3,7 @@
 
 #include "../programs.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -10,7 +11,9 @@
 // So many drivers, "r1" and so on; ready, and their routers known, once constructed.
 class driver_fleet {
 public:
-    driver_fleet(const work_directory& directory, std::size_t count, router_size size);
+    // `further`: lines of their items.
+    driver_fleet(const work_directory& directory, std::size_t count, router_size size,
+                 const std::string& further = "");
 
     [[nodiscard]] std::size_t size() const {
         return drivers_.size();
@@ -38,7 +41,10 @@ private:
 // A gateway for them, ready once constructed.
 class running_gateway {
 public:
-    running_gateway(const work_directory& directory, const driver_fleet& fleet);
+    // `configuration`: lines of its file. `prepare` gets its state directory before it starts.
+    running_gateway(const work_directory& directory, const driver_fleet& fleet,
+                    const std::string& configuration = "",
+                    const std::function<void(const std::string& state)>& prepare = nullptr);
 
     [[nodiscard]] pid_t pid() const {
         return program_->pid();

@@ -10,6 +10,9 @@ end
 
 complete -c vrdx_gateway -f
 complete -c vrdx_gateway -n __fish_use_subcommand -a token -d 'Add, list and remove tokens'
+complete -c vrdx_gateway -n __fish_use_subcommand -a backup -d 'Write tokens, locks and history into a file'
+complete -c vrdx_gateway -n __fish_use_subcommand -a restore -d 'Put them back'
+complete -c vrdx_gateway -n '__fish_seen_subcommand_from backup restore' -F
 complete -c vrdx_gateway -n '__fish_seen_subcommand_from token; and not __fish_seen_subcommand_from add list remove' -a 'add list remove'
 complete -c vrdx_gateway -s h -l help -d 'Print a help text'
 complete -c vrdx_gateway -l config -r -F -d Configuration

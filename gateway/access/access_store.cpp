@@ -83,6 +83,7 @@ std::unique_ptr<access_store> access_store::open(const std::string& state_direct
     known->kept = database::open(state_directory + "/" + database_name, busy_ms, problem);
     if (!known->kept || !prepare_patiently(*known->kept, busy_ms, problem) || !read_access(*known, problem))
         return nullptr;
+    known->kept->keep_place();
     return std::unique_ptr<access_store>(new access_store(std::move(known)));
 }
 
@@ -161,16 +162,41 @@ std::shared_ptr<const token> access_store::of_text(std::string_view text) const 
 }
 
 access_news access_store::look(std::int64_t now) {
+    database& kept = *known_->kept;
     std::int64_t data_version = known_->data_version;
-    std::string problem;
-    if (known_->kept->number("PRAGMA data_version", &data_version, &problem) &&
-        data_version != known_->data_version)
+    std::string problem, later;
+    kept.forget_busy();
+    if (kept.number("PRAGMA data_version", &data_version, &problem) && data_version != known_->data_version)
         read_access(*known_, &problem);
-    end_old_sessions(now, &problem);
+    end_old_sessions(now);
+    write_ended(&later); // else with one of the next looks
+    // Who writes is done soon.
+    known_->busy_looks = kept.was_busy() ? known_->busy_looks + 1 : 0;
+    if (known_->busy_looks > 0 && known_->busy_looks <= busy_looks_limit)
+        problem.clear();
+    if (problem.empty() && known_->busy_looks > busy_looks_limit)
+        problem = later;
+    if (problem.empty() && !kept.write_problem().empty()) {
+        if (++known_->failed_looks % (write_probe_period_ms / access_look_period_ms) == 0)
+            kept.probe_writing();
+        problem = kept.write_problem();
+    }
+    if (const std::string read_only = kept.read_only_problem(); !read_only.empty())
+        problem = read_only;
+    if (!kept.is_in_place())
+        problem = kept.place_problem();
     access_news news = std::move(known_->news);
     known_->news = {};
     news.problem = problem;
     return news;
+}
+
+void access_store::wait_no_more() {
+    known_->kept->wait_no_more();
+}
+
+bool access_store::is_busy() const {
+    return known_->kept->was_busy();
 }
 
 database& access_store::kept() {

@@ -67,18 +67,25 @@ public:
     std::optional<session_grant> begin_session(const token& owner, bool kept, std::int64_t now,
                                                std::string* problem);
 
-    // False and a sentence in *problem when it may go on after a restart; an unknown one has ended.
+    // The session has ended for this gateway in any case. False and a sentence in *problem when it may go on
+    // after a restart, because that is not on the disk: asked again it tries again, and so does look(). An
+    // unknown one has ended.
     bool end_session(std::string_view text, std::string* problem);
 
     // To be called every access_look_period_ms: reads what other processes wrote, ends what is over.
     access_news look(std::int64_t now);
+
+    // From now on nothing here waits for another writer. What failed for one, failed with is_busy().
+    void wait_no_more();
+    bool is_busy() const;
 
     // For the lock table, which is kept in the same file.
     database& kept();
 
 private:
     explicit access_store(std::unique_ptr<known_access> known);
-    void end_old_sessions(std::int64_t now, std::string* problem);
+    void end_old_sessions(std::int64_t now);
+    bool write_ended(std::string* problem);
 
     std::unique_ptr<known_access> known_;
 };

@@ -1,5 +1,6 @@
 #include "database.h"
 
+#include <chrono>
 #include <sqlite3.h>
 #include <sys/stat.h>
 
@@ -24,6 +25,18 @@ int bind(sqlite3_stmt* statement, int place, const sql_value& value) {
     }
     const std::string_view bytes = std::get<blob>(value).bytes;
     return sqlite3_bind_blob64(statement, place, bytes.data(), bytes.size(), SQLITE_STATIC);
+}
+
+std::uint64_t clock_ms() {
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                          std::chrono::steady_clock::now().time_since_epoch())
+                                          .count());
+}
+
+constexpr int steps_between_looks = 10000; // of SQLite's machine, some 100 microseconds
+
+int is_over(void* stop_at_ms) {
+    return clock_ms() >= *static_cast<const std::uint64_t*>(stop_at_ms) ? 1 : 0;
 }
 
 } // namespace
@@ -68,6 +81,7 @@ std::string database::problem_text(const char* when) const {
     const int code = connection_ == nullptr ? SQLITE_NOMEM : sqlite3_errcode(connection_) & 0xff;
     std::string text = path_ + " ";
     was_busy_ = code == SQLITE_BUSY || code == SQLITE_LOCKED;
+    was_stopped_ = code == SQLITE_INTERRUPT;
     if (code == SQLITE_NOTADB || code == SQLITE_CORRUPT)
         return text +
                "is damaged or no database of the gateway; possible: put back a copy, or move it away to "
@@ -93,7 +107,7 @@ sqlite3_stmt* database::prepared(const char* sql) {
     return statement;
 }
 
-bool database::run(const char* sql, std::initializer_list<sql_value> values,
+bool database::run(const char* sql, std::span<const sql_value> values,
                    const std::function<void(const sql_row&)>& each, std::string* problem) {
     sqlite3_stmt* const statement = prepared(sql);
     if (statement == nullptr) {
@@ -117,13 +131,102 @@ bool database::run(const char* sql, std::initializer_list<sql_value> values,
     return false;
 }
 
+void database::wait_no_more() {
+    sqlite3_busy_timeout(connection_, 0);
+}
+
+void database::keep_place() {
+    struct stat found {};
+    if (stat(path_.c_str(), &found) != 0)
+        return;
+    device_ = found.st_dev;
+    inode_ = found.st_ino;
+}
+
+bool database::is_in_place() const {
+    struct stat found {};
+    return inode_ == 0 ||
+           (stat(path_.c_str(), &found) == 0 && found.st_dev == device_ && found.st_ino == inode_);
+}
+
+std::string database::place_problem() const {
+    return path_ + " was removed or replaced while it was in use: nothing is written, and what was known "
+                   "goes on; possible: put the same file back, or start the gateway anew with what is there";
+}
+
+std::string database::read_only_problem() const {
+    if (sqlite3_db_readonly(connection_, "main") != 1)
+        return {};
+    return path_ +
+           " can only be read: what it holds goes on, and nothing is written; possible: let the gateway's "
+           "user write the state directory, and start the gateway anew";
+}
+
+// What SQLite itself cannot write is noted for the operator.
+bool database::note_write(bool written, const std::string& problem) {
+    if (!written && !was_busy_) {
+        if (write_problem_.empty())
+            rows_before_problem_ = sqlite3_total_changes64(connection_);
+        write_problem_ = problem;
+    } else if (written && sqlite3_get_autocommit(connection_) != 0 &&
+               sqlite3_total_changes64(connection_) > rows_before_problem_) {
+        write_problem_.clear();
+    }
+    return written;
+}
+
+void database::probe_writing() {
+    std::int64_t version = 0;
+    std::string problem;
+    if (write_problem_.empty() || !is_in_place() || !number("PRAGMA user_version", &version, &problem))
+        return;
+    const std::string same = "BEGIN IMMEDIATE; PRAGMA user_version = " + std::to_string(version);
+    const bool written = script(same.c_str(), &problem) && end_transaction("COMMIT", &problem);
+    if (written)
+        write_problem_.clear();
+    else if (sqlite3_get_autocommit(connection_) == 0)
+        end_transaction("ROLLBACK", &problem);
+}
+
 bool database::change(const char* sql, std::initializer_list<sql_value> values, std::string* problem) {
-    return run(sql, values, nullptr, problem);
+    if (!is_in_place()) {
+        *problem = place_problem();
+        return false;
+    }
+    return note_write(run(sql, {values.begin(), values.size()}, nullptr, problem), *problem);
+}
+
+bool database::end_transaction(const char* sql, std::string* problem) {
+    return run(sql, {}, nullptr, problem);
 }
 
 bool database::read(const char* sql, std::initializer_list<sql_value> values,
                     const std::function<void(const sql_row&)>& each, std::string* problem) {
+    return run(sql, {values.begin(), values.size()}, each, problem);
+}
+
+bool database::read_with(const char* sql, std::span<const sql_value> values,
+                         const std::function<void(const sql_row&)>& each, std::string* problem) {
     return run(sql, values, each, problem);
+}
+
+void database::stop_after(std::uint64_t ms) {
+    stop_at_ms_ = ms == 0 ? 0 : clock_ms() + ms;
+    sqlite3_progress_handler(connection_, steps_between_looks, ms == 0 ? nullptr : is_over, &stop_at_ms_);
+}
+
+// All pages in one step: a writer in between would make SQLite begin anew.
+bool database::copy_to(const std::string& path, std::string* problem) {
+    const auto copy = open(path, 0, problem);
+    if (!copy)
+        return false;
+    sqlite3_backup* const work = sqlite3_backup_init(copy->connection_, "main", connection_, "main");
+    const int stepped = work == nullptr ? SQLITE_ERROR : sqlite3_backup_step(work, -1);
+    sqlite3_backup_finish(work);
+    if (stepped == SQLITE_DONE)
+        return true;
+    *problem = copy->problem_text("cannot be copied to");
+    return false;
 }
 
 bool database::script(const char* sql, std::string* problem) {
@@ -136,11 +239,13 @@ bool database::script(const char* sql, std::string* problem) {
 bool database::transaction(const std::function<bool()>& steps, std::string* problem) {
     if (!change("BEGIN IMMEDIATE", {}, problem))
         return false;
-    if (steps() && change("COMMIT", {}, problem))
+    if (steps() && note_write(end_transaction("COMMIT", problem), *problem))
         return true;
     std::string ignored; // of a transaction that has already ended by itself
+    const bool was_busy = was_busy_;
     if (sqlite3_get_autocommit(connection_) == 0)
-        change("ROLLBACK", {}, &ignored);
+        end_transaction("ROLLBACK", &ignored);
+    was_busy_ = was_busy;
     return false;
 }
 

@@ -1,5 +1,6 @@
 #include "idempotency.h"
 
+#include "fair_share.h"
 #include "gateway/settings/limits.h"
 
 #include <algorithm>
@@ -42,8 +43,9 @@ key_state idempotency_table::begin(std::int64_t token_id, std::string_view key, 
     const auto found = own.entries.find(key);
     if (found == own.entries.end()) {
         const bool has_room =
-            own.entries.size() < idempotency_entries_per_token_limit && count_ < idempotency_entries_limit &&
-            own.bytes < idempotency_bytes_per_token_limit && bytes_ < idempotency_bytes_limit;
+            own.entries.size() <
+                share_of(idempotency_entries_per_token_limit, idempotency_entries_limit, count_) &&
+            own.bytes < share_of(idempotency_bytes_per_token_limit, idempotency_bytes_limit, bytes_);
         if (has_room) {
             own.entries[std::string(key)].request_hash = hash;
             ++count_;

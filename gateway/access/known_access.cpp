@@ -42,6 +42,7 @@ bool read_access(known_access& known, std::string* problem) {
     std::unordered_map<std::string, std::shared_ptr<const token>> tokens;
     std::unordered_map<std::string, session_entry> sessions;
     std::map<std::int64_t, std::shared_ptr<const token>> by_id;
+    std::set<std::string> ended;
     std::int64_t data_version = 0;
     // Asked first: what is written after it is read once too often, never once too seldom.
     const bool was_read =
@@ -58,7 +59,9 @@ bool read_access(known_access& known, std::string* problem) {
             "SELECT id, hash, token, until FROM sessions", {},
             [&](const sql_row& row) {
                 const auto owner = by_id.find(row.number(2));
-                if (owner != by_id.end())
+                if (known.ended.contains(row.text(1)))
+                    ended.insert(row.text(1));
+                else if (owner != by_id.end())
                     sessions[row.text(1)] = {row.number(0), row.number(3), owner->second};
             },
             problem);
@@ -72,6 +75,7 @@ bool read_access(known_access& known, std::string* problem) {
             known.news.ended_sessions.push_back(before.id);
     known.tokens = std::move(tokens);
     known.sessions = std::move(sessions);
+    known.ended = std::move(ended);
     known.data_version = data_version;
     return true;
 }

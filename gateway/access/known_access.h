@@ -5,6 +5,7 @@
 #include "database.h"
 
 #include <map>
+#include <set>
 #include <unordered_map>
 
 namespace gateway {
@@ -21,6 +22,10 @@ struct known_access {
     std::unordered_map<std::string, std::shared_ptr<const token>> tokens;
     std::unordered_map<std::string, session_entry> sessions;
     access_news news; // for the next look
+    // Hashes of sessions that have ended, and stand in the file all the same until that can be written.
+    std::set<std::string> ended;
+    std::uint64_t busy_looks = 0;   // one after the other
+    std::uint64_t failed_looks = 0; // with a write that failed before; each so many of them it is tried
 };
 
 // Reads all anew and notes in `news` what is gone. False and a sentence in *problem, with all as it was, when

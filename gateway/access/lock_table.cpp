@@ -6,6 +6,8 @@
 #include "lock_reason.h"
 #include "rights.h"
 
+#include <algorithm>
+
 namespace gateway {
 namespace {
 
@@ -26,6 +28,15 @@ output_lock lock_of(const sql_row& row) {
     held.reason = row.text(5);
     held.since = row.number(6);
     return held;
+}
+
+bool frees(lock_order order) {
+    return order == lock_order::unlock || order == lock_order::force;
+}
+
+// Of an order that does not free.
+lock_state state_of(lock_order order) {
+    return order == lock_order::protect ? lock_state::protect : lock_state::lock;
 }
 
 std::string held_problem(const output_lock& held, int output) {
@@ -84,61 +95,95 @@ const std::map<int, output_lock>* lock_table::of_router(std::string_view router)
     return found == locks_.end() ? nullptr : &found->second;
 }
 
-lock_answer lock_table::set(std::string_view router, int output, lock_order order, const token& who,
-                            std::string_view reason, std::int64_t now) {
-    const std::string beyond =
-        order == lock_order::force ? force_problem(who, router, output) : lock_problem(who, router, output);
+// `done`: it would be a change.
+lock_answer lock_table::judge(std::string_view router, const lock_wish& wish, const token& who,
+                              std::string_view reason) const {
+    const std::string beyond = wish.order == lock_order::force ? force_problem(who, router, wish.output)
+                                                               : lock_problem(who, router, wish.output);
     if (!beyond.empty())
         return {kind::not_allowed, beyond};
-    const output_lock* const held = of(router, output);
-    if (held != nullptr && held->owner_id != who.id && order != lock_order::force)
-        return {kind::held, held_problem(*held, output)};
-    if (order == lock_order::unlock || order == lock_order::force)
-        return held == nullptr ? lock_answer{kind::unchanged, {}} : free(router, output);
+    const output_lock* const held = of(router, wish.output);
+    if (held != nullptr && held->owner_id != who.id && wish.order != lock_order::force)
+        return {kind::held, held_problem(*held, wish.output)};
+    if (frees(wish.order))
+        return {held == nullptr ? kind::unchanged : kind::done, {}};
     const std::string wrong = lock_reason_problem(reason);
     if (!wrong.empty())
         return {kind::wrong, wrong};
-    output_lock wish;
-    wish.state = order == lock_order::protect ? lock_state::protect : lock_state::lock;
-    wish.owner_id = who.id;
-    wish.owner = who.name;
-    wish.reason = reason;
-    wish.since = now;
-    if (held != nullptr && held->state == wish.state && held->reason == wish.reason)
+    const bool is_so = held != nullptr && held->state == state_of(wish.order) && held->reason == reason;
+    return {is_so ? kind::unchanged : kind::done, {}};
+}
+
+lock_answer lock_table::not_written(const std::string& problem) const {
+    return {store_.kept().was_busy() ? kind::busy : kind::failed, problem};
+}
+
+lock_answer lock_table::set(std::string_view router, int output, lock_order order, const token& who,
+                            std::string_view reason, std::int64_t now) {
+    return set_all(router, {{output, order}}, who, reason, now);
+}
+
+lock_answer lock_table::set_all(std::string_view router, const std::vector<lock_wish>& wishes,
+                                const token& who, std::string_view reason, std::int64_t now) {
+    store_.kept().forget_busy();
+    std::vector<lock_wish> changes;
+    std::size_t added = 0;
+    for (const lock_wish& wish : wishes) {
+        lock_answer judged = judge(router, wish, who, reason);
+        if (!judged.problem.empty())
+            return judged;
+        if (judged.result == kind::unchanged)
+            continue;
+        changes.push_back(wish);
+        added += !frees(wish.order) && of(router, wish.output) == nullptr ? 1 : 0;
+    }
+    if (changes.empty())
         return {kind::unchanged, {}};
-    return keep(router, output, wish);
-}
-
-lock_answer lock_table::free(std::string_view router, int output) {
-    std::string problem;
-    if (!store_.kept().change("DELETE FROM locks WHERE router = ? AND output = ?", {router, output},
-                              &problem))
-        return {kind::failed, problem};
-    const auto found = locks_.find(router);
-    found->second.erase(output);
-    if (found->second.empty())
-        locks_.erase(found);
-    --count_;
-    ++version_;
-    return {kind::done, {}};
-}
-
-lock_answer lock_table::keep(std::string_view router, int output, const output_lock& wish) {
-    const bool is_new = of(router, output) == nullptr;
-    if (is_new && count_ >= locks_limit)
+    if (added > 0 && count_ + added > locks_limit)
         return {kind::failed,
-                "there are " + std::to_string(locks_limit) + " locks already; possible: unlock others"};
+                "there are " + std::to_string(count_) + " locks already; possible: unlock others"};
+    output_lock held;
+    held.owner_id = who.id;
+    held.owner = who.name;
+    held.reason = reason;
+    held.since = now;
     std::string problem;
-    if (!store_.kept().change(
-            "INSERT OR REPLACE INTO locks (router, output, state, owner, owner_name, reason, "
-            "since) VALUES (?, ?, ?, ?, ?, ?, ?)",
-            {router, output, lock_word(wish.state), wish.owner_id, wish.owner, wish.reason, wish.since},
-            &problem))
-        return {kind::failed, problem};
-    locks_[std::string(router)][output] = wish;
-    count_ += is_new ? 1 : 0;
+    const auto write_all = [&] {
+        return std::all_of(changes.begin(), changes.end(),
+                           [&](const lock_wish& wish) { return write(router, wish, held, &problem); });
+    };
+    if (!store_.kept().transaction(write_all, &problem))
+        return not_written(problem);
+    auto& locks = locks_[std::string(router)];
+    for (const lock_wish& wish : changes) {
+        count_ -= locks.erase(wish.output);
+        if (frees(wish.order))
+            continue;
+        held.state = state_of(wish.order);
+        locks.emplace(wish.output, held);
+        ++count_;
+    }
+    if (locks.empty())
+        locks_.erase(std::string(router));
     ++version_;
+    const std::string name(router);
+    for (const lock_wish& wish : changes)
+        if (listener_)
+            listener_(name, wish.output);
     return {kind::done, {}};
+}
+
+bool lock_table::write(std::string_view router, const lock_wish& wish, const output_lock& held,
+                       std::string* problem) {
+    if (frees(wish.order))
+        return store_.kept().change("DELETE FROM locks WHERE router = ? AND output = ?",
+                                    {router, wish.output}, problem);
+    return store_.kept().change(
+        "INSERT OR REPLACE INTO locks (router, output, state, owner, owner_name, reason, "
+        "since) VALUES (?, ?, ?, ?, ?, ?, ?)",
+        {router, wish.output, lock_word(state_of(wish.order)), held.owner_id, held.owner, held.reason,
+         held.since},
+        problem);
 }
 
 } // namespace gateway

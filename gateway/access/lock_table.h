@@ -4,8 +4,10 @@
 
 #include "token.h"
 
+#include <functional>
 #include <map>
 #include <memory>
+#include <vector>
 
 namespace gateway {
 
@@ -17,6 +19,11 @@ enum class lock_state {
 };
 
 enum class lock_order { lock, protect, unlock, force };
+
+struct lock_wish {
+    int output = 0; // 1-based
+    lock_order order = lock_order::unlock;
+};
 
 std::string_view lock_word(lock_state state);                        // "protect", "lock"
 std::optional<lock_order> lock_order_of_word(std::string_view word); // "lock", "protect", "unlock", "force"
@@ -44,6 +51,7 @@ struct lock_answer {
         not_allowed, // beyond the rights of the token
         held,        // by another owner
         wrong,       // the reason is too long, or no text
+        busy,        // another program writes; nothing has changed, and it may be asked again at once
         failed,      // not written; nothing has changed
     };
     kind result = kind::failed;
@@ -61,7 +69,7 @@ public:
     // By output; null when there is none of that router. Valid until the next set().
     const std::map<int, output_lock>* of_router(std::string_view router) const;
 
-    // Rises with each change; from 1.
+    // Rises with each set() and set_all() that changed something; from 1.
     std::uint64_t version() const {
         return version_;
     }
@@ -71,12 +79,25 @@ public:
     lock_answer set(std::string_view router, int output, lock_order order, const token& who,
                     std::string_view reason, std::int64_t now);
 
+    // The same for several outputs, each named once: all of them, or nothing.
+    lock_answer set_all(std::string_view router, const std::vector<lock_wish>& wishes, const token& who,
+                        std::string_view reason, std::int64_t now);
+
+    // Each change is told to `listener`, once it is on the disk.
+    using lock_listener = std::function<void(const std::string& router, int output)>;
+    void listen(lock_listener listener) {
+        listener_ = std::move(listener);
+    }
+
 private:
     explicit lock_table(access_store& store) : store_(store) {}
-    lock_answer free(std::string_view router, int output);
-    lock_answer keep(std::string_view router, int output, const output_lock& wish);
+    lock_answer judge(std::string_view router, const lock_wish& wish, const token& who,
+                      std::string_view reason) const;
+    bool write(std::string_view router, const lock_wish& wish, const output_lock& held, std::string* problem);
+    lock_answer not_written(const std::string& problem) const;
 
     access_store& store_;
+    lock_listener listener_;
     std::map<std::string, std::map<int, output_lock>, std::less<>> locks_;
     std::size_t count_ = 0;
     std::uint64_t version_ = 1;

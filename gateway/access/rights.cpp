@@ -72,4 +72,21 @@ std::string admin_problem(const token& who) {
     return role_problem(who, role::admin, "this");
 }
 
+std::string grant_problem(const token& who, const token& wish) {
+    std::string problem = admin_problem(who);
+    if (problem.empty() && who.id == 0)
+        problem = "who asks without a token makes none; possible: a token with the role admin";
+    const auto is_seen = [&who](const std::string& router) { return may_see(who, router); };
+    const bool sees_all =
+        who.routers.empty() ||
+        (!wish.routers.empty() && std::all_of(wish.routers.begin(), wish.routers.end(), is_seen));
+    if (problem.empty() && !sees_all)
+        problem = "token \"" + who.name + "\" knows some routers alone; possible: some of these";
+    if (problem.empty() && !who.outputs.holds(wish.outputs))
+        problem = "those outputs are beyond token \"" + who.name + "\"; possible: " + who.outputs.text();
+    if (problem.empty() && !who.inputs.holds(wish.inputs))
+        problem = "those inputs are beyond token \"" + who.name + "\"; possible: " + who.inputs.text();
+    return problem;
+}
+
 } // namespace gateway

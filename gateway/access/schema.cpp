@@ -1,5 +1,7 @@
 #include "schema.h"
 
+#include "schema_steps.h"
+
 #include <array>
 
 namespace gateway {
@@ -39,58 +41,28 @@ constexpr std::array<const char*, schema_version> steps = {
          since INTEGER NOT NULL,
          PRIMARY KEY (router, output)) STRICT, WITHOUT ROWID;
        PRAGMA user_version = 2;)",
+    // Sources are texts: "7" the number of an input, ":Name" its name, "" a level that is not named. Takes
+    // stand in the order of `place`.
+    R"(CREATE TABLE presets (
+         name TEXT PRIMARY KEY,
+         author TEXT NOT NULL,
+         changed INTEGER NOT NULL) STRICT, WITHOUT ROWID;
+       CREATE TABLE preset_takes (
+         preset TEXT NOT NULL REFERENCES presets (name) ON DELETE CASCADE,
+         place INTEGER NOT NULL,
+         router TEXT NOT NULL,
+         output INTEGER NOT NULL,
+         video TEXT NOT NULL,
+         audio TEXT NOT NULL,
+         PRIMARY KEY (preset, place)) STRICT, WITHOUT ROWID;
+       PRAGMA user_version = 3;)",
 };
 static_assert(application_id == 1987208312);
-
-struct marks {
-    std::int64_t version = 0, application = 0, tables = 0;
-};
-
-// All of one moment: another process may be making the database.
-bool read_marks(database& kept, marks* found, std::string* problem) {
-    if (!kept.script("BEGIN", problem))
-        return false;
-    const bool was_read = kept.number("PRAGMA user_version", &found->version, problem) &&
-                          kept.number("PRAGMA application_id", &found->application, problem) &&
-                          kept.number("SELECT count(*) FROM sqlite_schema", &found->tables, problem);
-    std::string ignored;
-    return kept.script("ROLLBACK", was_read ? problem : &ignored) && was_read;
-}
-
-bool is_of_a_gateway(const database& kept, const marks& found, std::string* problem) {
-    const bool is_empty = found.version == 0 && found.tables == 0 && found.application == 0;
-    if (is_empty || (found.application == application_id && found.version > 0))
-        return true;
-    *problem = kept.path() + " is a database of another program; possible: another state directory";
-    return false;
-}
 
 } // namespace
 
 bool bring_to_version(database& kept, int version, std::string* problem) {
-    marks first;
-    if (!read_marks(kept, &first, problem) || !is_of_a_gateway(kept, first, problem))
-        return false;
-    std::int64_t found = first.version;
-    if (found > schema_version) {
-        *problem = kept.path() + " is of version " + std::to_string(found) +
-                   ", written by a newer vrdx_gateway; possible: versions up to " +
-                   std::to_string(schema_version);
-        return false;
-    }
-    if (found >= version)
-        return true;
-    return kept.transaction(
-        [&] {
-            // Another process may have been quicker.
-            if (!kept.number("PRAGMA user_version", &found, problem))
-                return false;
-            for (std::int64_t at = found; at < version; ++at)
-                if (!kept.script(steps[static_cast<std::size_t>(at)], problem))
-                    return false;
-            return true;
-        },
-        problem);
+    return bring_along(kept, {application_id, steps}, version, problem);
 }
 
 } // namespace gateway

@@ -37,11 +37,15 @@ known_session access_store::of_session(std::string_view text, std::int64_t now) 
     const auto found = known_->sessions.find(hash_of(text));
     if (found == known_->sessions.end() || found->second.until <= now)
         return {};
+    // Longer than any may last: its begin or `now` is of a clock that was wrong. It ends no sooner for that.
+    if (found->second.until > now + kept_session_s + clock_back_s)
+        return {};
     return {found->second.id, found->second.owner};
 }
 
 std::optional<session_grant> access_store::begin_session(const token& owner, bool kept, std::int64_t now,
                                                          std::string* problem) {
+    known_->kept->forget_busy();
     const std::string gone = "a session needs a token; possible: one that `token list` shows";
     const std::shared_ptr<const token> known_owner = known_token(*known_, owner.id);
     if (!known_owner) {
@@ -89,27 +93,40 @@ bool access_store::end_session(std::string_view text, std::string* problem) {
     if (text.size() != secret_text_size)
         return true;
     const std::string hash = hash_of(text);
+    known_->kept->forget_busy();
     const auto found = known_->sessions.find(hash);
-    if (found == known_->sessions.end())
-        return true;
-    known_->news.ended_sessions.push_back(found->second.id);
-    known_->sessions.erase(found);
-    return known_->kept->change("DELETE FROM sessions WHERE hash = ?", {blob{hash}}, problem);
+    if (found != known_->sessions.end()) {
+        known_->news.ended_sessions.push_back(found->second.id);
+        known_->sessions.erase(found);
+        known_->ended.insert(hash);
+    }
+    return !known_->ended.contains(hash) || write_ended(problem);
 }
 
-void access_store::end_old_sessions(std::int64_t now, std::string* problem) {
-    std::vector<std::string> over;
-    for (const auto& [hash, one] : known_->sessions)
-        if (one.until <= now)
-            over.push_back(hash);
-    for (const std::string& hash : over) {
-        known_->news.ended_sessions.push_back(known_->sessions.at(hash).id);
-        known_->sessions.erase(hash);
+void access_store::end_old_sessions(std::int64_t now) {
+    for (auto each = known_->sessions.begin(); each != known_->sessions.end();) {
+        const bool is_over = each->second.until <= now;
+        if (is_over) {
+            known_->news.ended_sessions.push_back(each->second.id);
+            known_->ended.insert(each->first);
+        }
+        each = is_over ? known_->sessions.erase(each) : std::next(each);
     }
-    // Behind their end: it must not wait for a disk that takes nothing. What stays there is over all the
-    // same.
-    if (!over.empty())
-        known_->kept->change("DELETE FROM sessions WHERE until <= ?", {now}, problem);
+}
+
+// Behind their end: it must not wait for a disk that takes nothing.
+bool access_store::write_ended(std::string* problem) {
+    if (known_->ended.empty())
+        return true;
+    const auto steps = [&] {
+        return std::all_of(known_->ended.begin(), known_->ended.end(), [&](const std::string& hash) {
+            return known_->kept->change("DELETE FROM sessions WHERE hash = ?", {blob{hash}}, problem);
+        });
+    };
+    const bool written = known_->kept->transaction(steps, problem);
+    if (written)
+        known_->ended.clear();
+    return written;
 }
 
 } // namespace gateway

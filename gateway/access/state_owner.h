@@ -11,4 +11,7 @@ namespace gateway {
 // system refuses.
 bool act_as_owner_of(const std::string& directory, std::string* problem);
 
+// As whoever called the program again.
+void act_as_caller();
+
 } // namespace gateway

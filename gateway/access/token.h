@@ -1,8 +1,8 @@
 // A token: who asks, and what he may.
 #pragma once
 
+#include "gateway/settings/number_list.h"
 #include "gateway/settings/role.h"
-#include "number_list.h"
 
 #include <cstdint>
 

@@ -5,12 +5,18 @@
 #include "gateway/access/access_store.h"
 #include "gateway/access/idempotency.h"
 #include "gateway/access/login_limits.h"
+#include "gateway/access/write_rates.h"
 #include "gateway/http/http_types.h"
+#include "gateway/metrics/scrape_desk.h"
+#include "gateway/presets/preset_store.h"
+#include "gateway/presets/recall_desk.h"
 #include "gateway/routers/router_board.h"
 #include "gateway/settings/settings.h"
 #include "gateway/takes/take_desk.h"
 
 namespace gateway {
+
+class history_keeper;
 
 // Everything there is. All of it outlives the requests.
 struct api_world {
@@ -19,11 +25,18 @@ struct api_world {
     access_store& access;
     lock_table& locks;
     login_limits& logins;
+    write_rates& writes;
     idempotency_table& keys;
     picture_shelf& pictures;
     event_hub& events;
     take_desk& takes;
+    history_keeper& history;
+    scrape_desk& metrics;
+    preset_store& presets;
+    recall_desk& recalls;
     shared_text document; // OpenAPI
+    // Calls `act` after so many milliseconds.
+    std::function<void(std::uint64_t ms, std::function<void()> act)> later;
 };
 
 struct route;
@@ -40,7 +53,7 @@ struct call {
     std::string body_text;
     json body;
 
-    // The router that `parts` names. Null once it is gone.
+    // The router that `parts` names, where the path has one. Null once it is gone.
     const shown_router* router(const api_world& world) const {
         return world.routers.find(parts.at(0));
     }

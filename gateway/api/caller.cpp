@@ -1,21 +1,14 @@
 #include "caller.h"
 
 #include "gateway/http/http_text.h"
+#include "gateway/settings/addresses.h"
 #include "time_text.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 
 namespace gateway {
 
 namespace {
-
-bool is_address(std::string_view text) {
-    in6_addr bytes{};
-    const std::string address(text.substr(0, INET6_ADDRSTRLEN));
-    return inet_pton(AF_INET, address.c_str(), &bytes) == 1 ||
-           inet_pton(AF_INET6, address.c_str(), &bytes) == 1;
-}
 
 bool has(const std::vector<std::string>& list, std::string_view text) {
     return std::find(list.begin(), list.end(), text) != list.end();
@@ -34,6 +27,18 @@ std::string_view without_port(std::string_view host) {
         !port.empty() && port.size() <= 5 &&
         std::all_of(port.begin(), port.end(), [](char letter) { return letter >= '0' && letter <= '9'; });
     return is_port ? host.substr(0, colon) : std::string_view{};
+}
+
+// An address as proxies write it, perhaps with a port behind it: "192.0.2.1", "192.0.2.1:4711",
+// "2001:db8::1",
+// "[2001:db8::1]:4711". In its one plain way to be written; nothing for another text.
+std::optional<std::string> address_in(std::string_view text) {
+    if (const auto address = plain_address(text))
+        return address;
+    const std::string_view host = without_port(text);
+    if (host.starts_with('['))
+        return host.ends_with(']') ? plain_address(host.substr(1, host.size() - 2)) : std::nullopt;
+    return host.find(':') == std::string_view::npos ? plain_address(host) : std::nullopt;
 }
 
 } // namespace
@@ -60,9 +65,10 @@ std::string caller_address(const settings& now, const request& asked) {
         const std::size_t comma = chain.rfind(',');
         const std::string_view last = comma == std::string_view::npos ? chain : chain.substr(comma + 1);
         chain = chain.substr(0, comma == std::string_view::npos ? 0 : comma);
-        if (!is_address(trimmed(last)))
+        const auto next = address_in(trimmed(last));
+        if (!next)
             break; // whoever wrote that is the one who asks
-        address = trimmed(last);
+        address = *next;
     }
     return address;
 }
@@ -106,8 +112,9 @@ bool find_caller(api_world& world, call* incoming) {
             return true;
         }
     }
-    if (world.now.anonymous != role::none)
-        incoming->who = std::make_shared<const token>(anonymous_token(world.now.anonymous));
+    const role right = role_without_token(world.now, caller_address(world.now, incoming->asked));
+    if (right != role::none)
+        incoming->who = std::make_shared<const token>(anonymous_token(right));
     return true;
 }
 

@@ -11,7 +11,8 @@ constexpr const char* session_cookie = "vrdx_session";
 // "" when the Host header names one that the settings know; else a sentence with those that are possible.
 std::string host_problem(const settings& now, const request& asked);
 
-// The address of whoever asks: behind a known proxy the last one in X-Forwarded-For that is no proxy itself.
+// The address of whoever asks, as inet_ntop() writes it: behind a known proxy the last one in X-Forwarded-For
+// that is no proxy itself.
 std::string caller_address(const settings& now, const request& asked);
 
 // What the Origin of our own pages is, as the caller sees it: "https://host:port".

@@ -3,6 +3,7 @@
 #include "gateway/access/rights.h"
 #include "gateway/http/http_text.h"
 #include "handlers.h"
+#include "history_notes.h"
 #include "json_reading.h"
 #include "problem.h"
 #include "route_table.h"
@@ -70,17 +71,20 @@ refusal origin_is_own(api_world& world, call* incoming) {
     return problem_reply(403, "Without a Bearer token this needs the header \"Origin: " + own + "\".");
 }
 
-refusal right_is_enough(api_world&, call* incoming) {
+refusal right_is_enough(api_world& world, call* incoming) {
     const role least = incoming->row->least;
     if (least == role::none || incoming->who->right >= least)
         return {};
+    note_refusal(world, *incoming, "needs the role " + std::string(role_word(least)));
     return problem_reply(403, "This needs the role " + std::string(role_word(least)) + "; \"" +
                                   incoming->who->name + "\" has the role " +
                                   std::string(role_word(incoming->who->right)) + ".");
 }
 
 refusal router_is_seen(api_world& world, call* incoming) {
-    if (incoming->row->least == role::none || incoming->parts.empty())
+    const bool names_router =
+        std::string_view(incoming->row->path).find("{router}") != std::string_view::npos;
+    if (incoming->row->least == role::none || !names_router)
         return {};
     if (may_see(*incoming->who, incoming->parts[0]) && incoming->router(world) != nullptr)
         return {};

@@ -25,6 +25,13 @@ std::size_t event_hub::readers_of(std::int64_t token_id) const {
                       [&](const event_reader* each) { return each->wish().who->id == token_id; }));
 }
 
+std::vector<std::size_t> event_hub::bytes_of_readers() const {
+    std::vector<std::size_t> bytes;
+    for (const event_reader* each : readers_)
+        bytes.push_back(each->own_bytes());
+    return bytes;
+}
+
 const shown_router* event_hub::find(const std::string& router) const {
     return find_(router);
 }
@@ -62,7 +69,7 @@ void event_hub::hear(const router_news& news) {
         tell({told_event::kind::state, router.name, router_text(router.name, nullptr), {}, {}});
         return;
     }
-    if (news.appeared || news.state_changed)
+    if (news.appeared || news.state_changed || news.last_error_changed)
         tell({told_event::kind::state, router.name, router_text(router.name, &router), {}, {}});
     if (news.appeared || news.whole)
         each_reader(router.name, [&](event_reader& reader) { reader.push_picture(router.name); });
@@ -97,8 +104,23 @@ void event_hub::tell_places(const shown_router& router, const vrdx::picture_news
         each_reader(router.name, [&](event_reader& reader) { reader.push_picture(router.name); });
 }
 
+void event_hub::users_named(const std::vector<std::uint64_t>& users) {
+    for (const shown_router* router : all_()) {
+        vrdx::picture_news places;
+        for (std::size_t at = 0; at < router->picture.outputs.size(); at++) {
+            const auto& taken = router->picture.outputs[at].taken;
+            if (taken && std::find(users.begin(), users.end(), taken->user) != users.end())
+                places.outputs.push_back(static_cast<int>(at) + 1);
+        }
+        if (places.outputs.empty())
+            continue;
+        shelf_.changed(router->name);
+        tell_places(*router, places);
+    }
+}
+
 void event_hub::lock_changed(const shown_router& router, int output) {
-    shelf_.locks_changed(router.name);
+    shelf_.changed(router.name);
     vrdx::picture_news places;
     places.outputs = {output};
     tell_places(router, places);

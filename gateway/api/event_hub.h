@@ -22,8 +22,12 @@ public:
         return readers_.size();
     }
     std::size_t readers_of(std::int64_t token_id) const;
+    // What each reader keeps of its own, in bytes.
+    std::vector<std::size_t> bytes_of_readers() const;
 
     void hear(const router_news& news);
+    // Outputs that these users took are told with their names.
+    void users_named(const std::vector<std::uint64_t>& users);
     void lock_changed(const shown_router& router, int output);
     // Takes that the locks allow go to the router now, and are no reason for an alarm.
     void takes_begin(const std::string& router, const std::vector<vrdx::output_take>& takes);

@@ -14,10 +14,6 @@ shared_text shared(const json& value) {
     return shared(json_text(value));
 }
 
-json who_json(std::uint64_t user, std::uint64_t process, const std::string& by) {
-    return {{"user", user}, {"process", process}, {"by", by}};
-}
-
 // Appends what `write` makes of the numbers from 1 to `last`, as the elements of an array; drops those
 // numbers.
 template<typename writer>
@@ -55,7 +51,7 @@ shared_text change_text(const shown_router& router, const router_locks* locks, s
         if (locks != nullptr)
             if (const auto found = locks->find(number); found != locks->end())
                 lock = &found->second;
-        return output_json(picture, number, lock);
+        return output_json(router, number, lock);
     });
     text += "],\"more\":";
     text += inputs->empty() && outputs->empty() ? "false}" : "true}";
@@ -67,10 +63,12 @@ shared_text router_text(const std::string& name, const shown_router* router) {
     if (router == nullptr) {
         message["state"] = "gone";
         message["reason"] = "Neither its item nor its socket is left.";
+        message["last_error"] = nullptr;
         return shared(message);
     }
     message["state"] = router_state_word(router->state);
     message["reason"] = router->reason;
+    message["last_error"] = last_error_json(*router);
     return shared(message);
 }
 

@@ -1,6 +1,7 @@
 #include "openapi.h"
 
 #include "gateway/http/http_text.h"
+#include "gateway/settings/limits.h"
 #include "problem.h"
 #include "route_table.h"
 
@@ -22,10 +23,15 @@ json content(const char* type, const char* schema) {
 
 json response(const documented_reply& each) {
     json said{{"description", each.text}};
-    if (each.schema[0] != '\0') {
+    if (std::string_view(each.schema) == "Metrics") {
+        for (const char* type : {"text/plain", "application/openmetrics-text"})
+            said["content"][type] = {{"schema", reference(each.schema)}};
+    } else if (each.schema[0] != '\0') {
         const bool problem = std::string_view(each.schema) == "Problem";
         said["content"] = content(problem ? "application/problem+json" : "application/json", each.schema);
     }
+    if (std::string_view(each.schema) == "History")
+        said["content"]["text/csv"] = {{"schema", {{"type", "string"}}}};
     if (std::string_view(each.schema) == "Picture")
         said["headers"] = {{"ETag", {{"schema", {{"type", "string"}}}}}};
     return said;
@@ -50,6 +56,31 @@ json header_parameter(const char* name, const json& schema, const char* text) {
     return {{"name", name}, {"in", "header"}, {"required", false}, {"description", text}, {"schema", schema}};
 }
 
+json query_parameter(const char* name, const json& schema, const char* text) {
+    return {{"name", name}, {"in", "query"}, {"required", false}, {"description", text}, {"schema", schema}};
+}
+
+void add_history_parameters(json* list) {
+    const json time{{"type", "string"}, {"format", "date-time"}};
+    json routers = query_parameter("router", {{"type", "array"}, {"items", {{"type", "string"}}}},
+                                   "Only this router; may stand several times");
+    routers["explode"] = true;
+    list->push_back(std::move(routers));
+    list->push_back(query_parameter("output", {{"type", "integer"}, {"minimum", 1}}, "Only this output"));
+    list->push_back(
+        query_parameter("by", {{"type", "string"}, {"minLength", 1}}, "Only of this token or user"));
+    list->push_back(query_parameter("since", time, "Not before that time"));
+    list->push_back(query_parameter("until", time, "Not after that time"));
+    list->push_back(query_parameter("limit",
+                                    {{"type", "integer"},
+                                     {"minimum", 1},
+                                     {"maximum", history_rows_limit},
+                                     {"default", history_rows_usual}},
+                                    "At most so many, the newest"));
+    list->push_back(
+        query_parameter("format", {{"enum", {"json", "csv"}}}, "Instead of the header Accept: text/csv"));
+}
+
 json parameters(const route& row) {
     const std::string_view path = row.path, operation = row.operation;
     json list = json::array();
@@ -62,9 +93,21 @@ json parameters(const route& row) {
         list.push_back(header_parameter(
             "Idempotency-Key", {{"type", "string"}, {"minLength", 1}, {"maxLength", 128}},
             "The same key and body within 60 seconds get the first answer, and take nothing"));
+    if (path.find("{preset}") != std::string_view::npos)
+        list.push_back(
+            path_parameter("preset", {{"type", "string"}, {"minLength", 1}, {"maxLength", preset_name_limit}},
+                           "The preset's name, without slashes"));
+    if (operation == "getPreset" || operation == "writePreset")
+        list.push_back({{"name", "snapshot"},
+                        {"in", "query"},
+                        {"required", false},
+                        {"description", "A router: the body is a file of `vrdx_routectl save` of it"},
+                        {"schema", {{"type", "string"}}}});
     if (operation == "getRouter")
         list.push_back(
             header_parameter("If-None-Match", {{"type", "string"}}, "An ETag that is known already"));
+    if (operation == "getHistory")
+        add_history_parameters(&list);
     if (operation == "hearEvents")
         list.push_back({{"name", "router"},
                         {"in", "query"},

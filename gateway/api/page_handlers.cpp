@@ -1,4 +1,5 @@
 // What the gateway says of itself.
+#include "gateway/audit/history_keeper.h"
 #include "handlers.h"
 #include "problem.h"
 
@@ -9,7 +10,10 @@ void answer_alive(api_world&, const incoming_call&, const answer_function& answe
 }
 
 void answer_ready(api_world& world, const incoming_call&, const answer_function& answer) {
-    if (world.routers.is_settled())
+    const std::string degraded = world.history.problem();
+    if (world.routers.is_settled() && !degraded.empty())
+        answer(json_reply(200, {{"status", "degraded"}, {"reason", degraded}}));
+    else if (world.routers.is_settled())
         answer(json_reply(200, {{"status", "ready"}, {"reason", world.routers.directory_problem()}}));
     else
         answer(json_reply(

@@ -23,18 +23,19 @@ public:
     // Valid until the next call.
     const written_picture& of(const shown_router& router);
 
-    void locks_changed(const std::string& router);
+    // What the router itself does not count: its locks, the names of its users.
+    void changed(const std::string& router);
     void forget(const std::string& router); // it is gone
 
 private:
     struct shelved {
         written_picture written;
-        std::uint64_t locks_version = 0;
+        std::uint64_t changes = 0;
     };
 
     locks_of_router locks_;
     std::string started_; // tells the tags of two runs apart
-    std::uint64_t last_locks_version_ = 0;
+    std::uint64_t last_change_ = 0;
     std::map<std::string, shelved, std::less<>> shelf_;
 };
 

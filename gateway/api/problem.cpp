@@ -49,4 +49,10 @@ reply problem_reply(unsigned status, std::string_view sentence) {
     return answer;
 }
 
+reply too_much_reply(const std::string& detail, std::uint64_t seconds) {
+    reply answer = problem_reply(429, detail);
+    answer.headers.emplace_back("Retry-After", std::to_string(seconds));
+    return answer;
+}
+
 } // namespace gateway

@@ -9,6 +9,9 @@ namespace gateway {
 // on.
 reply problem_reply(unsigned status, std::string_view sentence);
 
+// 429: what is too much, and after how many seconds it may be asked again.
+reply too_much_reply(const std::string& detail, std::uint64_t seconds);
+
 // "Not Found" and the like.
 std::string_view status_title(unsigned status);
 

@@ -1,8 +1,11 @@
 // Lists, pictures, names, locks.
+#include "caller.h"
 #include "gateway/access/rights.h"
+#include "gateway/audit/history_keeper.h"
 #include "gateway/http/http_text.h"
 #include "gateway/settings/limits.h"
 #include "handlers.h"
+#include "history_notes.h"
 #include "json_reading.h"
 #include "problem.h"
 #include "router_limits.h"
@@ -42,13 +45,23 @@ bool has_tag(std::string_view shown, std::string_view etag) {
 reply naming_reply(const take_ending& ending, const json& named) {
     switch (ending.kind) {
     case take_ending::kind::too_many:
-        return problem_reply(429, ending.reason);
+        return too_much_reply(ending.reason, 1);
     case take_ending::kind::unavailable:
         return problem_reply(503, ending.reason);
     case take_ending::kind::answered:
         break;
     }
     return ending.answer.error.empty() ? json_reply(202, named) : problem_reply(503, ending.answer.error);
+}
+
+void note_naming(api_world& world, history_entry entry, const take_ending& ending) {
+    const bool handed_on = ending.kind == take_ending::kind::answered && ending.answer.error.empty();
+    entry.result = handed_on ? "handed on" : "unavailable";
+    entry.reason = ending.kind == take_ending::kind::answered ? ending.answer.error : ending.reason;
+    if (handed_on)
+        world.history.note(std::move(entry));
+    else
+        world.history.refused(std::move(entry));
 }
 
 void rename(api_world& world, const incoming_call& incoming, const answer_function& answer, bool output) {
@@ -60,8 +73,10 @@ void rename(api_world& world, const incoming_call& incoming, const answer_functi
     if (number == 0)
         return answer(no_such_place(output ? "output" : "input", last));
     if (const std::string problem = rename_problem(*incoming->who, router->name, output, number);
-        !problem.empty())
+        !problem.empty()) {
+        note_refusal(world, *incoming, problem);
         return answer(problem_reply(403, problem));
+    }
     if (const std::string problem = members_problem(incoming->body, {"name"}); !problem.empty())
         return answer(problem_reply(422, problem));
     const auto name = incoming->body.find("name");
@@ -70,10 +85,37 @@ void rename(api_world& world, const incoming_call& incoming, const answer_functi
         return answer(problem_reply(422, "\"name\" has to be a text of up to " +
                                              std::to_string(vrdx::picture_name_limit) +
                                              " bytes without control characters."));
+    history_entry entry = entry_of_call(world, *incoming);
+    (output ? entry.output : entry.input) = number;
+    const auto place = static_cast<std::size_t>(number - 1);
+    entry.before = output ? router->picture.outputs[place].name : router->picture.inputs[place].name;
+    entry.after = name->get<std::string>();
     world.routers.rename(router->name, lane_of(*incoming->who), output, number, name->get<std::string>(),
-                         [answer, named = json{{"name", *name}}](const take_ending& ending) {
+                         [&world, answer, entry, named = json{{"name", *name}}](const take_ending& ending) {
+                             note_naming(world, entry, ending);
                              answer(naming_reply(ending, named));
                          });
+}
+
+std::string state_of_lock(const output_lock* lock) {
+    return lock == nullptr ? "free" : std::string(lock_word(lock->state)) + " of " + lock->owner;
+}
+
+void note_lock(api_world& world, const call& incoming, int output, const std::string& before,
+               const lock_answer& done) {
+    history_entry entry = entry_of_call(world, incoming);
+    const output_lock* now = world.locks.of(entry.router, output);
+    entry.output = output;
+    entry.before = before;
+    entry.result = done.result == lock_answer::kind::done ? "done" : "refused";
+    if (done.result == lock_answer::kind::done) {
+        entry.after = state_of_lock(now);
+        entry.reason = now == nullptr ? "" : now->reason;
+        world.history.note(std::move(entry));
+    } else if (done.result != lock_answer::kind::unchanged) {
+        entry.reason = done.problem;
+        world.history.refused(std::move(entry));
+    }
 }
 
 unsigned status_of(lock_answer::kind result) {
@@ -89,10 +131,43 @@ unsigned status_of(lock_answer::kind result) {
     }
 }
 
+struct lock_request {
+    int output;
+    lock_order order;
+    std::string reason;
+};
+
+// False: another program writes, and it may be asked again, because it is not the last time.
+bool set_lock(api_world& world, const incoming_call& incoming, const lock_request& wish,
+              const answer_function& answer, bool last) {
+    const shown_router* router = incoming->router(world); // it may have gone meanwhile
+    if (router == nullptr) {
+        answer(no_such_router());
+        return true;
+    }
+    const std::string before = state_of_lock(world.locks.of(router->name, wish.output));
+    const lock_answer done = world.locks.set(router->name, wish.output, wish.order, *incoming->who,
+                                             wish.reason, seconds_since_1970());
+    if (done.result == lock_answer::kind::busy && !last)
+        return false;
+    note_lock(world, *incoming, wish.output, before, done);
+    if (!done.problem.empty()) {
+        answer(problem_reply(status_of(done.result), done.problem));
+        return true;
+    }
+    answer(json_reply(
+        200, {{"output", wish.output}, {"lock", lock_json(world.locks.of(router->name, wish.output))}}));
+    return true;
+}
+
 } // namespace
 
 std::string lane_of(const token& who) {
     return std::to_string(who.id);
+}
+
+take_asker asker_of(const api_world& world, const call& incoming) {
+    return {*incoming.who, lane_of(*incoming.who), caller_address(world.now, incoming.asked)};
 }
 
 int number_in_path(const call& incoming, std::size_t last) {
@@ -164,14 +239,13 @@ void lock_output(api_world& world, const incoming_call& incoming, const answer_f
         return answer(problem_reply(422, "\"reason\" has to be a text of up to " +
                                              std::to_string(lock_reason_limit) +
                                              " bytes without control characters."));
-    const lock_answer done = world.locks.set(
-        router->name, output, *order, *incoming->who,
-        reason == body.end() ? std::string() : reason->get<std::string>(), seconds_since_1970());
-    if (!done.problem.empty())
-        return answer(problem_reply(status_of(done.result), done.problem));
-    if (done.result == lock_answer::kind::done)
-        world.events.lock_changed(*router, output);
-    answer(json_reply(200, {{"output", output}, {"lock", lock_json(world.locks.of(router->name, output))}}));
+    if (std::optional<reply> refusal = too_many_writes(world, *incoming->who))
+        return answer(std::move(*refusal));
+    const lock_request wish{output, *order,
+                            reason == body.end() ? std::string() : reason->get<std::string>()};
+    write_patiently(world, [&world, incoming, answer, wish](bool last_time) {
+        return set_lock(world, incoming, wish, answer, last_time);
+    });
 }
 
 } // namespace gateway

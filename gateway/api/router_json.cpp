@@ -1,6 +1,7 @@
 #include "router_json.h"
 
 #include "time_text.h"
+#include "user_names.h"
 
 namespace gateway {
 
@@ -20,7 +21,7 @@ json properties_json(const std::vector<vrdx::place_property>& properties) {
 json taker_json(const std::optional<vrdx::last_taker>& taken) {
     if (!taken)
         return nullptr;
-    return {{"user", taken->user}, {"process", taken->process}, {"by", taken->by}};
+    return who_json(taken->user, taken->process, taken->by);
 }
 
 std::size_t place(int number) {
@@ -39,6 +40,14 @@ json sources_json(bool split_levels, const vrdx::level_sources& sources) {
     return {{"all", source_json(sources.video != vrdx::source_unknown ? sources.video : sources.audio)}};
 }
 
+json who_json(std::uint64_t user, std::uint64_t process, const std::string& by) {
+    const std::string& name = names_of_users().of(user);
+    return {{"user", user},
+            {"user_name", name.empty() ? json(nullptr) : json(name)},
+            {"process", process},
+            {"by", by}};
+}
+
 json lock_json(const output_lock* lock) {
     if (lock == nullptr)
         return nullptr;
@@ -53,15 +62,24 @@ json input_json(const vrdx::router_picture& picture, int number) {
     return {{"number", number}, {"name", input.name}, {"properties", properties_json(input.properties)}};
 }
 
-json output_json(const vrdx::router_picture& picture, int number, const output_lock* lock) {
+json output_json(const shown_router& router, int number, const output_lock* lock) {
+    const vrdx::router_picture& picture = router.picture;
     const vrdx::picture_output& output = picture.outputs[place(number)];
+    const auto earlier = router.earlier.of(number);
     return {{"number", number},
             {"name", output.name},
             {"sources", sources_json(picture.split_levels, output.sources)},
+            {"previous", earlier ? sources_json(picture.split_levels, *earlier) : json(nullptr)},
             {"pending", output.waits_ms.has_value()},
             {"taken_by", taker_json(output.taken)},
             {"lock", lock_json(lock)},
             {"properties", properties_json(output.properties)}};
+}
+
+json last_error_json(const shown_router& router) {
+    if (!router.last_error)
+        return nullptr;
+    return {{"time", rfc3339(router.last_error->time_ms)}, {"text", router.last_error->text}};
 }
 
 json router_row_json(const shown_router& router) {
@@ -70,7 +88,8 @@ json router_row_json(const shown_router& router) {
             {"reason", router.reason},
             {"inputs", router.picture.inputs.size()},
             {"outputs", router.picture.outputs.size()},
-            {"levels", levels_json(router.picture)}};
+            {"levels", levels_json(router.picture)},
+            {"last_error", last_error_json(router)}};
 }
 
 json picture_json(const shown_router& router, const router_locks* locks) {
@@ -83,7 +102,7 @@ json picture_json(const shown_router& router, const router_locks* locks) {
         if (locks != nullptr)
             if (const auto found = locks->find(number); found != locks->end())
                 lock = &found->second;
-        outputs.push_back(output_json(picture, number, lock));
+        outputs.push_back(output_json(router, number, lock));
     }
     return {{"type", "picture"},
             {"router", router.name},

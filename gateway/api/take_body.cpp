@@ -65,10 +65,9 @@ bool read_sources(const json& take, output_wish* wish, std::string* problem) {
     return true;
 }
 
-bool read_take(const json& take, output_wish* wish, std::string* problem) {
-    *problem = members_problem(take, {"output", "input", "sources"});
-    if (!problem->empty())
-        return false;
+} // namespace
+
+bool read_output_wish(const json& take, output_wish* wish, std::string* problem) {
     const auto output = take.find("output");
     const auto number =
         output == take.end() ? std::nullopt : number_of(*output, 1, vrdx::picture_outputs_limit);
@@ -80,7 +79,7 @@ bool read_take(const json& take, output_wish* wish, std::string* problem) {
     return read_sources(take, wish, problem);
 }
 
-bool read_manner(const json& body, takes_wish* wish, std::string* problem) {
+bool read_manner(const json& body, unsigned* within_ms, bool* all_or_nothing, std::string* problem) {
     if (const auto within = body.find("within"); within != body.end()) {
         const auto number = number_of(*within, vrdx::take_within_shortest_ms, vrdx::take_within_longest_ms);
         if (!number) {
@@ -88,24 +87,22 @@ bool read_manner(const json& body, takes_wish* wish, std::string* problem) {
                        " to " + std::to_string(vrdx::take_within_longest_ms) + ".";
             return false;
         }
-        wish->within_ms = static_cast<unsigned>(*number);
+        *within_ms = static_cast<unsigned>(*number);
     }
     if (const auto all = body.find("all_or_nothing"); all != body.end()) {
         if (!all->is_boolean()) {
             *problem = "\"all_or_nothing\" has to be true or false.";
             return false;
         }
-        wish->all_or_nothing = all->get<bool>();
+        *all_or_nothing = all->get<bool>();
     }
     return true;
 }
 
-} // namespace
-
 std::optional<takes_wish> read_takes(const json& body, std::string* problem) {
     *problem = members_problem(body, {"takes", "within", "all_or_nothing"});
     takes_wish wish;
-    if (!problem->empty() || !read_manner(body, &wish, problem))
+    if (!problem->empty() || !read_manner(body, &wish.within_ms, &wish.all_or_nothing, problem))
         return std::nullopt;
     const auto takes = body.find("takes");
     if (takes == body.end() || !takes->is_array() || takes->empty() ||
@@ -117,7 +114,8 @@ std::optional<takes_wish> read_takes(const json& body, std::string* problem) {
     std::set<int> outputs;
     for (const json& each : *takes) {
         output_wish& added = wish.takes.emplace_back();
-        if (!read_take(each, &added, problem))
+        *problem = members_problem(each, {"output", "input", "sources"});
+        if (!problem->empty() || !read_output_wish(each, &added, problem))
             return std::nullopt;
         if (!outputs.insert(added.output).second) {
             *problem =

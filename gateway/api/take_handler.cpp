@@ -29,12 +29,10 @@ unsigned status_of(takes_answer::kind ended) {
 }
 
 reply reply_of(const takes_answer& answered) {
-    if (answered.ended != takes_answer::kind::answered) {
-        reply answer = problem_reply(status_of(answered.ended), answered.problem);
-        if (answered.ended == takes_answer::kind::too_many)
-            answer.headers.emplace_back("Retry-After", "1");
-        return answer;
-    }
+    if (answered.ended == takes_answer::kind::too_many)
+        return too_much_reply(answered.problem, 1);
+    if (answered.ended != takes_answer::kind::answered)
+        return problem_reply(status_of(answered.ended), answered.problem);
     json results = json::array();
     for (const output_answer& output : answered.outputs)
         results.push_back(result_json(output, answered.split_levels));
@@ -46,7 +44,7 @@ void do_takes(api_world& world, const incoming_call& incoming, const answer_func
     const auto wish = read_takes(incoming->body, &problem);
     if (!wish)
         return answer(problem_reply(422, problem));
-    world.takes.take(incoming->parts[0], *incoming->who, lane_of(*incoming->who), *wish,
+    world.takes.take(incoming->parts[0], asker_of(world, *incoming), *wish,
                      [answer](const takes_answer& answered) { answer(reply_of(answered)); });
 }
 
@@ -105,7 +103,8 @@ void take_outputs(api_world& world, const incoming_call& incoming, const answer_
             problem_reply(422, "This Idempotency-Key was used with another request; use a new one."));
     case key_state::full:
         return answer(
-            problem_reply(429, "Too many Idempotency-Keys are kept; try again in a minute, or without one."));
+            too_much_reply("Too many Idempotency-Keys are kept; try again in a minute, or without one.",
+                           idempotency_time_ms / 1000));
     case key_state::wrong_key:
         return answer(problem_reply(400, "An Idempotency-Key has 1 to 128 printable ASCII characters."));
     }

@@ -4,6 +4,7 @@
 
 #include "any_stream.h"
 #include "server_core.h"
+#include "tcp_facts.h"
 
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/string_body.hpp>
@@ -35,7 +36,12 @@ private:
 
     void read();
     void write();
+    void look_for_life(clock::time_point now);
+    void ping();
     void look_at_what_it_sends(clock::time_point now);
+    int socket() {
+        return stream_.next_layer().raw().native_handle();
+    }
 
     std::shared_ptr<server_core> core_;
     boost::beast::websocket::stream<any_stream, false> stream_; // false: never compressed
@@ -43,8 +49,11 @@ private:
     step step_ = step::handshake;
     bool begun_ = false;                                    // the source was told
     std::shared_ptr<const std::string> text_;               // being written; null: none
-    clock::time_point deadline_ = clock::time_point::max(); // of the handshake, the text, the close
-    std::array<char, 128> unwanted_{};                      // what the peer says
+    clock::time_point deadline_ = clock::time_point::max(); // of the handshake, the close
+    tcp_facts seen_;                                        // at the last look for life
+    clock::time_point next_look_, lived_, next_ping_;
+    bool pings_ = false;               // one is on its way out
+    std::array<char, 128> unwanted_{}; // what the peer says
     clock::time_point window_end_;
     std::uint64_t window_begin_bytes_ = 0;
 };

@@ -116,6 +116,7 @@ void http_connection::send(reply answer) {
     }
     const unsigned version = parser_ && parser_->is_header_done() ? parser_->get().version() : 11;
     response_.emplace(static_cast<http::status>(answer.status), version);
+    response_->set(http::field::server, server_name);
     response_->set(http::field::date, core_->date());
     const bool has_no_body = answer.status == 204 || answer.status == 304;
     for (const auto& [name, value] : answer.headers)

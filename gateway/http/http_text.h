@@ -6,6 +6,8 @@
 
 namespace gateway {
 
+constexpr const char* server_name = "vrdx_gateway"; // of each answer
+
 // ASCII letters made small.
 std::string small_letters(std::string_view text);
 

@@ -6,10 +6,12 @@
 
 namespace gateway {
 
-std::uint64_t received_bytes(int socket) {
-    tcp_info info{};
+tcp_facts facts_of(int socket) {
+    tcp_info info{}; // an older kernel fills in less of it
     socklen_t size = sizeof(info);
-    return getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &size) == 0 ? info.tcpi_bytes_received : 0;
+    if (getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &size) != 0)
+        return {};
+    return {info.tcpi_bytes_received, info.tcpi_bytes_acked, info.tcpi_snd_wnd, info.tcpi_notsent_bytes > 0};
 }
 
 void limit_unsent_bytes(int socket, int bytes) {

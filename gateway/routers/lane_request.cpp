@@ -27,12 +27,15 @@ lane_request take_lane_request(const vrdx::take_order& order, take_done done) {
     return request;
 }
 
-lane_request rename_lane_request(bool output, int number, const std::string& name, take_done done) {
+lane_request rename_lane_request(const std::vector<new_name>& names, take_done done) {
     lane_request request;
-    const std::string setting = (output ? "output." : "input.") + std::to_string(number) + ".name";
     comm_socket_v4_packet_begin_writing(&request.packet, 0, "router set", nullptr);
     comm_socket_v4_packet_write_argv_end(&request.packet);
-    comm_socket_v4_packet_write_nv_pair(&request.packet, setting, name);
+    for (const new_name& each : names) {
+        const std::string setting =
+            (each.output ? "output." : "input.") + std::to_string(each.number) + ".name";
+        comm_socket_v4_packet_write_nv_pair(&request.packet, setting, each.name);
+    }
     comm_socket_v4_packet_write_end(&request.packet);
     request.deadline = monotonic_us() + rename_answer_us;
     request.done = std::move(done);

@@ -19,7 +19,7 @@ struct lane_request {
 
 // order_problem() must have nothing against the order.
 lane_request take_lane_request(const vrdx::take_order& order, take_done done);
-lane_request rename_lane_request(bool output, int number, const std::string& name, take_done done);
+lane_request rename_lane_request(const std::vector<new_name>& names, take_done done);
 
 // The driver answered it.
 take_ending answered(const lane_request& request, const comm_socket_v4_packet& reply);

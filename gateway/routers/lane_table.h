@@ -15,7 +15,8 @@ class lane_table {
 public:
     explicit lane_table(boost::asio::io_context& loop) : loop_(loop) {}
 
-    // The lane's way to the router, made when there is none; null when all lane_connections_limit are in use.
+    // The lane's way to the router, made when there is none; null when all connections are in use that are
+    // there for this lane.
     take_lane* way(std::string_view router, const std::string& lane, const std::string& socket_path);
 
     void look_at_clock(std::uint64_t now);
@@ -26,12 +27,17 @@ public:
     [[nodiscard]] std::size_t size() const {
         return ways_.size();
     }
+    // Without an ending, of all lanes.
+    [[nodiscard]] std::size_t open_requests() const;
 
 private:
-    bool make_room();
+    using router_and_lane = std::pair<std::string, std::string>;
+    [[nodiscard]] std::size_t ways_of(const std::string& lane) const;
+    bool has_room_for(const std::string& lane) const;
+    bool make_room(const std::string& lane, bool of_this_lane_alone);
 
     boost::asio::io_context& loop_;
-    std::map<std::pair<std::string, std::string>, std::unique_ptr<take_lane>> ways_; // by router and lane
+    std::map<router_and_lane, std::unique_ptr<take_lane>> ways_;
 };
 
 } // namespace gateway

@@ -61,8 +61,8 @@ public:
     void tick();
     void tell(const router_news& news);
     void take(const router_link* link, const std::string& lane, vrdx::take_order order, take_done done);
-    void rename(const router_link* link, const std::string& lane, bool output, int number,
-                const std::string& name, take_done done);
+    void rename(const router_link* link, const std::string& lane, const std::vector<new_name>& names,
+                take_done done);
     void send(const router_link& link, const std::string& lane, lane_request request);
     void end(take_done done, take_ending ending);
 
@@ -189,19 +189,24 @@ void router_board::parts::take(const router_link* link, const std::string& lane,
     }
 }
 
-void router_board::parts::rename(const router_link* link, const std::string& lane, bool output, int number,
-                                 const std::string& name, take_done done) {
+void router_board::parts::rename(const router_link* link, const std::string& lane,
+                                 const std::vector<new_name>& names, take_done done) {
     const std::string refused = refusal(link);
     if (!refused.empty()) {
         end(std::move(done), unavailable(refused));
         return;
     }
-    std::string problem = number_problem(link->shown(), output, number);
-    if (problem.empty() && (name.size() > vrdx::picture_name_limit || name.find('\0') != std::string::npos))
-        problem =
-            "A name has at most " + std::to_string(vrdx::picture_name_limit) + " bytes, none of them zero.";
+    std::string problem;
+    for (const new_name& each : names) {
+        if (problem.empty())
+            problem = number_problem(link->shown(), each.output, each.number);
+        if (problem.empty() &&
+            (each.name.size() > vrdx::picture_name_limit || each.name.find('\0') != std::string::npos))
+            problem = "A name has at most " + std::to_string(vrdx::picture_name_limit) +
+                      " bytes, none of them zero.";
+    }
     if (problem.empty())
-        send(*link, lane, rename_lane_request(output, number, name, std::move(done)));
+        send(*link, lane, rename_lane_request(names, std::move(done)));
     else
         end(std::move(done), wrong(problem));
 }
@@ -212,8 +217,8 @@ void router_board::parts::send(const router_link& link, const std::string& lane,
         way->ask(std::move(request));
     else
         end(std::move(request.done),
-            too_many("All " + std::to_string(lane_connections_limit) +
-                     " connections for takes are in use; try again a moment later."));
+            too_many("Requests to so many routers wait for an answer that no further one can be asked; try "
+                     "again when some are answered."));
 }
 
 // --- what others call --------------------------------------------------------------------------------------
@@ -300,10 +305,31 @@ void router_board::take(std::string_view router, const std::string& lane, vrdx::
 
 void router_board::rename(std::string_view router, const std::string& lane, bool output, int number,
                           const std::string& name, take_done done) {
-    if (parts_->is_other(router))
-        parts_->others_->rename(router, lane, output, number, name, std::move(done));
+    rename_all(router, lane, {{output, number, name}}, std::move(done));
+}
+
+void router_board::rename_all(std::string_view router, const std::string& lane,
+                              const std::vector<new_name>& names, take_done done) {
+    if (!parts_->is_other(router))
+        parts_->rename(parts_->link(router), lane, names, std::move(done));
+    else if (names.size() == 1)
+        parts_->others_->rename(router, lane, names[0].output, names[0].number, names[0].name,
+                                std::move(done));
     else
-        parts_->rename(parts_->link(router), lane, output, number, name, std::move(done));
+        parts_->end(std::move(done), wrong("Names of another site's router are set one at a time."));
+}
+
+// Each router holds a share of `all`; the last one that lets go of its own ends the question.
+void router_board::ask_figures(std::function<void()> done) {
+    boost::asio::io_context& loop = parts_->loop_;
+    const std::shared_ptr<void> all(
+        nullptr, [&loop, called = std::move(done)](void*) { boost::asio::post(loop, called); });
+    for (const auto& [name, link] : parts_->links_)
+        link->ask_figures(all);
+}
+
+std::size_t router_board::open_requests() const {
+    return parts_->lanes_.open_requests();
 }
 
 void router_board::drop_lane(const std::string& lane) {

@@ -79,6 +79,18 @@ public:
     // not answered is answered with `error` saying so.
     void rename(std::string_view router, const std::string& lane, bool output, int number,
                 const std::string& name, take_done done);
+    // The same for several names, in one request: when one of them is wrong, none is sent. A router of
+    // another site takes one name at a time; several are refused.
+    void rename_all(std::string_view router, const std::string& lane, const std::vector<new_name>& names,
+                    take_done done);
+
+    // Asks the drivers of all routers of this host whose picture is true for their figures. `done` is called
+    // once, from the loop and not before this returns: when each of them has answered, or its connection
+    // ended. One that is silent may take until it is shown as stale, so whoever waits sets an end of its own.
+    void ask_figures(std::function<void()> done);
+
+    // Requests of all lanes that have no ending yet.
+    [[nodiscard]] std::size_t open_requests() const;
 
     // Closes the lane's connections; its takes end as after a connection that broke.
     void drop_lane(const std::string& lane);

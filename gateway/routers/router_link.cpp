@@ -1,7 +1,6 @@
 #include "gateway/routers/router_link.h"
 
 #include "gateway/routers/board_limits.h"
-#include "gateway/routers/gathered_news.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -13,19 +12,6 @@ namespace gateway {
 namespace {
 
 constexpr std::size_t kept_buffer_bytes = 16384; // what a large picture needed beyond it is given back
-
-std::string doubt_about(vrdx::watch_step step) {
-    switch (step) {
-    case vrdx::watch_step::gap:
-        return "Changes are missing in what the driver tells; its picture is read anew.";
-    case vrdx::watch_step::other_epoch:
-        return "The driver tells numbers of another start of itself; its picture is read anew.";
-    case vrdx::watch_step::malformed:
-    case vrdx::watch_step::told:
-        break;
-    }
-    return "The driver tells what cannot be read; its picture is read anew.";
-}
 
 } // namespace
 
@@ -71,7 +57,14 @@ void router_link::look_at_clock(std::uint64_t now) {
         show({router_state::stale, "The driver is there and has said nothing for more than 7 seconds."});
     } else if ((whole_us_ == 0 || gathering_) && now > gathering_us_ + reading_limit_us) {
         doubt("The driver does not come to the end of its picture; it is read anew.");
+    } else {
+        move(); // asks what is due
     }
+}
+
+void router_link::ask_figures(figures_question::asker waiting) {
+    if (is_picture_true(shown_.state) && figures_.ask(&connection_, std::move(waiting)))
+        move();
 }
 
 void router_link::stop() {
@@ -124,10 +117,17 @@ void router_link::move() {
         connection_ended();
         return;
     }
+    ask_further();
     if (connection_.received.empty() && connection_.received.capacity() > kept_buffer_bytes)
         connection_.received.shrink_to_fit();
     if (!wait_.follow(connection_.fd, vrdx::poll_events(connection_)))
         doubt("The system does not let the gateway wait for what the driver tells.");
+}
+
+// Written when there is room for it.
+void router_link::ask_further() {
+    if (whole_us_ != 0 && !gathering_)
+        questions_.ask(&connection_, monotonic_us());
 }
 
 void router_link::connection_ended() {
@@ -168,104 +168,9 @@ void router_link::leave() {
     silent_ = false;
     gathering_ = false;
     watch_ = {};
-}
-
-// --- what it tells -----------------------------------------------------------------------------------------
-
-// False when the connection was given up for it.
-bool router_link::read(const vrdx::incoming_packet& packet) {
-    heard_us_ = monotonic_us();
-    silent_ = false;
-    if (packet.kind == vrdx::packet_kind::pushed)
-        return read_pushed(packet.packet);
-    return begin(packet.packet);
-}
-
-bool router_link::begin(const comm_socket_v4_packet& reply) {
-    if (vrdx::is_error(reply)) {
-        doubt(sentence_with("The driver does not let the gateway watch", vrdx::error_text(reply)));
-        return false;
-    }
-    if (vrdx::begin_watch(&watch_, reply, heard_us_) == vrdx::watch_step::malformed) {
-        doubt(doubt_about(vrdx::watch_step::malformed));
-        return false;
-    }
-    gather(true);
-    const vrdx::router_picture& before = shown_.picture;
-    if (before.epoch == watch_.picture.epoch && before.last_take < watch_.picture.last_take)
-        gathered_.takes_lost = watch_.picture.last_take - before.last_take;
-    show(state_now()); // it is no longer silent
-    return true;
-}
-
-// What is told in many packets is shown once it is whole.
-void router_link::gather(bool anew) {
-    gathering_ = true;
-    gathering_us_ = heard_us_;
-    anew_ = anew;
-    gathered_ = {};
-}
-
-bool router_link::read_pushed(const comm_socket_v4_packet& pushed) {
-    if (!gathering_ && watch_.begun && goes_on_in_further_packets(pushed)) {
-        watch_.picture = shown_.picture;
-        gather(false);
-    }
-    vrdx::watch_news told;
-    if (!gathering_)
-        std::swap(watch_.picture, shown_.picture);
-    const vrdx::watch_step step = vrdx::add_news(&watch_, pushed, heard_us_, &told);
-    if (!gathering_)
-        std::swap(watch_.picture, shown_.picture);
-    if (step != vrdx::watch_step::told) {
-        doubt(doubt_about(step));
-        return false;
-    }
-    router_news news;
-    const bool other_picture = is_change(pushed) && add_change(told, &news);
-    news.takes = std::move(told.takes);
-    news.takes_lost += told.takes_lost;
-    show(state_now(), std::move(news), other_picture);
-    return true;
-}
-
-// True when what is shown has changed with it.
-bool router_link::add_change(const vrdx::watch_news& told, router_news* news) {
-    add_places(&gathered_.places, told.picture);
-    if (!told.complete)
-        return false;
-    if (gathering_)
-        shown_.picture = std::exchange(watch_.picture, {});
-    *news = std::exchange(gathered_, {});
-    news->whole = (gathering_ && anew_) || news->places.sizes;
-    if (gathering_ && anew_) {
-        whole_us_ = heard_us_;
-        doubted_ = false;
-    }
-    gathering_ = false;
-    return true;
-}
-
-state_and_reason router_link::state_now() const {
-    if (whole_us_ != 0)
-        return state_of(shown_.picture);
-    if (doubted_)
-        return {shown_.state, shown_.reason};
-    return {router_state::reading, "The driver's picture is being read."};
-}
-
-void router_link::show(const state_and_reason& now, router_news news, bool other_picture) {
-    news.state_changed = now.state != shown_.state || now.reason != shown_.reason;
-    news.appeared = !std::exchange(announced_, true);
-    const bool changed = news.state_changed || news.appeared || news.gone || other_picture;
-    if (!changed && news.takes.empty() && news.takes_lost == 0)
-        return;
-    shown_.state = now.state;
-    shown_.reason = now.reason;
-    if (changed)
-        shown_.version = ++*versions_;
-    news.router = &shown_;
-    tell_(std::move(news));
+    questions_.connection_ended();
+    shown_.figures.reset();
+    figures_.end();
 }
 
 } // namespace gateway

@@ -15,6 +15,7 @@
 #include "gateway/routers/loop_timer.h"
 #include "gateway/routers/router_places.h"
 #include "gateway/routers/shown_router.h"
+#include "gateway/routers/watch_questions.h"
 
 #include <functional>
 #include <string>
@@ -46,6 +47,9 @@ public:
     bool stands_at(const router_place& place);
     // Looks for silence, at `now`.
     void look_at_clock(std::uint64_t now);
+    // Asks for `figures` when the picture is true. `waiting` is let go of when they are there, or will not
+    // be.
+    void ask_figures(figures_question::asker waiting);
     // Closes the connection and goes on no more.
     void stop();
     // Neither item nor socket is left: tells so.
@@ -57,6 +61,9 @@ private:
     bool read(const vrdx::incoming_packet& packet);
     bool begin(const comm_socket_v4_packet& reply);
     bool read_pushed(const comm_socket_v4_packet& pushed);
+    void read_answer(const watch_answer& answer);
+    void note_sources(const router_news& news);
+    void ask_further();
     void gather(bool anew);
     bool add_change(const vrdx::watch_news& told, router_news* news);
     void could_not_connect();
@@ -80,7 +87,9 @@ private:
     bool anew_ = false; // what is gathered is the whole picture, not a change in many packets
     router_news gathered_;
     std::uint64_t gathering_us_ = 0; // when that began
+    figures_question figures_;
 
+    watch_questions questions_;
     bool doubted_ = false; // what it told did not fit; trusted again when the picture is whole
     bool silent_ = false;
     std::uint64_t heard_us_ = 0; // when something came last

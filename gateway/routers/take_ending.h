@@ -39,6 +39,12 @@ struct take_ending {
     std::vector<owner_answer> owner_answers;
 };
 
+struct new_name {
+    bool output = false; // else of an input
+    int number = 0;      // from 1
+    std::string name;
+};
+
 using take_done = std::function<void(take_ending)>;
 
 } // namespace gateway

@@ -22,6 +22,10 @@ take_lane::~take_lane() {
     vrdx::close_connection(&connection_);
 }
 
+std::size_t take_lane::open_requests() const {
+    return waiting_.size() + sent_.size();
+}
+
 bool take_lane::is_idle() const {
     return waiting_.empty() && sent_.empty();
 }
@@ -35,7 +39,7 @@ std::uint64_t take_lane::used_us() const {
 }
 
 void take_lane::ask(lane_request request) {
-    const std::size_t requests = waiting_.size() + sent_.size();
+    const std::size_t requests = open_requests();
     const std::size_t outputs = open_outputs_ + request.outputs.size();
     open_outputs_ = outputs; // end() takes them off again
     used_us_ = monotonic_us();

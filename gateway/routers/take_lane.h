@@ -34,6 +34,7 @@ public:
     // The same, because another driver stands at the path. What was not sent goes to that one.
     void driver_exchanged();
 
+    [[nodiscard]] std::size_t open_requests() const;
     [[nodiscard]] bool is_idle() const;
     // True when nothing was open since then.
     [[nodiscard]] bool is_idle_since(std::uint64_t us) const;

@@ -114,6 +114,17 @@ void add_token_commands(CLI::App* app, command_line* line) {
     add_text(remove, "NAME", &line->token_name, "Its name")->required();
 }
 
+void add_backup_commands(CLI::App* app, command_line* line) {
+    const auto add = [&](const char* name, const char* help, const char* file_help) {
+        CLI::App* const command = app->add_subcommand(name, help);
+        add_places(command, line);
+        add_text(command, "FILE", &line->backup_file, file_help)->required();
+    };
+    add("backup", "Writes tokens, locks and history into a file, also while the gateway runs",
+        "Is made, and must not be there yet");
+    add("restore", "Puts them back; the gateway must not run", "As backup wrote it");
+}
+
 void build(CLI::App* app, command_line* line, bool* check_config) {
     app->name("vrdx_gateway");
     app->footer(exit_codes_help);
@@ -131,9 +142,14 @@ void build(CLI::App* app, command_line* line, bool* check_config) {
         ->check(CLI::Range(0, 1048576).description(""))
         ->type_name("N");
     add_token_commands(app, line);
+    add_backup_commands(app, line);
 }
 
 wanted wanted_by(const CLI::App& app, bool check_config) {
+    if (app.got_subcommand("backup"))
+        return wanted::backup;
+    if (app.got_subcommand("restore"))
+        return wanted::restore;
     if (!app.got_subcommand("token"))
         return check_config ? wanted::check_config : wanted::serve;
     const CLI::App* const token = app.get_subcommand("token");

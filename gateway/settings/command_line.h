@@ -19,6 +19,8 @@ enum class wanted {
     token_add,
     token_list,
     token_remove,
+    backup,
+    restore,
     nothing, // help, version or a wrong command line: all is said, end with exit_code
 };
 
@@ -34,6 +36,8 @@ struct command_line {
     std::string token_name, token_role;
     std::vector<std::string> token_routers;
     std::optional<std::string> token_outputs, token_inputs;
+
+    std::string backup_file; // of backup and restore
 };
 
 command_line read_command_line(int argc, const char* const* argv, std::ostream& out, std::ostream& err);

@@ -113,6 +113,17 @@ void check_listen(const sources& from, configuration* found) {
                               "key, insecure = true, or a loopback address");
 }
 
+// Behind a proxy stands everybody.
+void check_walls(const sources& from, configuration* found) {
+    const std::vector<std::string>& proxies = found->values.proxies;
+    for (const wall& each : found->values.walls)
+        for (const std::string& address : each.addresses)
+            if (std::find(proxies.begin(), proxies.end(), address) != proxies.end())
+                found->problems.push_back(from.of("wall.addresses") + ": " + address +
+                                          " is one of `proxies`, behind which others stand, too; possible: "
+                                          "the address that the proxy forwards");
+}
+
 void check_sites(const sources& from, configuration* found) {
     const site_settings& sites = found->values.sites;
     const auto tell = [&](const std::string& text) { found->problems.push_back(text); };
@@ -149,10 +160,10 @@ void complete_hosts(bool names_hosts, const sources& from, configuration* found)
     }
 }
 
-// The token command needs the state directory and nothing else.
-bool is_token_command(const command_line& line) {
+// These commands need the state directory and nothing else.
+bool is_state_command(const command_line& line) {
     return line.what == wanted::token_add || line.what == wanted::token_list ||
-           line.what == wanted::token_remove;
+           line.what == wanted::token_remove || line.what == wanted::backup || line.what == wanted::restore;
 }
 
 } // namespace
@@ -161,7 +172,7 @@ configuration read_configuration(const command_line& line) {
     configuration found;
     const std::string file = line.config.value_or(default_configuration);
     std::string text;
-    const bool is_told_state = is_token_command(line) && line.state && !line.config;
+    const bool is_told_state = is_state_command(line) && line.state && !line.config;
     const bool is_there = line.config || (!is_told_state && access(file.c_str(), F_OK) == 0);
     const std::string unread = is_there ? read_file(file, &text) : "";
     if (!unread.empty()) {
@@ -175,10 +186,11 @@ configuration read_configuration(const command_line& line) {
     sources from(file, std::move(told.lines));
     use_command_line(line, &found, &from);
     // What is not even understood by itself is not compared with the rest.
-    if (!found.problems.empty() || is_token_command(line))
+    if (!found.problems.empty() || is_state_command(line))
         return found;
     check_tls(from, &found);
     check_listen(from, &found);
+    check_walls(from, &found);
     check_sites(from, &found);
     complete_hosts(told.names_hosts, from, &found);
     return found;

@@ -1,9 +1,10 @@
 #include "configuration_file.h"
 
 #include "addresses.h"
-#include "configuration_values.h"
 #include "limits.h"
 #include "site_keys.h"
+#include "toml_values.h"
+#include "videohub_tables.h"
 
 #include <algorithm>
 #include <array>
@@ -48,23 +49,41 @@ std::string read_key(const toml::node& node, settings* values) {
     return read_path(node, &values->tls_key);
 }
 
-std::string read_insecure(const toml::node& node, settings* values) {
+std::string read_boolean(const toml::node& node, bool* boolean) {
     const auto* const value = node.as_boolean();
     if (value == nullptr)
         return wrong_type(node);
-    values->insecure = value->get();
+    *boolean = value->get();
+    return {};
+}
+
+std::string read_insecure(const toml::node& node, settings* values) {
+    return read_boolean(node, &values->insecure);
+}
+
+std::string read_role(const toml::node& node, role* right) {
+    const auto* const word = node.as_string();
+    if (word == nullptr)
+        return wrong_type(node);
+    const std::optional<role> known = role_of_word(word->get());
+    if (!known)
+        return "cannot be " + quoted(word->get());
+    *right = *known;
     return {};
 }
 
 std::string read_anonymous(const toml::node& node, settings* values) {
-    const auto* const word = node.as_string();
-    if (word == nullptr)
-        return wrong_type(node);
-    const std::optional<role> right = role_of_word(word->get());
-    if (!right)
-        return "cannot be " + quoted(word->get());
-    values->anonymous = *right;
-    return {};
+    return read_role(node, &values->anonymous);
+}
+
+// Of the wall that is being read, the last one.
+std::string read_wall_addresses(const toml::node& node, settings* values) {
+    return read_values<std::string>(node, wall_addresses_limit, plain_address,
+                                    &values->walls.back().addresses);
+}
+
+std::string read_wall_role(const toml::node& node, settings* values) {
+    return read_role(node, &values->walls.back().right);
 }
 
 std::string read_proxies(const toml::node& node, settings* values) {
@@ -72,8 +91,32 @@ std::string read_proxies(const toml::node& node, settings* values) {
 }
 
 constexpr const char* possible_site_name = "1 to 32 letters, digits, - and _";
+constexpr const char* possible_roles = "\"none\", \"view\", \"operate\", \"lock\", \"admin\"";
 
-constexpr std::array<known_key, 16> known_keys = {{
+// Nothing, or from the least that makes sense to the most.
+std::string read_number(const toml::node& node, std::int64_t least, std::int64_t most, std::int64_t* number) {
+    const auto* const value = node.as_integer();
+    if (value == nullptr)
+        return wrong_type(node);
+    if (value->get() != 0 && (value->get() < least || value->get() > most))
+        return "cannot be " + std::to_string(value->get());
+    *number = value->get();
+    return {};
+}
+
+std::string read_history_days(const toml::node& node, settings* values) {
+    return read_number(node, 1, history_longest_days, &values->history_days);
+}
+
+std::string read_history_bytes(const toml::node& node, settings* values) {
+    return read_number(node, history_least_bytes, history_most_bytes, &values->history_bytes);
+}
+
+std::string read_crosspoints(const toml::node& node, settings* values) {
+    return read_boolean(node, &values->metrics_crosspoints);
+}
+
+constexpr std::array known_keys = std::to_array<known_key>({
     {"listen", read_listen,
      "\"ADDRESS:PORT\" such as \"127.0.0.1:8400\" or \"[::1]:8400\", or an array of up to 16"},
     {"hosts", read_hosts,
@@ -84,8 +127,13 @@ constexpr std::array<known_key, 16> known_keys = {{
     {"tls.certificate", read_certificate, "a path that begins with /"},
     {"tls.key", read_key, "a path that begins with /"},
     {"insecure", read_insecure, "true, false"},
-    {"anonymous", read_anonymous, "\"none\", \"view\", \"operate\", \"lock\", \"admin\""},
+    {"anonymous", read_anonymous, possible_roles},
     {"proxies", read_proxies, "an address such as \"192.0.2.1\", or an array of up to 64"},
+    {"wall.addresses", read_wall_addresses, "an address such as \"192.0.2.1\", or an array of up to 64"},
+    {"wall.role", read_wall_role, possible_roles},
+    {"history.days", read_history_days, "1 to 3650, or 0 for no history"},
+    {"history.bytes", read_history_bytes, "16777216 to 109951162777600, or 0 for no history"},
+    {"metrics.crosspoints", read_crosspoints, "true, false"},
     {"site", read_site, possible_site_name},
     {"nats.servers", read_servers,
      "an address such as \"nats://127.0.0.1:4222\" or \"tls://broker.example:4222\", or an array of up to "
@@ -94,18 +142,33 @@ constexpr std::array<known_key, 16> known_keys = {{
     {"nats.tls", read_broker_tls, "true, false, a path that begins with /"},
     {"peer.site", read_peer_site, possible_site_name},
     {"peer.role", read_peer_role, "\"view\", \"operate\", \"lock\""},
-}};
-static_assert(listen_addresses_limit == 16 && hosts_limit == 64 && proxies_limit == 64);
+});
+static_assert(history_longest_days == 3650 && history_least_bytes == 16777216 &&
+              history_most_bytes == 109951162777600);
+static_assert(listen_addresses_limit == 16 && hosts_limit == 64 && proxies_limit == 64 &&
+              wall_addresses_limit == 64 && walls_limit == 64);
 static_assert(site_name_limit == 32 && servers_limit == 16 && peers_limit == 64);
 
+// Tables that may stand in the file once, and what is in each.
 struct known_table {
     const char* name;
-    const char* possible;
+    const char* keys;
 };
-constexpr std::array<known_table, 2> known_tables = {
-    {{"tls", "a table [tls] with certificate and key"},
-     {"nats", "a table [nats] with servers, credentials and tls"}}};
+
+constexpr std::array known_tables = {
+    known_table{"tls", "certificate and key"},
+    known_table{"history", "days and bytes"},
+    known_table{"metrics", "crosspoints"},
+    known_table{"nats", "servers, credentials and tls"},
+};
 constexpr const char* possible_peers = "up to 64 tables [[peer]] with site and role";
+constexpr const char* tables_in_arrays = "[[wall]], [[videohub]], [[peer]]";
+
+const known_table* find_table(const std::string& name) {
+    const auto* const found = std::find_if(known_tables.begin(), known_tables.end(),
+                                           [&name](const known_table& each) { return name == each.name; });
+    return found == known_tables.end() ? nullptr : found;
+}
 
 // The keys of a table ("" for the file itself), as a list for people.
 std::string keys_of(const std::string& table) {
@@ -117,9 +180,11 @@ std::string keys_of(const std::string& table) {
         if (name.starts_with(begin) && name.find('.', begin.size()) == std::string_view::npos)
             add(std::string(name.substr(begin.size())));
     }
-    if (table.empty())
-        for (const char* const each : {"[tls]", "[nats]", "[[peer]]"})
-            add(each);
+    if (table.empty()) {
+        for (const known_table& each : known_tables)
+            add(std::string("[") + each.name + "]");
+        add(tables_in_arrays);
+    }
     return list;
 }
 
@@ -131,19 +196,23 @@ public:
         for (const auto& [key, value] : table) {
             const std::string full = (name.empty() ? "" : name + ".") + std::string(key.str());
             const auto line = key.source().begin.line;
-            const auto table_known = std::find_if(known_tables.begin(), known_tables.end(),
-                                                  [&](const known_table& each) { return full == each.name; });
-            if (full == "peer") {
-                read_peers(value, line);
-            } else if (table_known == known_tables.end()) {
-                read_value(full, name, value, line);
-            } else if (value.is_table()) {
-                if (full == "nats") // looked at as a whole later
-                    told_->lines[full] = static_cast<unsigned>(line);
+            const known_table* const known = find_table(full);
+            if (known != nullptr && value.is_table()) {
+                told_->lines[full] = static_cast<unsigned>(line); // some are looked at as a whole later
                 read_table(*value.as_table(), full);
-            } else {
-                tell(value, full + " " + wrong_type(value) + "; possible: " + table_known->possible);
-            }
+            } else if (known != nullptr)
+                tell(value, full + " " + wrong_type(value) + "; possible: a table [" + full + "] with " +
+                                known->keys);
+            else if (full == "wall")
+                read_walls(value);
+            else if (full == "peer")
+                read_peers(value, line);
+            else if (full == "videohub")
+                read_videohub_tables(
+                    value, &told_->values.videohubs,
+                    [this](std::size_t where, const std::string& problem) { tell(where, problem); });
+            else
+                read_value(full, name, value, line);
         }
     }
 
@@ -154,6 +223,20 @@ public:
 private:
     void tell(const toml::node& where, const std::string& problem) {
         tell(where.source().begin.line, problem);
+    }
+
+    void read_walls(const toml::node& value) {
+        const toml::array* const several = value.as_array();
+        if (!value.is_array_of_tables() || several->size() > walls_limit)
+            return tell(value, "wall " + wrong_type(value) +
+                                   "; possible: up to 64 tables [[wall]], each with addresses and role");
+        for (const toml::node& each : *several) {
+            told_->values.walls.emplace_back();
+            const std::size_t problems = told_->problems.size();
+            read_table(*each.as_table(), "wall");
+            if (told_->values.walls.back().addresses.empty() && told_->problems.size() == problems)
+                tell(each, "a wall has no addresses; possible: addresses = [\"192.0.2.1\", ...]");
+        }
     }
 
     void read_peers(const toml::node& value, std::size_t line) {

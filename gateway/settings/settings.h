@@ -1,8 +1,10 @@
 // What the gateway is told: by its command line, by its configuration file, by its defaults, in this order.
 #pragma once
 
+#include "limits.h"
 #include "role.h"
 #include "site_settings.h"
+#include "videohub_settings.h"
 
 #include <cstdint>
 #include <string>
@@ -11,11 +13,12 @@
 
 namespace gateway {
 
-struct listen_address {
-    std::string address;    // IPv4 or IPv6, as numbers, IPv6 without brackets
-    std::uint16_t port = 0; // 0: the kernel chooses
+// Browsers that are known by where they stand: who asks from there without a token has this role.
+struct wall {
+    std::vector<std::string> addresses; // as inet_ntop() writes them
+    role right = role::view;
 
-    bool operator==(const listen_address&) const = default;
+    bool operator==(const wall&) const = default;
 };
 
 struct settings {
@@ -30,7 +33,13 @@ struct settings {
     std::string tls_key;
     bool insecure = false; // without TLS beyond this machine
     role anonymous = role::none;
+    bool metrics_crosspoints = false; // the crosspoints are among the figures
     std::vector<std::string> proxies; // addresses as inet_ntop() writes them
+    std::vector<wall> walls;
+    // How long, and how much of the disk; 0 of either: no history is kept.
+    std::int64_t history_days = history_usual_days;
+    std::int64_t history_bytes = history_usual_bytes;
+    std::vector<videohub_settings> videohubs;
 
     site_settings sites;
 
@@ -39,11 +48,8 @@ struct settings {
     }
 };
 
-// "127.0.0.1:8400", "[::1]:8400".
-std::string address_text(const listen_address& address);
-
-// True for an address that this machine alone reaches: 127.0.0.0/8, ::1.
-bool is_loopback(std::string_view address);
+// Of who asks without a token from this address: that of the first wall that has it, else `anonymous`.
+role role_without_token(const settings& now, std::string_view address);
 
 // The keys whose values differ and that a running gateway cannot take on: it has to be started anew for them.
 std::vector<std::string> keys_for_a_restart(const settings& before, const settings& now);

@@ -1,8 +1,8 @@
 // The keys of the configuration file that are about sites: `site`, those of [nats] and of [[peer]].
 #pragma once
 
-#include "configuration_values.h"
 #include "settings.h"
+#include "toml_values.h"
 
 namespace gateway {
 

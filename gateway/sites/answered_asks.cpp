@@ -23,7 +23,7 @@ takes_wish wish_of(const take_ask& ask) {
         output.audio = each.sources.audio;
         for (const vrdx::output_take& expected : ask.expect)
             if (expected.output == each.output)
-                output.expect = expected.sources;
+                output.only_if = expected.sources;
     }
     return wish;
 }
@@ -83,8 +83,9 @@ ask_answer answer_of(const take_ending& ending) {
 } // namespace
 
 answered_asks::answered_asks(message_way& way, router_board& routers, take_desk& desk,
-                             const site_settings& settings, std::string run)
-    : way_(way), routers_(routers), desk_(desk), settings_(settings), run_(std::move(run)) {}
+                             history_keeper& history, const site_settings& settings, std::string run)
+    : way_(way), routers_(routers), desk_(desk), history_(history), settings_(settings),
+      run_(std::move(run)) {}
 
 bool answered_asks::comes_again(const std::string& from, const std::string& reply) {
     remembered& known = remembered_[from];
@@ -139,7 +140,8 @@ void answered_asks::take(const router_address& address, const site_message& aske
         problem = order_problem_of(*ask);
     if (!problem.empty())
         return answer(asked.reply, {0, "refused", problem, {}});
-    desk_.take(address.router, token_of(address.from, ask->by), "site " + address.from, wish_of(*ask),
+    const token who = token_of(address.from, ask->by);
+    desk_.take(address.router, {who, "site " + address.from, "", through_site}, wish_of(*ask),
                [this, reply = asked.reply](const takes_answer& said) { answer(reply, answer_of(said)); });
 }
 
@@ -148,14 +150,50 @@ void answered_asks::rename(const router_address& address, const site_message& as
         return;
     const auto ask = read_name_ask(asked.data);
     std::string problem = problem_of(ask, address);
-    if (problem.empty())
-        problem = rename_problem(token_of(address.from, "who asks there"), address.router, ask->output,
-                                 ask->number);
     if (!problem.empty())
         return answer(asked.reply, {0, "refused", problem, {}});
-    routers_.rename(
-        address.router, "site " + address.from, ask->output, ask->number, ask->name,
-        [this, reply = asked.reply](const take_ending& ending) { answer(reply, answer_of(ending)); });
+    history_entry entry = entry_of_name(address, *ask);
+    problem =
+        rename_problem(token_of(address.from, "who asks there"), address.router, ask->output, ask->number);
+    if (!problem.empty()) {
+        entry.result = "refused";
+        entry.reason = problem;
+        history_.refused(std::move(entry));
+        return answer(asked.reply, {0, "refused", problem, {}});
+    }
+    routers_.rename(address.router, "site " + address.from, ask->output, ask->number, ask->name,
+                    [this, reply = asked.reply, entry](const take_ending& ending) {
+                        note_name(entry, ending);
+                        answer(reply, answer_of(ending));
+                    });
+}
+
+// The message does not say whose wish it was there.
+history_entry answered_asks::entry_of_name(const router_address& address, const name_ask& ask) const {
+    history_entry entry;
+    entry.kind = entry_kind::name;
+    entry.router = address.router;
+    entry.by = address.from;
+    entry.through = through_site;
+    (ask.output ? entry.output : entry.input) = ask.number;
+    entry.after = ask.name;
+    const vrdx::router_picture& picture = routers_.find(address.router)->picture;
+    const auto place = static_cast<std::size_t>(ask.number - 1);
+    if (ask.output && place < picture.outputs.size())
+        entry.before = picture.outputs[place].name;
+    if (!ask.output && place < picture.inputs.size())
+        entry.before = picture.inputs[place].name;
+    return entry;
+}
+
+void answered_asks::note_name(history_entry entry, const take_ending& ending) {
+    const bool handed_on = ending.kind == take_ending::kind::answered && ending.answer.error.empty();
+    entry.result = handed_on ? "handed on" : "unavailable";
+    entry.reason = ending.kind == take_ending::kind::answered ? ending.answer.error : ending.reason;
+    if (handed_on)
+        history_.note(std::move(entry));
+    else
+        history_.refused(std::move(entry));
 }
 
 } // namespace gateway

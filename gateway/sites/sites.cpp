@@ -37,7 +37,7 @@ sites::sites(message_way& way, const site_settings& settings, const std::string&
                                                     around_.lock_changed, around_.now_ms},
       asked_(around_.loop, far_, settings.site),
       told_(way, around_.routers, around_.locks, settings.site, run),
-      answered_(way, around_.routers, around_.desk, settings, run),
+      answered_(way, around_.routers, around_.desk, around_.history, settings, run),
       beat_(around_.loop, alive_period_ms, [this] { told_.beat(); }),
       look_(around_.loop, site_look_period_ms, [this] { look_at_clock(); }) {
     for (const peer_site& peer : settings.peers)

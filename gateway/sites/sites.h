@@ -17,6 +17,7 @@ struct sites_around {
     router_board& routers;
     take_desk& desk;
     const lock_table& locks;
+    history_keeper& history;
     // A lock of another site's router has changed.
     std::function<void(const shown_router&, int output)> lock_changed;
     std::function<void(const std::string&)> print;

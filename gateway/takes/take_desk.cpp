@@ -1,10 +1,9 @@
 #include "take_desk.h"
 
 #include "gateway/access/rights.h"
+#include "gateway/audit/history_keeper.h"
 
 namespace gateway {
-
-namespace {
 
 // A request's takes: answers of those that are not sent, and places for those that are.
 struct take_work {
@@ -12,6 +11,8 @@ struct take_work {
     takes_answer answer;
     std::vector<std::size_t> sent; // places in both, of what goes to the driver
 };
+
+namespace {
 
 takes_answer refused(takes_answer::kind kind, std::string problem) {
     takes_answer answer;
@@ -71,7 +72,7 @@ vrdx::take_order order_of(const take_work& work, unsigned within_ms, const std::
     for (const std::size_t at : work.sent) {
         const planned_take& planned = work.plan[at];
         order.takes.push_back(planned.take);
-        if (planned.compares) // else somebody's newer take of the other level would be undone
+        if (planned.expects) // else somebody's newer take of the other level would be undone
             order.expect.push_back({planned.take.output, planned.shown});
     }
     return order;
@@ -112,6 +113,76 @@ takes_answer ended(take_work work, const take_ending& ending) {
     return std::move(work.answer);
 }
 
+// --- the history: what is in no driver's record ---
+
+// Of whom, and what.
+struct asked_takes {
+    history_keeper& history;
+    std::string router, by, address;
+    const char* through;
+};
+
+history_entry entry_of(const asked_takes& asked, const std::string& result, const std::string& reason) {
+    history_entry entry;
+    entry.kind = entry_kind::take;
+    entry.router = asked.router;
+    entry.by = asked.by;
+    entry.through = asked.through;
+    entry.address = asked.address;
+    entry.result = result;
+    entry.reason = reason;
+    return entry;
+}
+
+void note_refusal(const asked_takes& asked, const std::string& problem) {
+    asked.history.refused(entry_of(asked, "refused", problem));
+}
+
+history_entry entry_of_take(const asked_takes& asked, const vrdx::output_take& take,
+                            const std::string& result, const std::string& reason) {
+    history_entry entry = entry_of(asked, result, reason);
+    const bool split = take.sources.video != take.sources.audio;
+    entry.output = take.output;
+    entry.level = split ? "video,audio" : "all";
+    entry.after = source_text(split, take.sources.video, take.sources.audio);
+    return entry;
+}
+
+void note_take(const asked_takes& asked, const vrdx::output_take& take, const std::string& result,
+               const std::string& reason) {
+    asked.history.refused(entry_of_take(asked, take, result, reason));
+}
+
+void note_unsent(const asked_takes& asked, const take_work& work) {
+    for (std::size_t at = 0; at < work.plan.size(); at++) {
+        const output_answer& answer = work.answer.outputs[at];
+        if (!answer.result.empty())
+            note_take(asked, work.plan[at].take, answer.result, answer.reason);
+    }
+}
+
+void note_ending(const asked_takes& asked, std::uint64_t number, const take_work& work,
+                 const take_ending& ending) {
+    take_callers& callers = asked.history.callers();
+    const bool answered = ending.kind == take_ending::kind::answered;
+    if (!ending.owner_answers.empty()) { // by another site, which has the driver's record
+        for (std::size_t at = 0; at < work.sent.size() && at < ending.owner_answers.size(); at++) {
+            const owner_answer& said = ending.owner_answers[at];
+            asked.history.note(entry_of_take(asked, work.plan[work.sent[at]].take, said.result, said.reason));
+        }
+        return;
+    }
+    if (answered && ending.answer.error.empty()) {
+        std::vector<vrdx::take_result> results;
+        for (const vrdx::output_result& each : ending.answer.results)
+            results.push_back(each.result);
+        return callers.end(number, results, microseconds_since_1970());
+    }
+    callers.forget(number);
+    for (const std::size_t at : work.sent)
+        note_take(asked, work.plan[at].take, "unavailable", answered ? ending.answer.error : ending.reason);
+}
+
 } // namespace
 
 output_answer answer_of(int output, const vrdx::take_result& said) {
@@ -125,24 +196,25 @@ output_answer answer_of(int output, const vrdx::take_result& said) {
     return answer;
 }
 
-void take_desk::take(std::string_view router, const token& who, const std::string& lane,
-                     const takes_wish& wish, const takes_done& done) {
+take_work take_desk::prepare(const std::string& router, const token& who, const takes_wish& wish) const {
     using kind = takes_answer::kind;
     const shown_router* shown = routers_.find(router);
     if (shown == nullptr)
-        return done(refused(kind::no_router, "There is no router of this name."));
+        return {{}, refused(kind::no_router, "There is no router of this name."), {}};
     if (!is_picture_true(shown->state) && needs_picture(wish))
-        return done(
+        return {
+            {},
             refused(kind::not_known,
-                    "What the router shows and its names are not known now; take all levels by number, "
-                    "or try again in a moment."));
+                    "What the router shows and its names are not known now; take all levels by number, or "
+                    "try again in a moment."),
+            {}};
     std::string problem;
     auto plan = plan_takes(wish, shown->picture, &problem);
     if (!plan)
-        return done(refused(kind::wrong, problem));
+        return {{}, refused(kind::wrong, problem), {}};
     problem = rights_problem(who, router, *plan);
     if (!problem.empty())
-        return done(refused(kind::not_allowed, problem));
+        return {{}, refused(kind::not_allowed, problem), {}};
 
     if (wish.all_or_nothing && is_picture_true(shown->state))
         refuse_what_is_not_there(&*plan, shown->picture);
@@ -153,13 +225,36 @@ void take_desk::take(std::string_view router, const token& who, const std::strin
     judge(&work, locks_, router, who);
     if (wish.all_or_nothing && work.sent.size() < work.plan.size())
         send_nothing(&work);
+    return work;
+}
+
+take_look take_desk::look(const std::string& router, const token& who, const takes_wish& wish) const {
+    take_work work = prepare(router, who, wish);
+    return {std::move(work.answer), std::move(work.plan)};
+}
+
+void take_desk::take(const std::string& router, const take_asker& asker, const takes_wish& wish,
+                     const takes_done& done) {
+    take_work work = prepare(router, asker.who, wish);
+    const asked_takes asked{history_, router, asker.who.name, asker.address, asker.through};
+    if (work.answer.ended == takes_answer::kind::not_allowed)
+        note_refusal(asked, work.answer.problem);
+    note_unsent(asked, work);
     if (work.sent.empty())
         return done(work.answer);
-    vrdx::take_order order = order_of(work, wish.within_ms, who.name);
-    begin_(shown->name, order.takes);
+    vrdx::take_order order = order_of(work, wish.within_ms, asker.who.name);
+    begin_(router, order.takes);
+    const shown_router* const shown = routers_.find(router);
+    const bool has_record = shown != nullptr && shown->site.empty(); // else it is kept where its driver is
+    const std::uint64_t number =
+        has_record ? history_.callers().begin(router, order.by, {asker.address, asker.through}, order.takes)
+                   : 0;
     routers_.take(
-        router, lane, std::move(order),
-        [done, work = std::move(work)](const take_ending& ending) { done(ended(work, ending)); },
+        router, asker.lane, std::move(order),
+        [done, asked, number, work = std::move(work)](const take_ending& ending) {
+            note_ending(asked, number, work, ending);
+            done(ended(work, ending));
+        },
         wish.all_or_nothing);
 }
 

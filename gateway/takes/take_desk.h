@@ -3,10 +3,21 @@
 #pragma once
 
 #include "gateway/access/lock_table.h"
+#include "gateway/audit/history_entry.h"
 #include "gateway/routers/router_board.h"
 #include "gateway/takes/take_wish.h"
 
 namespace gateway {
+
+class history_keeper;
+
+// In whose name takes are asked for.
+struct take_asker {
+    const token& who;
+    std::string lane;    // as router_board has it
+    std::string address; // numeric, for the history
+    const char* through = through_gateway;
+};
 
 // What became of one output.
 struct output_answer {
@@ -39,23 +50,38 @@ struct takes_answer {
 
 using takes_done = std::function<void(const takes_answer&)>;
 
+// What a take would find.
+struct take_look {
+    takes_answer answer; // an output without a result would be sent
+    std::vector<planned_take> plan;
+};
+
+struct take_work;
+
 class take_desk {
 public:
     // Called with takes that go to a router now.
     using takes_begin = std::function<void(const std::string& router, const std::vector<vrdx::output_take>&)>;
 
     // All of them outlive the desk.
-    take_desk(router_board& routers, const lock_table& locks, takes_begin begin)
-        : routers_(routers), locks_(locks), begin_(std::move(begin)) {}
+    take_desk(router_board& routers, const lock_table& locks, history_keeper& history, takes_begin begin)
+        : routers_(routers), locks_(locks), history_(history), begin_(std::move(begin)) {}
 
-    // Whether `who` sees the router is looked at before. `lane` as router_board has it; the driver's record
-    // names `who.name`. `done` is called once: before this returns when nothing is sent, else from the loop.
-    void take(std::string_view router, const token& who, const std::string& lane, const takes_wish& wish,
+    // Whether the asker sees the router is looked at before. The driver's record names `who.name`; what it
+    // does not record goes to the history from here. `done` is called once: before this returns when nothing
+    // is sent, else from the loop.
+    void take(const std::string& router, const take_asker& asker, const takes_wish& wish,
               const takes_done& done);
 
+    // What take() would do now, without doing it.
+    take_look look(const std::string& router, const token& who, const takes_wish& wish) const;
+
 private:
+    take_work prepare(const std::string& router, const token& who, const takes_wish& wish) const;
+
     router_board& routers_;
     const lock_table& locks_;
+    history_keeper& history_;
     takes_begin begin_;
 };
 

@@ -75,10 +75,10 @@ plan_takes(const takes_wish& wish, const vrdx::router_picture& picture, std::str
         const auto place = static_cast<std::size_t>(wanted.output - 1);
         if (place < picture.outputs.size())
             planned.shown = picture.outputs[place].sources;
-        const bool keeps_level = !wanted.video || !wanted.audio;
-        if (wanted.expect)
-            planned.shown = *wanted.expect;
-        planned.compares = keeps_level || wanted.expect;
+        planned.keeps_level = !wanted.video || !wanted.audio;
+        planned.expects = planned.keeps_level || wanted.only_if;
+        if (wanted.only_if)
+            planned.shown = *wanted.only_if;
         vrdx::level_sources& sources = planned.take.sources;
         if (!plan_level(wanted.video, planned.shown.video, &names, &sources.video, problem) ||
             !plan_level(wanted.audio, planned.shown.audio, &names, &sources.audio, problem))
@@ -86,7 +86,8 @@ plan_takes(const takes_wish& wish, const vrdx::router_picture& picture, std::str
         // Also the named level: the driver compares both with what was shown, so that no newer take is
         // undone.
         const vrdx::level_sources& shown = planned.shown;
-        if (keeps_level && (shown.video == vrdx::source_unknown || shown.audio == vrdx::source_unknown))
+        if (planned.keeps_level &&
+            (shown.video == vrdx::source_unknown || shown.audio == vrdx::source_unknown))
             planned.reason = "what the output shows is not wholly known; name the sources of both levels";
     }
     return plan;

@@ -15,8 +15,8 @@ using source_wish = std::variant<int, std::string>; // a number from 1, 0 for no
 struct output_wish {
     int output = 0;                          // from 1
     std::optional<source_wish> video, audio; // at least one
-    // With both levels named: it is taken only if the output shows these, confirmed.
-    std::optional<vrdx::level_sources> expect;
+    // The take is done only if the output shows these, confirmed.
+    std::optional<vrdx::level_sources> only_if = std::nullopt;
 };
 
 struct takes_wish {
@@ -31,8 +31,8 @@ bool needs_picture(const takes_wish& wish);
 // One of them with its sources as numbers.
 struct planned_take {
     vrdx::output_take take;
-    bool compares = false; // taken only if the output still shows `shown`: one level alone was named, or it
-                           // was wished so
+    bool keeps_level = false; // only one level was named: the other one stays as `shown` has it
+    bool expects = false;     // it is done only if the output still shows `shown`
     vrdx::level_sources shown;
     std::string reason;                 // why it cannot be sent, "" when it can
     const char* result = "unavailable"; // what is answered then

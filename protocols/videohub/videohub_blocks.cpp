@@ -42,7 +42,7 @@ bool read_line(videohub_reader& reader, std::string_view line, std::vector<video
         reader.block.header = header_of(line);
         return true;
     }
-    if (reader.block.lines.size() + line.size() >= most_videohub_block_bytes) {
+    if (reader.block.lines.size() + line.size() >= reader.most_bytes) {
         return false;
     }
     reader.block.lines.append(line).push_back('\n');
@@ -65,7 +65,7 @@ bool read_videohub_bytes(videohub_reader& reader, std::string_view bytes,
     while (!bytes.empty()) {
         const auto end = bytes.find('\n');
         const std::string_view piece = bytes.substr(0, end);
-        if (reader.line.size() + piece.size() > most_videohub_block_bytes) {
+        if (reader.line.size() + piece.size() > reader.most_bytes) {
             return false;
         }
         reader.line.append(piece);
@@ -81,14 +81,20 @@ bool read_videohub_bytes(videohub_reader& reader, std::string_view bytes,
     return true;
 }
 
+std::string videohub_entry_line(int number, std::string_view text) {
+    std::string line = std::to_string(number);
+    line.append(" ").append(text);
+    std::replace_if(
+        line.begin(), line.end(), [](char byte) { return byte == '\n' || byte == '\r'; }, ' ');
+    line.push_back('\n');
+    return line;
+}
+
 std::string videohub_block_text(std::string_view header, const std::map<int, std::string>& entries) {
     std::string text(header);
     text.append(":\n");
     for (const auto& [number, entry] : entries) {
-        std::string line = std::to_string(number) + " " + entry;
-        std::replace_if(
-            line.begin(), line.end(), [](char byte) { return byte == '\n' || byte == '\r'; }, ' ');
-        text.append(line).push_back('\n');
+        text.append(videohub_entry_line(number, entry));
     }
     text.push_back('\n');
     return text;

@@ -18,10 +18,11 @@ struct videohub_block {
 constexpr std::size_t most_videohub_block_bytes = 1024UL * 1024;
 
 // Makes blocks of bytes that come in any pieces. Holds what is not a complete block yet, at most two times
-// most_videohub_block_bytes.
+// most_bytes.
 struct videohub_reader {
-    std::string line;     // not ended yet
-    videohub_block block; // not ended yet; no header: between two blocks
+    std::string line;                                   // not ended yet
+    videohub_block block;                               // not ended yet; no header: between two blocks
+    std::size_t most_bytes = most_videohub_block_bytes; // of a line or a block; set before the first byte
 };
 
 // Appends to `blocks` what `bytes` complete. Blanks at the beginning of a line and a carriage return at its
@@ -30,8 +31,11 @@ struct videohub_reader {
 bool read_videohub_bytes(videohub_reader& reader, std::string_view bytes,
                          std::vector<videohub_block>& blocks);
 
+// A line of a block, with its line feed. Line feeds and carriage returns in the text become blanks.
+std::string videohub_entry_line(int number, std::string_view text);
+
 // The text of a block: the header, a line "NUMBER TEXT" for each entry, an empty line. Line feeds and
-// carriage returns in a text become blanks. Without entries it asks for the whole block.
+// carriage returns in a text become blanks. From a client a block without entries asks for the whole block.
 std::string videohub_block_text(std::string_view header, const std::map<int, std::string>& entries);
 
 // Calls `on_entry` with the number and the text (all that follows the first blank) of each line of `block`

@@ -1,8 +1,12 @@
 """What programs ask of the gateway: lists, pictures, takes, names, locks. Each answer is held against the document."""
 
+import datetime
+import os
+import pwd
 import re
+import time
 
-from gateway_fixture import GatewayTest, main, simulated, wait_until
+from gateway_fixture import PATIENCE, GatewayTest, main, simulated, wait_until
 
 import jsonschema
 
@@ -52,7 +56,15 @@ class Routers(DescribedTest):
         self.assertEqual([row["name"] for row in rows], ["archive", "studio"])
         self.assertEqual(
             rows[0],
-            {"name": "archive", "state": "up", "reason": "", "inputs": 4, "outputs": 2, "levels": ["video", "audio"]},
+            {
+                "name": "archive",
+                "state": "up",
+                "reason": "",
+                "inputs": 4,
+                "outputs": 2,
+                "levels": ["video", "audio"],
+                "last_error": None,
+            },
         )
 
     def test_picture_has_all_inputs_and_outputs(self):
@@ -129,6 +141,24 @@ class Takes(DescribedTest):
             lambda: (lambda o: o if o["sources"] == {"video": 3, "audio": 3} and not o["pending"] else None)(self.picture()["outputs"][0]),
         )
         self.assertEqual(output["taken_by"]["by"], "boss")
+        self.assertEqual(output["previous"], {"video": 1, "audio": 1})
+        name = pwd.getpwuid(os.getuid()).pw_name
+        wait_until("the user's name is known", lambda: self.picture()["outputs"][0]["taken_by"]["user_name"] == name)
+
+    def test_router_that_refuses_has_a_last_error(self):
+        self.assertIsNone(self.get("/api/v1/routers").json["routers"][0]["last_error"])
+        self.assertEqual(self.results([{"output": 5, "input": 3}])[0]["result"], "refused")
+        error = wait_until("the error is told", lambda: self.get("/api/v1/routers").json["routers"][0]["last_error"])
+        self.assertEqual(error["text"], "output 5 refuses to switch")
+        self.assertLess(abs(datetime.datetime.fromisoformat(error["time"]).timestamp() - time.time()), PATIENCE)
+
+    def test_what_was_shown_before_is_known_after_a_restart_of_the_gateway(self):
+        self.assertEqual(self.results([{"output": 1, "input": 3}])[0]["result"], "confirmed")
+        self.stop_gateway()
+        self.start_gateway()
+        self.wait_for_up()
+        wait_until("the record is read", lambda: self.picture()["outputs"][0]["previous"] == {"video": 1, "audio": 1})
+        self.assertIsNone(self.picture()["outputs"][1]["previous"])
 
     def test_results_stand_in_the_order_of_the_takes(self):
         results = self.results([{"output": 7, "input": 1}, {"output": 2, "input": 0}, {"output": 99, "input": 1}])
@@ -349,6 +379,79 @@ class Rights(DescribedTest):
         gone = self.known_token("gone", "view")
         self.run_token_command("remove", "gone")
         wait_until("it is refused", lambda: self.get("/api/v1/routers", token=gone).status == 401)
+
+
+class NewTokens(DescribedTest):
+    def make(self, token="", **wish):
+        return self.ask("POST", "/api/v1/tokens", {"name": "kiosk", "role": "operate", **wish}, token)
+
+    def test_new_token_holds_at_once_for_what_was_wished(self):
+        self.wait_for_up()
+        made = self.make(routers=["studio", "studio"], outputs="2,1", inputs="1-4").json
+        text = made.pop("token")
+        may = {"name": "kiosk", "role": "operate", "routers": ["studio"], "outputs": "1-2", "inputs": "1-4"}
+        self.assertEqual(made, may)
+        self.assertEqual(self.get("/api/v1/session", token=text).json, may)
+        self.expect_problem(self.take([{"output": 3, "input": 1}], token=text), 403, "1-2")
+        self.assertEqual(self.take([{"output": 1, "input": 3}], token=text).json["results"][0]["result"], "confirmed")
+        self.assertIn("kiosk", self.run_token_command("list"))
+
+    def test_new_token_outlives_a_restart_and_is_removed_as_any_other(self):
+        text = self.make(role="view").json["token"]
+        self.stop_gateway()
+        self.start_gateway()
+        self.assertEqual(self.get("/api/v1/session", token=text).json["name"], "kiosk")
+        self.run_token_command("remove", "kiosk")
+        wait_until("it is refused", lambda: self.get("/api/v1/session", token=text).status == 401)
+
+    def test_text_is_told_once_and_kept_nowhere(self):
+        text = self.make().json["token"]
+        self.assertNotIn(text, self.run_token_command("list") + self.errors())
+        for file in (self.folder / "state").iterdir():
+            self.assertNotIn(text[5:].encode(), file.read_bytes(), file)
+
+    def test_admins_alone_make_tokens(self):
+        for role in ("view", "operate", "lock"):
+            other = self.make(name=role, role=role).json["token"]
+            self.expect_problem(self.make(token=other), 403, "admin")
+        self.expect_problem(self.make(token=None), 401)
+
+    def test_new_token_may_nothing_that_its_maker_may_not(self):
+        maker = self.make(name="maker", role="admin", routers=["studio"], outputs="1-4", inputs="1-8").json["token"]
+        inside = {"routers": ["studio"], "outputs": "1-4", "inputs": "2"}
+        for beyond in ({"routers": ["studio", "archive"]}, {"outputs": "4-5"}, {"inputs": "9"}):
+            self.expect_problem(self.make(token=maker, **{**inside, **beyond}), 403, "possible")
+        for missing in inside:
+            wish = {key: value for key, value in inside.items() if key != missing}
+            self.expect_problem(self.make(token=maker, **wish), 403, "possible")
+        self.assertEqual(self.make(token=maker, **inside).status, 201)
+
+    def test_name_of_another_token_is_refused(self):
+        first = self.make().json["token"]
+        self.expect_problem(self.make(), 409, "another name")
+        self.assertEqual(self.get("/api/v1/session", token=first).status, 200)
+
+    def test_wrong_wishes_say_what_is_possible(self):
+        for wish, word in (
+            ({"name": ""}, "printable"),
+            ({"name": "anonymous"}, "any other"),
+            ({"name": "a\nb"}, "printable"),
+            ({"name": 5}, "name"),
+            ({"role": "none"}, "operate"),
+            ({"role": "root"}, "operate"),
+            ({"role": None}, "operate"),
+            ({"routers": []}, "all routers"),
+            ({"routers": "studio"}, "array"),
+            ({"routers": ["a/b"]}, "name of an item"),
+            ({"outputs": ""}, "outputs"),
+            ({"outputs": "8-1"}, "1-8,12"),
+            ({"outputs": 3}, "1-8,12"),
+            ({"inputs": "1-9999"}, "inputs"),
+            ({"until": "never"}, "possible"),
+        ):
+            with self.subTest(wish=wish):
+                self.expect_problem(self.make(**wish), 422, word)
+        self.assertNotIn("kiosk", self.run_token_command("list"))
 
 
 if __name__ == "__main__":

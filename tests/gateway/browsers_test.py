@@ -1,6 +1,7 @@
 """What browsers are made to do: sessions, origins, hosts; and what wrong tokens cost."""
 
 import json
+import signal
 
 from api_test import DescribedTest
 from gateway_fixture import main, wait_until
@@ -109,6 +110,16 @@ class Origins(BrowserCase):
         self.assertEqual(self.get("/healthz", headers={"Host": "localhost:9"}).status, 200)
 
 
+class TokensOfBrowsers(BrowserCase):
+    def test_token_is_made_from_an_own_page_alone(self):
+        cookie = self.cookie()
+        wish = {"name": "kiosk", "role": "view"}
+        for origin in ({}, {"Origin": "http://evil.example.org"}):
+            self.expect_problem(self.ask("POST", "/api/v1/tokens", wish, None, {"Cookie": cookie, **origin}), 403, "Origin")
+        answer = self.ask("POST", "/api/v1/tokens", wish, None, {"Cookie": cookie, "Origin": self.own_origin()})
+        self.assertEqual((answer.status, answer.headers["cache-control"]), (201, "no-store"))
+
+
 class WrongTokens(BrowserCase):
     def test_many_wrong_ones_are_slowed_down_and_valid_ones_never(self):
         statuses = []
@@ -138,6 +149,57 @@ class Anonymous(BrowserCase):
             self.events(token=None)
         reader = self.events(token=None, headers=[("Origin", self.own_origin())])
         self.assertEqual(reader.read_event()["type"], "picture")
+
+
+class AnonymousAdmin(BrowserCase):
+    configuration = 'anonymous = "admin"\n'
+
+    def test_makes_no_token_that_would_outlive_the_configuration(self):
+        wish = {"name": "kiosk", "role": "view"}
+        answer = self.ask("POST", "/api/v1/tokens", wish, None, {"Origin": self.own_origin()})
+        self.expect_problem(answer, 403, "without a token")
+
+
+class Walls(BrowserCase):
+    configuration = """
+proxies = "127.0.0.1"
+[[wall]]
+addresses = ["192.0.2.40", "2001:db8::40"]
+[[wall]]
+addresses = "192.0.2.41"
+role = "operate"
+"""
+
+    def session_at(self, address):
+        return self.get("/api/v1/session", token=None, headers={"X-Forwarded-For": address})
+
+    def test_address_stands_for_a_token(self):
+        for address, role in (("192.0.2.40", "view"), ("2001:DB8:0::40", "view"), ("192.0.2.41", "operate")):
+            self.assertEqual(self.session_at(address).json["role"], role)
+        for address in ("192.0.2.42", "192.0.2.40, 192.0.2.42", "unknown"):
+            self.expect_problem(self.session_at(address), 401)
+        self.expect_problem(self.get("/api/v1/session", token=None), 401)
+
+    def test_wall_that_may_view_takes_nothing(self):
+        take = {"takes": [{"output": 1, "input": 2}]}
+        for address, status in (("192.0.2.40", 403), ("192.0.2.41", 200)):
+            headers = {"Origin": self.own_origin(), "X-Forwarded-For": address}
+            self.assertEqual(self.ask("POST", "/api/v1/routers/studio/takes", take, None, headers).status, status)
+        foreign = {"Origin": "http://evil.example.org", "X-Forwarded-For": "192.0.2.41"}
+        self.expect_problem(self.ask("POST", "/api/v1/routers/studio/takes", take, None, foreign), 403, "Origin")
+
+    def test_token_at_a_wall_counts_for_more(self):
+        answer = self.get("/api/v1/session", headers={"X-Forwarded-For": "192.0.2.40"})
+        self.assertEqual(answer.json["name"], "boss")
+
+    def test_wall_that_is_none_any_more_is_shown_nothing(self):
+        headers = [("Origin", self.own_origin()), ("X-Forwarded-For", "192.0.2.40")]
+        reader = self.events(token=None, headers=headers)
+        self.assertEqual(reader.read_event()["type"], "picture")
+        (self.folder / "gateway.toml").write_text('proxies = "127.0.0.1"\n', encoding="utf-8")
+        self.gateway.send_signal(signal.SIGHUP)
+        self.assertEqual(reader.read_until_closed().code, 1008)
+        self.assertEqual(self.session_at("192.0.2.40").status, 401)
 
 
 if __name__ == "__main__":

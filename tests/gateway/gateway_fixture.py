@@ -85,20 +85,35 @@ class GatewayTest(unittest.TestCase):
         return [Programs.gateway, "--config", str(configuration), *folders, *further]
 
     def start_gateway(self, listen="127.0.0.1:0"):
+        """`listen` counts unless the configuration names addresses. The first one is asked."""
+        switches = [] if "listen" in self.configuration else ["--listen", listen]
         reading, writing = os.pipe()
         with open(self.folder / "gateway.errors", "ab") as errors, os.fdopen(reading) as ready:
             self.gateway = subprocess.Popen(
-                self.gateway_command("--listen", listen, "--ready-fd", str(writing)),
+                self.gateway_command(*switches, "--ready-fd", str(writing)),
                 stdin=subprocess.DEVNULL,
                 stdout=subprocess.DEVNULL,
                 stderr=errors,
                 pass_fds=[writing],
             )
             os.close(writing)
-            line = ready.readline()
-        self.assertTrue(line, f"the gateway did not start: {self.errors()}")
-        host, port = line.strip().rsplit(":", 1)
-        self.address = (host, int(port))
+            lines = self.wait_for_ready(ready)
+        self.assertTrue(lines, f"the gateway did not start: {self.errors()}")
+        self.addresses = [self.address_of(line) for line in lines]
+        self.address = self.addresses[0]
+
+    def wait_for_ready(self, ready):
+        """What it tells on the descriptor once it is ready: a line for each address."""
+        return ready.read().splitlines()
+
+    def address_of(self, line):
+        host, port = line.rsplit(":", 1)
+        return host.strip("[]"), int(port)
+
+    def shown_address(self, address=None):
+        """As it stands in a Host header."""
+        host, port = address or self.address
+        return f"[{host}]:{port}" if ":" in host else f"{host}:{port}"
 
     def stop_gateway(self, number=signal.SIGTERM):
         self.gateway.send_signal(number)

@@ -54,9 +54,10 @@ class Requests(RawCase):
         self.assertEqual(status, 200)
         self.assertTrue(connection.is_ended())
 
-    def test_answers_say_nothing_of_the_server(self):
+    def test_answers_name_the_server_and_no_version(self):
         _, headers, _ = self.ask_raw(self.head())
-        self.assertNotIn("server", headers)
+        self.assertEqual(headers["server"], "vrdx_gateway")
+        self.assertEqual(self.events().reply_headers["server"], "vrdx_gateway")
         self.assertIn("date", headers)
         self.assertEqual(headers["x-content-type-options"], "nosniff")
 

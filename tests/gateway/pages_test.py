@@ -39,7 +39,8 @@ class ApiPage(DescribedTest):
         return picture["state"] == "up" and [each["sources"]["video"] for each in picture["outputs"]] == [1, 2]
 
     def send(self, text):
-        head, _, body = text.replace("TOKEN", self.desk).partition("\n\n")
+        text = text.replace("ADMIN_TOKEN", self.token).replace("TOKEN", self.desk)
+        head, _, body = text.partition("\n\n")
         line, *fields = head.replace("ORIGIN", f"http://{self.address[0]}:{self.address[1]}").strip().split("\n")
         method, path = line.split(" ")
         headers = dict(field.split(": ", 1) for field in fields)

@@ -8,6 +8,7 @@ import socket
 import ssl
 import subprocess
 import tempfile
+import unittest
 
 from gateway_fixture import PATIENCE, GatewayTest, Programs, main, wait_until
 from websocket_client import WebSocketClient
@@ -95,11 +96,102 @@ class Program(GatewayTest):
         self.gateway.send_signal(signal.SIGHUP)
         wait_until("it holds", lambda: self.get("/healthz", headers=headers).status == 200)
 
+    def test_configuration_read_anew_before_it_is_ready_changes_no_address(self):
+        self.stop_gateway()
+        with socket.socket(socket.AF_UNIX) as silent:
+            silent.bind(str(self.folder / "run" / "silent.sock"))  # a driver that says nothing: not ready yet
+            silent.listen()
+            self.while_starting = self.read_anew_twice
+            self.configuration = 'listen = ["127.0.0.1:0", "127.0.0.2:0", "127.0.0.3:0"]\n'
+            self.start_gateway()
+        self.assertEqual([host for host, _ in self.addresses], ["127.0.0.1", "127.0.0.2", "127.0.0.3"])
+        for address in self.addresses:
+            self.address = address
+            self.assertEqual(self.get("/healthz").status, 200)
+
+    while_starting = None
+
+    def wait_for_ready(self, ready):
+        if self.while_starting:
+            self.while_starting()
+        return super().wait_for_ready(ready)
+
+    def read_anew_twice(self):
+        status = pathlib.Path(f"/proc/{self.gateway.pid}/status")
+        wait_until("it waits for SIGHUP", lambda: self.catches(status.read_text(encoding="utf-8"), signal.SIGHUP))
+        for count in (1, 2):
+            self.gateway.send_signal(signal.SIGHUP)
+            wait_until("it was read", lambda count=count: self.errors().count("was read anew") == count)
+        self.assertNotIn(" serves ", self.errors().rsplit("was read anew", 1)[1])
+        (self.folder / "run" / "silent.sock").unlink()
+
+    def catches(self, status, number):
+        caught = next(line.split()[1] for line in status.splitlines() if line.startswith("SigCgt"))
+        return bool(int(caught, 16) >> (number - 1) & 1)
+
     def test_killed_gateway_comes_again_with_its_tokens(self):
         self.gateway.send_signal(signal.SIGKILL)
         self.gateway.wait(PATIENCE)
         self.start_gateway()
         self.assertEqual(self.get("/api/v1/routers").status, 200)
+
+
+def has_ipv6():
+    try:
+        with socket.socket(socket.AF_INET6) as probe:
+            probe.bind(("::1", 0))
+        return True
+    except OSError:
+        return False
+
+
+@unittest.skipUnless(has_ipv6(), "this machine has no IPv6")
+class AddressInBrackets(GatewayTest):
+    """The same by [::1], from the command line and from the configuration."""
+
+    def login(self, origin, headers=()):
+        return self.ask("POST", "/api/v1/session", {"token": self.token}, None, {"Origin": origin, **dict(headers)})
+
+    def expect_all_works(self):
+        own = f"http://{self.shown_address()}"
+        self.assertEqual(self.address[0], "::1")
+        self.assertEqual(self.get("/healthz").status, 200)
+        self.assertEqual(self.get("/healthz", headers={"Host": "[::1]"}).status, 200)
+        self.expect_problem(self.get("/healthz", headers={"Host": "[2001:db8::1]:80"}), 400, "[::1]")
+        self.assertEqual(self.login(own).status, 200)
+        for wrong in ("http://::1", f"http://127.0.0.1:{self.address[1]}", own.replace("[::1]", "[::2]")):
+            self.expect_problem(self.login(wrong), 403, own)
+        cookie = self.login(own).headers["set-cookie"].split(";")[0]
+        reader = self.events(token=None, headers=[("Cookie", cookie), ("Origin", own)])
+        self.assertEqual(reader.read_event()["type"], "picture")
+
+    def test_listens_where_the_command_line_says(self):
+        self.stop_gateway()
+        self.start_gateway("[::1]:0")
+        self.expect_all_works()
+
+    def test_listens_where_the_configuration_says(self):
+        self.stop_gateway()
+        self.configuration = 'listen = ["[::1]:0", "127.0.0.1:0"]\n'
+        self.start_gateway()
+        self.expect_all_works()
+        self.address = self.addresses[1]
+        self.assertEqual(self.get("/healthz").status, 200)
+
+    def test_caller_behind_a_proxy_is_counted_by_its_own_address(self):
+        self.stop_gateway()
+        self.configuration = 'proxies = ["::1"]\n'
+        self.start_gateway("[::1]:0")
+        own = f"http://{self.shown_address()}"
+
+        def wrong_login(address):
+            fields = {"Origin": own, "X-Forwarded-For": address}
+            return self.ask("POST", "/api/v1/session", {"token": "wrong"}, None, fields).status
+
+        statuses = [wrong_login(f"[2001:db8::{n:x}]:4711") for n in range(1, 12)]
+        self.assertEqual(statuses, [401] * 10 + [429])  # all of one house
+        for other in ("[2001:db8:1::7]:80", "2001:DB8:2::7", "192.0.2.7:80"):
+            self.assertEqual(wrong_login(other), 401)
 
 
 class Encrypted(GatewayTest):

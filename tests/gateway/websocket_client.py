@@ -38,7 +38,7 @@ class WebSocketClient:
         sent. `receive_buffer`: bytes the kernel keeps for a reader that does not read."""
         self.address = address
         self._received = b""
-        self.socket = socket.socket(socket.AF_INET, socket.SOCK_STREAM)
+        self.socket = socket.socket(socket.AF_INET6 if ":" in address[0] else socket.AF_INET, socket.SOCK_STREAM)
         if receive_buffer:
             self.socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, receive_buffer)
         self.socket.settimeout(PATIENCE)
@@ -65,7 +65,7 @@ class WebSocketClient:
     def _shake_hands(self, path, headers, leave_out):
         key = base64.b64encode(os.urandom(16))
         usual = [
-            ("Host", f"{self.address[0]}:{self.address[1]}"),
+            ("Host", f"[{self.address[0]}]:{self.address[1]}" if ":" in self.address[0] else f"{self.address[0]}:{self.address[1]}"),
             ("Upgrade", "websocket"),
             ("Connection", "Upgrade"),
             ("Sec-WebSocket-Key", key.decode()),

@@ -119,6 +119,8 @@ class OtherPrograms(unittest.TestCase):
         self.assertEqual(options_in(" ".join(MANUAL.tags("vrdx_gateway.8", "OPTIONS"))), options)
         self.assertEqual(set(MANUAL.completion("vrdx_gateway", "-")), options)
         self.assertEqual(set(MANUAL.completion("vrdx_gateway", "token", "add", "-")), add)
+        self.assertEqual(set(MANUAL.completion("vrdx_gateway", "")), {"token", "backup", "restore"})
+        self.assertEqual(set(MANUAL.completion("vrdx_gateway", "backup", "-")), options_in(MANUAL.help_of("vrdx_gateway", "backup")))
         self.assertEqual(set(MANUAL.completion("vrdx_gateway", "token", "")), {"add", "list", "remove"})
         self.assertEqual(set(MANUAL.completion("vrdx_gateway", "token", "add", "x", "--role", "")),
                          set(re.findall(r"view|operate|lock|admin", MANUAL.help_of("vrdx_gateway", "token", "add"))))

@@ -2,6 +2,7 @@
 
 import { isLive, newsOf, plan, routerOf } from "./store.js";
 import { mayTakeFrom, mayTakeTo } from "./rights.js";
+import { isWhole, sameSources } from "./router_model.js";
 import { take } from "./takes.js";
 
 export const desk = {
@@ -89,6 +90,16 @@ export function pressSources(output, sources) {
     take(desk.router, [{ output, sources }]);
     deskChanged();
   }
+}
+
+export function canGoBack(output) {
+  return isLive(deskRouter()) && mayTakeTo(output.number) && isWhole(output.previous) && !sameSources(output.previous, output.confirmed);
+}
+
+// Takes the source that the destination showed before.
+export function goBack() {
+  const output = chosen();
+  if (output && canGoBack(output)) pressSources(output.number, output.previous);
 }
 
 export function clearArmed() {

@@ -2,7 +2,7 @@
 
 import { choose, desk, deskRouter, listenDesk } from "./desk.js";
 import { el, icon, named, part, set, setIcon, show, speak, write } from "./dom.js";
-import { isBreakaway } from "./router_model.js";
+import { isBreakaway, isWhole } from "./router_model.js";
 import { listen } from "./store.js";
 import { resultText, stateOf } from "./takes.js";
 import { t } from "./texts.js";
@@ -36,6 +36,13 @@ export function sourceText(router, sources) {
   return Object.entries(sources).map(([level, source]) => `${t("short." + level)} ${source ?? "?"} ${router.sourceLabel(source)}`).join(" · ");
 }
 
+// The form beside the confirmed source, which a take that waits or failed leaves as it is.
+function sourceShape(output, state) {
+  if (state === "stale") return "stale";
+  if (!isWhole(output.confirmed)) return "unknown";
+  return isBreakaway(output.confirmed) ? "breakaway" : "confirmed";
+}
+
 class Destinations extends HTMLElement {
   #filter = document.createElement("vrdx-pane-filter");
   #tiles = document.createElement("vrdx-tiles");
@@ -50,7 +57,7 @@ class Destinations extends HTMLElement {
     this.#tiles.update = (tile, number) => this.#update(tile, number);
     set(this.#tiles, "role", "group");
     set(this.#tiles, "aria-label", t("destinations"));
-    this.append(el("div", { class: "heading" }, el("h2", {}, t("destinations"))), this.#filter, this.#tiles, this.#empty);
+    this.append(el("div", { class: "heading" }, el("h2", {}, t("destinations"))), this.#filter, this.#empty, this.#tiles);
     listen((news) => this.#hear(news));
     listenDesk(() => this.#tiles.refresh());
   }
@@ -82,7 +89,7 @@ class Destinations extends HTMLElement {
     const tile = el("button", { type: "button", class: "tile destination", "data-output": number, click: () => choose(number) },
       el("span", { class: "number" }, String(number)),
       named(""),
-      el("span", { class: "source" }, icon("confirmed"), el("bdi", {}, "")));
+      el("span", { class: "source" }, icon("unknown"), el("bdi", {}, "")));
     return tile;
   }
 
@@ -96,7 +103,7 @@ class Destinations extends HTMLElement {
     set(tile, "title", output.label.length > 24 ? output.label : null);
     const lock = part(tile, "lock", output.lock !== null, () => el("span", {}, icon("lock")));
     if (output.lock) setIcon(lock.firstChild, output.lock.state);
-    setIcon(source.firstChild, isBreakaway(output.confirmed) && state === "confirmed" ? "breakaway" : state);
+    setIcon(source.firstChild, sourceShape(output, state));
     write(source.lastChild, sourceText(router, output.confirmed));
     this.#updateNext(tile, router, output, state);
     speak(tile, this.#spoken(output, state));
@@ -110,15 +117,16 @@ class Destinations extends HTMLElement {
     const said = coming ? sourceText(router, coming) : state === "refused" || output.own?.phase === "failed" ? resultText(router, output) : "";
     const next = part(tile, "next", said !== "" && state !== "stale", () => el("span", {}, icon("armed"), el("bdi", {}, "")));
     if (!next) return;
-    set(next, "data-kind", armed ? "armed" : coming ? "pending" : state);
-    setIcon(next.firstChild, armed || coming ? "armed" : state);
+    const kind = armed ? "armed" : coming ? "pending" : state;
+    set(next, "data-kind", kind);
+    setIcon(next.firstChild, kind);
     write(next.lastChild, said);
   }
 
   #spoken(output, state) {
     const parts = state === "confirmed" ? [] : [t("spoken." + state)];
     if (output.lock) parts.push(t("lock." + output.lock.state + "By", output.lock.owner));
-    if (desk.armed.has(output.number)) parts.push(t("mark.armed"));
+    if (desk.armed.has(output.number)) parts.push(t("spoken.armed"));
     return parts.join(", ");
   }
 }

@@ -1,8 +1,9 @@
 // Keys: one table for what they do and for the help page.
 
-import { marry, setArmed, takeArmed, clearArmed, choose, desk, toggleLevel } from "./desk.js";
+import { marry, setArmed, takeArmed, clearArmed, choose, desk, goBack, toggleLevel } from "./desk.js";
 import { openHelp } from "./help_dialog.js";
 import { openLockDialog } from "./lock_dialog.js";
+import { openNameDialog } from "./name_dialog.js";
 import { undo } from "./takes.js";
 
 const kept = "vrdx-single-keys"; // in the browser: "off" when letters alone do nothing
@@ -29,10 +30,11 @@ export const keys = [
   { key: "n", single: true, text: "key.audio", act: () => toggleLevel("audio") },
   { key: "m", single: true, text: "key.married", act: marry },
   { key: "l", single: true, text: "key.lock", act: openLockDialog },
+  { key: "e", single: true, text: "key.name", act: openNameDialog },
   { key: "Escape", text: "key.escape", act: () => (desk.armed.size > 0 ? clearArmed() : choose(0)) },
   { key: "Enter", ctrl: true, text: "key.take", act: takeArmed },
   { key: "z", ctrl: true, text: "key.undo", act: () => undo(desk.router) },
-  { key: "b", ctrl: true, text: "key.previous", act: () => find("vrdx-selected")?.goBack() },
+  { key: "b", ctrl: true, text: "key.previous", act: goBack },
 ];
 
 // Keys that elements know themselves.
@@ -48,7 +50,7 @@ export function keyName(each) {
 }
 
 function isTyping(target) {
-  return target.closest("input:not([type=checkbox]), select, textarea, dialog") !== null;
+  return find("dialog[open]") !== null || target.closest("input:not([type=checkbox]), select, textarea") !== null;
 }
 
 export function listenKeys() {

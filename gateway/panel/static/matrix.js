@@ -21,7 +21,7 @@ class Matrix extends HTMLElement {
   #space = el("div", { class: "space" });
   #scroller = el("div", { class: "scroller", tabindex: "0", role: "application" });
   #said = el("p", { class: "at", role: "status" });
-  #lock = button(t("lockSet"), () => openLockDialog(), { class: "lock-button", hidden: true });
+  #lock = button(t("lockOpen"), () => openLockDialog(), { class: "lock-button", hidden: true });
   #rows = new Map();
   #columns = new Map();
   #hovered = null; // the crosspoint under the mouse: shown, not chosen
@@ -149,7 +149,7 @@ class Matrix extends HTMLElement {
     if (!output || !input) return write(this.#said, t("matrixMeans"));
     const isShown = Object.values(output.confirmed ?? {}).includes(input.number);
     const result = resultText(router, output);
-    write(this.#said, t("crosspoint", output.number, output.label, input.number, input.label, t(isShown ? "crosspointShown" : "crosspointFree")) + (result ? `. ${result}` : ""));
+    write(this.#said, t("crosspoint", output.number, output.label, input.number, input.label, t(isShown ? "spoken.shown" : "crosspointFree")) + (result ? `. ${result}` : ""));
   }
 
   #go(output, input) {

@@ -1,9 +1,11 @@
 // The menu: language, light and dark, pairing, logging in and out.
 
 import { ask, loginAddress } from "./api.js";
+import { desk } from "./desk.js";
 import { button, el, openDialog, show } from "./dom.js";
+import { openNameDialog } from "./name_dialog.js";
 import { openPairing } from "./pairing_dialog.js";
-import { isAdmin } from "./rights.js";
+import { isAdmin, mayName } from "./rights.js";
 import { store } from "./store.js";
 import { language, languages, setLanguage, t } from "./texts.js";
 import { setTheme, theme, themes } from "./theme.js";
@@ -23,10 +25,8 @@ async function logOut() {
 
 class Menu {
   constructor() {
-    this.pairing = button(t("pairing"), () => {
-      this.box.close();
-      openPairing();
-    });
+    this.names = this.entry("nameOpen", openNameDialog);
+    this.pairing = this.entry("pairing", openPairing);
     this.out = button(t("logOut"), logOut);
     this.in = el("a", { href: loginAddress(), class: "button" }, t("logIn"));
     this.who = el("p", {});
@@ -35,13 +35,22 @@ class Menu {
       this.who,
       choice(t("language"), "language", Object.entries(languages), language, setLanguage),
       choice(t("theme"), "theme", themes.map((each) => [each, t("theme." + each)]), theme(), setTheme),
-      this.pairing, this.out, this.in,
+      this.names, this.pairing, this.out, this.in,
       button(t("close"), () => this.box.close(), { class: "close" }));
+  }
+
+  // Another dialog in the menu's place.
+  entry(text, openIt) {
+    return button(t(text), () => {
+      this.box.close();
+      openIt();
+    });
   }
 
   open() {
     const session = store.session, isAnonymous = session?.name === "anonymous";
     this.who.textContent = session ? t("youAre", session.name, t("role." + session.role), session.outputs || t("all"), session.inputs || t("all")) : "";
+    show(this.names, desk.router !== null && mayName());
     show(this.pairing, isAdmin());
     show(this.out, !isAnonymous);
     show(this.in, isAnonymous);

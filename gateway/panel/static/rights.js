@@ -37,6 +37,12 @@ export function mayForce(output) {
   return has("lock") && outputs(output);
 }
 
+// Of a place on that side, "outputs" or "inputs"; of any without one.
+export function mayName(side, number) {
+  read();
+  return has("lock") && (side === undefined || (side === "outputs" ? outputs : inputs)(number));
+}
+
 export function isAdmin() {
   return has("admin");
 }

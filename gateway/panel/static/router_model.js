@@ -29,6 +29,7 @@ export class Router {
     this.inputs = [];
     this.outputs = [];
     this.isRead = false; // its picture was read on this connection
+    this.lastError = null; // what its backend noted as an error last: {time, text}
     this.lastProblem = null; // the last take that was not confirmed
     this.pending = 0;
   }
@@ -91,12 +92,11 @@ export class Router {
       lock: told.lock,
       takenBy: told.taken_by,
       confirmed: told.pending ? (before?.confirmed ?? null) : told.sources,
-      previous: before?.previous ?? null,
+      previous: told.previous,
       own: before?.own ?? null, // the take of this page; see takes.js
       lastTake: before?.lastTake ?? null,
     };
     const changed = before?.confirmed != null && !sameSources(output.confirmed, before.confirmed);
-    if (changed && isWhole(before.confirmed)) output.previous = before.confirmed;
     if (output.own) this.settleOwn(output, changed);
     return output;
   }
@@ -113,9 +113,6 @@ export class Router {
     if (!output) return;
     output.lastTake = take;
     if (take.result !== "confirmed" && !take.result.startsWith("replaced")) this.lastProblem = take;
-    if (output.previous == null && take.result === "confirmed" && isWhole(take.before) &&
-        !sameSources(take.before, output.confirmed))
-      output.previous = take.before;
   }
 
   // The label of a source: number and name, "none", "unknown".

@@ -6,7 +6,7 @@ import { shownName } from "./names.js";
 import { listenKeys } from "./keys.js";
 import { startPage } from "./page.js";
 import { isLive, listen, start, store } from "./store.js";
-import { t } from "./texts.js";
+import { language, t } from "./texts.js";
 import { age, shownTime } from "./times.js";
 import "./alarms.js";
 import "./app_bar.js";
@@ -26,7 +26,7 @@ class Routers extends HTMLElement {
   }
 
   #hear(news) {
-    const names = [...store.routers.keys()].sort((left, right) => left.localeCompare(right));
+    const names = [...store.routers.keys()].sort((left, right) => left.localeCompare(right, language, { numeric: true }));
     const isSame = names.length === this.#rows.size && names.every((name) => this.#rows.has(name));
     if (!isSame) this.#arrange(names);
     for (const name of news.connection ? names : news.routers.keys()) this.#refresh(name);
@@ -50,14 +50,14 @@ class Routers extends HTMLElement {
   #make(name) {
     const shown = shownName(name, t("router"));
     return el("li", { class: "router", "data-router": name },
-      el("div", { class: "title" }, el("a", { href: pageAddress("panel", name), class: "main" }, named(shown)),
+      el("div", { class: "title" }, el("a", { "data-address": pageAddress("panel", name), role: "link", class: "main" }, named(shown)),
         el("span", { class: "state" }, icon("reading"), el("span", {}))),
       el("p", { class: "reason" }, el("bdi", {}), " ", el("span", { class: "age" })),
       el("p", { class: "facts" }, el("span", { class: "size" }), el("span", { class: "pending" })),
       el("p", { class: "last" }, icon("refused"), el("bdi", {})),
       el("div", { class: "actions" },
-        el("a", { href: pageAddress("panel", name), class: "button", "aria-label": `${t("panel")}: ${shown}` }, t("panel")),
-        el("a", { href: pageAddress("matrix", name), class: "button", "aria-label": `${t("matrix")}: ${shown}` }, t("matrix"))));
+        el("a", { "data-address": pageAddress("panel", name), role: "link", class: "button", "aria-label": `${t("panel")}: ${shown}` }, t("panel")),
+        el("a", { "data-address": pageAddress("matrix", name), role: "link", class: "button", "aria-label": `${t("matrix")}: ${shown}` }, t("matrix"))));
   }
 
   #refresh(name) {
@@ -65,17 +65,31 @@ class Routers extends HTMLElement {
     if (!row || !router) return;
     const [title, reason, facts, last] = row.children, state = store.connection === "lost" ? "stale" : router.state;
     set(row, "data-router-state", state);
+    this.#offer(row, isLive(router));
     setIcon(title.lastChild.firstChild, stateShape(state));
     write(title.lastChild.lastChild, t("state." + state));
     write(reason.firstChild, router.reason);
     show(reason, router.state !== "up");
     write(facts.firstChild, router.outputs.length + router.inputs.length > 0 ? t("size", router.inputs.length, router.outputs.length, router.levels.map((level) => t("level." + level)).join(", ")) : t("sizeUnknown"));
     write(facts.lastChild, router.pending > 0 ? t("pendingCount", router.pending) : "");
-    const problem = router.lastProblem;
-    show(last, problem !== null);
-    if (problem)
-      write(last.lastChild, t("lastProblem", shownTime(problem.time), problem.output, t("result." + problem.result), problem.reason ?? ""));
+    const wrong = this.#wentWrong(router);
+    show(last, wrong !== "");
+    write(last.lastChild, wrong);
     this.#tickRow(row, router);
+  }
+
+  // What did so last: a take, or what the router's backend noted.
+  #wentWrong({ lastProblem: take, lastError: error }) {
+    if (error && !(take && Date.parse(take.time) >= Date.parse(error.time))) return `${shownTime(error.time)}: ${shownName(error.text, "")}`;
+    return take ? t("lastProblem", shownTime(take.time), take.output, t("result." + take.result), shownName(take.reason, "")) : "";
+  }
+
+  // Of a router that is away nothing can be pressed.
+  #offer(row, isOffered) {
+    for (const link of row.querySelectorAll("a")) {
+      set(link, "href", isOffered ? link.dataset.address : null);
+      set(link, "aria-disabled", isOffered ? null : "true");
+    }
   }
 
   #tick() {

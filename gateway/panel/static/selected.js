@@ -1,11 +1,11 @@
 // The chosen destination, large: what it shows, what the last take did, who holds it, the way back.
 
-import { chosen, choose, desk, deskRouter, listenDesk, pressSources } from "./desk.js";
+import { canGoBack, chosen, choose, desk, deskRouter, goBack, listenDesk } from "./desk.js";
 import { sourceText } from "./destinations.js";
 import { button, el, icon, named, set, setIcon, show, write } from "./dom.js";
 import { openLockDialog } from "./lock_dialog.js";
 import { mayTakeTo } from "./rights.js";
-import { isBreakaway, isWhole, sameSources } from "./router_model.js";
+import { isBreakaway, isWhole } from "./router_model.js";
 import { isLive, listen } from "./store.js";
 import { dismiss, failedState, resultText, stateOf } from "./takes.js";
 import { t } from "./texts.js";
@@ -18,8 +18,8 @@ class Selected extends HTMLElement {
   #result = el("p", { class: "result", role: "status" }, icon("confirmed"), el("bdi", {}, ""));
   #taken = el("p", { class: "taken" });
   #lockText = el("p", { class: "locked" }, icon("lock"), el("bdi", {}, ""));
-  #previous = el("button", { type: "button", class: "previous", click: () => this.goBack() }, icon("undo"), el("span", {}), named(""));
-  #lock = button("", () => openLockDialog(), { class: "lock-button" });
+  #previous = el("button", { type: "button", class: "previous", click: goBack }, icon("undo"), el("span", {}), named(""));
+  #lock = button(t("lockOpen"), () => openLockDialog(), { class: "lock-button" });
   #dismiss = button(t("dismiss"), () => dismiss(desk.router, desk.output), { class: "small" });
   #hint = el("p", { class: "hint" });
   #body = el("div", { class: "body" });
@@ -37,16 +37,6 @@ class Selected extends HTMLElement {
     this.#refresh();
   }
 
-  // Takes the source that the destination showed before.
-  goBack() {
-    const output = chosen();
-    if (output && this.#canGoBack(output)) pressSources(output.number, output.previous);
-  }
-
-  #canGoBack(output) {
-    return isLive(deskRouter()) && mayTakeTo(output.number) && isWhole(output.previous) && !sameSources(output.previous, output.confirmed);
-  }
-
   #refresh() {
     const router = deskRouter(), output = chosen();
     show(this.#hint, !output);
@@ -61,7 +51,7 @@ class Selected extends HTMLElement {
     this.#refreshResult(router, output, state);
     this.#refreshLock(output);
     show(this.#previous, isWhole(output.previous) && mayTakeTo(output.number));
-    set(this.#previous, "disabled", !this.#canGoBack(output));
+    set(this.#previous, "disabled", !canGoBack(output));
     write(this.#previous.children[1], t("previous"));
     write(this.#previous.lastChild, sourceText(router, output.previous));
   }
@@ -91,7 +81,7 @@ class Selected extends HTMLElement {
     set(this.#result, "data-kind", isFailed ? failedState(output) : state);
     setIcon(this.#result.firstChild, isFailed ? failedState(output) : state);
     write(this.#result.lastChild, text);
-    const last = output.lastTake, by = last?.who.by || (last ? t("user", last.who.user) : "");
+    const last = output.lastTake, by = last?.who.by || (last ? t("user", last.who.user_name || last.who.user) : "");
     show(this.#taken, Boolean(last));
     if (last) write(this.#taken, t("lastTake", shownTime(last.time), by, sourceText(router, last.wanted), t("result." + last.result)));
   }
@@ -100,7 +90,6 @@ class Selected extends HTMLElement {
     const lock = output.lock;
     show(this.#lockText, lock !== null);
     show(this.#lock, mayTakeTo(output.number));
-    write(this.#lock, t(lock ? "lockChange" : "lockSet"));
     set(this.#lock, "disabled", !isLive(deskRouter()));
     if (!lock) return;
     setIcon(this.#lockText.firstChild, lock.state);

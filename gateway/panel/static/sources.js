@@ -95,7 +95,7 @@ class Sources extends HTMLElement {
       setIcon(mark.firstChild, kind === "shown" ? "confirmed" : kind);
       write(mark.lastChild, this.#levelsText(output, number, kind));
     }
-    speak(tile, [kind === "" ? "" : t("mark." + kind), this.#why(router, output, kind)].filter(Boolean).join(", "));
+    speak(tile, [kind === "" ? "" : t("spoken." + kind), this.#why(router, output, kind)].filter(Boolean).join(", "));
   }
 
   // What this source is to the chosen destination.

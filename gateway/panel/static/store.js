@@ -105,6 +105,7 @@ const readers = {
       store.missing = message.router === store.wanted;
     } else {
       entry(message.router).setState(message.state, message.reason);
+      entry(message.router).lastError = message.last_error;
     }
     newsOf(message.router).state = true;
     look();
@@ -152,7 +153,7 @@ function lose() {
 
 // Everything is read anew: who one is, which build the gateway is, which routers there are.
 async function connect() {
-  const who = await ask("GET", "/api/v1/session");
+  const [who, list] = await Promise.all([ask("GET", "/api/v1/session"), ask("GET", "/api/v1/routers")]);
   if (who.status === 401 || who.status === 403) return location.replace(loginAddress());
   if (who.status !== 200) return lose();
   if (build !== "" && store.heard > 0) {
@@ -160,7 +161,6 @@ async function connect() {
     if (served === "") return lose();
     if (served !== build) return location.reload();
   }
-  const list = await ask("GET", "/api/v1/routers");
   if (list.status !== 200) return lose();
   store.session = who.body;
   news.connection = true;
@@ -174,6 +174,7 @@ function keepRouters(rows) {
   for (const name of names) {
     const router = entry(name), row = rows.find((each) => each.name === name);
     router.setState(row.state, row.reason);
+    router.lastError = row.last_error;
     router.isRead = false;
     newsOf(name).whole = true;
   }

@@ -2,6 +2,7 @@
 // router has said so.
 
 import { ask, routerPath } from "./api.js";
+import { shownName } from "./names.js";
 import { sameSources, isWhole } from "./router_model.js";
 import { flush, isLive, newsOf, plan, routerOf, store } from "./store.js";
 import { t } from "./texts.js";
@@ -130,11 +131,12 @@ export function failedState(output) {
 export function resultText(router, output) {
   const own = output.own;
   if (!own) return "";
-  if (own.phase === "sent" || own.phase === "answered") return t("waiting");
+  if (own.phase === "sent" || own.phase === "answered") return t("spoken.pending");
   if (own.phase === "done") return t("result.confirmed");
   const sources = own.sources ? Object.values(own.sources).map((source) => router.sourceLabel(source)).join(" / ") : "";
   const said = own.word === "shows" ? t("result.shows", sources) : t("result." + own.word);
-  return own.reason ? `${said}: ${own.reason}` : said;
+  const reason = shownName(own.reason.replace(/^by the router: /, ""), "");
+  return reason ? `${said}: ${reason}` : said;
 }
 
 function waysBack(takes, before) {

@@ -20,7 +20,7 @@ const english = {
   married: "Both", mode: "Mode", direct: "Direct", armed: "Armed", take: "Take", takeCount: "Take {0}", clear: "Clear", undo: "Undo",
   directMeans: "A source is taken when it is pressed", armedMeans: "Sources are collected, and taken together with Take",
   allOrNothing: "All or nothing", allOrNothingMeans: "Nothing is taken when one of them cannot be; the router can still refuse one",
-  previous: "Back to", armedWith: "armed with {0}", waiting: "waiting for the router",
+  previous: "Back to",
 
   "state.up": "Up", "state.reading": "Reading", "state.link down": "Link down", "state.no backend": "No backend",
   "state.no driver": "No driver", "state.stale": "Stale",
@@ -33,15 +33,14 @@ const english = {
 
   "spoken.confirmed": "confirmed", "spoken.pending": "waiting for the router", "spoken.refused": "refused",
   "spoken.unknown": "not known", "spoken.stale": "may be old",
-  "mark.shown": "is shown", "mark.pending": "waiting for the router", "mark.armed": "armed", "mark.refused": "refused",
-  "mark.unknown": "not known", "mark.stale": "was shown last",
+  "spoken.shown": "is shown", "spoken.armed": "armed",
   "result.confirmed": "Confirmed by the router", "result.shows": "Rolled back, the router shows {0}", "result.refused": "Refused",
   "result.replaced sent": "Replaced by a later take", "result.replaced unsent": "Replaced by a later take, not sent",
-  "result.withdrawn": "Withdrawn, not sent", "result.unknown": "Unknown", "result.locked": "Locked",
+  "result.withdrawn": "Withdrawn, not sent", "result.unknown": "Unknown", "result.locked": "Not taken",
   "result.unavailable": "Not sent", "result.not allowed": "Refused by the gateway", "result.other": "Ended otherwise",
   lastTake: "Last take {0} by {1}: {2}. {3}", user: "user {0}",
 
-  lockSet: "Lock …", lockChange: "Lock …", lockOf: "Lock of output {0}", lockFree: "It is not locked.",
+  lockOpen: "Lock …", lockOf: "Lock of output {0}", lockFree: "It is not locked.",
   lockReason: "Reason, shown to others", lockOthers: "Only {0} or somebody with the role lock can remove it.",
   "lock.lockBy": "locked by {0}", "lock.protectBy": "protected by {0}",
   "lock.lockSince": "Locked by {0} since {1}", "lock.protectSince": "Protected by {0} since {1}",
@@ -50,8 +49,11 @@ const english = {
   "means.force": "It is another's lock", forceSure: "Yes, remove the lock of {0}",
   alarm: "{0}: output {1} {2} is locked by {5} and changed all the same, {3} → {4}, {6}", moreAlarms: "{0} more alarms",
 
-  pairing: "Pair a panel", pairMeans: "Make a token for the panel on the gateway's machine, and paste it here. Whoever has the link can log in with it.",
-  page: "Page", pairOutputs: "Only these destinations", pairPicture: "QR code of the link", noToken: "That is no token; one begins with vrdx_ and 43 characters follow.",
+  pairing: "Pair a panel", pairMeans: "The panel gets a token of its own. Whoever has the link can log in with it.", pairMake: "Make the link",
+  "pair.name": "Name of the panel", "pair.role": "Role", "pair.page": "Page", "pair.outputs": "Only these destinations",
+  pairPicture: "QR code of the link", pairOnce: "The link is shown this once.",
+  nameOpen: "Names …", nameTitle: "Names", nameSide: "What is named", number: "Number", name: "Name", nameSave: "Give the name", nameIs: "{0} is called {1} now.",
+  destination: "Destination", source: "Source", noPlace: "Possible are 1 to {0}.",
 
   helpTake: "Direct: choose a destination, press a source; it is taken at once.",
   helpArmed: "Armed: choose destinations and sources, then press Take; all go as one salvo. Clear forgets them.",
@@ -63,12 +65,12 @@ const english = {
   "explain.stale": "The router or the gateway is away; it may be old", "explain.breakaway": "Video and audio come from different sources",
   "explain.lock": "Locked: nobody takes", "explain.protect": "Protected: its owner alone takes",
   "key.help": "This page", "key.destinations": "Search destinations", "key.sources": "Search sources", "key.armed": "Direct or armed",
-  "key.video": "Video on or off", "key.audio": "Audio on or off", "key.married": "Video and audio together", "key.lock": "Locks of the destination",
+  "key.video": "Video on or off", "key.audio": "Audio on or off", "key.married": "Video and audio together", "key.lock": "Locks of the destination", "key.name": "Names",
   "key.escape": "Forget what is armed, or the chosen destination", "key.take": "Take what is armed", "key.undo": "Undo the last take of this page",
   "key.previous": "Back to the destination's previous source", "key.arrows": "Move", "key.enter": "Press what is marked", "key.tab": "To the next part of the page",
 
   matrixMeans: "Rows are destinations, columns are sources. Arrows move, Enter takes.", crosspoint: "Destination {0} {1}, source {2} {3}: {4}",
-  crosspointShown: "is shown", crosspointFree: "is not shown",
+  crosspointFree: "is not shown",
 };
 
 const german = {
@@ -91,7 +93,7 @@ const german = {
   married: "Beide", mode: "Betriebsart", direct: "Direkt", armed: "Vorwahl", take: "Schalten", takeCount: "{0} schalten", clear: "Löschen", undo: "Rückgängig",
   directMeans: "Eine Quelle wird geschaltet, sobald sie gedrückt wird", armedMeans: "Quellen werden gesammelt und mit Schalten zusammen geschaltet",
   allOrNothing: "Alle oder keine", allOrNothingMeans: "Geht eine nicht, wird keine geschaltet; die Kreuzschiene kann noch eine ablehnen",
-  previous: "Zurück zu", armedWith: "vorgewählt {0}", waiting: "wartet auf die Kreuzschiene",
+  previous: "Zurück zu",
 
   "state.up": "Bereit", "state.reading": "Wird gelesen", "state.link down": "Verbindung fehlt", "state.no backend": "Kein Backend",
   "state.no driver": "Kein Treiber", "state.stale": "Veraltet",
@@ -104,15 +106,14 @@ const german = {
 
   "spoken.confirmed": "bestätigt", "spoken.pending": "wartet auf die Kreuzschiene", "spoken.refused": "abgelehnt",
   "spoken.unknown": "nicht bekannt", "spoken.stale": "kann alt sein",
-  "mark.shown": "wird gezeigt", "mark.pending": "wartet auf die Kreuzschiene", "mark.armed": "vorgewählt", "mark.refused": "abgelehnt",
-  "mark.unknown": "nicht bekannt", "mark.stale": "wurde zuletzt gezeigt",
+  "spoken.shown": "wird gezeigt", "spoken.armed": "vorgewählt",
   "result.confirmed": "Von der Kreuzschiene bestätigt", "result.shows": "Zurückgefallen, die Kreuzschiene zeigt {0}", "result.refused": "Abgelehnt",
   "result.replaced sent": "Von späterem Schalten ersetzt", "result.replaced unsent": "Von späterem Schalten ersetzt, nicht gesendet",
-  "result.withdrawn": "Zurückgezogen, nicht gesendet", "result.unknown": "Unbekannt", "result.locked": "Gesperrt",
+  "result.withdrawn": "Zurückgezogen, nicht gesendet", "result.unknown": "Unbekannt", "result.locked": "Nicht geschaltet",
   "result.unavailable": "Nicht gesendet", "result.not allowed": "Vom Gateway abgelehnt", "result.other": "Endete anders",
   lastTake: "Zuletzt geschaltet {0} von {1}: {2}. {3}", user: "Benutzer {0}",
 
-  lockSet: "Sperren …", lockChange: "Sperre …", lockOf: "Sperre von Ausgang {0}", lockFree: "Er ist nicht gesperrt.",
+  lockOpen: "Sperren …", lockOf: "Sperre von Ausgang {0}", lockFree: "Er ist nicht gesperrt.",
   lockReason: "Grund, für andere zu lesen", lockOthers: "Nur {0} oder wer die Rolle sperren hat, kann sie aufheben.",
   "lock.lockBy": "gesperrt von {0}", "lock.protectBy": "geschützt von {0}",
   "lock.lockSince": "Gesperrt von {0} seit {1}", "lock.protectSince": "Geschützt von {0} seit {1}",
@@ -121,8 +122,11 @@ const german = {
   "means.force": "Es ist die Sperre eines anderen", forceSure: "Ja, die Sperre von {0} aufheben",
   alarm: "{0}: Ausgang {1} {2} ist von {5} gesperrt und wechselte dennoch, {3} → {4}, {6}", moreAlarms: "{0} weitere Alarme",
 
-  pairing: "Bedienfeld anmelden", pairMeans: "Machen Sie auf dem Rechner des Gateways einen Schlüssel für das Bedienfeld und fügen Sie ihn hier ein. Wer den Link hat, kann sich damit anmelden.",
-  page: "Seite", pairOutputs: "Nur diese Ziele", pairPicture: "QR-Code des Links", noToken: "Das ist kein Schlüssel; einer beginnt mit vrdx_ und 43 Zeichen folgen.",
+  pairing: "Bedienfeld anmelden", pairMeans: "Das Bedienfeld bekommt einen eigenen Schlüssel. Wer den Link hat, kann sich damit anmelden.", pairMake: "Link machen",
+  "pair.name": "Name des Bedienfelds", "pair.role": "Rolle", "pair.page": "Seite", "pair.outputs": "Nur diese Ziele",
+  pairPicture: "QR-Code des Links", pairOnce: "Der Link wird nur dieses Mal gezeigt.",
+  nameOpen: "Namen …", nameTitle: "Namen", nameSide: "Was benannt wird", number: "Nummer", name: "Name", nameSave: "Namen geben", nameIs: "{0} heißt jetzt {1}.",
+  destination: "Ziel", source: "Quelle", noPlace: "Möglich sind 1 bis {0}.",
 
   helpTake: "Direkt: ein Ziel wählen, eine Quelle drücken; sie wird sofort geschaltet.",
   helpArmed: "Vorwahl: Ziele und Quellen wählen, dann Schalten; alle gehen zusammen. Löschen vergisst sie.",
@@ -134,12 +138,12 @@ const german = {
   "explain.stale": "Kreuzschiene oder Gateway ist fort; es kann alt sein", "explain.breakaway": "Video und Audio kommen von verschiedenen Quellen",
   "explain.lock": "Gesperrt: niemand schaltet", "explain.protect": "Geschützt: nur der Besitzer schaltet",
   "key.help": "Diese Seite", "key.destinations": "Ziele suchen", "key.sources": "Quellen suchen", "key.armed": "Direkt oder Vorwahl",
-  "key.video": "Video an oder aus", "key.audio": "Audio an oder aus", "key.married": "Video und Audio zusammen", "key.lock": "Sperren des Ziels",
+  "key.video": "Video an oder aus", "key.audio": "Audio an oder aus", "key.married": "Video und Audio zusammen", "key.lock": "Sperren des Ziels", "key.name": "Namen",
   "key.escape": "Vorwahl oder gewähltes Ziel vergessen", "key.take": "Vorgewähltes schalten", "key.undo": "Letztes Schalten dieser Seite rückgängig",
   "key.previous": "Zurück zur vorigen Quelle des Ziels", "key.arrows": "Bewegen", "key.enter": "Markiertes drücken", "key.tab": "Zum nächsten Teil der Seite",
 
   matrixMeans: "Zeilen sind Ziele, Spalten sind Quellen. Pfeile bewegen, Enter schaltet.", crosspoint: "Ziel {0} {1}, Quelle {2} {3}: {4}",
-  crosspointShown: "wird gezeigt", crosspointFree: "wird nicht gezeigt",
+  crosspointFree: "wird nicht gezeigt",
 };
 
 const texts = { en: english, de: german };

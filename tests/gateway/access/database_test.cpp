@@ -4,6 +4,7 @@
 #include "gateway/access/schema.h"
 #include "opened_store.h"
 
+#include <cstdio>
 #include <fstream>
 #include <sqlite3.h>
 
@@ -71,11 +72,11 @@ TEST(Database, OfAnEarlierVersionIsBroughtForward) {
 TEST(Database, OfANewerVersionIsLeftAlone) {
     const temporary_directory state;
     add(*opened(state.path()), wish("desk"));
-    run_sql(state.file("access.db"), "PRAGMA user_version = 3");
+    run_sql(state.file("access.db"), "PRAGMA user_version = 4");
     EXPECT_EQ(problem_of_opening(state.path()),
               state.file("access.db") +
-                  " is of version 3, written by a newer vrdx_gateway; possible: versions up to 2");
-    run_sql(state.file("access.db"), "PRAGMA user_version = 2");
+                  " is of version 4, written by a newer vrdx_gateway; possible: versions up to 3");
+    run_sql(state.file("access.db"), "PRAGMA user_version = 3");
     EXPECT_EQ(opened(state.path())->list().size(), 1U);
 }
 
@@ -159,4 +160,80 @@ TEST(Database, AWrongStatementIsAProblemAndNoCrash) {
     std::string problem;
     EXPECT_FALSE(store->kept().change("DELETE FROM nobody", {}, &problem));
     EXPECT_EQ(problem, state.file("access.db") + " cannot be used: no such table: nobody");
+}
+
+TEST(Database, ThatWasRemovedOrReplacedIsNotWritten) {
+    const temporary_directory state;
+    const std::string path = state.file("access.db");
+    const auto store = opened(state.path());
+    const auto locks = [&] {
+        std::string problem;
+        auto table = gateway::lock_table::open(*store, &problem);
+        EXPECT_TRUE(table) << problem;
+        return table;
+    }();
+    gateway::token desk = wish("desk");
+    add(*store, desk);
+    const auto lock = [&](int output) {
+        return locks->set("studio", output, gateway::lock_order::lock, desk, "", noon);
+    };
+    ASSERT_EQ(lock(1).result, gateway::lock_answer::kind::done);
+    EXPECT_EQ(store->look(noon).problem, "");
+
+    ASSERT_EQ(std::rename(path.c_str(), (path + ".before").c_str()), 0);
+    EXPECT_EQ(lock(2).result, gateway::lock_answer::kind::failed);
+    EXPECT_EQ(lock(2).problem,
+              path +
+                  " was removed or replaced while it was in use: nothing is written, and what was known goes "
+                  "on; possible: put the same file back, or start the gateway anew with what is there");
+    EXPECT_EQ(store->look(noon).problem, lock(2).problem);
+    std::ofstream(path) << "another file";
+    EXPECT_EQ(store->look(noon).problem, lock(2).problem);
+    EXPECT_NE(locks->of("studio", 1), nullptr);
+    EXPECT_EQ(locks->of("studio", 2), nullptr);
+
+    ASSERT_EQ(std::rename((path + ".before").c_str(), path.c_str()), 0);
+    EXPECT_EQ(store->look(noon).problem, "");
+    EXPECT_EQ(lock(2).result, gateway::lock_answer::kind::done);
+}
+
+TEST(Database, AWriteThatFailedIsToldUntilOneWorks) {
+    const temporary_directory state;
+    const auto store = opened(state.path());
+    std::string problem;
+    // As on a full disk: the file may not have another page.
+    std::int64_t pages = 0;
+    ASSERT_TRUE(store->kept().number("PRAGMA page_count", &pages, &problem)) << problem;
+    const std::string limit = "PRAGMA max_page_count = " + std::to_string(pages);
+    ASSERT_TRUE(store->kept().script(limit.c_str(), &problem)) << problem;
+    gateway::token large = wish("large");
+    large.routers = {std::string(200, 'r')};
+    std::string failed;
+    for (int i = 0; failed.empty() && i < 1000; ++i) {
+        large.name = "large" + std::to_string(i);
+        if (store->add(large, noon, &problem).empty())
+            failed = problem;
+    }
+    EXPECT_EQ(failed, state.file("access.db") + " cannot be used: the disk is full");
+    EXPECT_EQ(store->look(noon).problem, failed);
+    EXPECT_EQ(store->look(noon).problem, failed);
+    ASSERT_TRUE(store->kept().script("PRAGMA max_page_count = 100000", &problem)) << problem;
+    large.name = "now there is room";
+    EXPECT_NE(store->add(large, noon, &problem), "") << problem;
+    EXPECT_EQ(store->look(noon).problem, "");
+}
+
+TEST(Database, IsTriedNowAndThenAfterAWriteThatFailed) {
+    const temporary_directory state;
+    const auto store = opened(state.path());
+    std::string problem;
+    ASSERT_TRUE(store->kept().script("PRAGMA query_only = 1", &problem)) << problem;
+    EXPECT_EQ(store->add(wish("desk"), noon, &problem), "");
+    for (int look = 0; look < 50; ++look)
+        EXPECT_NE(store->look(noon).problem, "");
+    ASSERT_TRUE(store->kept().script("PRAGMA query_only = 0", &problem)) << problem;
+    std::string told = "told";
+    for (int look = 0; look < 50 && !told.empty(); ++look)
+        told = store->look(noon).problem;
+    EXPECT_EQ(told, "");
 }

@@ -178,11 +178,11 @@ TEST_F(LockTable, WhatIsNotWrittenHasNotChanged) {
     std::string busy_problem;
     store_->kept().script("PRAGMA busy_timeout = 1", &busy_problem);
     const lock_answer answer = set(4, lock_order::lock, desk_);
-    EXPECT_EQ(answer.result, kind::failed);
+    EXPECT_EQ(answer.result, kind::busy);
     EXPECT_EQ(answer.problem,
               state_.file("access.db") + " is being written by another program; possible: try again");
     EXPECT_EQ(lock(4), nullptr);
-    EXPECT_EQ(set(3, lock_order::unlock, desk_).result, kind::failed);
+    EXPECT_EQ(set(3, lock_order::unlock, desk_).result, kind::busy);
     EXPECT_NE(lock(3), nullptr);
     ASSERT_TRUE(other->kept().script("ROLLBACK", &problem)) << problem;
     EXPECT_EQ(set(3, lock_order::unlock, desk_).result, kind::done);
@@ -212,4 +212,46 @@ TEST(LockOrder, HasAWord) {
     EXPECT_EQ(lock_order_of_word("Lock"), std::nullopt);
     EXPECT_EQ(lock_word(lock_state::lock), "lock");
     EXPECT_EQ(lock_word(lock_state::protect), "protect");
+}
+
+TEST_F(LockTable, SeveralAreSetTogetherOrNotAtAll) {
+    set(3, lock_order::lock, other_);
+    const std::vector<lock_wish> with_anothers = {{2, lock_order::protect}, {3, lock_order::unlock}};
+    EXPECT_EQ(table_->set_all("studio", with_anothers, desk_, "", noon).result, kind::held);
+    EXPECT_EQ(lock(2), nullptr);
+    const std::vector<lock_wish> possible = {
+        {2, lock_order::protect}, {4, lock_order::lock}, {5, lock_order::unlock}};
+    EXPECT_EQ(table_->set_all("studio", possible, desk_, "", noon).result, kind::done);
+    EXPECT_EQ(table_->set_all("studio", possible, desk_, "", noon).result, kind::unchanged);
+    reopen();
+    EXPECT_EQ(table_->of_router("studio")->size(), 3U);
+    EXPECT_EQ(lock(2)->state, lock_state::protect);
+    const std::vector<lock_wish> free = {{2, lock_order::unlock}, {4, lock_order::unlock}};
+    EXPECT_EQ(table_->set_all("studio", free, desk_, "", noon).result, kind::done);
+    EXPECT_EQ(table_->of_router("studio")->size(), 1U);
+}
+
+TEST_F(LockTable, ItsVersionRisesOnceWithWhatChanges) {
+    const std::uint64_t first = table_->version();
+    table_->set_all("studio", {{1, lock_order::lock}, {2, lock_order::lock}}, desk_, "", noon);
+    EXPECT_EQ(table_->version(), first + 1);
+    set(1, lock_order::lock, desk_);
+    set(1, lock_order::unlock, other_);
+    EXPECT_EQ(table_->version(), first + 1);
+    set(1, lock_order::unlock, desk_);
+    EXPECT_EQ(table_->version(), first + 2);
+}
+
+TEST_F(LockTable, TellsEachChangeOnceItIsKept) {
+    std::vector<int> told;
+    table_->listen([&](const std::string& router, int output) {
+        EXPECT_EQ(router, "studio");
+        told.push_back(lock(output) == nullptr ? -output : output);
+    });
+    set(3, lock_order::lock, desk_);
+    set(3, lock_order::lock, desk_);
+    set(3, lock_order::unlock, other_);
+    set(3, lock_order::unlock, desk_);
+    table_->set_all("studio", {{1, lock_order::protect}, {2, lock_order::protect}}, desk_, "", noon);
+    EXPECT_EQ(told, (std::vector<int>{3, -3, 1, 2}));
 }

@@ -51,6 +51,33 @@ TEST(Rights, SayWhichRoleIsNeeded) {
     EXPECT_EQ(admin_problem(with(role::lock)), "this needs the role admin; token \"desk\" has the role lock");
 }
 
+TEST(Rights, ATokenIsMadeByAnAdminAndMayNothingThatItsMakerMayNot) {
+    token who = with(role::admin);
+    EXPECT_EQ(grant_problem(who, with(role::admin)), "");
+    EXPECT_EQ(grant_problem(who, with(role::view, "1-4096", "7")), "");
+    EXPECT_EQ(grant_problem(with(role::lock), with(role::view)),
+              "this needs the role admin; token \"desk\" has the role lock");
+    who = with(role::admin, "1-8", "3,4");
+    who.routers = {"studio", "news"};
+    token wish = with(role::operate, "2-8", "3");
+    EXPECT_EQ(grant_problem(who, wish), "token \"desk\" knows some routers alone; possible: some of these")
+        << "all routers";
+    wish.routers = {"studio", "archive"};
+    EXPECT_EQ(grant_problem(who, wish), "token \"desk\" knows some routers alone; possible: some of these");
+    wish.routers = {"news"};
+    EXPECT_EQ(grant_problem(who, wish), "");
+    wish.outputs = {};
+    EXPECT_EQ(grant_problem(who, wish), "those outputs are beyond token \"desk\"; possible: 1-8");
+    wish = with(role::operate, "2", "3-5");
+    wish.routers = {"news"};
+    EXPECT_EQ(grant_problem(who, wish), "those inputs are beyond token \"desk\"; possible: 3-4");
+}
+
+TEST(Rights, WhoAsksWithoutATokenMakesNone) {
+    EXPECT_EQ(grant_problem(anonymous_token(role::admin), with(role::view)),
+              "who asks without a token makes none; possible: a token with the role admin");
+}
+
 TEST(Rights, ATokenOfSomeRoutersSeesNoOthers) {
     token who = with(role::admin);
     EXPECT_TRUE(may_see(who, "anything"));

@@ -39,10 +39,27 @@ TEST(Caller, AddressIsThePeersUnlessItIsAKnownProxy) {
         caller_address(
             now, with({{"x-forwarded-for", "192.0.2.99"}, {"x-forwarded-for", "203.0.113.10"}}, "127.0.0.1")),
         "203.0.113.10");
-    for (const char* nonsense : {"unknown", "", "1.2.3.4.5",
-                                 "198.51.100.7, "
-                                 "x"})
+    EXPECT_EQ(caller_address(now, with({{"x-forwarded-for", "198.51.100.7:4711"}}, "127.0.0.1")),
+              "198.51.100.7");
+    EXPECT_EQ(caller_address(now, with({{"x-forwarded-for", "198.51.100.7, 203.0.113.9:80"}}, "127.0.0.1")),
+              "198.51.100.7");
+    now.proxies = {"::1", "2001:db8::9"};
+    for (const char* written : {"[2001:db8::1]:4711", "[2001:db8::1]", "2001:DB8:0:0::1", "2001:db8::1"})
+        EXPECT_EQ(caller_address(now, with({{"x-forwarded-for", written}}, "::1")), "2001:db8::1") << written;
+    EXPECT_EQ(caller_address(now, with({{"x-forwarded-for", "192.0.2.7, 2001:DB8::0:9"}}, "::1")),
+              "192.0.2.7");
+    EXPECT_EQ(caller_address(now, with({{"x-forwarded-for", "::ffff:192.0.2.7"}}, "::1")), "192.0.2.7");
+    now.proxies = {"127.0.0.1", "203.0.113.9"};
+    for (const char* nonsense :
+         {"[2001:db8::1", "2001:db8::1]:80", "192.0.2.1:port", "[192.0.2.1]x", "unknown", "", "1.2.3.4.5",
+          "198.51.100.7, "
+          "x"})
         EXPECT_EQ(caller_address(now, with({{"x-forwarded-for", nonsense}}, "127.0.0.1")), "127.0.0.1");
+}
+
+TEST(Caller, OwnOriginOfAnAddressOfIPv6StandsInBrackets) {
+    settings now;
+    EXPECT_EQ(own_origin(now, with({{"host", "[::1]:8400"}}, "::1")), "http://[::1]:8400");
 }
 
 TEST(Caller, OwnOriginIsWhatTheBrowserSees) {

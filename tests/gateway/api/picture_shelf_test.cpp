@@ -16,13 +16,19 @@ TEST(PictureShelf, PictureIsWrittenOnceForEachVersion) {
     EXPECT_NE(shelf.of(router).etag, first.etag);
 }
 
+TEST(PictureShelf, TagsOfTwoRunsDifferWhateverTheClockSays) {
+    const locks_of_router no_locks = [](std::string_view) { return nullptr; };
+    const shown_router router = a_router();
+    EXPECT_NE(picture_shelf(no_locks).of(router).etag, picture_shelf(no_locks).of(router).etag);
+}
+
 TEST(PictureShelf, LocksMakeAnotherTagAlsoOfARouterThatWasGone) {
     router_locks locks;
     picture_shelf shelf([&](std::string_view) { return &locks; });
     shown_router router = a_router();
     const std::string free = shelf.of(router).etag;
     locks[2] = {lock_state::lock, 1, "boss", "", 0};
-    shelf.locks_changed("studio");
+    shelf.changed("studio");
     const std::string locked = shelf.of(router).etag;
     EXPECT_NE(locked, free);
     EXPECT_THAT(*shelf.of(router).text, testing::HasSubstr("boss"));

@@ -21,14 +21,16 @@ TEST(RouterJson, OutputHasAllThatIsKnownOfIt) {
     output.taken = {1000, 4711, "desk 3"};
     output.properties = {{"lock", "owned"}};
     const output_lock lock{lock_state::protect, 5, "desk", "on air", 0};
-    EXPECT_EQ(json_text(output_json(router.picture, 2, &lock)),
-              R"({"number":2,"name":"Output 2","sources":{"video":1,"audio":1},"pending":true,)"
-              R"("taken_by":{"user":1000,"process":4711,"by":"desk 3"},)"
-              R"("lock":{"state":"protect","owner":"desk","reason":"on air","since":"1970-01-01T00:00:00Z"},)"
-              R"("properties":{"lock":"owned"}})");
-    EXPECT_EQ(json_text(output_json(router.picture, 1, nullptr)),
-              R"({"number":1,"name":"Output 1","sources":{"video":1,"audio":1},"pending":false,)"
-              R"("taken_by":null,"lock":null,"properties":{}})");
+    EXPECT_EQ(
+        json_text(output_json(router, 2, &lock)),
+        R"({"number":2,"name":"Output 2","sources":{"video":1,"audio":1},"previous":null,"pending":true,)"
+        R"("taken_by":{"user":1000,"user_name":null,"process":4711,"by":"desk 3"},)"
+        R"("lock":{"state":"protect","owner":"desk","reason":"on air","since":"1970-01-01T00:00:00Z"},)"
+        R"("properties":{"lock":"owned"}})");
+    EXPECT_EQ(
+        json_text(output_json(router, 1, nullptr)),
+        R"({"number":1,"name":"Output 1","sources":{"video":1,"audio":1},"previous":null,"pending":false,)"
+        R"("taken_by":null,"lock":null,"properties":{}})");
 }
 
 TEST(RouterJson, NamesThatAreNoTextAreStillJson) {

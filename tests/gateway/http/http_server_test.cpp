@@ -70,6 +70,15 @@ public:
         asio::read(socket_, asio::dynamic_buffer(received_), end);
         return std::exchange(received_, {});
     }
+    // False when the other side has closed before so many bytes came.
+    bool read_some(std::size_t bytes) {
+        boost::system::error_code end;
+        if (received_.size() < bytes)
+            asio::read(socket_, asio::dynamic_buffer(received_),
+                       asio::transfer_exactly(bytes - received_.size()), end);
+        received_.erase(0, bytes);
+        return !end;
+    }
     std::string read_head() {
         boost::system::error_code end;
         const std::size_t length =
@@ -224,7 +233,7 @@ TEST_F(HttpServer, RefusedPeerThatGoesOnIsCutInTheEnd) {
 }
 
 TEST_F(HttpServer, ReaderOfEventsThatDoesNotReadIsCut) {
-    limits.write = milliseconds(100);
+    limits.silence = milliseconds(100);
     limits.look = milliseconds(1);
     const auto endless = std::make_shared<endless_source>();
     source = endless;
@@ -233,6 +242,49 @@ TEST_F(HttpServer, ReaderOfEventsThatDoesNotReadIsCut) {
     reading.send(upgrade());
     EXPECT_TRUE(becomes_true([&] { return endless->has_ended.load(); }));
     EXPECT_TRUE(becomes_true([this] { return connections() == 0; }));
+}
+
+// Its pongs are far behind what it has not read yet, and each text takes it longer than the silent have.
+TEST_F(HttpServer, ReaderThatReadsSlowlyIsNotCut) {
+    limits.silence = milliseconds(3000);
+    const auto endless = std::make_shared<endless_source>();
+    source = endless;
+    start();
+    client reading(port, 2048);
+    reading.send(upgrade());
+    const auto enough = std::chrono::steady_clock::now() + 3 * limits.silence;
+    while (std::chrono::steady_clock::now() < enough) {
+        ASSERT_TRUE(reading.read_some(512));
+        std::this_thread::sleep_for(milliseconds(50)); // so slow is it
+    }
+    EXPECT_FALSE(endless->has_ended);
+    EXPECT_EQ(connections(), 1U);
+}
+
+TEST_F(HttpServer, ReaderThatAnswersPingsIsNotCut) {
+    limits.silence = milliseconds(3000);
+    limits.look = milliseconds(10);
+    const auto silent = std::make_shared<silent_source>();
+    source = silent;
+    start();
+    client reading(port);
+    reading.send(upgrade());
+    EXPECT_NE(reading.read_head().find("101"), std::string::npos);
+    for (int count = 0; count < 5; count++) { // more of them than fit into the time of the silent
+        ASSERT_TRUE(reading.read_some(2));    // a ping: nothing else is said
+        reading.send(std::string("\x8a\x80\0\0\0\0", 6));
+    }
+    EXPECT_FALSE(silent->has_ended);
+}
+
+TEST_F(HttpServer, AllAnswersNameTheSameServer) {
+    source = std::make_shared<silent_source>();
+    start();
+    for (const std::string& asked : {get("/one"), upgrade(), std::string("nonsense\r\n\r\n")}) {
+        client asking(port);
+        asking.send(asked);
+        EXPECT_NE(asking.read_head().find("Server: vrdx_gateway\r\n"), std::string::npos) << asked;
+    }
 }
 
 TEST_F(HttpServer, ReaderThatAnswersNoPingIsCut) {

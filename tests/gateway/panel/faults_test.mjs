@@ -11,8 +11,8 @@ let panels, admin;
 before(async () => {
   await rig.addRouter("studio", { inputs: 16, outputs: 8 }, studio);
   await rig.addRouter("spare", { inputs: 4, outputs: 4 }, null, false);
-  await rig.startGateway();
   admin = rig.token("desk", "admin");
+  await rig.startGateway();
   panels = await Panels.open();
 });
 
@@ -87,12 +87,35 @@ test("all routers stand on one page, those that are away with their reason", asy
   const away = page.locator('[data-router="spare"]');
   assert.equal(await away.getAttribute("data-router-state"), "no driver");
   await waitFor("its age is told", async () => /No driver runs.*for at least \d+ s/s.test(await away.textContent()));
+  assert.equal(await away.locator("[href], button").count(), 0, "nothing of it can be pressed");
+  assert.equal(await page.locator('[data-router="studio"] [href]').count(), 3);
   assert.match(await page.textContent('[data-router="studio"]'), /16 inputs × 8 outputs/);
   await rig.startDriver("spare");
   await page.waitForSelector('[data-router="spare"][data-router-state="up"]');
   await page.click('[data-router="spare"] >> text=Matrix');
   await page.waitForURL("**/matrix?router=spare");
   await page.context().close();
+});
+
+// Drivers are not needed for it: what is away has to be listed, too.
+test("a hundred routers stand on one page", async () => {
+  const crowd = new Rig();
+  try {
+    for (let at = 1; at <= 100; at++) await crowd.addRouter(`site ${at}`, { inputs: 2, outputs: 2 }, null, at <= 2);
+    const token = crowd.token("desk", "view");
+    await crowd.startGateway();
+    const page = await panels.logIn(crowd, token, "/routers");
+    await page.waitForFunction(() => document.querySelectorAll('li[data-router-state="up"]').length === 2);
+    assert.equal(await page.locator("li[data-router]").count(), 100);
+    assert.match(await page.textContent(".summary"), /2 of 100 up/);
+    assert.deepEqual((await page.locator("li .name").allTextContents()).slice(0, 3), ["site 1", "site 2", "site 3"]);
+    const last = page.locator('li[data-router="site 100"]');
+    await last.scrollIntoViewIfNeeded();
+    assert.ok(await last.isVisible());
+    await page.context().close();
+  } finally {
+    await crowd.close();
+  }
 });
 
 test("a slow network: the press is marked at once, and confirmed when the router has reported", async () => {
@@ -174,11 +197,12 @@ test("a router that is not there is said to be so", async () => {
   await page.context().close();
 });
 
-test("a wall shows its page without a token where the configuration says so", async () => {
+for (const [what, text] of [["everybody", 'anonymous = "view"\n'], ["a wall's address", '[[wall]]\naddresses = "127.0.0.1"\n']])
+test(`a wall shows its page without a token where the configuration lets ${what}`, async () => {
   const open = new Rig();
   try {
     open.configuration = open.file("gateway.toml");
-    fs.writeFileSync(open.configuration, 'anonymous = "view"\n');
+    fs.writeFileSync(open.configuration, text);
     await open.addRouter("studio", { inputs: 16, outputs: 8 }, studio);
     await open.startGateway();
     const page = await panels.page();

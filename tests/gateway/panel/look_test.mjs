@@ -2,7 +2,7 @@
 
 import assert from "node:assert/strict";
 import { after, before, test } from "node:test";
-import { AxeBuilder, Panels, Rig, desk, isLive, jsQR, output, phone, press, studio, waitForMark } from "./panel_fixture.mjs";
+import { AxeBuilder, Panels, Rig, desk, isLive, jsQR, output, phone, press, studio, waitFor, waitForMark } from "./panel_fixture.mjs";
 
 const rig = new Rig();
 let panels, admin;
@@ -24,8 +24,8 @@ before(async () => {
     outputs: names.map((name, at) => ({ name, video: at + 1 })),
   });
   await rig.addRouter("away", { inputs: 4, outputs: 4 }, null, false);
-  await rig.startGateway();
   admin = rig.token("desk", "admin");
+  await rig.startGateway();
   panels = await Panels.open();
 });
 
@@ -35,7 +35,8 @@ after(async () => {
 });
 
 async function findings(page) {
-  const { violations } = await new AxeBuilder({ page }).analyze();
+  // The pages have no frames, which would need a page more for each look; what is right is not told.
+  const { violations } = await new AxeBuilder({ page }).options({ resultTypes: ["violations"] }).setLegacyMode().analyze();
   return violations.map(({ id, nodes }) => [id, ...nodes.slice(0, 2).flatMap((node) => [node.html.slice(0, 100), node.failureSummary.split("\n")[1]])].join(" | "));
 }
 
@@ -71,11 +72,16 @@ for (const [name, viewport] of [["desk", desk], ["phone", phone]])
       await page.click(".lock-button");
       await look("locks");
       await page.keyboard.press("Escape");
+      await page.keyboard.press("e");
+      await look("names");
+      await page.keyboard.press("Escape");
       await page.click(".help");
       await look("help");
       await page.keyboard.press("Escape");
       await page.click(".menu");
       await look("menu");
+      await page.click("text=Pair a panel");
+      await look("pairing");
       await page.goto(rig.address + "/routers");
       await page.waitForSelector('[data-router="away"]');
       await look("routers");
@@ -90,6 +96,7 @@ for (const [name, viewport] of [["desk", desk], ["phone", phone]])
       await page.context().setOffline(true);
       await page.waitForSelector('[role="alert"]:visible');
       await look("a lost connection");
+      await page.goto("about:blank"); // else the page itself goes to the login, too
       await page.context().setOffline(false);
       await page.context().clearCookies();
       await page.goto(rig.address + "/");
@@ -136,26 +143,39 @@ test("German is German, times name their zone", async () => {
   await page.context().close();
 });
 
-test("a pairing link logs a panel in, and its picture says the same", async () => {
-  const page = await panels.logIn(rig, admin, "/routers"), token = rig.token("kiosk", "operate");
+test("an admin pairs a panel: its own token, a link that logs it in, a picture that says the same", async () => {
+  const page = await panels.logIn(rig, admin, "/routers");
   await page.click(".menu");
   await page.click("text=Pair a panel");
-  await page.fill("#pair-token", token);
-  await page.selectOption("#pair-page", "/panel?router=studio");
+  await page.fill("#pair-name", "desk");
+  await page.selectOption("#pair-page", "panel studio");
   await page.fill("#pair-outputs", "1-4");
-  const address = await page.getAttribute(".pair-link", "href");
-  await rig.waitForToken(token);
+  await page.click("text=Make the link");
+  await page.waitForSelector("dialog >> text=There is a token of this name already");
+  await page.fill("#pair-name", "kiosk");
+  await page.click("text=Make the link");
+  const address = await page.getAttribute(".pair-link[href]", "href");
   const picture = await page.evaluate(() => {
     const canvas = document.querySelector(".qr"), data = canvas.getContext("2d").getImageData(0, 0, canvas.width, canvas.height);
     return { bytes: [...data.data], width: canvas.width, height: canvas.height };
   });
   assert.equal(jsQR(Uint8ClampedArray.from(picture.bytes), picture.width, picture.height).data, address);
+  await page.click("dialog[open] >> text=Close");
+  const token = new URL(address).hash.match(/token=([^&]+)/)[1];
+  await waitFor("the token is gone with the dialog", async () => !(await page.content()).includes(token));
   const kiosk = await panels.page();
   await kiosk.goto(address);
   await kiosk.waitForSelector(output(4));
   assert.equal(await kiosk.locator("[data-output]").count(), 4);
   assert.ok(!kiosk.url().includes("token"));
-  assert.match(await kiosk.textContent(".who"), /kiosk/);
+  assert.match(await kiosk.textContent(".who"), /kiosk, role operate/);
+  await press(kiosk, 4, 9);
+  await waitForMark(kiosk, 4, "data-source", 9);
+  await kiosk.goto(rig.address + "/routers");
+  await isLive(kiosk);
+  assert.equal(await kiosk.locator("li[data-router]").count(), 1, "its token is of one router");
+  await kiosk.click(".menu");
+  assert.ok(await kiosk.isHidden("text=Pair a panel"));
   await kiosk.context().close();
   await page.context().close();
 });

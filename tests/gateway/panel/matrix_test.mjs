@@ -2,16 +2,17 @@
 
 import assert from "node:assert/strict";
 import { after, before, test } from "node:test";
-import { Panels, Rig, input, mark, output, press, waitFor, waitForMark } from "./panel_fixture.mjs";
+import { Panels, Rig, input, mark, output, press, studio, waitFor, waitForMark } from "./panel_fixture.mjs";
 
 const rig = new Rig();
 let panels, token;
 
 before(async () => {
+  await rig.addRouter("studio", { inputs: 16, outputs: 8, levels: "video,audio", "refuse outputs": 5 }, studio);
   await rig.addRouter("middle", { inputs: 288, outputs: 288 });
   await rig.addRouter("largest", { inputs: 4096, outputs: 1024 });
-  await rig.startGateway();
   token = rig.token("desk", "operate");
+  await rig.startGateway();
   panels = await Panels.open();
 });
 
@@ -46,6 +47,58 @@ test("a crosspoint is taken where it is pressed", async () => {
   await page.click(".lock-button");
   await page.click('[data-lock-choice="protect"]');
   await waitForMark(page, 4, "data-lock", "protect");
+  await page.context().close();
+});
+
+// [column, kind, text] of each mark in the row of a destination.
+const marksOf = (page, destination) => page.evaluate(([row, columns]) => {
+  const middle = (element) => element.getBoundingClientRect().left + element.getBoundingClientRect().width / 2;
+  const heads = [...document.querySelectorAll(columns)];
+  const nearest = (mark) => heads.reduce((best, head) => (Math.abs(middle(head) - middle(mark)) < Math.abs(middle(best) - middle(mark)) ? head : best));
+  return [...document.querySelector(row).parentElement.querySelectorAll(".cross")]
+    .map((mark) => [Number(nearest(mark).dataset.input), mark.dataset.kind, mark.textContent]);
+}, [output(destination), "[data-input]"]);
+
+test("each level has its mark, and a refused take one of its own, with the reason in words", async () => {
+  const page = await matrix("studio");
+  await waitForMark(page, 2, "data-source-audio", 9);
+  assert.deepEqual(await marksOf(page, 2), [[2, "shown", "V"], [9, "shown", "A"]]);
+  assert.deepEqual(await marksOf(page, 1), [[1, "shown", ""]]);
+  await page.click("vrdx-salvo >> text=Video");
+  await page.mouse.click(...(await crosspoint(page, 1, 4)));
+  await waitForMark(page, 1, "data-source-audio", 4);
+  await waitForMark(page, 1, "data-state", "confirmed");
+  assert.deepEqual(await marksOf(page, 1), [[1, "shown", "V"], [4, "shown", "A"]]);
+  await page.click("text=Both");
+  await page.mouse.click(...(await crosspoint(page, 5, 7)));
+  await waitForMark(page, 5, "data-state", "refused");
+  assert.deepEqual(await marksOf(page, 5), [[5, "shown", ""], [7, "refused", ""]]);
+  assert.match(await page.textContent(".at"), /Refused: output 5 refuses to switch/);
+  await page.click("vrdx-matrix .chip >> text=VTR");
+  await waitFor("a group of destinations is shown", async () => (await page.locator("[data-output]").count()) === 2);
+  await page.context().close();
+});
+
+test("the crosshair follows the mouse, and names stay when one scrolls", async () => {
+  const page = await matrix("middle");
+  await page.evaluate(() => document.querySelector(".scroller").scrollTo(3000, 4000));
+  const seen = () => page.evaluate(() => {
+    const field = document.querySelector(".scroller").getBoundingClientRect(), box = (element) => element.getBoundingClientRect();
+    const inSight = (element) => box(element).top > field.top + 150 && box(element).bottom < field.bottom;
+    const row = [...document.querySelectorAll("[data-output]")].find(inSight);
+    const column = [...document.querySelectorAll("[data-input]")].find((each) => box(each).left > field.left + 300);
+    return { left: Math.round(box(row).left - field.left), top: Math.round(box(column).top - field.top), row: Number(row.dataset.output), column: Number(column.dataset.input) };
+  });
+  await waitFor("the rows that are seen now", async () => (await page.locator(output(1)).count()) === 0);
+  const { left, top, row, column } = await seen();
+  assert.ok(row > 100 && column > 90, `${row} ${column}`);
+  assert.deepEqual([left, top], [1, 1], "behind the border of the field");
+  const place = await crosspoint(page, row, column);
+  await page.mouse.move(...place);
+  await page.waitForFunction(([wanted]) => document.querySelector(".at").textContent.startsWith(wanted), [`Destination ${row} Output ${row}, source ${column} `]);
+  const hairs = await page.evaluate(([x, y]) => [...document.querySelectorAll(".hair")].map((each) => each.getBoundingClientRect())
+    .map((box) => box.left <= x && x <= box.right && box.top <= y && y <= box.bottom), place);
+  assert.deepEqual(hairs, [true, true]);
   await page.context().close();
 });
 

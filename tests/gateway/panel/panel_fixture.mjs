@@ -31,8 +31,9 @@ export class Panels {
   }
 
   // A page of its own browser profile.
-  async page(options = {}) {
+  async page(options = {}, script = null) {
     const context = await this.browser.newContext({ viewport: desk, locale: "en-GB", ...options });
+    if (script) await context.addInitScript(script);
     context.setDefaultTimeout(60000);
     const page = await context.newPage();
     page.on("pageerror", (error) => this.problems.push(error.message));
@@ -43,12 +44,12 @@ export class Panels {
     return page;
   }
 
-  // A page that is logged in with this token and shows this address.
-  async logIn(rig, token, where, options = {}) {
+  // A page that is logged in with this token and shows this address. `script` runs in it before its own.
+  async logIn(rig, token, where, options = {}, script = null) {
     await rig.waitForToken(token);
-    const page = await this.page(options);
-    await page.goto(`${rig.address}/#token=${token}&to=${encodeURIComponent(where)}`);
-    await page.waitForURL(rig.address + where);
+    const page = await this.page(options, script), [name, value] = (await rig.cookie(token)).split("=");
+    await page.context().addCookies([{ name, value, url: rig.address }]);
+    await page.goto(rig.address + where);
     await isLive(page);
     return page;
   }

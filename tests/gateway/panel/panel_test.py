@@ -4,6 +4,7 @@ Usage: panel_test.py SCRIPT.mjs. Needs node, npm and chromium, and the network o
 of them cannot be had here.
 """
 
+import contextlib
 import os
 import shutil
 import subprocess
@@ -46,19 +47,25 @@ def install(cache, modules):
         shutil.rmtree(unpacked)
 
 
-def main():
+@contextlib.contextmanager
+def browser_environment():
+    """What a script for node needs to open pages, as variables of its environment."""
     chromium = shutil.which("chromium")
+    if chromium is None:
+        raise CannotBeHad("chromium is not installed")
+    cache = os.environ["VRDX_PEERS"]
+    os.makedirs(cache, exist_ok=True)
+    with tempfile.TemporaryDirectory(prefix="panel.", dir=cache) as folder:
+        modules = os.path.join(folder, "node_modules")
+        install(cache, modules)
+        # Chromium keeps what it needs in a home of its own.
+        yield {**os.environ, "VRDX_NODE_MODULES": modules, "VRDX_CHROMIUM": chromium, "HOME": folder}
+
+
+def main():
     try:
-        if chromium is None:
-            raise CannotBeHad("chromium is not installed")
-        cache = os.environ["VRDX_PEERS"]
-        os.makedirs(cache, exist_ok=True)
-        with tempfile.TemporaryDirectory(prefix="panel.", dir=cache) as folder:
-            modules = os.path.join(folder, "node_modules")
-            install(cache, modules)
+        with browser_environment() as environment:
             script = os.path.join(os.path.dirname(os.path.abspath(__file__)), sys.argv[1])
-            # Chromium keeps what it needs in a home of its own.
-            environment = {**os.environ, "VRDX_NODE_MODULES": modules, "VRDX_CHROMIUM": chromium, "HOME": folder}
             return subprocess.run(["node", "--test", script], env=environment, check=False).returncode
     except CannotBeHad as reason:
         print(f"left out: {reason}")

@@ -19,14 +19,21 @@ try {
   await waitForMark(page, 1, "data-source", 4);
   await page.goto(rig.address + "/matrix?router=studio");
   await page.waitForSelector(output(1));
+  await page.setViewportSize({ width: 1000, height: 660 });
   const row = await page.locator(output(6)).boundingBox(), column = await page.locator(input(10)).boundingBox();
   await page.mouse.move(column.x + 10, row.y + 10);
-  await page.setViewportSize({ width: 1000, height: 560 });
   await page.screenshot({ path: path.join(images, "matrix.png") });
   const small = await panels.logIn(rig, gallery, "/panel?router=studio", { colorScheme: "light", viewport: phone, hasTouch: true, isMobile: true });
   await press(small, 2, 9);
   await waitForMark(small, 2, "data-source", 9);
   await small.screenshot({ path: path.join(images, "phone.png") });
+  const admin = await panels.logIn(rig, rig.token("head", "admin"), "/routers", { colorScheme: "dark", viewport: { width: 720, height: 600 } });
+  await admin.click(".menu");
+  await admin.click("text=Pair a panel");
+  await admin.fill("#pair-name", "Studio door");
+  await admin.selectOption("#pair-page", "panel studio");
+  await admin.fill("#pair-outputs", "1-4");
+  await admin.screenshot({ path: path.join(images, "pairing.png") });
 } finally {
   await panels.close();
   await rig.close();

@@ -138,6 +138,17 @@ export class Rig {
     });
   }
 
+  // Of a session of this token, as "name=value".
+  async cookie(token) {
+    const answer = await fetch(this.address + "/api/v1/session", {
+      method: "POST",
+      headers: { Origin: this.address, "Content-Type": "application/json" },
+      body: JSON.stringify({ token }),
+    });
+    if (answer.status !== 200) throw new Error(`no session: ${answer.status}`);
+    return answer.headers.get("set-cookie").split(";")[0];
+  }
+
   removeToken(name) {
     spawnSync(`${bin}/vrdx_gateway`, ["token", "remove", name, "--state", this.file("state")]);
   }
@@ -159,9 +170,11 @@ export class Rig {
   }
 
   async close() {
-    await this.#end(this.gateway, "SIGKILL");
-    for (const driver of this.drivers.values()) await this.#end(driver, "SIGTERM");
-    for (const emulator of this.emulators) await this.#end(emulator, "SIGKILL");
+    await Promise.all([
+      this.#end(this.gateway, "SIGKILL"),
+      ...[...this.drivers.values()].map((driver) => this.#end(driver, "SIGTERM")),
+      ...this.emulators.map((emulator) => this.#end(emulator, "SIGKILL")),
+    ]);
     fs.rmSync(this.folder, { recursive: true, force: true });
   }
 }

@@ -13,11 +13,11 @@ before(async () => {
   await rig.addRouter("slow", { inputs: 8, outputs: 8, "delay ms": slowness });
   await rig.addRouter("silent", { inputs: 4, outputs: 4, "delay ms": 60000 });
   hub = await rig.addVideohub("hub");
-  await rig.startGateway();
   tokens = {
     desk: rig.token("desk", "operate"), gallery: rig.token("gallery", "lock"), wall: rig.token("wall", "view"),
     small: rig.token("small", "operate", "--outputs", "1-2", "--inputs", "1-4"),
   };
+  await rig.startGateway();
   panels = await Panels.open();
 });
 
@@ -78,6 +78,9 @@ test("a refused take says why, where it was pressed", async () => {
   assert.equal(await mark(page, 5, "data-source"), "5");
   assert.match(await page.textContent(output(5)), /output 5 refuses to switch/);
   assert.equal(await page.getAttribute(input(2), "data-mark"), "refused");
+  const all = await panels.logIn(rig, tokens.wall, "/routers");
+  await all.waitForFunction(() => /output 5 refuses to switch/.test(document.querySelector('li[data-router="studio"] .last').textContent));
+  await all.context().close();
   await page.click("text=Dismiss");
   await waitForMark(page, 5, "data-state", "confirmed");
   await page.context().close();
@@ -128,6 +131,24 @@ test("what is armed is sent with Take, as one salvo", async () => {
   await page.context().close();
 });
 
+test("of a salvo that is all or nothing, a lock refuses all, and says which it was", async () => {
+  const page = await panel("studio"), sources = [await mark(page, 3, "data-source"), await mark(page, 8, "data-source")];
+  assert.equal((await rig.ask(tokens.gallery, "POST", "/api/v1/routers/studio/outputs/8/lock", { state: "lock", reason: "" })).status, 200);
+  await waitForMark(page, 8, "data-lock", "lock");
+  await page.click("text=Armed");
+  await press(page, 3, 2);
+  await press(page, 8, 2);
+  await page.check("text=All or nothing");
+  await page.click("text=Take 2");
+  for (const [number, source] of [[3, sources[0]], [8, sources[1]]]) {
+    await waitForMark(page, number, "data-state", "refused");
+    assert.equal(await mark(page, number, "data-source"), source);
+  }
+  assert.match(await page.textContent(output(8)), /locked by "gallery"/);
+  await rig.ask(tokens.gallery, "POST", "/api/v1/routers/studio/outputs/8/lock", { state: "unlock" });
+  await page.context().close();
+});
+
 test("breakaway is shown level by level, and married takes end it", async () => {
   const page = await panel("studio");
   assert.equal(await mark(page, 2, "data-source"), null);
@@ -154,6 +175,11 @@ test("undo takes the last salvo back, Back to takes the source before", async ()
   await page.click(".previous:not([disabled])");
   await waitForMark(page, 6, "data-source", 11);
   await page.context().close();
+  const other = await panel("studio"); // it was not open when that was taken
+  await other.click(output(6));
+  await other.keyboard.press("Control+b");
+  await waitForMark(other, 6, "data-source", first);
+  await other.context().close();
 });
 
 test("a lock names its owner and reason, and refuses; force asks once more", async () => {
@@ -217,6 +243,31 @@ test("what one may not do is not offered", async () => {
   await limited.click(".menu");
   assert.ok(await limited.isHidden("text=Pair a panel"));
   await limited.context().close();
+});
+
+test("who may gives names, and they show when the router tells them", async () => {
+  const page = await panel("studio", tokens.gallery), other = await panel("studio");
+  await page.click(output(6));
+  await page.click(".menu");
+  await page.click("text=Names …");
+  await page.fill("#name-name", "Lobby <b>screen</b>");
+  await page.click("text=Give the name");
+  await page.waitForSelector("dialog >> text=6 is called Lobby <b>screen</b> now.");
+  await other.waitForFunction((selector) => document.querySelector(selector).textContent === "Lobby <b>screen</b>", output(6) + " .name");
+  await page.selectOption("#name-side", "inputs");
+  await page.fill("#name-number", "17");
+  assert.ok(await page.isDisabled("text=Give the name"));
+  await page.fill("#name-number", "16");
+  assert.equal(await page.inputValue("#name-name"), "Line in");
+  await page.fill("#name-name", "Radio");
+  await page.keyboard.press("Enter");
+  await other.waitForFunction((selector) => document.querySelector(selector).textContent === "Radio", input(16) + " .name");
+  await other.keyboard.press("e");
+  assert.equal(await other.locator("dialog[open]").count(), 0);
+  await other.click(".menu");
+  assert.ok(await other.isHidden("text=Names …"));
+  await page.context().close();
+  await other.context().close();
 });
 
 test("search and groups find on both sides, the address limits what is shown", async () => {

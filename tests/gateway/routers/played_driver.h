@@ -26,6 +26,13 @@ protected:
         board->start();
         wait_for_state("studio", gateway::router_state::up);
     }
+    // One that answers each `describe`, from its first connection on.
+    void start_answering_driver_and_wait() {
+        start_driver();
+        driver->answers_describe = true;
+        board->start();
+        wait_for_state("studio", gateway::router_state::up);
+    }
     void start_driver(const std::string& epoch = first_epoch) {
         driver = std::make_unique<scripted_driver>(socket_path("studio"), epoch);
     }

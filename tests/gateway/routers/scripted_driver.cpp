@@ -131,9 +131,38 @@ void scripted_driver::answer(std::size_t number, const comm_socket_v4_packet& pa
         clients_[number].outgoing += watch ? watch() : watch_reply() + whole_picture();
         return;
     }
+    if (comm_socket_v4_packet_get_command(&packet) == std::string_view("describe")) {
+        const bool asks_for_takes = comm_socket_v4_packet_get_argc(&packet) > 0;
+        described += asks_for_takes ? 0 : 1;
+        if (figures && !asks_for_takes) {
+            clients_[number].outgoing += figures();
+            return;
+        }
+        if (asks_for_takes && record_pages) {
+            clients_[number].outgoing += record_pages(packet);
+            return;
+        }
+        if (!answers_describe)
+            return;
+        clients_[number].outgoing += asks_for_takes ? record_page() : description();
+        return;
+    }
     requests.push_back(packet);
     if (request)
         clients_[number].outgoing += request(number, packet);
+}
+
+std::string scripted_driver::description() const {
+    told_entries entries = {{"epoch", epoch}, {"sequence", std::to_string(sequence)}};
+    for (const std::string& error : errors)
+        entries.emplace_back("error", error);
+    return bytes_of("describe", entries);
+}
+
+std::string scripted_driver::record_page() const {
+    told_entries entries = {{"epoch", epoch}, {"last take", std::to_string(last_take)}};
+    entries.insert(entries.end(), record.begin(), record.end());
+    return bytes_of("describe", entries);
 }
 
 void scripted_driver::write_to(client* one) {

@@ -24,6 +24,15 @@ public:
     // Bytes that answer any other request; called with the connection's number, from 0.
     std::function<std::string(std::size_t, const comm_socket_v4_packet&)> request;
 
+    // Bytes that answer a description; unless told, as what follows says.
+    std::function<std::string()> figures;
+    bool answers_describe = false;   // else the question waits for ever
+    std::vector<std::string> errors; // as `describe` tells them: "TIME TEXT", the oldest first
+    told_entries record;             // entries of the record of takes, all on one page
+    // Bytes that answer a question about the record instead, whatever answers_describe says.
+    std::function<std::string(const comm_socket_v4_packet&)> record_pages;
+    std::size_t described = 0; // how often its errors were asked for
+
     std::string epoch;
     int inputs = 4;
     int outputs = 2;
@@ -56,7 +65,7 @@ public:
     // Writes to the connection of this number, from 0.
     void send_to(std::size_t number, const std::string& bytes);
     void close_connection(std::size_t number);
-    std::vector<comm_socket_v4_packet> requests; // others than `watch`, in their order
+    std::vector<comm_socket_v4_packet> requests; // others than `watch` and `describe`
 
     // --- packets
 
@@ -75,6 +84,8 @@ private:
     void accept_all();
     void read_from(std::size_t number);
     void answer(std::size_t number, const comm_socket_v4_packet& packet);
+    [[nodiscard]] std::string description() const;
+    [[nodiscard]] std::string record_page() const;
     static void write_to(client* one);
     static void close_client(client* one);
 

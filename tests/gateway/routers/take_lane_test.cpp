@@ -315,6 +315,22 @@ TEST_F(NewName, IsHandedToTheDriver) {
     EXPECT_EQ(driver->requests[1].entries.size(), 1U);
 }
 
+TEST_F(NewName, GoesWithOthersInOneRequestOrNotAtAll) {
+    begin();
+    driver->request = [](std::size_t, const comm_socket_v4_packet&) { return bytes_of("router set", {}); };
+    const auto together = [&](const std::vector<gateway::new_name>& names) {
+        auto kept = std::make_shared<kept_ending>();
+        board->rename_all("studio", "lane", names, keep_in(kept));
+        return wait_for_ending(kept).ending.answer.error;
+    };
+    EXPECT_NE(together({{true, 2, "Studio A"}, {false, 5, "none"}}), "");
+    EXPECT_TRUE(driver->requests.empty());
+    EXPECT_EQ(together({{true, 2, "Studio A"}, {false, 4, "VTR"}}), "");
+    ASSERT_EQ(driver->requests.size(), 1U);
+    EXPECT_EQ(entry_of(driver->requests[0], "output.2.name"), "Studio A");
+    EXPECT_EQ(entry_of(driver->requests[0], "input.4.name"), "VTR");
+}
+
 TEST_F(NewName, OfAPlaceThatThereIsNotIsRefused) {
     begin();
     for (const auto& [output, number] : {std::pair(true, 0), {true, 3}, {false, 5}, {false, -1}}) {

@@ -40,6 +40,7 @@ TEST(ConfigurationFile, OfNothingHasTheDefaults) {
     EXPECT_EQ(told.values.listen, settings().listen);
     EXPECT_EQ(told.values.anonymous, role::none);
     EXPECT_FALSE(told.values.insecure);
+    EXPECT_FALSE(told.values.metrics_crosspoints);
     EXPECT_FALSE(told.values.has_tls());
 }
 
@@ -57,6 +58,9 @@ proxies = ["192.0.2.9", "2001:DB8::1"]
 [tls]
 certificate = "/c.pem"
 key = "/k.pem"
+
+[metrics]
+crosspoints = true
 )",
                                                             "f");
     EXPECT_EQ(told.problems, std::vector<std::string>());
@@ -71,6 +75,7 @@ key = "/k.pem"
     EXPECT_EQ(told.values.anonymous, role::view);
     EXPECT_EQ(told.values.proxies, (std::vector<std::string>{"192.0.2.9", "2001:db8::1"}));
     EXPECT_EQ(told.lines.at("listen"), 2U);
+    EXPECT_TRUE(told.values.metrics_crosspoints);
     EXPECT_EQ(told.lines.at("tls.key"), 13U);
 }
 
@@ -85,17 +90,20 @@ TEST(ConfigurationFile, TakesOneTextForAListOfOne) {
 }
 
 TEST(ConfigurationFile, TellsAnUnknownKeyWithThoseThereAre) {
-    EXPECT_EQ(problem("\nport = 1\n"),
-              "f:2: there is no key \"port\"; possible: listen, hosts, items, run, state, "
-              "insecure, anonymous, proxies, site, [tls], [nats], [[peer]]");
+    EXPECT_EQ(
+        problem("\nport = 1\n"),
+        "f:2: there is no key \"port\"; possible: listen, hosts, items, run, state, "
+        "insecure, anonymous, proxies, site, [tls], [history], [metrics], [nats], [[wall]], [[videohub]], "
+        "[[peer]]");
     EXPECT_EQ(problem("[tls]\nca = \"/x\"\n"), "f:2: there is no key \"tls.ca\"; possible: certificate, key");
     EXPECT_EQ(
         problem("\n[access]\nx = 1\n"),
         "f:2: there is no key \"access\"; possible: listen, hosts, items, run, state, insecure, anonymous, "
-        "proxies, site, [tls], [nats], [[peer]]");
+        "proxies, site, [tls], [history], [metrics], [nats], [[wall]], [[videohub]], [[peer]]");
     EXPECT_EQ(problem("\"\" = 1"),
               "f:1: there is no key \"\"; possible: listen, hosts, items, run, state, insecure, "
-              "anonymous, proxies, site, [tls], [nats], [[peer]]");
+              "anonymous, proxies, site, [tls], [history], [metrics], [nats], [[wall]], [[videohub]], "
+              "[[peer]]");
 }
 
 TEST(ConfigurationFile, TellsAWrongTypeWithWhatIsPossible) {
@@ -117,6 +125,13 @@ TEST(ConfigurationFile, TellsAWrongTypeWithWhatIsPossible) {
               "f:1: items cannot be a date and time; possible: a path that begins with /");
     EXPECT_EQ(problem("tls = []"),
               "f:1: tls cannot be an array; possible: a table [tls] with certificate and key");
+    EXPECT_EQ(problem("metrics = true"),
+              "f:1: metrics cannot be a boolean; possible: a table [metrics] with crosspoints");
+    EXPECT_EQ(problem("metrics.crosspoints = 1"),
+              "f:1: metrics.crosspoints cannot be a whole number; possible: true, false");
+    EXPECT_EQ(problem("[metrics]\nall = 1"), "f:2: there is no key \"metrics.all\"; possible: crosspoints");
+    EXPECT_EQ(problem("history = 1\n"),
+              "f:1: history cannot be a whole number; possible: a table [history] with days and bytes");
 }
 
 TEST(ConfigurationFile, TellsAWrongValueWithWhatIsPossible) {
@@ -137,6 +152,39 @@ TEST(ConfigurationFile, TellsAWrongValueWithWhatIsPossible) {
               "f:1: state cannot be \"here\"; possible: a path that begins with /");
     EXPECT_EQ(problem("items = \"/a\\u0000\\u001b\\nb\""),
               "f:1: items cannot be \"/a???b\"; possible: a path that begins with /");
+}
+
+TEST(ConfigurationFile, TakesEachWall) {
+    const configuration_text told = read_configuration_text(R"(
+[[wall]]
+addresses = ["192.0.2.1", "::FFFF:192.0.2.2"]
+role = "operate"
+
+[[wall]]
+addresses = "2001:DB8::1"
+)",
+                                                            "f");
+    EXPECT_EQ(told.problems, std::vector<std::string>());
+    EXPECT_EQ(told.values.walls, (std::vector<wall>{{{"192.0.2.1", "192.0.2.2"}, role::operate},
+                                                    {{"2001:db8::1"}, role::view}}));
+}
+
+TEST(ConfigurationFile, TellsWhatIsNoWall) {
+    EXPECT_EQ(problem("wall = 1"),
+              "f:1: wall cannot be a whole number; possible: up to 64 tables [[wall]], each with addresses "
+              "and role");
+    EXPECT_EQ(problem("[wall]\nrole = \"view\"").substr(0, 28), "f:1: wall cannot be a table;");
+    EXPECT_EQ(problem("\n[[wall]]\nrole = \"view\""),
+              "f:2: a wall has no addresses; possible: addresses = [\"192.0.2.1\", ...]");
+    EXPECT_EQ(
+        problem("[[wall]]\naddresses = \"192.0.2.0/24\""),
+        "f:2: wall.addresses cannot be \"192.0.2.0/24\"; possible: an address such as \"192.0.2.1\", or "
+        "an array of up to 64");
+    EXPECT_EQ(problem("[[wall]]\naddresses = \"192.0.2.1\"\nrole = \"root\""),
+              "f:3: wall.role cannot be \"root\"; possible: \"none\", \"view\", \"operate\", \"lock\", "
+              "\"admin\"");
+    EXPECT_EQ(problem("[[wall]]\naddresses = \"192.0.2.1\"\nname = \"x\""),
+              "f:3: there is no key \"wall.name\"; possible: addresses, role");
 }
 
 TEST(ConfigurationFile, TellsAllThatIsWrong) {
@@ -161,6 +209,33 @@ TEST(ConfigurationFile, HasSoManyValues) {
     EXPECT_EQ(problems("listen = " + array_of(listen_addresses_limit + 1, "127.0.0.1:1")).size(), 1U);
     EXPECT_EQ(problems("proxies = " + array_of(proxies_limit, "192.0.2.")).size(), 0U);
     EXPECT_EQ(problems("proxies = " + array_of(proxies_limit + 1, "192.0.2.")).size(), 1U);
+    EXPECT_EQ(problems("[[wall]]\naddresses = " + array_of(wall_addresses_limit, "192.0.2.")).size(), 0U);
+    EXPECT_EQ(problems("[[wall]]\naddresses = " + array_of(wall_addresses_limit + 1, "192.0.2.")).size(), 1U);
+    std::string walls;
+    for (std::size_t wall = 0; wall < walls_limit; ++wall)
+        walls += "[[wall]]\naddresses = \"192.0.2.1\"\n";
+    EXPECT_EQ(problems(walls).size(), 0U);
+    EXPECT_EQ(problems(walls + "[[wall]]\naddresses = \"192.0.2.1\"\n").size(), 1U);
+}
+
+TEST(ConfigurationFile, HistoryHasDaysAndBytesOrNone) {
+    const configuration_text usual = read_configuration_text("", "f");
+    EXPECT_EQ(usual.values.history_days, 90);
+    EXPECT_EQ(usual.values.history_bytes, 1073741824);
+    const configuration_text told = read_configuration_text("[history]\ndays = 7\nbytes = 16777216\n", "f");
+    EXPECT_EQ(told.problems, std::vector<std::string>());
+    EXPECT_EQ(told.values.history_days, 7);
+    EXPECT_EQ(told.values.history_bytes, 16777216);
+    EXPECT_EQ(read_configuration_text("[history]\ndays = 0\nbytes = 0\n", "f").problems,
+              std::vector<std::string>());
+    EXPECT_EQ(problem("[history]\ndays = 3651\n"),
+              "f:2: history.days cannot be 3651; possible: 1 to 3650, or 0 for no history");
+    EXPECT_EQ(
+        problem("[history]\nbytes = 16777215\n"),
+        "f:2: history.bytes cannot be 16777215; possible: 16777216 to 109951162777600, or 0 for no history");
+    EXPECT_EQ(
+        problem("[history]\nbytes = \"1 GiB\"\n"),
+        "f:2: history.bytes cannot be a text; possible: 16777216 to 109951162777600, or 0 for no history");
 }
 
 TEST(ConfigurationFile, TakesTheKeysOfSites) {

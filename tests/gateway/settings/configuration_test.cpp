@@ -128,6 +128,26 @@ TEST_F(Configuration, CertificateAndKeyStandTogetherAndCanBeRead) {
                 "that this user may read");
 }
 
+TEST_F(Configuration, AProxyIsNoWall) {
+    EXPECT_EQ(problem("proxies = \"192.0.2.9\"\n[[wall]]\naddresses = [\"192.0.2.8\", \"192.0.2.9\"]"),
+              file_ + ":3: wall.addresses: 192.0.2.9 is one of `proxies`, behind which others stand, too; "
+                      "possible: the address that the proxy forwards");
+}
+
+TEST_F(Configuration, WhoHasNoTokenHasTheRoleOfHisWallElseThatOfAnonymous) {
+    settings now = read("[[wall]]\naddresses = \"192.0.2.8\"\nrole = \"operate\"\n"
+                        "[[wall]]\naddresses = [\"2001:DB8::7\", \"192.0.2.8\"]\n")
+                       .values;
+    EXPECT_EQ(role_without_token(now, "192.0.2.8"), role::operate);
+    EXPECT_EQ(role_without_token(now, "2001:db8::7"), role::view);
+    EXPECT_EQ(role_without_token(now, "192.0.2.80"), role::none);
+    EXPECT_EQ(role_without_token(now, ""), role::none);
+    now.anonymous = role::view;
+    EXPECT_EQ(role_without_token(now, "192.0.2.80"), role::view);
+    now.walls.front().right = role::none;
+    EXPECT_EQ(role_without_token(now, "192.0.2.8"), role::none);
+}
+
 TEST_F(Configuration, TellsTheTokenCommandItsStateWhateverElseItSays) {
     command_line line;
     line.what = wanted::token_list;
@@ -154,7 +174,8 @@ TEST_F(Configuration, ChecksSayALineForEachProblem) {
     std::ostringstream err;
     EXPECT_EQ(check_configuration(read("x = 1\ny = 2"), err), 2);
     const std::string possible = "; possible: listen, hosts, items, run, state, insecure, anonymous, "
-                                 "proxies, site, [tls], [nats], [[peer]]\n";
+                                 "proxies, site, [tls], [history], [metrics], [nats], "
+                                 "[[wall]], [[videohub]], [[peer]]\n";
     EXPECT_EQ(err.str(), "vrdx_gateway: " + file_ + ":1: there is no key \"x\"" + possible +
                              "vrdx_gateway: " + file_ + ":2: there is no key \"y\"" + possible);
     std::ostringstream good;

@@ -58,12 +58,17 @@ std::map<std::string, std::string> defaults() {
             {"hosts", "[" + hosts + "]"},
             {"items", quoted(values.items)},
             {"run", quoted(values.run)},
+            {"metrics.crosspoints", values.metrics_crosspoints ? "true" : "false"},
             {"state", quoted(values.state)},
             {"insecure", values.insecure ? "true" : "false"},
             {"anonymous", quoted(std::string(role_word(values.anonymous)))},
             {"proxies", "[]"},
+            {"wall.addresses", "none"},
+            {"wall.role", quoted(std::string(role_word(wall().right)))},
             {"tls.certificate", "none"},
             {"tls.key", "none"},
+            {"history.days", std::to_string(values.history_days)},
+            {"history.bytes", std::to_string(values.history_bytes)},
             {"site", "none"},
             {"nats.servers", "none"},
             {"nats.credentials", "none"},
@@ -81,6 +86,8 @@ TEST(Manual, KnowsTheOptionsOfTheProgram) {
     known.merge(found(help_of({"token", "add"}), option));
     known.merge(found(help_of({"token", "list"}), option));
     known.merge(found(help_of({"token", "remove"}), option));
+    known.merge(found(help_of({"backup"}), option));
+    known.merge(found(help_of({"restore"}), option));
     EXPECT_EQ(found(manual(), option), known);
 }
 
@@ -90,7 +97,7 @@ TEST(Manual, KnowsTheKeysOfTheConfiguration) {
     const std::string page = manual();
     const auto begin = page.find(".SH CONFIGURATION");
     ASSERT_NE(begin, std::string::npos);
-    const std::string section = page.substr(begin, page.find(".SH EXIT STATUS") - begin);
+    const std::string section = page.substr(begin, page.find(".SH VIDEOHUB SERVERS") - begin);
     EXPECT_EQ(found(section, "\\.TP\n\\.B ([a-z.]+)\n"), known);
     const std::string table = text_of("docs/gateway.md");
     EXPECT_EQ(found(table.substr(0, table.find("## Tokens")), "\n\\| `([a-z.]+)` \\| "), known);

@@ -101,6 +101,60 @@ class FarRouters(sites_fixture.SitesTest):
         self.assertEqual(len(far["inputs"]), 4000)
 
 
+class WhatElseTheGatewayDoes(sites_fixture.SitesTest):
+    def takes_in_history(self, site, router):
+        return [entry for entry in site.get(f"/api/v1/history?router={router}").json["history"] if entry["kind"] == "take"]
+
+    def test_both_sites_have_the_take_in_their_history_once(self):
+        self.control.take_until_confirmed("north:studio", 1, 3)
+
+        def confirmed(site, router):
+            return [entry for entry in self.takes_in_history(site, router) if entry["result"] == "confirmed"]
+
+        wait_until("the owner has it", lambda: confirmed(self.north, "studio"))
+        wait_until("the control room has it", lambda: confirmed(self.control, "north:studio"))
+        [owners], [own] = confirmed(self.north, "studio"), confirmed(self.control, "north:studio")
+        self.assertEqual((owners["by"], owners["through"], owners["output"]), ("control:boss", "site", 1))
+        self.assertTrue(owners["number"])
+        self.assertEqual((own["by"], own["through"], own["output"], own["address"]), ("boss", "gateway", 1, "127.0.0.1"))
+        self.assertFalse(own["number"])
+
+    def test_take_at_the_owner_is_in_the_history_of_the_owner_alone(self):
+        self.assertEqual(self.north.taken("studio", 2, 5)["result"], "confirmed")
+        self.control.take_until_confirmed("north:studio", 1, 3)
+        wait_until("the owner has both", lambda: {entry["output"] for entry in self.takes_in_history(self.north, "studio")} == {1, 2})
+        wait_until("the control room has its own", lambda: self.takes_in_history(self.control, "north:studio"))
+        self.assertEqual({entry["output"] for entry in self.takes_in_history(self.control, "north:studio")}, {1})
+
+    def test_preset_takes_on_a_far_router_and_is_undone(self):
+        preset = {"takes": [{"router": "north:studio", "output": 1, "input": 4}, {"router": "north:studio", "output": 2, "input": 4}]}
+        answer = self.control.ask("PUT", "/api/v1/presets/show", preset)
+        self.assertIn(answer.status, (200, 201, 204), answer.body)
+
+        def is_confirmed(verb):
+            said = self.control.ask("POST", f"/api/v1/presets/show/{verb}", {})
+            return said.status == 200 and {each["result"] for each in said.json["results"]} == {"confirmed"}
+
+        def recalled_and_undone():  # anew from the beginning where a beat was too old
+            for output in (1, 2):
+                self.control.take_until_confirmed("north:studio", output, output)
+                self.expect_sources(self.control, "north:studio", output, output)
+            if not is_confirmed("recall"):
+                return False
+            self.assertEqual(self.north.sources(1, "studio"), {"video": 4, "audio": 4})
+            return is_confirmed("undo")
+
+        wait_until("it is recalled and undone", recalled_and_undone)
+        for output in (1, 2):
+            self.assertEqual(self.north.sources(output, "studio"), {"video": output, "audio": output})
+
+    def test_figures_are_those_of_the_own_site(self):
+        self.assertIn(b'vrdx_driver_up{router="studio"} 1', self.north.get("/metrics").body)
+        figures = self.control.get("/metrics").body
+        self.assertIn(b"vrdx_gateway_routers 0\n", figures)
+        self.assertNotIn(b"studio", figures)
+
+
 class LocksOfTheOwner(sites_fixture.SitesTest):
     def lock(self, state, **further):
         answer = self.north.ask("POST", "/api/v1/routers/studio/outputs/1/lock", {"state": state, **further})

@@ -1,0 +1,14 @@
+// How much of something that is there for all one of them may have.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+
+namespace gateway {
+
+// So much, and never more than what is left for the others: however many are greedy, the next one gets some.
+constexpr std::size_t share_of(std::size_t most_for_one, std::size_t there_is, std::size_t in_use) {
+    return std::min(most_for_one, there_is - std::min(there_is, in_use));
+}
+
+} // namespace gateway

@@ -1,0 +1,32 @@
+// All figures as one text, as far as a token may see them.
+#pragma once
+
+#include "gateway/access/token.h"
+#include "gateway/metrics/take_figures.h"
+
+#include <vector>
+
+namespace gateway {
+
+// Of the gateway itself. Told to tokens that may see all routers: the figures are about all of them.
+struct gateway_figures {
+    std::size_t connections = 0;
+    std::size_t event_readers = 0;
+    std::size_t event_queue_bytes = 0;         // of all readers
+    std::size_t event_queue_longest_bytes = 0; // of the one that is furthest behind
+    std::size_t open_requests = 0;             // to drivers
+    std::size_t routers_beyond_limit = 0;      // that are not shown
+    double started_s = 0;                      // since 1970
+};
+
+struct metrics_wish {
+    metrics_format format = metrics_format::plain;
+    bool crosspoints = false;
+};
+
+// `now_us`: a monotonic_us() count.
+std::string metrics_page(const token& who, const metrics_wish& wish,
+                         const std::vector<const shown_router*>& routers, const take_figures& takes,
+                         const gateway_figures& gateway, std::uint64_t now_us);
+
+} // namespace gateway

@@ -1,0 +1,67 @@
+#include "gateway/presets/recall_desk.h"
+
+#include <algorithm>
+
+namespace gateway {
+
+namespace {
+
+// Nothing of it happened, and nothing will.
+bool was_not_done(const output_answer& answer) {
+    constexpr const char* words[] = {"refused", "withdrawn", "replaced unsent", "locked", "unavailable"};
+    return std::any_of(std::begin(words), std::end(words),
+                       [&answer](const char* word) { return answer.result == word; });
+}
+
+bool is_known(const std::optional<vrdx::level_sources>& sources) {
+    return sources && sources->video != vrdx::source_unknown && sources->audio != vrdx::source_unknown;
+}
+
+// The takes that lead back to what was shown before.
+std::vector<preset_take> way_back(const recall_answer& answer) {
+    std::vector<preset_take> back;
+    for (const recalled_output& each : answer.outputs) {
+        if (was_not_done(each.answer) || !is_known(each.shown) || !is_known(each.wanted) ||
+            *each.shown == *each.wanted)
+            continue;
+        output_wish wish{each.answer.output, each.shown->video, each.shown->audio};
+        wish.only_if = each.wanted;
+        back.push_back({each.router, wish});
+    }
+    return back;
+}
+
+} // namespace
+
+// What was shown is noted by the look, and goes through the answer of the takes unchanged.
+void recall_desk::recall(const preset& wanted, const take_asker& asker, const recall_wish& wish,
+                         const recall_done& done) {
+    run_recall(routers_, takes_, wanted.takes, asker, wish,
+               [this, name = wanted.row.name, done](const recall_answer& answer) {
+                   if (std::vector<preset_take> back = way_back(answer); !back.empty())
+                       memory_.keep(name, std::move(back));
+                   done(answer);
+               });
+}
+
+bool recall_desk::undo(const std::string& preset, const take_asker& asker, const recall_wish& wish,
+                       const recall_done& done) {
+    const std::vector<preset_take>* const known = memory_.of(preset);
+    if (known == nullptr)
+        return false;
+    const std::vector<preset_take> back = *known;
+    const recall_answer look = look_at_recall(routers_, takes_, back, asker.who, wish);
+    const bool sends = std::any_of(look.outputs.begin(), look.outputs.end(),
+                                   [](const recalled_output& each) { return each.answer.result.empty(); });
+    if (sends)
+        memory_.forget(preset);
+    run_recall(routers_, takes_, back, asker, wish, done);
+    return true;
+}
+
+std::size_t recall_desk::undo_takes(std::string_view preset) const {
+    const std::vector<preset_take>* const known = memory_.of(preset);
+    return known == nullptr ? 0 : known->size();
+}
+
+} // namespace gateway

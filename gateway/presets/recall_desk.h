@@ -1,0 +1,44 @@
+// Recalls presets, and undoes it.
+//
+// A recall is a take on each of its routers, within the rights of who recalls and beside the locks. Undone is
+// the last recall of a preset, where outputs still show what it brought: what somebody has taken since,
+// stays.
+#pragma once
+
+#include "gateway/presets/recall_memory.h"
+#include "gateway/presets/recall_work.h"
+
+namespace gateway {
+
+class recall_desk {
+public:
+    // Both outlive the desk.
+    recall_desk(router_board& routers, take_desk& takes) : routers_(routers), takes_(takes) {}
+
+    // What a recall would find now.
+    recall_answer look(const preset& wanted, const token& who, const recall_wish& wish) const {
+        return look_at_recall(routers_, takes_, wanted.takes, who, wish);
+    }
+
+    // `done` is called once, perhaps before this returns.
+    void recall(const preset& wanted, const take_asker& asker, const recall_wish& wish,
+                const recall_done& done);
+
+    // False when no recall of that preset can be undone. An undo that sent something cannot be repeated.
+    bool undo(const std::string& preset, const take_asker& asker, const recall_wish& wish,
+              const recall_done& done);
+    // How many outputs an undo would lead back.
+    std::size_t undo_takes(std::string_view preset) const;
+
+    // The preset is no more, or another one.
+    void forget(std::string_view preset) {
+        memory_.forget(preset);
+    }
+
+private:
+    router_board& routers_;
+    take_desk& takes_;
+    recall_memory memory_;
+};
+
+} // namespace gateway

@@ -1,0 +1,53 @@
+#include "gateway/presets/recall_memory.h"
+
+#include "gateway/settings/limits.h"
+
+#include <gtest/gtest.h>
+
+namespace gateway {
+namespace {
+
+std::vector<preset_take> takes(std::size_t count) {
+    std::vector<preset_take> all(count);
+    for (std::size_t at = 0; at < count; at++)
+        all[at] = {"studio", {static_cast<int>(at) + 1, 1, 1}};
+    return all;
+}
+
+TEST(RecallMemory, KnowsTheLastRecallOfEachPreset) {
+    recall_memory memory;
+    memory.keep("one", takes(3));
+    memory.keep("two", takes(2));
+    memory.keep("one", takes(1));
+    ASSERT_NE(memory.of("one"), nullptr);
+    EXPECT_EQ(memory.of("one")->size(), 1U);
+    EXPECT_EQ(memory.of("two")->size(), 2U);
+    EXPECT_EQ(memory.of("three"), nullptr);
+    EXPECT_EQ(memory.takes(), 3U);
+}
+
+TEST(RecallMemory, ForgetsWhatItIsTold) {
+    recall_memory memory;
+    memory.keep("one", takes(3));
+    memory.forget("one");
+    memory.forget("never there");
+    EXPECT_EQ(memory.of("one"), nullptr);
+    EXPECT_EQ(memory.takes(), 0U);
+}
+
+TEST(RecallMemory, ForgetsTheOldestBeyondItsLimit) {
+    recall_memory memory;
+    constexpr std::size_t fit = preset_undo_takes_limit / preset_takes_limit;
+    for (std::size_t at = 0; at < fit; at++)
+        memory.keep(std::to_string(at), takes(preset_takes_limit));
+    EXPECT_NE(memory.of("0"), nullptr);
+    memory.keep("0", takes(preset_takes_limit)); // as new as any
+    memory.keep("one more", takes(1));
+    EXPECT_EQ(memory.of("1"), nullptr);
+    EXPECT_NE(memory.of("0"), nullptr);
+    EXPECT_NE(memory.of("one more"), nullptr);
+    EXPECT_LE(memory.takes(), preset_undo_takes_limit);
+}
+
+} // namespace
+} // namespace gateway
