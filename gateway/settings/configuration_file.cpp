@@ -198,7 +198,8 @@ public:
             const auto line = key.source().begin.line;
             const known_table* const known = find_table(full);
             if (known != nullptr && value.is_table()) {
-                told_->lines[full] = static_cast<unsigned>(line); // some are looked at as a whole later
+                if (full == "nats") // looked at as a whole later
+                    told_->lines[full] = static_cast<unsigned>(line);
                 read_table(*value.as_table(), full);
             } else if (known != nullptr)
                 tell(value, full + " " + wrong_type(value) + "; possible: a table [" + full + "] with " +
