@@ -64,7 +64,6 @@ constexpr std::size_t descriptors_limit = connections_limit + other_descriptors_
 // --- takes ---
 constexpr std::uint64_t allowed_change_ms =
     75000; // how long an allowed take of a protected output may come true
-constexpr std::size_t takes_at_work_per_token_limit = 64; // requests; more are answered 429
 
 // --- tokens, sessions, locks ---
 constexpr std::size_t tokens_limit = 4096;

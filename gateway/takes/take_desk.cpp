@@ -29,8 +29,7 @@ void set_result(output_answer* output, const char* result, std::string reason) {
 // Beyond the token's rights: a sentence. Nothing is done then.
 std::string rights_problem(const token& who, std::string_view router, const std::vector<planned_take>& plan) {
     for (const planned_take& each : plan) {
-        const int sources[] = {each.take.sources.video, each.take.sources.audio};
-        std::string problem = take_problem(who, router, each.take.output, sources);
+        std::string problem = take_problem(who, router, each.take.output, each.named_sources);
         if (!problem.empty())
             return problem;
     }
