@@ -168,6 +168,8 @@ gateway_figures gateway_at_work::figures() const {
     now.open_requests = routers_.open_requests();
     now.routers_beyond_limit = routers_.routers_beyond_limit();
     now.started_s = started_s_;
+    if (const auto history = history_.figures())
+        now.kept_history = {history->up, history->waiting, history->lost, history->bytes};
     return now;
 }
 
