@@ -182,7 +182,8 @@ constexpr std::size_t videohub_written_bytes = 65536;    // at once, 64 KiB; wha
 constexpr std::size_t videohub_orders_at_work = 16;      // takes of a client without an ending; then it waits
 constexpr std::size_t videohub_outputs_at_work = 2048;   // outputs in them
 constexpr std::uint64_t videohub_write_limit_ms = 15000; // without the client taking a byte: cut
-constexpr std::uint64_t videohub_look_period_ms = 250;   // how often these times are looked at
+constexpr std::uint64_t videohub_half_block_limit_ms = 30000; // a block without its end after that: cut
+constexpr std::uint64_t videohub_look_period_ms = 250;        // how often these times are looked at
 constexpr std::uint64_t videohub_name_echo_ms = 2000; // a new name that is not there by then is told as it is
 constexpr std::uint64_t videohub_refusal_pause_ms = 10000; // between two lines about refused connections
 
