@@ -47,9 +47,9 @@ protected:
 
     void send(std::string_view text) {
         boost::asio::write(peer_, boost::asio::buffer(text));
-        loop_.restart();
     }
     void run_until_done(const std::string& blocks) {
+        loop_.restart(); // it had nothing to wait for while the client was not read
         while (done_ != blocks)
             ASSERT_EQ(loop_.run_one_for(seconds(60)), 1U) << done_;
         loop_.poll();
