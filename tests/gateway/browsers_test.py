@@ -65,7 +65,7 @@ class Sessions(BrowserCase):
         body = json.dumps({"state": "lock", "reason": "gone"})
         with RawConnection(self.address) as slow:
             slow.send(
-                f"POST /api/v1/routers/studio/outputs/1/lock HTTP/1.1\r\nHost: 127.0.0.1\r\nCookie: {cookie}\r\n"
+                f"POST /api/v1/routers/studio/outputs/1/lock HTTP/1.1\r\nHost: {self.own_origin()[7:]}\r\nCookie: {cookie}\r\n"
                 f"Origin: {self.own_origin()}\r\nContent-Type: application/json\r\nContent-Length: {len(body)}\r\n\r\n{body[:5]}"
             )
             self.run_token_command("remove", "other")
