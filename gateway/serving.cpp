@@ -138,7 +138,7 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
                                              later(ms, std::move(act));
                                          }},
       api_(world_), http_(loop_, handlers(), limits_with(raise_descriptor_limit(descriptors_limit))),
-      hub_world_{routers_, takes_, *locks_, history_, print}, videohubs_(loop_, hub_world_),
+      hub_world_{routers_, takes_, *locks_, writes_, history_, print}, videohubs_(loop_, hub_world_),
       access_look_(loop_, access_look_period_ms, [this] { look_at_access(); }),
       users_look_(loop_, user_names_look_ms, [this] { look_at_user_names(); }),
       alive_(loop_, event_alive_period_ms, [this] { events_.tell_alive(); }),
@@ -187,6 +187,8 @@ gateway_figures gateway_at_work::figures() const {
     now.open_requests = routers_.open_requests();
     now.routers_beyond_limit = routers_.routers_beyond_limit();
     now.started_s = started_s_;
+    if (const auto history = history_.figures())
+        now.kept_history = {history->up, history->waiting, history->lost, history->bytes};
     return now;
 }
 

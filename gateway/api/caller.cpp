@@ -95,6 +95,10 @@ std::string_view session_text(const request& asked) {
 }
 
 bool find_caller(api_world& world, call* incoming) {
+    // Asked once more when the body is there: nothing of the first time may stay.
+    incoming->who = nullptr;
+    incoming->by = credential::none;
+    incoming->session = 0;
     if (const auto shown = incoming->asked.header("authorization")) {
         constexpr std::string_view scheme = "bearer ";
         incoming->by = credential::bearer;

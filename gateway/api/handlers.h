@@ -60,8 +60,9 @@ json token_json(const token& who);
 std::optional<reply> too_many_writes(api_world& world, const token& who);
 
 // `attempt` is made at once, and again while it says that another program writes: false. With `last` it has
-// to say true, and answer.
-void write_patiently(api_world& world, const std::function<bool(bool last)>& attempt);
+// to say true, and answer. Whether the request is still allowed is looked at before each further one.
+void write_patiently(api_world& world, const incoming_call& incoming, const answer_function& answer,
+                     const std::function<bool(bool last)>& attempt);
 
 // The answer to a wrong token from this address: 401, late or 429 when there were many.
 reply wrong_token_reply(api_world& world, const std::string& address);

@@ -1,5 +1,6 @@
 // Locks and logins are written to the disk, and all wait for that: how often each may ask for it, and what is
 // done while another program writes.
+#include "api.h"
 #include "gateway/settings/limits.h"
 #include "handlers.h"
 #include "problem.h"
@@ -9,10 +10,23 @@ namespace gateway {
 
 namespace {
 
-void attempt_until(api_world& world, const std::function<bool(bool)>& attempt, std::uint64_t end_ms) {
-    const bool last = steady_ms() + busy_retry_ms > end_ms;
-    if (!attempt(last) && !last)
-        world.later(busy_retry_ms, [&world, attempt, end_ms] { attempt_until(world, attempt, end_ms); });
+struct patient_write {
+    incoming_call incoming;
+    answer_function answer;
+    std::function<bool(bool last)> attempt;
+    std::uint64_t end_ms;
+};
+
+void attempt_again(api_world& world, const patient_write& wish) {
+    const bool last = steady_ms() + busy_retry_ms > wish.end_ms;
+    if (wish.attempt(last) || last)
+        return;
+    world.later(busy_retry_ms, [&world, wish] {
+        // The other program may have taken away what allowed it.
+        if (std::optional<reply> refusal = check_head(world, wish.incoming.get()))
+            return wish.answer(std::move(*refusal));
+        attempt_again(world, wish);
+    });
 }
 
 } // namespace
@@ -28,8 +42,9 @@ std::optional<reply> too_many_writes(api_world& world, const token& who) {
                           seconds);
 }
 
-void write_patiently(api_world& world, const std::function<bool(bool last)>& attempt) {
-    attempt_until(world, attempt, steady_ms() + busy_time_limit_ms);
+void write_patiently(api_world& world, const incoming_call& incoming, const answer_function& answer,
+                     const std::function<bool(bool last)>& attempt) {
+    attempt_again(world, {incoming, answer, attempt, steady_ms() + busy_time_limit_ms});
 }
 
 } // namespace gateway

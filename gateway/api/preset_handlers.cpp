@@ -158,15 +158,16 @@ void write_preset(api_world& world, const incoming_call& incoming, const answer_
         return answer(std::move(*refusal));
     if (std::optional<reply> refusal = too_many_writes(world, *incoming->who))
         return answer(std::move(*refusal));
-    write_patiently(world, [&world, incoming, answer, takes = std::move(std::get<0>(wanted))](bool last) {
-        return keep_preset(world, incoming, takes, answer, last);
-    });
+    write_patiently(world, incoming, answer,
+                    [&world, incoming, answer, takes = std::move(std::get<0>(wanted))](bool last) {
+                        return keep_preset(world, incoming, takes, answer, last);
+                    });
 }
 
 void remove_preset(api_world& world, const incoming_call& incoming, const answer_function& answer) {
     if (std::optional<reply> refusal = too_many_writes(world, *incoming->who))
         return answer(std::move(*refusal));
-    write_patiently(world, [&world, incoming, answer](bool last) {
+    write_patiently(world, incoming, answer, [&world, incoming, answer](bool last) {
         return take_preset_away(world, incoming, answer, last);
     });
 }

@@ -243,7 +243,7 @@ void lock_output(api_world& world, const incoming_call& incoming, const answer_f
         return answer(std::move(*refusal));
     const lock_request wish{output, *order,
                             reason == body.end() ? std::string() : reason->get<std::string>()};
-    write_patiently(world, [&world, incoming, answer, wish](bool last_time) {
+    write_patiently(world, incoming, answer, [&world, incoming, answer, wish](bool last_time) {
         return set_lock(world, incoming, wish, answer, last_time);
     });
 }

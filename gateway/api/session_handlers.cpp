@@ -110,7 +110,7 @@ void begin_session(api_world& world, const incoming_call& incoming, const answer
         return answer(std::move(*refusal));
     const bool kept = keep != body.end() && keep->get<bool>();
     incoming->who = who;
-    write_patiently(world, [&world, incoming, answer, kept](bool last) {
+    write_patiently(world, incoming, answer, [&world, incoming, answer, kept](bool last) {
         return grant_session(world, incoming, kept, answer, last);
     });
 }
@@ -121,7 +121,7 @@ void answer_session(api_world&, const incoming_call& incoming, const answer_func
 
 void end_session(api_world& world, const incoming_call& incoming, const answer_function& answer) {
     incoming->who = world.access.of_session(session_text(incoming->asked), seconds_since_1970()).owner;
-    write_patiently(world, [&world, incoming, answer](bool last) {
+    write_patiently(world, incoming, answer, [&world, incoming, answer](bool last) {
         return take_session_away(world, incoming, answer, last);
     });
 }

@@ -8,6 +8,7 @@
 #include "history_schema.h"
 #include "owned_descriptor.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -35,9 +36,15 @@ int failed(std::ostream& err, const std::string& problem) {
     return exit_failed;
 }
 
-void remove_database(const std::string& path) {
-    for (const char* ending : {"", "-wal", "-shm", "-journal"})
+// What SQLite keeps beside a database.
+void remove_beside(const std::string& path) {
+    for (const char* ending : {"-wal", "-shm", "-journal"})
         unlink((path + ending).c_str());
+}
+
+void remove_database(const std::string& path) {
+    unlink(path.c_str());
+    remove_beside(path);
 }
 
 // A copy as the database is at one moment, whoever writes meanwhile.
@@ -128,22 +135,49 @@ bool unpack(int fd, const std::string& name, const std::string& state_directory,
     return true;
 }
 
-// What SQLite kept beside the old database goes first: it would be taken for the new one's.
+bool is_on_disk(const std::string& path, int flags, std::string* problem) {
+    const owned_descriptor file(open(path.c_str(), flags | O_CLOEXEC));
+    if (file.fd() >= 0 && fsync(file.fd()) == 0)
+        return true;
+    *problem = path + " cannot be written: " + std::strerror(errno);
+    return false;
+}
+
+// What waits beside the old database goes into it, so that it is whole without those files. One that is
+// damaged stays as it is: it is replaced all the same.
+void settle(const std::string& path) {
+    std::string ignored;
+    if (!is_there(path))
+        return;
+    if (const auto old = database::open(path, command_database_busy_ms, &ignored))
+        static_cast<void>(old->read(
+            "PRAGMA wal_checkpoint(TRUNCATE)", {}, [](const sql_row&) {}, &ignored));
+}
+
+// A kill or a power cut at any moment leaves a whole database at `path`, the old one or the new. So, in this
+// order, each on the disk before the next: the new one beside it; the old one without what SQLite kept beside
+// it, which would be taken for the new one's; the new one in its place.
+bool put_one_in_place(const std::string& state_directory, const std::string& name, std::string* problem) {
+    const std::string path = state_directory + "/" + name;
+    const std::string restored = restored_path(state_directory, name);
+    if (!is_on_disk(restored, O_RDWR, problem))
+        return false;
+    settle(path);
+    remove_beside(path);
+    if (!is_on_disk(state_directory, O_RDONLY | O_DIRECTORY, problem))
+        return false;
+    if (rename(restored.c_str(), path.c_str()) != 0) {
+        *problem = path + " cannot be put in its place: " + std::strerror(errno);
+        return false;
+    }
+    return is_on_disk(state_directory, O_RDONLY | O_DIRECTORY, problem);
+}
+
 bool put_in_place(const std::string& state_directory, const std::set<std::string>& names,
                   std::string* problem) {
-    for (const std::string& each : names) {
-        const std::string path = state_directory + "/" + each;
-        remove_database(path);
-        if (rename(restored_path(state_directory, each).c_str(), path.c_str()) != 0) {
-            *problem = path + " cannot be put in its place: " + std::strerror(errno);
-            return false;
-        }
-    }
-    const owned_descriptor directory(open(state_directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (directory.fd() >= 0 && fsync(directory.fd()) == 0)
-        return true;
-    *problem = state_directory + " cannot be written: " + std::strerror(errno);
-    return false;
+    return std::all_of(names.begin(), names.end(), [&](const std::string& each) {
+        return put_one_in_place(state_directory, each, problem);
+    });
 }
 
 } // namespace

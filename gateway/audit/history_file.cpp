@@ -14,6 +14,10 @@ namespace {
 
 constexpr int common_share = 0, login_share = 1, refusal_share = 2;
 
+// Refused logins, and other refusals, get an eighth of the bytes each at most; so many bytes are reckoned for
+// one of their entries.
+constexpr std::int64_t refusals_part = 8, refusal_bytes = 2048;
+
 std::string_view cut(const std::string& text) {
     return text_head(text, history_text_limit);
 }
@@ -194,17 +198,19 @@ bool history_file::trim(const history_share& share, std::int64_t now_us, bool* m
     if (!kept_->change(
             "DELETE FROM runs WHERE id NOT IN (SELECT id FROM runs ORDER BY began DESC LIMIT 1000)", {},
             problem) ||
-        !trim_share(login_share, more, problem) || !trim_share(refusal_share, more, problem) ||
+        !trim_share(login_share, share.bytes, more, problem) ||
+        !trim_share(refusal_share, share.bytes, more, problem) ||
         !kept_->number("PRAGMA page_size", &page, problem) ||
         !kept_->number("PRAGMA page_count", &pages, problem) ||
         !kept_->number("PRAGMA freelist_count", &unused, problem))
         return false;
-    if ((pages - unused) * page > share.bytes) {
+    // Takes go last: not while refusals have more than their part.
+    if (!*more && (pages - unused) * page > share.bytes) {
         if (!kept_->change("DELETE FROM entries WHERE id IN (SELECT id FROM entries WHERE share = 0 "
                            "ORDER BY time LIMIT ?)",
                            {history_trim_rows}, problem))
             return false;
-        *more = *more || kept_->changed_rows() > 0;
+        *more = kept_->changed_rows() > 0;
     }
     if (pages * page <= share.bytes || unused == 0)
         return true;
@@ -213,13 +219,14 @@ bool history_file::trim(const history_share& share, std::int64_t now_us, bool* m
         "PRAGMA incremental_vacuum(256)", {}, [](const sql_row&) {}, problem);
 }
 
-bool history_file::trim_share(int share, bool* more, std::string* problem) {
+bool history_file::trim_share(int share, std::int64_t bytes, bool* more, std::string* problem) {
+    const std::int64_t most = std::min(history_counted_rows_limit, bytes / refusals_part / refusal_bytes);
     std::int64_t rows = 0;
     if (!kept_->read(
             "SELECT count(*) FROM entries WHERE share = ? AND share > 0", {std::int64_t{share}},
             [&](const sql_row& row) { rows = row.number(0); }, problem))
         return false;
-    const std::int64_t beyond = std::min(rows - history_counted_rows_limit, history_trim_rows);
+    const std::int64_t beyond = std::min(rows - most, history_trim_rows);
     if (beyond <= 0)
         return true;
     *more = *more || beyond == history_trim_rows;

@@ -48,7 +48,7 @@ private:
                  std::vector<history_entry>* written, std::string* problem);
     bool insert(const history_entry& entry, int share, const std::string& key, std::string* problem);
     void tell_who(history_entry* entry) const;
-    bool trim_share(int share, bool* more, std::string* problem);
+    bool trim_share(int share, std::int64_t bytes, bool* more, std::string* problem);
 
     std::unique_ptr<database> kept_;
     std::vector<run> runs_; // by their beginning

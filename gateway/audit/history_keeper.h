@@ -49,6 +49,10 @@ public:
     // Why it cannot be written now, in one sentence; empty when it can.
     std::string problem() const;
 
+    std::optional<history_writer::figures> figures() const {
+        return writer_.told_figures();
+    }
+
 private:
     struct from_threads; // what threads say to the loop; outlives this as long as a handler is posted
     void hear_writer();

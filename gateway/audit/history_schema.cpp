@@ -12,12 +12,10 @@ namespace {
 constexpr std::int64_t application_id = 0x76726468;
 
 constexpr std::array<const char*, history_schema_version> steps = {
-    // Words: `kind` is an entry_kind. `epoch` holds the sixteen digits as a number, 0 for none, and `number`
-    // is
-    // 0 where there is none. `share` says whose room an entry takes: 0 the common one, 1 that of refused
-    // logins, 2 that of other refusals. Of a driver's record all up to `read_to` is here or was told as
-    // missing. A
-    // run is one start of the gateway: its process and when it began.
+    // Words: `kind` is an entry_kind. `epoch` holds the sixteen digits as a number, 0 for none, and
+    // `number` is 0 where there is none. `share` says whose room an entry takes: 0 the common one, 1 that of
+    // refused logins, 2 that of other refusals. Of a driver's record all up to `read_to` is here or was told
+    // as missing. A run is one start of the gateway: its process and when it began.
     R"(CREATE TABLE entries (
          id INTEGER PRIMARY KEY,
          time INTEGER NOT NULL,

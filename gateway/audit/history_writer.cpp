@@ -1,8 +1,10 @@
 #include "history_writer.h"
 
 #include "gateway/settings/limits.h"
+#include "history_schema.h"
 #include "thread_without_signals.h"
 
+#include <filesystem>
 #include <unistd.h>
 #include <utility>
 
@@ -25,6 +27,13 @@ std::unique_ptr<history_file> opened_at_once(const std::string& state_directory,
                                              const history_file::run& run) {
     std::string problem;
     return is_kept(share) ? history_file::open(state_directory, run, &problem) : nullptr;
+}
+
+// 0 when there is none.
+std::uint64_t file_bytes(const std::string& state_directory) {
+    std::error_code failed;
+    const auto bytes = std::filesystem::file_size(state_directory + "/" + history_file_name, failed);
+    return failed ? 0 : bytes;
 }
 
 } // namespace
@@ -60,6 +69,7 @@ void history_writer::push(history_item item) {
         const std::lock_guard held(lock_);
         if (waiting_.size() >= history_waiting_limit) {
             ++lost_;
+            ++lost_ever_;
             return;
         }
         first = waiting_.empty();
@@ -89,6 +99,13 @@ std::string history_writer::problem() const {
     return problem_;
 }
 
+std::optional<history_writer::figures> history_writer::told_figures() const {
+    const std::lock_guard held(lock_);
+    if (!is_kept(share_))
+        return std::nullopt;
+    return figures{problem_.empty(), pushed_ - written_, lost_ever_, bytes_};
+}
+
 bool history_writer::has_lost_some() {
     const std::lock_guard held(lock_);
     return std::exchange(lost_some_, false);
@@ -107,7 +124,9 @@ void history_writer::work() {
         const bool done = write(batch, share, &problem);
         if (done && problem.empty())
             trim(share, &problem);
+        const std::uint64_t bytes = file_bytes(where_.state_directory);
         held.lock();
+        bytes_ = bytes;
         enter_outcome(std::move(batch), done, problem);
         if (!problem_.empty() && !ending_)
             wake_.wait_for(held, std::chrono::milliseconds(history_retry_ms), [&] { return ending_; });

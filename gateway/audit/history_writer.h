@@ -11,6 +11,7 @@
 #include <deque>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 namespace gateway {
@@ -40,6 +41,15 @@ public:
     // Why nothing can be written now, in one sentence; empty when it can.
     std::string problem() const;
 
+    // nullopt: no history is kept.
+    struct figures {
+        bool up = false;           // it can be written
+        std::uint64_t waiting = 0; // entries that are not written yet
+        std::uint64_t lost = 0;    // that found no room, since the start
+        std::uint64_t bytes = 0;   // of history.db, as it was a moment ago
+    };
+    std::optional<figures> told_figures() const;
+
     // True when entries were lost since the last call, and others could be written after that.
     bool has_lost_some();
 
@@ -61,6 +71,7 @@ private:
     history_share share_;
     std::uint64_t pushed_ = 0, written_ = 0; // items, since the start
     std::int64_t lost_ = 0;                  // that found no room, and are not told yet
+    std::uint64_t lost_ever_ = 0, bytes_ = 0;
     std::string problem_;
     bool lost_some_ = false, hurry_ = false, ending_ = false;
 

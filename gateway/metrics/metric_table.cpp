@@ -51,6 +51,12 @@ const metric gateway_routers{"vrdx_gateway_routers", gauge, "", "Routers that th
 const metric gateway_routers_left_out{
     "vrdx_gateway_routers_left_out", gauge, "",
     "Routers that are not told here: too many, or their names are no UTF-8."};
+const metric history_up{"vrdx_history_up", gauge, "",
+                        "1 while the history can be written, else 0; absent when none is kept."};
+const metric history_waiting{"vrdx_history_waiting", gauge, "",
+                             "Entries of the history that are not written yet."};
+const metric history_lost{"vrdx_history_lost", counter, "", "Entries of the history that found no room."};
+const metric history_bytes{"vrdx_history_bytes", gauge, "bytes", "Size of the file of the history."};
 const metric process_memory{"process_resident_memory_bytes", gauge, "bytes",
                             "Resident memory of the gateway."};
 const metric process_descriptors{"process_open_fds", gauge, "", "Open descriptors of the gateway."};
@@ -86,6 +92,10 @@ constexpr std::array all{
     &figure::gateway_open_requests,
     &figure::gateway_routers,
     &figure::gateway_routers_left_out,
+    &figure::history_up,
+    &figure::history_waiting,
+    &figure::history_lost,
+    &figure::history_bytes,
     &figure::process_memory,
     &figure::process_descriptors,
     &figure::process_processor_time,

@@ -22,8 +22,9 @@ extern const metric driver_up, backend_up, link_up, state_age, reconnects, takes
 
 // Of the gateway itself.
 extern const metric gateway_version, gateway_connections, gateway_event_readers, gateway_event_queue,
-    gateway_event_queue_longest, gateway_open_requests, gateway_routers, gateway_routers_left_out,
-    process_memory, process_descriptors, process_processor_time, process_start_time;
+    gateway_event_queue_longest, gateway_open_requests, gateway_routers, gateway_routers_left_out, history_up,
+    history_waiting, history_lost, history_bytes, process_memory, process_descriptors, process_processor_time,
+    process_start_time;
 
 } // namespace figure
 

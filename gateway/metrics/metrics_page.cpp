@@ -145,6 +145,19 @@ void write_gateway(metrics_text* text, const gateway_figures& gateway) {
     write(figure::gateway_open_requests, gateway.open_requests);
 }
 
+void write_history(metrics_text* text, const std::optional<gateway_figures::history>& history) {
+    const auto write = [&](const metric& about, std::uint64_t value) {
+        text->begin(about);
+        if (history)
+            text->sample({}, value);
+    };
+    const gateway_figures::history now = history.value_or(gateway_figures::history());
+    write(figure::history_up, now.up ? 1 : 0);
+    write(figure::history_waiting, now.waiting);
+    write(figure::history_lost, now.lost);
+    write(figure::history_bytes, now.bytes);
+}
+
 void write_process(metrics_text* text, double started_s) {
     const process_figures process = figures_of_this_process();
     text->begin(figure::process_memory);
@@ -188,6 +201,7 @@ std::string metrics_page(const token& who, const metrics_wish& wish, const shown
         text.sample({}, routers.size() - others);
         text.begin(figure::gateway_routers_left_out);
         text.sample({}, no_text + gateway.routers_beyond_limit);
+        write_history(&text, gateway.kept_history);
         write_process(&text, gateway.started_s);
     }
     return text.finish();

@@ -4,12 +4,19 @@
 #include "gateway/access/token.h"
 #include "gateway/metrics/take_figures.h"
 
+#include <optional>
 #include <vector>
 
 namespace gateway {
 
 // Of the gateway itself. Told to tokens that may see all routers: the figures are about all of them.
 struct gateway_figures {
+    struct history {
+        bool up = false;           // it can be written
+        std::uint64_t waiting = 0; // entries
+        std::uint64_t lost = 0;    // entries, since the start
+        std::uint64_t bytes = 0;   // of its file
+    };
     std::size_t connections = 0;
     std::size_t event_readers = 0;
     std::size_t event_queue_bytes = 0;         // of all readers
@@ -17,6 +24,7 @@ struct gateway_figures {
     std::size_t open_requests = 0;             // to drivers
     std::size_t routers_beyond_limit = 0;      // that are not shown
     double started_s = 0;                      // since 1970
+    std::optional<history> kept_history;       // none: no history is kept
 };
 
 struct metrics_wish {

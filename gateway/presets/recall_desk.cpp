@@ -37,9 +37,8 @@ std::vector<preset_take> way_back(const recall_answer& answer) {
 void recall_desk::recall(const preset& wanted, const take_asker& asker, const recall_wish& wish,
                          const recall_done& done) {
     run_recall(routers_, takes_, wanted.takes, asker, wish,
-               [this, name = wanted.row.name, done](const recall_answer& answer) {
-                   if (std::vector<preset_take> back = way_back(answer); !back.empty())
-                       memory_.keep(name, std::move(back));
+               [this, recall = memory_.begin(wanted.row.name), done](const recall_answer& answer) {
+                   memory_.end(recall, way_back(answer));
                    done(answer);
                });
 }

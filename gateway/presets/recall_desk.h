@@ -32,7 +32,7 @@ public:
 
     // The preset is no more, or another one.
     void forget(std::string_view preset) {
-        memory_.forget(preset);
+        memory_.forget_replaced(preset);
     }
 
 private:

@@ -99,6 +99,19 @@ void withdraw_all(recall_answer* all) {
         }
 }
 
+// A router whose takes all stay here. What is not known there has no place in the history.
+void note_unsent(take_desk& desk, const std::string& router, const take_asker& asker,
+                 const recall_answer& all, const router_part& part) {
+    std::vector<vrdx::output_take> takes;
+    std::vector<output_answer> answers;
+    for (const std::size_t place : part.places)
+        if (const recalled_output& output = all.outputs[place]; output.wanted) {
+            takes.push_back({output.answer.output, *output.wanted});
+            answers.push_back(output.answer);
+        }
+    desk.note_unsent(router, asker, takes, answers);
+}
+
 // Each router's answer comes by itself; the last one ends the recall.
 struct open_recall {
     recall_answer answer;
@@ -143,8 +156,10 @@ void run_recall(const router_board& routers, take_desk& desk, const std::vector<
         bool any = false;
         for (const std::size_t place : part.places)
             any = any || is_open(running->answer.outputs[place]);
-        if (!any)
+        if (!any) {
+            note_unsent(desk, name, asker, running->answer, part);
             continue;
+        }
         running->open++;
         desk.take(name, asker, part.wish, [running, end_one, sent = part](const takes_answer& answer) {
             put_results(&running->answer, sent, answer);

@@ -64,7 +64,6 @@ constexpr std::size_t descriptors_limit = connections_limit + other_descriptors_
 // --- takes ---
 constexpr std::uint64_t allowed_change_ms =
     75000; // how long an allowed take of a protected output may come true
-constexpr std::size_t takes_at_work_per_token_limit = 64; // requests; more are answered 429
 
 // --- tokens, sessions, locks ---
 constexpr std::size_t tokens_limit = 4096;
@@ -183,7 +182,8 @@ constexpr std::size_t videohub_written_bytes = 65536;    // at once, 64 KiB; wha
 constexpr std::size_t videohub_orders_at_work = 16;      // takes of a client without an ending; then it waits
 constexpr std::size_t videohub_outputs_at_work = 2048;   // outputs in them
 constexpr std::uint64_t videohub_write_limit_ms = 15000; // without the client taking a byte: cut
-constexpr std::uint64_t videohub_look_period_ms = 250;   // how often these times are looked at
+constexpr std::uint64_t videohub_half_block_limit_ms = 30000; // a block without its end after that: cut
+constexpr std::uint64_t videohub_look_period_ms = 250;        // how often these times are looked at
 constexpr std::uint64_t videohub_name_echo_ms = 2000; // a new name that is not there by then is told as it is
 constexpr std::uint64_t videohub_refusal_pause_ms = 10000; // between two lines about refused connections
 constexpr std::size_t site_name_limit = 32;                // characters

@@ -29,8 +29,7 @@ void set_result(output_answer* output, const char* result, std::string reason) {
 // Beyond the token's rights: a sentence. Nothing is done then.
 std::string rights_problem(const token& who, std::string_view router, const std::vector<planned_take>& plan) {
     for (const planned_take& each : plan) {
-        const int sources[] = {each.take.sources.video, each.take.sources.audio};
-        std::string problem = take_problem(who, router, each.take.output, sources);
+        std::string problem = take_problem(who, router, each.take.output, each.named_sources);
         if (!problem.empty())
             return problem;
     }
@@ -153,7 +152,7 @@ void note_take(const asked_takes& asked, const vrdx::output_take& take, const st
     asked.history.refused(entry_of_take(asked, take, result, reason));
 }
 
-void note_unsent(const asked_takes& asked, const take_work& work) {
+void note_answered(const asked_takes& asked, const take_work& work) {
     for (std::size_t at = 0; at < work.plan.size(); at++) {
         const output_answer& answer = work.answer.outputs[at];
         if (!answer.result.empty())
@@ -233,13 +232,21 @@ take_look take_desk::look(const std::string& router, const token& who, const tak
     return {std::move(work.answer), std::move(work.plan)};
 }
 
+void take_desk::note_unsent(const std::string& router, const take_asker& asker,
+                            std::span<const vrdx::output_take> takes,
+                            std::span<const output_answer> answers) {
+    const asked_takes asked{history_, router, asker.who.name, asker.address, asker.through};
+    for (std::size_t at = 0; at < takes.size(); at++)
+        note_take(asked, takes[at], answers[at].result, answers[at].reason);
+}
+
 void take_desk::take(const std::string& router, const take_asker& asker, const takes_wish& wish,
                      const takes_done& done) {
     take_work work = prepare(router, asker.who, wish);
     const asked_takes asked{history_, router, asker.who.name, asker.address, asker.through};
     if (work.answer.ended == takes_answer::kind::not_allowed)
         note_refusal(asked, work.answer.problem);
-    note_unsent(asked, work);
+    note_answered(asked, work);
     if (work.sent.empty())
         return done(work.answer);
     vrdx::take_order order = order_of(work, wish.within_ms, asker.who.name);

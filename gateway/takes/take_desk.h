@@ -7,6 +7,8 @@
 #include "gateway/routers/router_board.h"
 #include "gateway/takes/take_wish.h"
 
+#include <span>
+
 namespace gateway {
 
 class history_keeper;
@@ -72,6 +74,10 @@ public:
     // is sent, else from the loop.
     void take(const std::string& router, const take_asker& asker, const takes_wish& wish,
               const takes_done& done);
+
+    // Into the history as take() does it: takes that nobody sends, each with its answer.
+    void note_unsent(const std::string& router, const take_asker& asker,
+                     std::span<const vrdx::output_take> takes, std::span<const output_answer> answers);
 
     // What take() would do now, without doing it.
     take_look look(const std::string& router, const token& who, const takes_wish& wish) const;

@@ -83,6 +83,10 @@ plan_takes(const takes_wish& wish, const vrdx::router_picture& picture, std::str
         if (!plan_level(wanted.video, planned.shown.video, &names, &sources.video, problem) ||
             !plan_level(wanted.audio, planned.shown.audio, &names, &sources.audio, problem))
             return std::nullopt;
+        if (wanted.video)
+            planned.named_sources.push_back(sources.video);
+        if (wanted.audio)
+            planned.named_sources.push_back(sources.audio);
         // Also the named level: the driver compares both with what was shown, so that no newer take is
         // undone.
         const vrdx::level_sources& shown = planned.shown;

@@ -31,8 +31,9 @@ bool needs_picture(const takes_wish& wish);
 // One of them with its sources as numbers.
 struct planned_take {
     vrdx::output_take take;
-    bool keeps_level = false; // only one level was named: the other one stays as `shown` has it
-    bool expects = false;     // it is done only if the output still shows `shown`
+    std::vector<int> named_sources; // of the levels that were named; what a level keeps is not among them
+    bool keeps_level = false;       // only one level was named: the other one stays as `shown` has it
+    bool expects = false;           // it is done only if the output still shows `shown`
     vrdx::level_sources shown;
     std::string reason;                 // why it cannot be sent, "" when it can
     const char* result = "unavailable"; // what is answered then

@@ -353,6 +353,14 @@ class Rights(DescribedTest):
         self.assertEqual(self.picture()["outputs"], before)
         self.assertEqual(self.take([{"output": 1, "input": 2}], token=limited).json["results"][0]["result"], "confirmed")
 
+    def test_level_that_stays_needs_no_right_on_its_source(self):
+        limited = self.known_token("limited", "operate", "--inputs", "1-4")
+        self.assertEqual(self.take([{"output": 1, "sources": {"video": 2, "audio": 7}}]).status, 200)
+        self.expect_problem(self.take([{"output": 1, "sources": {"audio": 6}}], token=limited), 403)
+        answer = self.take([{"output": 1, "sources": {"video": 3}}], token=limited)
+        self.assertEqual(answer.json["results"][0]["result"], "confirmed")
+        self.assertEqual(self.sources(1), {"audio": 7, "video": 3})
+
     def test_checks_come_in_their_order(self):
         viewer = self.known_token("viewer", "view", "--router", "archive")
         operator = self.known_token("operator", "operate", "--router", "archive")

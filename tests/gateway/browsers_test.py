@@ -5,6 +5,7 @@ import signal
 
 from api_test import DescribedTest
 from gateway_fixture import main, wait_until
+from raw_http import RawConnection
 from websocket_client import Refused
 
 
@@ -56,6 +57,22 @@ class Sessions(BrowserCase):
         headers = {"Cookie": self.cookie(token=other)}
         self.run_token_command("remove", "other")
         wait_until("it has ended", lambda: self.get("/api/v1/routers", token=None, headers=headers).status == 401)
+
+    def test_session_that_ends_while_its_body_comes_is_obeyed_no_more(self):
+        other = self.add_token("other", "lock")
+        wait_until("the token is known", lambda: self.get("/api/v1/routers", token=other).status == 200)
+        cookie = self.cookie(token=other)
+        body = json.dumps({"state": "lock", "reason": "gone"})
+        with RawConnection(self.address) as slow:
+            slow.send(
+                f"POST /api/v1/routers/studio/outputs/1/lock HTTP/1.1\r\nHost: {self.own_origin()[7:]}\r\nCookie: {cookie}\r\n"
+                f"Origin: {self.own_origin()}\r\nContent-Type: application/json\r\nContent-Length: {len(body)}\r\n\r\n{body[:5]}"
+            )
+            self.run_token_command("remove", "other")
+            wait_until("it has ended", lambda: self.get("/api/v1/routers", token=None, headers={"Cookie": cookie}).status == 401)
+            slow.send(body[5:])
+            self.assertEqual(slow.read_answer()[0], 401)
+        self.assertIsNone(self.picture()["outputs"][0]["lock"])
 
     def test_sessions_readers_end_with_it(self):
         cookie = self.cookie()

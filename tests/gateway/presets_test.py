@@ -345,6 +345,17 @@ class Remembered(PresetTest):
         self.assertEqual(self.history("studio"), expected)
         self.assertEqual(self.history("archive", limited), expected)
 
+    def taken(self, router, output):
+        entries = self.get(f"/api/v1/history?router={router}&output={output}").json["history"]
+        return [(entry["result"], entry["by"], entry["after"]) for entry in entries if entry["kind"] == "take"]
+
+    def test_locked_outputs_are_remembered_also_when_their_router_gets_nothing(self):
+        self.written("show", TWO_ROUTERS)
+        self.ask("POST", "/api/v1/routers/archive/outputs/2/lock", {"state": "lock"})
+        results = [("studio", 1, "confirmed"), ("archive", 2, "locked"), ("studio", 2, "confirmed")]
+        self.assertEqual(self.results(self.recall("show")), results)
+        self.assertEqual(self.taken("archive", 2), [("locked", "boss", {"video": 3, "audio": 4})])
+
     def test_refused_recall_is_remembered(self):
         limited = self.known_token("limited", "operate", "--outputs", "1")
         self.written("show", TWO_ROUTERS)

@@ -3,6 +3,7 @@
 #include "gateway/http/tcp_facts.h"
 #include "gateway/settings/limits.h"
 
+#include <algorithm>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/post.hpp>
 #include <netinet/tcp.h>
@@ -15,6 +16,7 @@ namespace {
 using boost::system::error_code;
 
 constexpr auto write_limit = std::chrono::milliseconds(videohub_write_limit_ms);
+constexpr auto half_block_limit = std::chrono::milliseconds(videohub_half_block_limit_ms);
 constexpr int unsent_bytes = 65536; // that the system takes from us for a client without room
 
 // Panels may be silent for days; one that was switched off is noticed after a minute.
@@ -24,6 +26,11 @@ void keep_alive(int socket) {
     setsockopt(socket, IPPROTO_TCP, TCP_KEEPIDLE, &idle_s, sizeof idle_s);
     setsockopt(socket, IPPROTO_TCP, TCP_KEEPINTVL, &interval_s, sizeof interval_s);
     setsockopt(socket, IPPROTO_TCP, TCP_KEEPCNT, &probes, sizeof probes);
+}
+
+// A browser, which any web page can make send a body that reads as blocks.
+bool is_http_request(const std::string& header) {
+    return header.find(" HTTP/") != std::string::npos;
 }
 
 } // namespace
@@ -54,7 +61,9 @@ void hub_client::cut() {
 }
 
 void hub_client::look(clock::time_point now) {
-    if (now >= deadline_)
+    if (half_deadline_ != clock::time_point::max() && !reading_)
+        half_deadline_ = now + half_block_limit; // it is we who do not read on
+    if (now >= deadline_ || now >= half_deadline_)
         cut();
 }
 
@@ -77,20 +86,40 @@ void hub_client::takes_end(std::size_t outputs) {
 void hub_client::read() {
     if (owner_ == nullptr || ended_ || std::exchange(reading_, true))
         return;
-    socket_.async_read_some(
-        boost::asio::buffer(bytes_), [self = shared_from_this()](error_code error, std::size_t count) {
-            self->reading_ = false;
-            if (self->owner_ == nullptr)
-                return;
-            std::vector<videohub_block> blocks;
-            if (error == boost::asio::error::eof)
-                self->ended_ = true;
-            else if (error || !read_videohub_bytes(self->reader_, {self->bytes_.data(), count}, blocks))
-                return self->cut();
-            for (videohub_block& block : blocks)
-                self->blocks_.push_back(std::move(block));
-            self->work();
-        });
+    socket_.async_read_some(boost::asio::buffer(bytes_),
+                            [self = shared_from_this()](error_code error, std::size_t count) {
+                                self->reading_ = false;
+                                if (self->owner_ == nullptr)
+                                    return;
+                                if (error == boost::asio::error::eof)
+                                    self->ended_ = true;
+                                else if (error)
+                                    return self->cut();
+                                else if (!self->enter({self->bytes_.data(), count}))
+                                    return;
+                                self->work();
+                            });
+}
+
+bool hub_client::enter(std::string_view bytes) {
+    std::vector<videohub_block> blocks;
+    const bool was_read = read_videohub_bytes(reader_, bytes, blocks);
+    const bool is_http = is_http_request(reader_.block.header) ||
+                         std::any_of(blocks.begin(), blocks.end(), [](const videohub_block& block) {
+                             return is_http_request(block.header);
+                         });
+    if (!was_read || is_http) {
+        cut();
+        return false;
+    }
+    const bool has_half = !reader_.line.empty() || !reader_.block.header.empty();
+    if (!has_half)
+        half_deadline_ = clock::time_point::max();
+    else if (half_deadline_ == clock::time_point::max() || !blocks.empty())
+        half_deadline_ = clock::now() + half_block_limit;
+    for (videohub_block& block : blocks)
+        blocks_.push_back(std::move(block));
+    return true;
 }
 
 // Some blocks, then others have their turn; a client that has to wait is not read.

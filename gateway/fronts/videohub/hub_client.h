@@ -45,7 +45,7 @@ public:
     void wake();
     // Ends at once.
     void cut();
-    // Cuts itself when it has taken nothing for too long.
+    // Cuts itself when it has taken nothing, or has left a block without its end, for too long.
     void look(clock::time_point now);
 
     untold news;
@@ -59,6 +59,8 @@ public:
 
 private:
     void read();
+    // False: it is cut.
+    bool enter(std::string_view bytes);
     void work();
     void write(std::size_t from);
     void written();
@@ -69,11 +71,12 @@ private:
     hub_asker asker_;
     std::array<char, 4096> bytes_{};
     videohub_reader reader_;
-    std::deque<videohub_block> blocks_;                     // read, not done
-    std::string answers_;                                   // not on their way
-    std::string text_;                                      // on its way
-    clock::time_point deadline_ = clock::time_point::max(); // of the next byte that it takes
-    std::size_t takes_ = 0, outputs_ = 0;                   // at work
+    std::deque<videohub_block> blocks_;                          // read, not done
+    std::string answers_;                                        // not on their way
+    std::string text_;                                           // on its way
+    clock::time_point deadline_ = clock::time_point::max();      // of the next byte that it takes
+    clock::time_point half_deadline_ = clock::time_point::max(); // of the end of the block in reader_
+    std::size_t takes_ = 0, outputs_ = 0;                        // at work
     bool reading_ = false, writing_ = false, working_ = false;
     bool ended_ = false; // nothing more comes from it
 };

@@ -5,6 +5,7 @@
 #include "gateway/http/utf8.h"
 
 #include <algorithm>
+#include <chrono>
 #include <ctime>
 #include <memory>
 
@@ -40,6 +41,19 @@ lock_order order_of(videohub_lock_wish wish, const output_lock* held, const toke
         return lock_order::protect;
     const bool is_anothers = held != nullptr && held->owner_id != who.id;
     return wish == videohub_lock_wish::force_unlock && is_anothers ? lock_order::force : lock_order::unlock;
+}
+
+// As far as it is allowed.
+bool would_change(lock_order order, const output_lock* held, const token& who) {
+    if (order != lock_order::protect)
+        return held != nullptr;
+    return held == nullptr || held->owner_id != who.id || held->state != lock_state::protect ||
+           !held->reason.empty();
+}
+
+std::uint64_t now_ms() {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
 }
 
 } // namespace
@@ -115,14 +129,19 @@ bool lock_as_asked(hub_world& world, const std::string& router, const shown_hub&
     }
     std::vector<lock_wish> wishes;
     std::vector<std::string> before;
+    bool changes = false;
     for (const auto& [output, wish] : locks) {
         const int number = hub.router_output(output);
         const output_lock* const held = world.locks.of(router, number);
         wishes.push_back({number, order_of(wish, held, asker.who)});
         before.push_back(lock_words(held));
+        changes = changes || would_change(wishes.back().order, held, asker.who);
     }
+    // Each change is awaited by everybody until it is on the disk.
+    if (changes && world.writes.ask(asker.who.id, now_ms()) != 0)
+        return false;
     const lock_answer answer = world.locks.set_all(router, wishes, asker.who, "", std::time(nullptr));
-    if (!answer.problem.empty())
+    if (!answer.problem.empty() && answer.result != lock_answer::kind::busy)
         note_refusal(world.history, router, asker, entry_kind::lock, answer.problem);
     for (std::size_t at = 0; at < wishes.size(); ++at) {
         const int number = wishes[at].output;

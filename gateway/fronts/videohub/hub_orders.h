@@ -2,6 +2,7 @@
 #pragma once
 
 #include "gateway/access/lock_table.h"
+#include "gateway/access/write_rates.h"
 #include "gateway/fronts/videohub/hub_asker.h"
 #include "gateway/fronts/videohub/shown_hub.h"
 #include "gateway/takes/take_desk.h"
@@ -15,6 +16,7 @@ struct hub_world {
     router_board& routers;
     take_desk& takes;
     lock_table& locks;
+    write_rates& writes; // of tokens and clients
     history_keeper& history;
     std::function<void(const std::string& line)> tell;
     std::size_t clients = 0; // of all servers
@@ -31,7 +33,7 @@ bool take_as_asked(hub_world& world, const std::string& router, const shown_hub&
                    const std::map<int, int>& takes, takes_ended ended);
 bool name_as_asked(hub_world& world, const std::string& router, const shown_hub& hub, const hub_asker& asker,
                    bool outputs, const std::map<int, std::string>& labels, names_sent sent);
-// Its changes are told by the lock table.
+// Its changes are told by the lock table. Also false when the asker has changed locks too often.
 bool lock_as_asked(hub_world& world, const std::string& router, const shown_hub& hub, const hub_asker& asker,
                    const std::map<int, videohub_lock_wish>& locks);
 

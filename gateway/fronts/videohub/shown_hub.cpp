@@ -83,6 +83,7 @@ shown_hub::shown_hub(const videohub_settings& server) : outputs_(server.outputs)
 
 void shown_hub::see(const shown_router* router) {
     present_ = router != nullptr && router->state == router_state::up;
+    split_levels_ = present_ && router->picture.split_levels;
     build(present_ ? router->picture : vrdx::router_picture{});
 }
 
@@ -90,7 +91,8 @@ hub_news shown_hub::hear(const router_news& news) {
     const bool was_present = present_;
     const bool is_present = !news.gone && news.router->state == router_state::up;
     hub_news told;
-    if (!is_present || !was_present || news.whole) {
+    const bool same_levels = is_present && news.router->picture.split_levels == split_levels_;
+    if (!is_present || !was_present || news.whole || !same_levels) {
         see(is_present ? news.router : nullptr);
         told.anew = is_present || was_present;
         return told;
@@ -220,6 +222,11 @@ int shown_hub::source(int output) const {
     return row_of(output).source;
 }
 
+bool shown_hub::shows_other(int output) const {
+    const row& shown = row_of(output);
+    return !shown.waits && shown.source == other_source();
+}
+
 int shown_hub::router_output(int output) const {
     return row_of(output).number;
 }
@@ -233,7 +240,8 @@ int shown_hub::hub_output(int router_output) const {
 }
 
 int shown_hub::hub_source(const vrdx::level_sources& sources) const {
-    const int router_source = sources.video != vrdx::source_unknown ? sources.video : sources.audio;
+    const bool video_counts = split_levels_ || sources.video != vrdx::source_unknown;
+    const int router_source = video_counts ? sources.video : sources.audio;
     const int input = place_in(hub_inputs_, router_source);
     return input < 0 ? other_source() : input;
 }

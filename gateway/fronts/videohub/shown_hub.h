@@ -39,6 +39,8 @@ public:
     [[nodiscard]] const std::string& input_label(int input) const;
     [[nodiscard]] const std::string& output_label(int output) const;
     [[nodiscard]] int source(int output) const;
+    // The last input, and no take of the output waits.
+    [[nodiscard]] bool shows_other(int output) const;
 
     // Numbers of the router, from 1; 0 for the last input, which is none of it.
     [[nodiscard]] int router_output(int output) const;
@@ -72,6 +74,7 @@ private:
     number_list outputs_, inputs_;
     videohub_device_description device_;
     bool present_ = false;
+    bool split_levels_ = false; // audio says nothing about video
     std::vector<row> rows_;
     std::vector<int> inputs_shown_;             // numbers of the router
     std::vector<std::string> input_labels_;     // one more than those

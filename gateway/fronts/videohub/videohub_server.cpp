@@ -1,7 +1,9 @@
 #include "gateway/fronts/videohub/videohub_server.h"
 
+#include "gateway/access/rights.h"
 #include "gateway/settings/limits.h"
 
+#include <array>
 #include <utility>
 
 namespace gateway {
@@ -155,7 +157,30 @@ bool videohub_server::do_request(hub_client& client, const videohub_request& req
     }
 }
 
-bool videohub_server::take(hub_client& client, const std::map<int, int>& takes) {
+// The last input sent back to where it shows stays as it is: it may stand for a source that is not shown, and
+// who restores what he has read must not disconnect that.
+bool videohub_server::is_so_already(const hub_client& client, int output, int input) const {
+    const std::array<int, 1> sources = {vrdx::source_none};
+    return hub_.router_input(input) == vrdx::source_none && hub_.shows_other(output) &&
+           take_problem(client.asker().who, wish_.router, hub_.router_output(output), sources).empty();
+}
+
+bool videohub_server::take(hub_client& client, const std::map<int, int>& asked) {
+    std::map<int, int> takes;
+    std::vector<int> as_they_are;
+    for (const auto& [output, input] : asked)
+        if (is_so_already(client, output, input))
+            as_they_are.push_back(output);
+        else
+            takes.emplace(output, input);
+    if (!takes.empty() && !send_takes(client, takes))
+        return false;
+    for (const int output : as_they_are)
+        client.news.add(videohub_topic::routing, output);
+    return true;
+}
+
+bool videohub_server::send_takes(hub_client& client, const std::map<int, int>& takes) {
     const std::size_t count = takes.size();
     const auto ended = [self = weak_from_this(), asker = client.weak_from_this(),
                         count](const auto& outputs) {
@@ -170,8 +195,24 @@ bool videohub_server::take(hub_client& client, const std::map<int, int>& takes) 
     return true;
 }
 
+// Programs that write all labels write that of the last input, too: as it is, that is no wish.
 bool videohub_server::name(hub_client& client, videohub_topic topic,
-                           const std::map<int, std::string>& labels) {
+                           const std::map<int, std::string>& asked) {
+    const int other = hub_.size().inputs - 1;
+    std::map<int, std::string> labels = asked;
+    const bool names_other = topic == videohub_topic::input_labels &&
+                             std::erase_if(labels, [&](const auto& each) {
+                                 return each.first == other && each.second == hub_.input_label(other);
+                             }) > 0;
+    if (!labels.empty() && !send_names(client, topic, labels))
+        return false;
+    if (names_other)
+        client.news.add(topic, other);
+    return true;
+}
+
+bool videohub_server::send_names(hub_client& client, videohub_topic topic,
+                                 const std::map<int, std::string>& labels) {
     const auto sent = [self = weak_from_this(), asker = client.weak_from_this(), topic,
                        labels](bool problem) {
         if (const auto server = self.lock())

@@ -38,8 +38,11 @@ private:
 
     void enter(hub_socket socket, const std::string& peer);
     bool do_request(hub_client& client, const videohub_request& request);
-    bool take(hub_client& client, const std::map<int, int>& takes);
-    bool name(hub_client& client, videohub_topic topic, const std::map<int, std::string>& labels);
+    bool is_so_already(const hub_client& client, int output, int input) const;
+    bool take(hub_client& client, const std::map<int, int>& asked);
+    bool send_takes(hub_client& client, const std::map<int, int>& takes);
+    bool name(hub_client& client, videohub_topic topic, const std::map<int, std::string>& asked);
+    bool send_names(hub_client& client, videohub_topic topic, const std::map<int, std::string>& labels);
     bool lock(hub_client& client, const std::map<int, videohub_lock_wish>& locks);
     void names_sent_to_driver(videohub_topic topic, const std::map<int, std::string>& labels, bool problem);
     void tell(videohub_topic topic, const std::vector<int>& numbers);

@@ -80,8 +80,9 @@ export function press(output, input) {
   pressSources(output, sourcesOf(input));
 }
 
+// While nothing can be taken, nothing is armed: the press is refused at once.
 export function pressSources(output, sources) {
-  if (desk.isArmed) {
+  if (desk.isArmed && isLive(deskRouter())) {
     desk.armed.set(output, { ...desk.armed.get(output), ...sources });
     newsOf(desk.router).outputs.add(output);
     plan();

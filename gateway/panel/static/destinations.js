@@ -4,7 +4,7 @@ import { choose, desk, deskRouter, listenDesk } from "./desk.js";
 import { el, icon, named, part, set, setIcon, show, speak, write } from "./dom.js";
 import { isBreakaway, isWhole } from "./router_model.js";
 import { listen } from "./store.js";
-import { resultText, stateOf } from "./takes.js";
+import { comingOf, resultText, stateOf } from "./takes.js";
 import { t } from "./texts.js";
 import "./pane_filter.js";
 import "./tile_grid.js";
@@ -95,7 +95,7 @@ class Destinations extends HTMLElement {
 
   #update(tile, number) {
     const router = deskRouter(), output = router?.outputs[number - 1];
-    if (!output) return;
+    if (!output) return set(tile, "data-state", "stale"); // it has gone; the tile stays only while it has the focus
     const state = stateOf(router, output), [, name, source] = tile.children;
     markDestination(tile, router, output, state);
     set(tile, "aria-pressed", String(desk.output === number));
@@ -112,8 +112,7 @@ class Destinations extends HTMLElement {
   // Where it is going: armed, or waiting for the router.
   #updateNext(tile, router, output, state) {
     const armed = desk.armed.get(output.number);
-    const own = output.own?.phase === "sent" ? output.own.wanted : null;
-    const coming = armed ?? (state === "pending" ? (own ?? output.shown) : null);
+    const coming = armed ?? (state === "pending" ? comingOf(output) : null);
     const said = coming ? sourceText(router, coming) : state === "refused" || output.own?.phase === "failed" ? resultText(router, output) : "";
     const next = part(tile, "next", said !== "" && state !== "stale", () => el("span", {}, icon("armed"), el("bdi", {}, "")));
     if (!next) return;

@@ -55,6 +55,7 @@ function isTyping(target) {
 
 export function listenKeys() {
   addEventListener("keydown", (event) => {
+    if (event.repeat && event.key === "Enter" && event.target.closest("button")) event.preventDefault(); // held down, it presses once
     if (event.altKey || event.metaKey || isTyping(event.target)) return;
     const found = keys.find((each) => each.key === (each.ctrl ? event.key.toLowerCase().replace("enter", "Enter") : event.key) && Boolean(each.ctrl) === event.ctrlKey);
     if (!found || event.repeat || (found.single && !singleKeys() && found.key !== "?")) return;

@@ -3,7 +3,7 @@
 import { ask, routerPath } from "./api.js";
 import { chosen, desk } from "./desk.js";
 import { button, el, icon, named, openDialog, show, write } from "./dom.js";
-import { isOwn, mayForce } from "./rights.js";
+import { isOwn, mayForce, mayTakeTo } from "./rights.js";
 import { isLive, routerOf } from "./store.js";
 import { t } from "./texts.js";
 import { shownTime } from "./times.js";
@@ -27,7 +27,7 @@ class LockDialog {
 
   open() {
     const output = chosen();
-    if (!output) return;
+    if (!output || !mayTakeTo(output.number)) return;
     this.output = output.number;
     this.title.replaceChildren(t("lockOf", output.number), " ", named(output.label));
     this.reason.value = "";

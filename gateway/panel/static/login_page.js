@@ -20,6 +20,7 @@ class Login extends HTMLElement {
       el("label", { for: "token" }, t("token")), this.#token,
       el("label", { class: "choice", for: "keep" }, this.#keep, t("keep")),
       this.#problem, this.#submit, this.#anonymous)));
+    addEventListener("hashchange", () => this.#begin()); // a pairing link opened where this page already is
     this.#begin();
   }
 

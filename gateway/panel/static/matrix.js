@@ -11,7 +11,7 @@ import { resultText } from "./takes.js";
 import { t } from "./texts.js";
 import "./pane_filter.js";
 
-const isCoarse = matchMedia("(pointer: coarse)").matches, isNarrow = matchMedia("(max-width: 700px)").matches;
+const isCoarse = matchMedia("(any-pointer: coarse)").matches, isNarrow = matchMedia("(max-width: 700px)").matches;
 
 class Matrix extends HTMLElement {
   #field = new MatrixField(isCoarse ? 44 : 30, isNarrow ? 130 : 230, 130);
@@ -108,9 +108,9 @@ class Matrix extends HTMLElement {
   }
 
   #addColumn(number) {
-    const router = deskRouter(), input = router.inputs[number - 1];
-    const head = el("button", { type: "button", class: "column-head", "data-input": number, "data-router": router.name, tabindex: "-1", title: input.label },
-      el("span", { class: "number" }, String(number)), named(input.label));
+    const label = deskRouter()?.inputs[number - 1]?.label ?? ""; // it may have gone a moment ago
+    const head = el("button", { type: "button", class: "column-head", "data-input": number, "data-router": desk.router, tabindex: "-1", title: label },
+      el("span", { class: "number" }, String(number)), named(label));
     head.style.left = `${this.#field.x(this.#field.columnOf(number))}px`;
     this.#heads.append(head);
     return head;

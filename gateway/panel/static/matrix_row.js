@@ -4,7 +4,7 @@ import { desk } from "./desk.js";
 import { markDestination, sourceText } from "./destinations.js";
 import { el, icon, named, part, set, setIcon, speak, write } from "./dom.js";
 import { isBreakaway } from "./router_model.js";
-import { resultText, stateOf } from "./takes.js";
+import { comingOf, resultText, stateOf } from "./takes.js";
 import { t } from "./texts.js";
 
 // Source -> text in the mark: "" for all levels.
@@ -18,7 +18,7 @@ function wishes(output, state) {
   const armed = desk.armed.get(output.number), own = output.own;
   const marks = [];
   if (armed) marks.push(...marksOf(armed).map((each) => [...each, "armed"]));
-  if (state === "pending") marks.push(...marksOf(own && own.phase !== "done" ? own.wanted : output.shown).map((each) => [...each, "pending"]));
+  if (state === "pending") marks.push(...marksOf(comingOf(output)).map((each) => [...each, "pending"]));
   else if (own?.phase === "failed" && state !== "stale") marks.push(...marksOf(own.wanted).map((each) => [...each, state]));
   return marks;
 }

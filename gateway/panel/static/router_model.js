@@ -9,6 +9,11 @@ export function sameSources(left, right) {
   return levels.length === Object.keys(left).length && levels.every((level) => left[level] === right[level]);
 }
 
+// True when each level that is wanted shows what is wanted there.
+function isIn(sources, wanted) {
+  return Object.entries(wanted).every(([level, source]) => sources?.[level] === source);
+}
+
 export function isWhole(sources) {
   return sources != null && Object.values(sources).every((source) => source !== null);
 }
@@ -106,6 +111,7 @@ export class Router {
     const own = output.own;
     if (own.phase === "answered" && !output.pending) output.own = { ...own, phase: "done" };
     else if (own.phase === "failed" && !output.pending && changed) output.own = null;
+    else if (own.phase === "done" && changed && !isIn(output.confirmed, own.wanted)) output.own = null;
   }
 
   readTake(take) {

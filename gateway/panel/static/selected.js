@@ -7,7 +7,7 @@ import { openLockDialog } from "./lock_dialog.js";
 import { mayTakeTo } from "./rights.js";
 import { isBreakaway, isWhole } from "./router_model.js";
 import { isLive, listen } from "./store.js";
-import { dismiss, failedState, resultText, stateOf } from "./takes.js";
+import { comingOf, dismiss, failedState, resultText, stateOf } from "./takes.js";
 import { t } from "./texts.js";
 import { shownTime } from "./times.js";
 
@@ -60,7 +60,7 @@ class Selected extends HTMLElement {
     const sources = output.confirmed ?? { all: null };
     const apart = isBreakaway(sources);
     const lines = apart ? Object.entries(sources) : [["all", Object.values(sources)[0]]];
-    const coming = state === "pending" ? (output.own?.wanted ?? output.shown) : null;
+    const coming = state === "pending" ? comingOf(output) : null;
     const texts = JSON.stringify([lines, coming, state, router.inputs.length, lines.map(([, source]) => router.sourceLabel(source)), coming && sourceText(router, coming)]);
     if (this.#lines.dataset.texts === texts) return;
     this.#lines.dataset.texts = texts;

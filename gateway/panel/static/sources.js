@@ -4,7 +4,7 @@ import { canPress, chosen, desk, deskRouter, listenDesk, press } from "./desk.js
 import { el, icon, named, part, set, setIcon, show, speak, write } from "./dom.js";
 import { mayTakeTo } from "./rights.js";
 import { isLive, listen, store } from "./store.js";
-import { failedState, resultText, stateOf } from "./takes.js";
+import { comingOf, failedState, resultText, stateOf } from "./takes.js";
 import { t } from "./texts.js";
 import "./pane_filter.js";
 import "./tile_grid.js";
@@ -82,7 +82,10 @@ class Sources extends HTMLElement {
 
   #update(tile, number) {
     const router = deskRouter(), input = router?.inputs[number - 1];
-    if (!input) return;
+    if (!input) {
+      set(tile, "data-mark", null);
+      return set(tile, "aria-disabled", "true");
+    }
     const output = chosen(), [, name] = tile.children;
     const kind = output ? this.#kind(router, output, number) : "";
     set(tile, "data-router", router.name);
@@ -102,9 +105,8 @@ class Sources extends HTMLElement {
   #kind(router, output, number) {
     if (has(desk.armed.get(output.number), number)) return "armed";
     const state = stateOf(router, output), own = output.own;
-    const wanted = own && own.phase !== "done" ? own.wanted : null;
-    if (state === "pending" && has(wanted ?? output.shown, number)) return "pending";
-    if (own?.phase === "failed" && has(wanted, number)) return failedState(output);
+    if (state === "pending" && has(comingOf(output), number)) return "pending";
+    if (own?.phase === "failed" && has(own.wanted, number)) return failedState(output);
     return has(output.confirmed, number) ? (state === "stale" ? "stale" : "shown") : "";
   }
 

@@ -22,6 +22,7 @@ const listeners = new Set();
 let news = freshNews();
 let planned = false;
 let socket = null;
+let opened = 0; // when the socket was made
 let wait = firstWait;
 
 function freshNews() {
@@ -77,7 +78,9 @@ function setConnection(state) {
 function look() {
   if (socket?.readyState !== WebSocket.OPEN) return;
   const routers = [...store.routers.values()];
-  if (routers.every((router) => router.isRead)) setConnection("live");
+  if (!routers.every((router) => router.isRead)) return;
+  wait = firstWait;
+  setConnection("live");
 }
 
 function entry(name) {
@@ -103,6 +106,7 @@ const readers = {
     if (message.state === "gone") {
       store.routers.delete(message.router);
       store.missing = message.router === store.wanted;
+      newsOf(message.router).whole = true;
     } else {
       entry(message.router).setState(message.state, message.reason);
       entry(message.router).lastError = message.last_error;
@@ -170,7 +174,11 @@ async function connect() {
 
 function keepRouters(rows) {
   const names = rows.map((row) => row.name).filter((name) => store.wanted === null || name === store.wanted);
-  for (const name of [...store.routers.keys()]) if (!names.includes(name)) store.routers.delete(name);
+  for (const name of [...store.routers.keys()])
+    if (!names.includes(name)) {
+      store.routers.delete(name);
+      newsOf(name).whole = true;
+    }
   for (const name of names) {
     const router = entry(name), row = rows.find((each) => each.name === name);
     router.setState(row.state, row.reason);
@@ -185,18 +193,25 @@ function keepRouters(rows) {
 function openSocket() {
   // A router that is not there cannot be asked for; all are, until it comes.
   socket = new WebSocket(eventsAddress(store.missing ? null : store.wanted));
+  opened = Date.now();
   socket.onopen = () => {
-    wait = firstWait;
     store.heard = Date.now();
     look();
   };
-  socket.onmessage = (event) => read(event.data);
+  socket.onmessage = (event) => {
+    try {
+      read(event.data);
+    } catch (failure) {
+      console.error(failure);
+      lose(); // what was not understood is not shown as true
+    }
+  };
   socket.onclose = lose;
 }
 
 function watchSilence() {
-  const quiet = Date.now() - store.heard;
-  if (socket?.readyState === WebSocket.OPEN && quiet > silence) lose();
+  const quiet = Date.now() - Math.max(opened, store.heard);
+  if (socket && quiet > silence) lose(); // also one that does not come to open
 }
 
 // `router`: the one that the page is about; null for all.

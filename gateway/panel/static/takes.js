@@ -92,15 +92,16 @@ function unanswered(answer) {
 function ended(router, output, each, result) {
   if (result.result !== "confirmed")
     return { phase: "failed", word: result.result, reason: result.reason ?? "", sources: result.sources };
+  const { pressed } = output.own;
   const isShown = !output.pending && sameSources(output.confirmed, whole(router, each));
   if (isShown) return { phase: "done", at: Date.now() };
-  setTimeout(() => settle(router.name, each.output), patienceAfterAnswer);
+  setTimeout(() => settle(router.name, each.output, pressed), patienceAfterAnswer);
   return { phase: "answered", at: Date.now() };
 }
 
-function settle(name, number) {
+function settle(name, number, pressed) {
   const router = routerOf(name), own = router?.outputs[number - 1]?.own;
-  if (own?.phase !== "answered") return;
+  if (own?.phase !== "answered" || own.pressed !== pressed) return; // a later press has a time of its own
   mark(router, number, { ...own, phase: "done" });
   plan();
 }
@@ -121,6 +122,12 @@ export function stateOf(router, output) {
   return isWhole(output.confirmed) ? "confirmed" : "unknown";
 }
 
+// Where a destination that waits is going: to what this page asked for, or to what somebody else did.
+export function comingOf(output) {
+  const own = output.own;
+  return own?.phase === "sent" || own?.phase === "answered" ? own.wanted : output.shown;
+}
+
 // "refused" or "unknown", of a take that failed.
 export function failedState(output) {
   const word = output.own.word;
@@ -132,17 +139,20 @@ export function resultText(router, output) {
   const own = output.own;
   if (!own) return "";
   if (own.phase === "sent" || own.phase === "answered") return t("spoken.pending");
-  if (own.phase === "done") return t("result.confirmed");
+  if (own.phase === "done" && output.pending) return t("spoken.pending"); // of a later take
+  if (own.phase === "done") return isWhole(output.confirmed) ? t("result.confirmed") : "";
   const sources = own.sources ? Object.values(own.sources).map((source) => router.sourceLabel(source)).join(" / ") : "";
   const said = own.word === "shows" ? t("result.shows", sources) : t("result." + own.word);
   const reason = shownName(own.reason.replace(/^by the router: /, ""), "");
   return reason ? `${said}: ${reason}` : said;
 }
 
+// Of those that change something.
 function waysBack(takes, before) {
   return takes
     .filter((each) => isWhole(before.get(each.output)))
-    .map((each) => ({ output: each.output, before: before.get(each.output), after: { ...before.get(each.output), ...each.sources } }));
+    .map((each) => ({ output: each.output, before: before.get(each.output), after: { ...before.get(each.output), ...each.sources } }))
+    .filter((each) => !sameSources(each.before, each.after));
 }
 
 // Of an answered salvo, what was done can be undone.

@@ -1,6 +1,10 @@
 """vrdx_gateway backup and restore: the whole state in one file, while the gateway serves; back only when none does."""
 
+import ctypes
+import os
 import pathlib
+import signal
+import struct
 import subprocess
 import sys
 
@@ -8,6 +12,33 @@ sys.path.insert(0, str(pathlib.Path(__file__).parent))
 from history_test import HistoryCase  # noqa: E402
 
 from gateway_fixture import PATIENCE, Programs, main, wait_until  # isort: skip
+
+
+class NameChanges:
+    """What becomes of the names in a folder, in its order: removed, or moved here."""
+
+    KINDS = {0x80: "moved here", 0x200: "removed"}  # IN_MOVED_TO, IN_DELETE
+
+    def __init__(self, folder):
+        libc = ctypes.CDLL(None, use_errno=True)
+        self.descriptor = libc.inotify_init1(os.O_NONBLOCK | os.O_CLOEXEC)
+        if self.descriptor < 0 or libc.inotify_add_watch(self.descriptor, os.fsencode(folder), sum(self.KINDS)) < 0:
+            raise OSError(ctypes.get_errno(), "the folder cannot be watched")
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        os.close(self.descriptor)
+
+    def read(self):
+        events = os.read(self.descriptor, 1 << 16)
+        changes = []
+        while events:
+            _, mask, _, size = struct.unpack_from("iIII", events)
+            changes.append((self.KINDS[mask], os.fsdecode(events[16 : 16 + size].rstrip(b"\0"))))
+            events = events[16 + size :]
+        return changes
 
 
 class Backup(HistoryCase):
@@ -98,6 +129,27 @@ class Backup(HistoryCase):
                 self.file.write_bytes(text)
                 self.expect_refused(self.command("restore", str(self.file)), str(self.file))
                 self.assertEqual(self.names_in_state(), ["access.db", "history.db"])
+        self.start_gateway()
+        self.wait_for_up()
+        self.assertEqual(self.locked(), [1])
+
+    def test_restore_leaves_a_database_there_at_any_moment(self):
+        self.lock(1)
+        self.expect_done(self.command("backup", str(self.file)))
+        self.lock(4)
+        self.stop_gateway(signal.SIGKILL)
+        self.assertTrue((self.folder / "state" / "access.db-wal").exists(), "a killed gateway leaves it")
+        with NameChanges(self.folder / "state") as changes:
+            self.expect_done(self.command("restore", str(self.file)))
+            happened = changes.read()
+        for name in ("access.db", "history.db"):
+            with self.subTest(name):
+                of_it = [what for what, changed in happened if changed == name]
+                self.assertEqual(of_it, ["moved here"], "never removed")
+                self.assertLess(happened.index(("removed", f"{name}-wal")), happened.index(("moved here", name)))
+                later = happened[happened.index(("moved here", name)) :]
+                self.assertEqual([each for each in later if each[1].startswith(f"{name}-")], [])
+        self.assertEqual(self.names_in_state(), ["access.db", "history.db"])
         self.start_gateway()
         self.wait_for_up()
         self.assertEqual(self.locked(), [1])

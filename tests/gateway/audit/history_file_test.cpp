@@ -3,6 +3,7 @@
 #include "history_fixture.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <pwd.h>
 #include <unistd.h>
@@ -247,6 +248,44 @@ TEST_F(HistoryFile, RefusedLoginsEraseOneAnotherAlone) {
     EXPECT_EQ(logins, history_counted_rows_limit);
     EXPECT_EQ(entries.size(), static_cast<std::size_t>(history_counted_rows_limit) + 2);
     EXPECT_EQ(entries.front().time_us, noon_us + history_counted_rows_limit + beyond - 1);
+}
+
+TEST_F(HistoryFile, RefusalsOfASmallHistoryEraseNoTakes) {
+    constexpr std::int64_t takes = 5000, refusals = 20000;
+    std::vector<history_item> batch;
+    for (std::int64_t number = 1; number <= takes; ++number)
+        batch.emplace_back(take_entry("studio", 1, number));
+    for (std::int64_t each = 0; each < refusals; ++each)
+        for (const bool is_login : {true, false}) {
+            const std::string key = std::to_string(each) + (is_login ? " login" : " take");
+            counted_entry refusal{key + std::string(200, 'k'), {}, is_login};
+            refusal.entry.kind = is_login ? entry_kind::login : entry_kind::take;
+            refusal.entry.time_us = noon_us + takes + each;
+            refusal.entry.result = "refused";
+            refusal.entry.reason = std::string(200, 'x');
+            batch.emplace_back(refusal);
+        }
+    write(batch);
+    batch.clear();
+    ASSERT_GT(std::filesystem::file_size(state.file("history.db")) +
+                  std::filesystem::file_size(state.file("history.db-wal")),
+              static_cast<std::uintmax_t>(history_least_bytes))
+        << "else nothing has to go";
+    bool more = true;
+    std::string problem;
+    for (int turn = 0; more && turn < 1000; ++turn)
+        ASSERT_TRUE(file->trim({90, history_least_bytes}, noon_us, &more, &problem)) << problem;
+    EXPECT_FALSE(more);
+    const auto entries = read_all();
+    EXPECT_EQ(std::count_if(entries.begin(), entries.end(), [](const auto& each) { return each.number > 0; }),
+              takes);
+    const auto kept = static_cast<std::int64_t>(entries.size()) - takes;
+    EXPECT_GT(kept, 0);
+    EXPECT_LT(kept, 2 * refusals);
+    EXPECT_EQ(entries.front().time_us, noon_us + takes + refusals - 1) << "the newest of them stay";
+    file.reset();
+    EXPECT_LE(std::filesystem::file_size(state.file("history.db")),
+              static_cast<std::uintmax_t>(history_least_bytes));
 }
 
 // --- questions ---------------------------------------------------------------------------------------------

@@ -103,15 +103,25 @@ TEST_F(HistoryWriter, WhatFindsNoRoomIsCountedAndToldAsAGap) {
     const auto count = static_cast<std::int64_t>(history_waiting_limit) + beyond;
     for (std::int64_t number = 1; number <= count; ++number)
         writer->push(young_entry(number));
+    const auto without_room = writer->told_figures();
+    ASSERT_TRUE(without_room);
+    EXPECT_FALSE(without_room->up);
+    EXPECT_EQ(without_room->waiting + without_room->lost, static_cast<std::uint64_t>(count));
+    EXPECT_EQ(without_room->bytes, 0U);
     make_room();
     wait_until("what was lost is told", [&] { return writer->has_lost_some(); });
     EXPECT_FALSE(writer->has_lost_some()) << "told once";
+    wait_until("all is written", [&] { return writer->told_figures()->waiting == 0; });
+    const auto told = writer->told_figures();
+    EXPECT_TRUE(told->up);
+    EXPECT_GT(told->bytes, 0U);
     writer.reset();
     const auto entries = read_all();
     ASSERT_FALSE(entries.empty());
     const history_entry& gap = entries.front(); // the newest: it is of now
     EXPECT_EQ(gap.kind, entry_kind::gap);
     EXPECT_GT(gap.count, 0);
+    EXPECT_EQ(told->lost, static_cast<std::uint64_t>(gap.count));
     EXPECT_EQ(static_cast<std::int64_t>(entries.size()) - 1 + gap.count, count) << "each is there or counted";
 }
 
@@ -121,6 +131,7 @@ TEST_F(HistoryWriter, WithoutAShareNothingIsWrittenUntilThereIsOne) {
     writer->push(young_entry(1));
     writer->wait_until_written(patience_ms);
     EXPECT_FALSE(std::filesystem::exists(state + "/history.db"));
+    EXPECT_FALSE(writer->told_figures());
     writer->keep(usual);
     writer->push(young_entry(2));
     writer->wait_until_written(patience_ms);

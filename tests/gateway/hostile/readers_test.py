@@ -29,7 +29,7 @@ class Readers(HostileCase):
         before = self.resident_kib()
         for source in range(1, 61):
             self.assertEqual(self.take([{"output": n, "input": source} for n in range(1, 129)]).status, 200)
-            if source % 20 == 0:
+            if source % 4 == 0:  # who hears nothing for long, and answers no ping, is cut
                 for reader in hearing:
                     self.wait_for_event(reader, "the take", self.shows(128, source))
         self.expect_others_served()

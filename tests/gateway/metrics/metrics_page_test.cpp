@@ -104,6 +104,19 @@ TEST_F(MetricsPage, ATokenOfSomeRoutersIsToldOfThoseAlone) {
     EXPECT_THAT(text, Not(HasSubstr("process_")));
 }
 
+TEST_F(MetricsPage, TheHistoryIsToldWhereOneIsKept) {
+    EXPECT_THAT(page(), Not(HasSubstr("\nvrdx_history_")));
+    gateway.kept_history = gateway_figures::history{true, 5, 6, 7000};
+    EXPECT_THAT(page(), HasSubstr("\nvrdx_history_up 1\n"));
+    EXPECT_THAT(page(), HasSubstr("\nvrdx_history_waiting 5\n"));
+    EXPECT_THAT(page(), HasSubstr("\nvrdx_history_lost_total 6\n"));
+    EXPECT_THAT(page(), HasSubstr("\nvrdx_history_bytes 7000\n"));
+    gateway.kept_history->up = false;
+    EXPECT_THAT(page(), HasSubstr("\nvrdx_history_up 0\n"));
+    who.routers = {"studio"};
+    EXPECT_THAT(page(), Not(HasSubstr("vrdx_history_"))) << "it is of all routers";
+}
+
 TEST_F(MetricsPage, ARouterWhoseNameIsNoTextIsLeftOutAndCounted) {
     routers.push_back(a_router(2, 2, "a\xff"));
     gateway.routers_beyond_limit = 3;

@@ -74,6 +74,24 @@ class Counted(MetricsTest):
         reader.close()
         self.wait_for_figure(0, "vrdx_gateway_event_readers")
 
+    def test_history_is_told_with_its_file(self):
+        self.wait_for_up()
+        self.take([{"output": 1, "input": 3}])
+        self.wait_for_figure(0, "vrdx_history_waiting")
+        file = self.folder / "state" / "history.db"
+        wait_until("its size is told", lambda: 0 < self.figures().get("vrdx_history_bytes") == file.stat().st_size)
+        figures = self.figures()
+        self.assertEqual((figures.get("vrdx_history_up"), figures.get("vrdx_history_lost_total")), (1, 0))
+
+
+class WithoutHistory(MetricsTest):
+    configuration = "[history]\ndays = 0\n"
+
+    def test_history_that_nobody_keeps_has_no_figures(self):
+        figures = self.figures()
+        for name in ("up", "waiting", "lost_total", "bytes"):
+            self.assertIsNone(figures.get(f"vrdx_history_{name}"), name)
+
 
 class RolledBack(MetricsTest):
     items = {"studio": simulated(8, 8, "simulated delay ms=3000\n"), "bare": "stay resident=1\n"}
@@ -102,7 +120,7 @@ class Rights(MetricsTest):
         self.assertIsNotNone(self.figures(viewer).get("vrdx_gateway_connections"))
         seen = self.figures(limited)
         self.assertEqual(seen.routers(), {"archive"})
-        self.assertEqual([name for name in seen.names() if name.startswith(("vrdx_gateway", "process"))], [])
+        self.assertEqual([name for name in seen.names() if name.startswith(("vrdx_gateway", "vrdx_history", "process"))], [])
 
     def test_without_a_token_nothing_is_told(self):
         self.expect_problem(self.get("/metrics", token=None), 401, "Bearer")

@@ -5,6 +5,7 @@ import pathlib
 import re
 import subprocess
 import sys
+import urllib.error
 import urllib.parse
 import urllib.request
 
@@ -58,6 +59,14 @@ class Scraped(GatewayTest):
             return re.search(r'msg="Listening on" address=(127\.0\.0\.1:[1-9]\d*)', log.read_text(encoding="utf-8"))
 
         self.prometheus_address = wait_until("prometheus listens", address)[1]
+        wait_until("prometheus is ready", self.is_ready)
+
+    def is_ready(self):
+        try:
+            with urllib.request.urlopen(f"http://{self.prometheus_address}/-/ready", timeout=PATIENCE):
+                return True
+        except urllib.error.HTTPError:
+            return False  # it listens before it can answer
 
     def stop_prometheus(self):
         self.prometheus.terminate()

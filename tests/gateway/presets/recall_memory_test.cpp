@@ -35,6 +35,33 @@ TEST(RecallMemory, ForgetsWhatItIsTold) {
     EXPECT_EQ(memory.takes(), 0U);
 }
 
+TEST(RecallMemory, KeepsARecallWhenItEnds) {
+    recall_memory memory;
+    const std::uint64_t first = memory.begin("one"), second = memory.begin("one");
+    EXPECT_EQ(memory.of("one"), nullptr);
+    memory.end(first, takes(3));
+    EXPECT_EQ(memory.takes(), 3U);
+    memory.end(second, {});
+    EXPECT_EQ(memory.takes(), 3U) << "one that changed nothing leaves what was known";
+    memory.end(first, takes(2));
+    EXPECT_EQ(memory.takes(), 3U) << "it has ended already";
+}
+
+TEST(RecallMemory, RecallOfAReplacedPresetIsNotKept) {
+    recall_memory memory;
+    memory.keep("one", takes(1));
+    const std::uint64_t of_one = memory.begin("one"), of_two = memory.begin("two");
+    memory.forget_replaced("one");
+    const std::uint64_t of_new_one = memory.begin("one");
+    memory.end(of_one, takes(3));
+    EXPECT_EQ(memory.of("one"), nullptr);
+    memory.end(of_two, takes(2));
+    EXPECT_NE(memory.of("two"), nullptr) << "another preset goes on";
+    memory.end(of_new_one, takes(4));
+    ASSERT_NE(memory.of("one"), nullptr);
+    EXPECT_EQ(memory.of("one")->size(), 4U);
+}
+
 TEST(RecallMemory, ForgetsTheOldestBeyondItsLimit) {
     recall_memory memory;
     constexpr std::size_t fit = preset_undo_takes_limit / preset_takes_limit;

@@ -4,6 +4,7 @@ import pathlib
 import socket
 import sys
 import threading
+import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "hostile"))
@@ -13,6 +14,7 @@ from hub_fixture import HubTest, simulated, wait_until  # noqa: E402
 from gateway_fixture import main  # noqa: E402  isort: skip
 
 ROUTING = "VIDEO OUTPUT ROUTING:\n"
+LOCKS = "VIDEO OUTPUT LOCKS:\n"
 
 
 class HubUnderAttack(HubTest, HostileCase):
@@ -98,6 +100,19 @@ class HubUnderAttack(HubTest, HostileCase):
             client.seen.clear()
         client.wait_for("the last of each", lambda _: [client.routing[n] for n in range(6)] == [str((2994 + n) % 64) for n in range(6)])
         self.expect_others_served()
+
+    def test_flood_of_locks_is_refused_beyond_twenty_a_second(self):
+        client = self.connect()
+        begun = time.monotonic()
+        locks = [client.ask(f"{LOCKS}{output} O\n\n") for output in range(64)]
+        self.assertEqual(locks, [True] * 64)
+        unlocks = [client.ask(f"{LOCKS}{output} U\n\n") for output in range(64)]
+        self.assertLessEqual(sum(unlocks), (time.monotonic() - begun) * 20 + 1)
+        everything = "".join(f"{output} U\n" for output in range(64))
+        wait_until("it may again", lambda: client.ask(f"{LOCKS}{everything}\n"))
+        for _ in range(200):  # what changes nothing is not written
+            self.assertTrue(client.ask(f"{LOCKS}{everything}\n"))
+        self.expect_panel_served()
 
     def test_client_that_reads_little_costs_little_and_hears_the_newest_state(self):
         slow = self.connect(whole=False, receive_buffer=2048)

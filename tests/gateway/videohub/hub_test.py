@@ -1,7 +1,9 @@
 """What a panel or program sees and does at a Videohub server."""
 
+import contextlib
 import pathlib
 import signal
+import sqlite3
 import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
@@ -77,7 +79,7 @@ class Prelude(HubTest):
         client = self.connected_to_quiet_router([1, 2, 3])
         for text in (
             "NOTHING KNOWN:\n\n",
-            "GET / HTTP/1.1\nHost: x\n\n",
+            "GET /\nHost: x\n\n",
             ROUTING + "0 1\n3 1\n\n",
             ROUTING + "0 1\n1 5\n\n",
             ROUTING + "0 1\n1 -1\n\n",
@@ -95,6 +97,27 @@ class Prelude(HubTest):
         client.expect_nothing_else(self)
         self.assertEqual(self.confirmed_sources(), [1, 2, 3])
         self.assertIsNone(self.picture()["outputs"][0]["lock"])
+
+
+class Browsers(HubTest):
+    """Any web page can make a browser send a request, with a body of its choice."""
+
+    def test_request_is_cut_and_its_body_is_not_done(self):
+        panel = self.connected_to_quiet_router([1, 2, 3])
+        body = ROUTING + "0 3\n\n"
+        client = self.connect()
+        client.send(f"POST / HTTP/1.1\r\nHost: x\r\nContent-Type: text/plain\r\nContent-Length: {len(body)}\r\n\r\n{body}")
+        self.assertTrue(client.is_closed())
+        self.assertEqual(client.received, b"")
+        panel.expect_nothing_else(self)
+        self.assertEqual(self.confirmed_sources(), [1, 2, 3])
+
+    def test_request_is_cut_before_its_head_has_ended(self):
+        for line in ("GET / HTTP/1.1\r\n", "\r\nOPTIONS * HTTP/1.0\n", "PRI * HTTP/2.0\r\n"):
+            client = self.connect()
+            client.send(line)
+            self.assertTrue(client.is_closed(), line)
+            self.assertEqual(client.received, b"", line)
 
 
 class Takes(HubTest):
@@ -164,6 +187,16 @@ class Names(HubTest):
         self.assertTrue(client.ask("INPUT LABELS:\n" + "".join(f"{n} Camera {n}\n" for n in range(4)) + "\n"))
         while [client.inputs[number] for number in range(4)] != [f"Camera {number}" for number in range(4)]:
             client.next()
+
+    def test_all_labels_with_that_of_the_last_input_as_it_is(self):
+        client = self.connect()
+        names = {**{number: f"Camera {number}" for number in range(4)}, 4: "None/other"}
+        self.assertTrue(client.ask("INPUT LABELS:\n" + "".join(f"{n} {name}\n" for n, name in names.items()) + "\n"))
+        while client.inputs != names:
+            client.next()
+        self.assertTrue(client.ask("INPUT LABELS:\n4 None/other\n\n"))
+        self.assertEqual(client.wait_for(4, lambda block: 4 in block.entries).lines, ["4 None/other"])
+        self.assertFalse(client.ask("INPUT LABELS:\n0 x\n4 other\n\n"))
 
     def test_name_that_is_there_already_is_told(self):
         client = self.connect()
@@ -245,11 +278,7 @@ class Locks(HubTest):
         self.assertEqual([event for event in told if event["type"] == "alarm"], [])
 
 
-class History(HubTest):
-    """What clients did is kept, with the address as who it was."""
-
-    server = 'role = "operate"\n'
-
+class HistoryTest(HubTest):
     def entries(self, kind):
         found = self.get("/api/v1/history?router=studio").json["history"]
         return [entry for entry in found if (entry["kind"], entry["by"]) == (kind, "videohub 127.0.0.1")]
@@ -258,6 +287,12 @@ class History(HubTest):
         (entry,) = wait_until(f"a {kind} is kept", lambda: self.entries(kind))
         self.assertEqual(entry["address"], "127.0.0.1")
         return entry
+
+
+class History(HistoryTest):
+    """What clients did is kept, with the address as who it was."""
+
+    server = 'role = "operate"\n'
 
     def test_takes_and_locks_are_kept_and_so_is_what_was_refused(self):
         client = self.connected_to_quiet_router([1, 2, 3])
@@ -283,12 +318,27 @@ class History(HubTest):
         self.assertEqual(name["result"], "handed on")
 
 
+class BusyDatabase(HistoryTest):
+    server = 'role = "operate"\n'
+
+    def test_lock_that_could_not_be_written_is_no_refusal_of_rights(self):
+        client = self.connect()
+        with contextlib.closing(sqlite3.connect(self.folder / "state" / "access.db")) as other:
+            other.execute("BEGIN IMMEDIATE")
+            self.assertFalse(client.ask(LOCKS + "0 O\n\n"))
+            other.execute("ROLLBACK")
+        self.assertTrue(client.ask(LOCKS + "0 O\n\n"))
+        self.assertEqual(self.wait_for_entry("lock")["result"], "done")
+
+
 class Viewers(HubTest):
     server = 'role = "view"\n'
 
     def test_see_and_change_nothing(self):
         client = self.connected_to_quiet_router([1, 2, 3])
-        for text in (ROUTING + "0 3\n\n", LOCKS + "0 O\n\n", "OUTPUT LABELS:\n0 x\n\n"):
+        self.take([{"output": 2, "input": 0}])
+        client.wait_for_route(1, 4)
+        for text in (ROUTING + "0 3\n\n", ROUTING + "1 4\n\n", LOCKS + "0 O\n\n", "OUTPUT LABELS:\n0 x\n\n"):
             self.assertFalse(client.ask(text), text)
         client.expect_nothing_else(self)
 
@@ -325,6 +375,20 @@ class SomeOfIt(HubTest):
         self.assertIsNotNone(self.picture()["outputs"][2]["lock"])
         self.assertTrue(client.ask("INPUT LABELS:\n2 Six\n\n"))
         wait_until("it is renamed", lambda: self.picture()["inputs"][5]["name"] == "Six")
+
+    def test_panel_that_restores_what_it_has_read_disconnects_nothing(self):
+        wait_until("the router has told its sources", lambda: self.confirmed_sources() == list(range(1, 9)))
+        client, other = self.connect(), self.connect()
+        self.assertEqual(client.routing, {0: "3", 1: "3", 2: "3"})
+        self.assertTrue(client.ask(ROUTING + "0 3\n1 3\n2 3\n\n"))
+        self.assertEqual(client.wait_for_block("VIDEO OUTPUT ROUTING").lines, ["0 3", "1 3", "2 3"])
+        self.assertTrue(client.ask(ROUTING + "0 3\n1 1\n2 3\n\n"))
+        for each in (client, other):
+            each.wait_for_route(1, 1)
+        self.assertEqual(self.confirmed_sources(), [1, 2, 3, 5, 5, 6, 7, 8])
+        self.assertTrue(client.ask(ROUTING + "1 3\n\n"))  # it shows another one now: that is a wish
+        other.wait_for_route(1, 3)
+        self.assertEqual(self.confirmed_sources(), [1, 2, 3, 0, 5, 6, 7, 8])
 
     def test_others_are_not_told(self):
         wait_until("the router has told its sources", lambda: self.confirmed_sources() == list(range(1, 9)))

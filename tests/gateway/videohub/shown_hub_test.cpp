@@ -83,6 +83,27 @@ TEST(ShownHub, ShowsTheVideoLevel) {
     EXPECT_EQ(one.hub.source(0), 3);
 }
 
+TEST(ShownHub, UnknownVideoIsWhatAudioShowsWhereLevelsAreNotSeparate) {
+    shown one;
+    one.output(1).sources = audio_video(3, vrdx::source_unknown);
+    one.hear_outputs({1});
+    EXPECT_EQ(one.hub.source(0), 4);
+    one.router.picture.split_levels = false;
+    EXPECT_TRUE(one.hear_outputs({}).anew);
+    EXPECT_EQ(one.hub.source(0), 2);
+}
+
+TEST(ShownHub, OutputWhoseTakeWaitsDoesNotShowOther) {
+    shown one(server_of("", "2-4"));
+    EXPECT_TRUE(one.hub.shows_other(0)); // input 1 is not among them
+    one.assume(1, 3);
+    one.hear_outputs({1});
+    EXPECT_FALSE(one.hub.shows_other(0));
+    one.confirm(1, 3);
+    one.hear_outputs({1});
+    EXPECT_FALSE(one.hub.shows_other(0));
+}
+
 TEST(ShownHub, ShowsOnlyWhatIsConfirmed) {
     shown one;
     one.assume(1, 3);
