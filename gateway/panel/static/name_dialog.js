@@ -54,9 +54,10 @@ class NameDialog {
     event.preventDefault();
     const place = this.place(), side = this.side.value, name = this.name.value;
     if (!place || !isLive(deskRouter())) return write(this.said, t("notConnected"));
-    this.#sent = { side, number: place.number, name };
+    const sent = this.#sent = { side, number: place.number, name };
     write(this.said, t("spoken.pending"));
     const answer = await ask("PUT", `${routerPath(desk.router)}/${side}/${place.number}/name`, { name });
+    if (this.#sent !== sent) return; // the router told it before the answer came, or something else was asked for
     if (answer.status === 202) return this.#look();
     this.#sent = null;
     write(this.said, answer.status === 0 ? t("noAnswer") : answer.problem);

@@ -307,15 +307,38 @@ test("keys do what the help page says, and letters alone take nothing", async ()
   await page.context().close();
 });
 
-test("what is shown as done can be undone before the answer is there", async () => {
-  const page = await panel("studio");
+// The answer to the page's next request of this address comes when the function given back is called.
+async function holdAnswer(page, address) {
   let letGo;
   const held = new Promise((resolve) => (letGo = resolve));
-  await page.route("**/takes", async (route) => {
+  await page.route(address, async (route) => {
     const answer = await route.fetch();
     await held;
     await route.fulfill({ response: answer });
   }, { times: 1 });
+  return letGo;
+}
+
+test("a name that the router tells before the answer is there is given", async () => {
+  const page = await panel("studio", tokens.gallery);
+  await page.click(output(7));
+  await page.click(".menu");
+  await page.click("text=Names …");
+  const letGo = await holdAnswer(page, "**/name");
+  await page.fill("#name-name", "Foyer");
+  await page.click("text=Give the name");
+  const given = page.locator("dialog >> text=7 is called Foyer now.");
+  await given.waitFor();
+  const answered = page.waitForResponse("**/name");
+  letGo();
+  await (await answered).finished();
+  assert.ok(await given.isVisible());
+  await page.context().close();
+});
+
+test("what is shown as done can be undone before the answer is there", async () => {
+  const page = await panel("studio");
+  const letGo = await holdAnswer(page, "**/takes");
   const before = await mark(page, 8, "data-source");
   await press(page, 8, 9);
   await waitForMark(page, 8, "data-source", 9);

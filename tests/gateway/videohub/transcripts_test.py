@@ -1,8 +1,8 @@
 """Conversations at a Videohub server, as data: transcripts/NAME.txt.
 
-"> " is a line that the client sends, "< " one that the server has to send, in this order and nothing else; "\\r" in a line
-that is sent is a carriage return, and " *" at the end of an expected one stands for anything. The router has four inputs and
-three outputs that show inputs 1 to 3.
+"> " is a line that the client sends, with those that follow it in one piece; "< " is one that the server has to send, in
+this order and nothing else; "\\r" in a line that is sent is a carriage return, and " *" at the end of an expected one stands
+for anything. The router has four inputs and three outputs that show inputs 1 to 3.
 """
 
 import pathlib
@@ -23,11 +23,16 @@ class Transcripts(HubTest):
         self.client = self.connect(whole=False)
 
     def play(self, name):
+        piece = ""
         for number, line in enumerate((FOLDER / f"{name}.txt").read_text(encoding="utf-8").splitlines(), 1):
             if line.startswith(">"):
-                self.client.send(line[2:].replace("\\r", "\r") + "\n")
+                piece += line[2:].replace("\\r", "\r") + "\n"
             elif line.startswith("<"):
+                if piece:
+                    self.client.send(piece)
+                    piece = ""
                 self.expect(line[2:], f"{name}.txt:{number}")
+        self.client.send(piece)
         self.expect_silence()
 
     def expect(self, line, place):
