@@ -95,7 +95,8 @@ void history_keeper::hear_writer() {
 }
 
 std::string history_keeper::problem() const {
-    return writer_.problem();
+    const std::string own = writer_.problem();
+    return own.empty() ? exchange_problem_ : own;
 }
 
 } // namespace gateway

@@ -1,5 +1,7 @@
 """Routers of another site: shown, taken on, named, refused, locked."""
 
+import re
+
 import sites_fixture
 from sites_fixture import simulated, wait_until
 
@@ -152,7 +154,19 @@ class WhatElseTheGatewayDoes(sites_fixture.SitesTest):
         self.assertIn(b'vrdx_driver_up{router="studio"} 1', self.north.get("/metrics").body)
         figures = self.control.get("/metrics").body
         self.assertIn(b"vrdx_gateway_routers 0\n", figures)
-        self.assertNotIn(b"studio", figures)
+        self.assertNotIn(b'"studio"', figures)
+        self.assertNotIn(b"vrdx_takes_total{", figures)
+
+    def test_far_router_is_told_in_the_figures_by_whether_it_is_heard(self):
+        def figure(name):
+            text = self.control.get("/metrics").body.decode()
+            return float(re.search(rf'(?m)^{name}{{router="north:studio"}} (\S+)$', text)[1])
+
+        self.assertEqual(figure("vrdx_far_router_up"), 1)
+        heard = figure("vrdx_far_router_age_seconds")
+        self.north.kill_gateway()
+        wait_until("it is not heard", lambda: figure("vrdx_far_router_up") == 0)
+        self.assertGreater(figure("vrdx_far_router_age_seconds"), heard)
 
 
 class LocksOfTheOwner(sites_fixture.SitesTest):
