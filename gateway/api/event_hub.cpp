@@ -80,6 +80,8 @@ void event_hub::hear(const router_news& news) {
     if (news.takes_lost > 0)
         each_reader(router.name,
                     [&](event_reader& reader) { reader.push_lost(router.name, news.takes_lost); });
+    if (!router.site.empty())
+        return; // its owner knows whose take is allowed
     const router_locks* locks = locks_(router.name);
     for (const lock_alarm& alarm : alarms_.of(router, locks, steady_ms()))
         tell({told_event::kind::once,
@@ -122,7 +124,8 @@ void event_hub::lock_changed(const shown_router& router, int output) {
     vrdx::picture_news places;
     places.outputs = {output};
     tell_places(router, places);
-    alarms_.lock_changed(router, output);
+    if (router.site.empty())
+        alarms_.lock_changed(router, output);
 }
 
 void event_hub::takes_begin(const std::string& router, const std::vector<vrdx::output_take>& takes) {

@@ -16,7 +16,8 @@ namespace gateway {
 // Read by everybody, written by gateway/routers alone. Texts are bytes as the file system, the driver and its
 // backend have them: perhaps no UTF-8, perhaps with control characters.
 struct shown_router {
-    std::string name;
+    std::string name; // "SITE:ROUTER" for one of another site
+    std::string site; // "" for one of this host
     router_state state = router_state::no_driver;
     std::string reason; // why it is not `up`, in one sentence; "" while it is
     // The last whole picture, true now where is_picture_true(state). Empty (`epoch` is "") before the first
