@@ -3,7 +3,10 @@
 import { ask, build, eventsAddress, loginAddress, servedBuild } from "./api.js";
 import { Router } from "./router_model.js";
 
-const silence = 12000; // milliseconds; the gateway tells every 5 s that it lives
+const silence = 3000; // milliseconds; the gateway tells each second that it lives
+const patience = 12000; // the same until the page is live: a large picture may be long on its way
+const lookPeriod = 250; // how often the page looks for it
+const standstill = 2000; // a look that comes so late says that the page itself stood still
 const firstWait = 300, longestWait = 4000; // between two tries to connect
 
 export const store = {
@@ -24,6 +27,8 @@ let planned = false;
 let socket = null;
 let opened = 0; // when the socket was made
 let wait = firstWait;
+let looked = 0; // for silence, last
+let hasStood = false;
 
 function freshNews() {
   return { connection: false, alarms: false, routers: new Map() };
@@ -209,16 +214,22 @@ function openSocket() {
   socket.onclose = lose;
 }
 
+// What has come while the page stood still is read before the next look.
 function watchSilence() {
-  const quiet = Date.now() - Math.max(opened, store.heard);
-  if (socket && quiet > silence) lose(); // also one that does not come to open
+  const now = Date.now(), isLate = now - looked > standstill;
+  looked = now;
+  hasStood = isLate && !hasStood;
+  if (hasStood) return;
+  const quiet = now - Math.max(opened, store.heard);
+  if (socket && quiet > (store.connection === "live" ? silence : patience)) lose(); // also one that does not come to open
 }
 
 // `router`: the one that the page is about; null for all.
 export function start(router) {
   store.wanted = router;
   connect();
-  setInterval(watchSilence, 1000);
+  looked = Date.now();
+  setInterval(watchSilence, lookPeriod);
   addEventListener("offline", () => socket && lose());
   addEventListener("pageshow", (event) => event.persisted && location.reload());
 }

@@ -53,6 +53,26 @@ test("a lost gateway is a banner with its age; takes are refused at once; all is
   await page.context().close();
 });
 
+test("a gateway that stands still is lost, too, although its connections stay; when it goes on all is read anew", async () => {
+  const page = await panel(), takes = [];
+  await page.click(output(1));
+  page.on("request", (request) => request.method() === "POST" && takes.push(request.url()));
+  rig.stopGateway();
+  try {
+    await page.waitForSelector(alert);
+    assert.equal(await mark(page, 1, "data-state"), "stale");
+    await page.click(input(3), { force: true });
+    assert.equal(await page.getAttribute(input(3), "data-mark"), "refused");
+    assert.deepEqual(takes, []);
+  } finally {
+    rig.letGatewayGoOn();
+  }
+  await page.waitForSelector(alert, { state: "hidden" });
+  await press(page, 1, 6);
+  await waitForMark(page, 1, "data-source", 6);
+  await page.context().close();
+});
+
 test("a killed driver leaves the last picture as stale, with the reason, until it is back", async () => {
   const page = await panel();
   await page.click(output(2));
