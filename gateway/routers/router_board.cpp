@@ -59,7 +59,8 @@ public:
     void read_directories();
     void tick();
     void tell(const router_news& news);
-    void take(const router_link* link, const std::string& lane, vrdx::take_order order, take_done done);
+    void take(const router_link* link, const std::string& lane, vrdx::take_order order, take_done done,
+              last_look look);
     void rename(const router_link* link, const std::string& lane, const std::vector<new_name>& names,
                 take_done done);
     void send(const router_link& link, const std::string& lane, lane_request request);
@@ -168,7 +169,7 @@ void router_board::parts::end(take_done done, take_ending ending) {
 }
 
 void router_board::parts::take(const router_link* link, const std::string& lane, vrdx::take_order order,
-                               take_done done) {
+                               take_done done, last_look look) {
     const std::string id = std::exchange(order.id, std::to_string(++newest_id_));
     const std::string problem = vrdx::order_problem(order);
     const std::string refused = refusal(link);
@@ -177,8 +178,9 @@ void router_board::parts::take(const router_link* link, const std::string& lane,
     } else if (!refused.empty()) {
         end(std::move(done), unavailable(refused));
     } else {
-        lane_request request = take_lane_request(order, std::move(done));
+        lane_request request = take_lane_request(std::move(order), std::move(done));
         request.id = id;
+        request.look = std::move(look);
         send(*link, lane, std::move(request));
     }
 }
@@ -269,8 +271,8 @@ void router_board::stop_listening(int number) {
 }
 
 void router_board::take(std::string_view router, const std::string& lane, vrdx::take_order order,
-                        take_done done) {
-    parts_->take(parts_->link(router), lane, std::move(order), std::move(done));
+                        take_done done, last_look look) {
+    parts_->take(parts_->link(router), lane, std::move(order), std::move(done), std::move(look));
 }
 
 void router_board::rename(std::string_view router, const std::string& lane, bool output, int number,

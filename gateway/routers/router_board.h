@@ -59,7 +59,10 @@ public:
     // A take that may have been sent when its connection broke, or that its driver does not answer within
     // `within_ms` and a moment, is answered with the word unknown for each output. Nothing is ever sent
     // again.
-    void take(std::string_view router, const std::string& lane, vrdx::take_order order, take_done done);
+    //
+    // `look`, when there is one, is called from the loop, at most once, before anything is sent.
+    void take(std::string_view router, const std::string& lane, vrdx::take_order order, take_done done,
+              last_look look = {});
 
     // Sets the name of an output or input, `number` from 1. Answered without `error`: the driver has handed
     // it to its backend, which decides; the picture tells when it has. One that may have been sent and was
