@@ -19,6 +19,9 @@ struct shown_router {
     std::string name;
     router_state state = router_state::no_driver;
     std::string reason; // why it is not `up`, in one sentence; "" while it is
+    // Since when it has this state as the gateway sees it, in milliseconds since 1970; at the earliest since
+    // the router appeared here.
+    std::uint64_t since_ms = 0;
     // The last whole picture, true now where is_picture_true(state). Empty (`epoch` is "") before the first
     // one.
     vrdx::router_picture picture;
