@@ -13,6 +13,7 @@
 #include "gateway/service_manager.h"
 #include "gateway/settings/descriptor_limit.h"
 #include "gateway/settings/limits.h"
+#include "gateway/sites/site_service.h"
 
 #include <algorithm>
 #include <boost/asio/io_context.hpp>
@@ -70,6 +71,8 @@ private:
     void drop_token(std::int64_t id);
     void look_at_user_names();
     void later(std::uint64_t ms, std::function<void()> act);
+    const router_locks* locks_of(std::string_view router) const;
+    sites_around around_sites();
     void stop();
 
     const command_line& line_;
@@ -85,6 +88,7 @@ private:
     picture_shelf pictures_;
     event_hub events_;
     take_desk takes_;
+    std::unique_ptr<site_service> sites_; // only where the configuration has a broker
     scrape_desk metrics_;
     std::unique_ptr<preset_store> presets_;
     recall_desk recalls_;
@@ -107,9 +111,9 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
     : line_(line), access_(std::move(access)), locks_(std::move(locks)), routers_(loop_, now.items, now.run),
       history_(loop_, {now.state, now.run, journal_of_service()}, {now.history_days, now.history_bytes},
                print),
-      pictures_([this](std::string_view router) { return locks_->of_router(router); }),
+      pictures_([this](std::string_view router) { return locks_of(router); }),
       events_(
-          pictures_, [this](std::string_view router) { return locks_->of_router(router); },
+          pictures_, [this](std::string_view router) { return locks_of(router); },
           [this](std::string_view router) { return routers_.find(router); },
           [this] { return routers_.all(); },
           [this](const std::string& router, int output, const locked_sources& shown) {
@@ -119,6 +123,7 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
              [this](const std::string& router, const std::vector<vrdx::output_take>& takes) {
                  events_.takes_begin(router, takes);
              }),
+      sites_(now.sites.has_broker() ? std::make_unique<site_service>(now.sites, around_sites()) : nullptr),
       metrics_(loop_, routers_, [this] { return figures(); }), presets_(std::move(presets)),
       recalls_(routers_, takes_), world_{now,
                                          routers_,
@@ -157,6 +162,20 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
             events_.lock_changed(*shown, output);
         videohubs_.lock_changed(router, output);
     });
+}
+
+// Those of another site's router are its owner's.
+const router_locks* gateway_at_work::locks_of(std::string_view router) const {
+    const router_locks* far = sites_ ? sites_->locks_of(router) : nullptr;
+    return far != nullptr ? far : locks_->of_router(router);
+}
+
+sites_around gateway_at_work::around_sites() {
+    return {
+        loop_,    routers_,
+        takes_,   *locks_,
+        history_, [this](const shown_router& router, int output) { events_.lock_changed(router, output); },
+        print,    steady_ms};
 }
 
 http_handlers gateway_at_work::handlers() {
@@ -200,6 +219,8 @@ bool gateway_at_work::begin() {
         return false;
     wait_for_signal();
     routers_.start();
+    if (sites_)
+        sites_->start();
     access_look_.begin();
     users_look_.begin();
     alive_.begin();
@@ -251,6 +272,7 @@ void gateway_at_work::reload() {
     next.items = world_.now.items;
     next.run = world_.now.run;
     next.state = world_.now.state;
+    next.sites = world_.now.sites;
     world_.now = std::move(next);
     history_.keep({world_.now.history_days, world_.now.history_bytes});
     // What cannot be served now is tried again with the next signal.
@@ -336,6 +358,8 @@ void gateway_at_work::stop() {
     videohubs_.end();
     http_.stop([this] {
         locks_->keep_shown();
+        if (sites_)
+            sites_->stop();
         routers_.stop();
         loop_.stop();
     });

@@ -183,6 +183,7 @@ lock_answer lock_table::set_all(std::string_view router, const std::vector<lock_
     }
     if (locks.empty())
         locks_.erase(std::string(router));
+    ++version_;
     const std::string name(router);
     for (const lock_wish& wish : changes)
         if (listener_)

@@ -79,6 +79,11 @@ public:
     // By output; null when there is none of that router. Valid until the next set().
     const std::map<int, output_lock>* of_router(std::string_view router) const;
 
+    // Rises with each set() and set_all() that changed something; from 1.
+    std::uint64_t version() const {
+        return version_;
+    }
+
     // Checks the rights, too. `reason` replaces the one of before and belongs to lock and protect. The caller
     // has seen to it that the router has that output.
     lock_answer set(std::string_view router, int output, lock_order order, const token& who,
@@ -119,6 +124,7 @@ private:
     std::set<std::pair<std::string, int>> unkept_; // router and output of what note_shown() has changed
     std::map<std::string, std::map<int, output_lock>, std::less<>> locks_;
     std::size_t count_ = 0;
+    std::uint64_t version_ = 1;
 };
 
 } // namespace gateway

@@ -90,6 +90,8 @@ void event_hub::hear(const router_news& news) {
 }
 
 void event_hub::tell_alarms(const shown_router& router) {
+    if (!router.site.empty())
+        return; // its owner knows whose take is allowed
     const router_locks* locks = locks_(router.name);
     const std::uint64_t now_ms = steady_ms();
     for (const lock_alarm& alarm : alarms_.of(router, locks, now_ms)) {
@@ -141,7 +143,8 @@ void event_hub::lock_changed(const shown_router& router, int output) {
     vrdx::picture_news places;
     places.outputs = {output};
     tell_places(router, places);
-    alarms_.lock_changed(router, output);
+    if (router.site.empty())
+        alarms_.lock_changed(router, output);
 }
 
 void event_hub::takes_begin(const std::string& router, const std::vector<vrdx::output_take>& takes) {

@@ -201,6 +201,9 @@ void lock_output(api_world& world, const incoming_call& incoming, const answer_f
     const shown_router* router = incoming->router(world);
     if (router == nullptr)
         return answer(no_such_router());
+    if (!router->site.empty())
+        return answer(problem_reply(409, "Locks of this router are set at its own site, \"" + router->site +
+                                             "\"; here they are shown, and hold."));
     const std::size_t last = router->picture.outputs.size();
     const int output = number_in_path(*incoming, most_router_outputs);
     const bool shown = static_cast<std::size_t>(output) <= last;

@@ -133,7 +133,7 @@ constexpr const char* request_schemas = R"json({
     "output": {"type": ["integer", "null"], "minimum": 1}, "input": {"type": ["integer", "null"], "minimum": 1},
     "level": {"enum": ["", "all", "video,audio"]},
     "by": {"type": "string", "description": "The token's name; for `through` driver the user of that machine"},
-    "through": {"type": "string", "description": "`gateway`: with a token; `driver`: at the driver's own socket"},
+    "through": {"type": "string", "description": "`gateway`: with a token; `driver`: at the driver's own socket; `videohub`; `site`: from another site"},
     "claims": {"type": "string", "description": "What a client of the driver says of itself; nobody has checked it"},
     "user": {"type": ["integer", "null"]}, "process": {"type": ["integer", "null"]}, "address": {"type": "string"},
     "before": {"oneOf": [{"$ref": "#/components/schemas/Sources"}, {"type": ["string", "null"]}]},

@@ -99,11 +99,11 @@ take_ending wrong(const std::string& problem) {
 }
 
 take_ending too_many(std::string reason) {
-    return {kind::too_many, {}, std::move(reason)};
+    return {kind::too_many, {}, std::move(reason), {}};
 }
 
 take_ending unavailable(std::string reason) {
-    return {kind::unavailable, {}, std::move(reason)};
+    return {kind::unavailable, {}, std::move(reason), {}};
 }
 
 } // namespace gateway

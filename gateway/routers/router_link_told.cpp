@@ -3,7 +3,6 @@
 #include "gateway/routers/router_link.h"
 
 #include <algorithm>
-#include <chrono>
 #include <utility>
 
 namespace gateway {
@@ -21,12 +20,6 @@ std::string doubt_about(vrdx::watch_step step) {
         break;
     }
     return "The driver tells what cannot be read; its picture is read anew.";
-}
-
-std::uint64_t milliseconds_since_1970_now() {
-    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(
-                                          std::chrono::system_clock::now().time_since_epoch())
-                                          .count());
 }
 
 bool is_failed(const vrdx::take_record& record) {
@@ -107,19 +100,11 @@ bool router_link::read_pushed(const comm_socket_v4_packet& pushed) {
     news.takes = std::move(told.takes);
     news.takes_lost += told.takes_lost;
     if (other_picture)
-        note_sources(news);
+        note_sources(&shown_, news);
     if (news.places.state || std::any_of(news.takes.begin(), news.takes.end(), is_failed))
         questions_.expect_error();
     show(state_now(), std::move(news), other_picture);
     return true;
-}
-
-void router_link::note_sources(const router_news& news) {
-    if (news.whole)
-        shown_.earlier.note_anew(shown_.picture);
-    else
-        for (const int output : news.places.outputs)
-            shown_.earlier.note(shown_.picture, output);
 }
 
 void router_link::read_answer(const watch_answer& answer) {
@@ -166,10 +151,7 @@ void router_link::show(const state_and_reason& now, router_news news, bool other
     if (!changed && !news.last_error_changed && news.takes.empty() && news.takes_lost == 0 &&
         !news.record_began)
         return;
-    if (now.state != shown_.state || shown_.since_ms == 0)
-        shown_.since_ms = milliseconds_since_1970_now();
-    shown_.state = now.state;
-    shown_.reason = now.reason;
+    enter_state(&shown_, now);
     if (changed)
         shown_.version = ++*versions_;
     news.router = &shown_;

@@ -194,5 +194,8 @@ constexpr std::uint64_t videohub_half_block_limit_ms = 30000; // a block without
 constexpr std::uint64_t videohub_look_period_ms = 250;        // how often these times are looked at
 constexpr std::uint64_t videohub_name_echo_ms = 2000; // a new name that is not there by then is told as it is
 constexpr std::uint64_t videohub_refusal_pause_ms = 10000; // between two lines about refused connections
+constexpr std::size_t site_name_limit = 32;                // characters
+constexpr std::size_t servers_limit = 16;                  // of [nats]
+constexpr std::size_t peers_limit = 64;                    // tables [[peer]]
 
 } // namespace gateway

@@ -108,6 +108,20 @@ std::vector<std::size_t> judge_again(take_work* work, const lock_table& locks, s
     return withheld;
 }
 
+// Another site's word on one output.
+output_answer far_answer_of(const owner_answer& said) {
+    output_answer answer;
+    answer.output = said.output;
+    answer.result = said.result;
+    answer.reason = said.reason;
+    answer.sources = said.sources;
+    if (said.held) {
+        const auto state = said.held->protects ? lock_state::protect : lock_state::lock;
+        answer.lock = output_lock{state, 0, said.held->owner, said.held->reason, said.held->since};
+    }
+    return answer;
+}
+
 // The board's word on what was sent, put in its places.
 takes_answer ended(take_work work, const take_ending& ending) {
     if (ending.kind == take_ending::kind::too_many)
@@ -119,6 +133,8 @@ takes_answer ended(take_work work, const take_ending& ending) {
         output_answer* output = &work.answer.outputs[work.sent[next]];
         if (ending.kind == take_ending::kind::unavailable)
             set_result(output, "unavailable", ending.reason);
+        else if (next < ending.owner_answers.size())
+            *output = far_answer_of(ending.owner_answers[next]);
         else if (next < results.size())
             *output = answer_of(output->output, results[next].result);
         else
@@ -152,14 +168,19 @@ void note_refusal(const asked_takes& asked, const std::string& problem) {
     asked.history.refused(entry_of(asked, "refused", problem));
 }
 
-void note_take(const asked_takes& asked, const vrdx::output_take& take, const std::string& result,
-               const std::string& reason) {
+history_entry entry_of_take(const asked_takes& asked, const vrdx::output_take& take,
+                            const std::string& result, const std::string& reason) {
     history_entry entry = entry_of(asked, result, reason);
     const bool split = take.sources.video != take.sources.audio;
     entry.output = take.output;
     entry.level = split ? "video,audio" : "all";
     entry.after = source_text(split, take.sources.video, take.sources.audio);
-    asked.history.refused(std::move(entry));
+    return entry;
+}
+
+void note_take(const asked_takes& asked, const vrdx::output_take& take, const std::string& result,
+               const std::string& reason) {
+    asked.history.refused(entry_of_take(asked, take, result, reason));
 }
 
 void note_answered(const asked_takes& asked, const take_work& work) {
@@ -174,6 +195,13 @@ void note_ending(const asked_takes& asked, std::uint64_t number, const take_work
                  const take_ending& ending) {
     take_callers& callers = asked.history.callers();
     const bool answered = ending.kind == take_ending::kind::answered;
+    if (!ending.owner_answers.empty()) { // by another site, which has the driver's record
+        for (std::size_t at = 0; at < work.sent.size() && at < ending.owner_answers.size(); at++) {
+            const owner_answer& said = ending.owner_answers[at];
+            asked.history.note(entry_of_take(asked, work.plan[work.sent[at]].take, said.result, said.reason));
+        }
+        return;
+    }
     if (answered && ending.answer.error.empty()) {
         std::vector<vrdx::take_result> results;
         for (const vrdx::output_result& each : ending.answer.results)
@@ -255,14 +283,18 @@ void take_desk::take(const std::string& router, const take_asker& asker, const t
     vrdx::take_order order = order_of(work, wish.within_ms, asker.who.name);
     const auto shared = std::make_shared<take_work>(std::move(work)); // of whatever is still to happen
     begin_(router, order.takes);
+    const shown_router* const shown = routers_.find(router);
+    const bool has_record = shown != nullptr && shown->site.empty(); // else it is kept where its driver is
     const std::uint64_t number =
-        history_.callers().begin(router, order.by, {asker.address, asker.through}, order.takes);
+        has_record ? history_.callers().begin(router, order.by, {asker.address, asker.through}, order.takes)
+                   : 0;
     routers_.take(
         router, asker.lane, std::move(order),
         [done, asked, number, shared](const take_ending& ending) {
             note_ending(asked, number, *shared, ending);
             done(ended(std::move(*shared), ending));
         },
+        wish.all_or_nothing,
         [this, asked, number, shared, who = asker.who, all = wish.all_or_nothing](vrdx::take_order* unsent) {
             const auto withheld = judge_again(shared.get(), locks_, asked.router, who, all);
             for (const std::size_t at : withheld) {

@@ -273,6 +273,17 @@ TEST_F(LockTable, SeveralAreSetTogetherOrNotAtAll) {
     EXPECT_EQ(table_->of_router("studio")->size(), 1U);
 }
 
+TEST_F(LockTable, ItsVersionRisesOnceWithWhatChanges) {
+    const std::uint64_t first = table_->version();
+    table_->set_all("studio", {{1, lock_order::lock}, {2, lock_order::lock}}, desk_, "", noon);
+    EXPECT_EQ(table_->version(), first + 1);
+    set(1, lock_order::lock, desk_);
+    set(1, lock_order::unlock, other_);
+    EXPECT_EQ(table_->version(), first + 1);
+    set(1, lock_order::unlock, desk_);
+    EXPECT_EQ(table_->version(), first + 2);
+}
+
 TEST_F(LockTable, TellsEachChangeOnceItIsKept) {
     std::vector<int> told;
     table_->listen([&](const std::string& router, int output) {
