@@ -95,8 +95,7 @@ void history_keeper::hear_writer() {
 }
 
 std::string history_keeper::problem() const {
-    const std::string own = writer_.problem();
-    return own.empty() ? exchange_problem_ : own;
+    return writer_.problem();
 }
 
 } // namespace gateway

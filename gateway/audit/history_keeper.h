@@ -46,8 +46,12 @@ public:
     bool ask(std::int64_t asker, const history_query& query, history_reader::format_function format,
              answer_function done);
 
-    // Why it cannot be written now, or not be exchanged with other sites, in one sentence; empty when it can.
+    // Why it cannot be written now, in one sentence; empty when it can.
     std::string problem() const;
+    // The same of what goes to other sites and comes from there.
+    const std::string& exchange_problem() const {
+        return exchange_problem_;
+    }
 
     // For threads that read and write entries of other sites. Ends with this.
     history_writer& writer() {
