@@ -99,7 +99,13 @@ std::vector<broker_answer> broker_questions::ask(const std::vector<broker_questi
     while (waited_for > 0) {
         natsMsg* came = nullptr;
         const std::int64_t left = until - now_ms();
-        if (left <= 0 || natsSubscription_NextMsg(&came, to_->answers, left) != NATS_OK)
+        if (left <= 0)
+            break;
+        const natsStatus status = natsSubscription_NextMsg(&came, to_->answers, left);
+        if (status == NATS_NO_RESPONDERS) // the library does not say of which; they all have one subject
+            for (broker_answer& answer : answers)
+                answer.nobody = answer.nobody || !answer.came;
+        if (status != NATS_OK)
             break;
         const owned_message message(came);
         const std::string_view subject = natsMsg_GetSubject(came);
@@ -110,7 +116,6 @@ std::vector<broker_answer> broker_questions::ask(const std::vector<broker_questi
         if (answer.came)
             continue;
         answer.came = true;
-        answer.nobody = natsMsg_IsNoResponders(came);
         if (const int length = natsMsg_GetDataLength(came); length > 0)
             answer.data.assign(natsMsg_GetData(came), static_cast<std::size_t>(length));
         waited_for--;

@@ -17,7 +17,7 @@ struct broker_question {
 
 struct broker_answer {
     bool came = false;   // else nobody has said anything in time
-    bool nobody = false; // nobody listens to that subject
+    bool nobody = false; // it did not, because nobody listens to that subject
     std::string data;
 };
 
@@ -30,7 +30,8 @@ public:
     broker_questions(const broker_questions&) = delete;
     broker_questions& operator=(const broker_questions&) = delete;
 
-    // Asks all of them at once and waits at most `ms` for all. Answers stand in the same order.
+    // Asks all of them at once, which have one subject, and waits at most `ms` for all. Answers stand in the
+    // same order.
     std::vector<broker_answer> ask(const std::vector<broker_question>& questions, std::uint64_t ms);
 
     [[nodiscard]] bool is_open() const;

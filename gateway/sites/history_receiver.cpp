@@ -64,7 +64,7 @@ bool history_receiver::step(const ask_broker& ask, std::string* problem) {
     if (!is_at_rest(problem))
         return false;
     const broker_answer asked = ask({{stream_info_subject(), {}, {}}}).front();
-    if (!asked.came || asked.nobody) {
+    if (!asked.came) {
         *problem = asked.nobody ? "the broker keeps no streams: its JetStream is off"
                                 : "the broker does not answer a question about its stream";
         return false;

@@ -50,10 +50,10 @@ bool history_sender::step(const ask_broker& ask, std::string* problem) {
     std::size_t done = 0;
     for (; done < entries.size() && problem->empty(); done++) {
         const broker_answer& answer = answers[done];
-        if (!answer.came)
-            *problem = "the broker does not acknowledge entries";
-        else if (answer.nobody)
+        if (answer.nobody)
             *problem = std::string("the broker has no stream ") + history_stream_name;
+        else if (!answer.came)
+            *problem = "the broker does not acknowledge entries";
         else
             *problem = read_stored(answer.data).problem;
         if (!problem->empty())

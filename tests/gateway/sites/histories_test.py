@@ -295,7 +295,7 @@ class NoStreams(sites_fixture.SitesTest):
 
         wait_until("it is told", degraded)
         east.wait_for_state("north:studio", "up")
-        self.assertRegex(east.errors(), "the history is not exchanged with other sites: .*no stream")
+        self.assertRegex(east.errors(), "the history is not exchanged with other sites: .*keeps no streams")
 
 
 class HistoriesWithRights(Histories):
