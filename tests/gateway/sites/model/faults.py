@@ -54,9 +54,10 @@ def schedule(seed, targets, seconds, pause, stop_length):
     kinds = [each for each in KINDS if targets.get(each[1])]
     weights = [KINDS[each] for each in kinds]
     plan, free_at = [], {}
+    first = rng.sample(kinds, len(kinds))  # each once, so that a short run has as much of it as it can
     at = rng.uniform(0, pause)
     while at < seconds:
-        kind, what = rng.choices(kinds, weights)[0]
+        kind, what = first.pop() if first else rng.choices(kinds, weights)[0]
         target = rng.choice(targets[what])
         length = {"killed": rng.uniform(*DOWN), "stopped": stop_length, "moved": 0.0}.get(kind, rng.uniform(*CUT))
         if kind in ("cut", "half") and rng.random() < 0.5:

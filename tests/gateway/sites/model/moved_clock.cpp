@@ -1,12 +1,16 @@
 // Preloaded into gateways by tests: moves their clock of the day, and the one that goes on while a machine sleeps, by
-// what stands in the file that VRDX_MOVED_CLOCK names: two numbers of 64 bits, nanoseconds.
+// what stands in the file that VRDX_MOVED_CLOCK names: two numbers of 64 bits, nanoseconds. Waits until a time of the day
+// move with it, as the kernel lets them.
+#include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <ctime>
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/mman.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -14,6 +18,7 @@
 namespace {
 
 constexpr std::int64_t nanoseconds = 1000000000; // in a second
+constexpr std::int64_t slice = nanoseconds / 10; // a wait looks so often whether the clock was moved
 
 using offsets = std::array<std::atomic<std::int64_t>, 2>; // of the day, of the time since the machine's start
 
@@ -36,6 +41,14 @@ std::int64_t offset_of(clockid_t clock) {
     return clock == CLOCK_BOOTTIME ? (*moved)[1].load() : 0;
 }
 
+std::int64_t count(const timespec& time) {
+    return time.tv_sec * nanoseconds + time.tv_nsec;
+}
+
+timespec time_of(std::int64_t count) {
+    return {count / nanoseconds, count % nanoseconds};
+}
+
 } // namespace
 
 extern "C" {
@@ -45,9 +58,7 @@ int clock_gettime(clockid_t clock, timespec* now) noexcept {
         reinterpret_cast<int (*)(clockid_t, timespec*)>(dlsym(RTLD_NEXT, "clock_gettime"));
     const int result = next(clock, now);
     if (const std::int64_t offset = offset_of(clock); result == 0 && offset != 0) {
-        const std::int64_t moved = now->tv_sec * nanoseconds + now->tv_nsec + offset;
-        now->tv_sec = moved / nanoseconds;
-        now->tv_nsec = moved % nanoseconds;
+        *now = time_of(count(*now) + offset);
     }
     return result;
 }
@@ -66,6 +77,21 @@ int gettimeofday(timeval* into, void*) noexcept {
     into->tv_sec = now.tv_sec;
     into->tv_usec = now.tv_nsec / 1000;
     return result;
+}
+
+// Who waits for a monotonic time has another call.
+int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* until) {
+    static auto* const next = reinterpret_cast<int (*)(pthread_cond_t*, pthread_mutex_t*, const timespec*)>(
+        dlsym(RTLD_NEXT, "pthread_cond_timedwait"));
+    for (;;) {
+        timespec now{};
+        clock_gettime(CLOCK_REALTIME, &now);
+        const std::int64_t left = count(*until) - count(now);
+        const timespec look = time_of(count(now) - offset_of(CLOCK_REALTIME) + std::clamp(left, std::int64_t{0}, slice));
+        const int result = next(condition, mutex, &look);
+        if (result != ETIMEDOUT || left <= slice)
+            return result;
+    }
 }
 
 } // extern "C"

@@ -10,7 +10,7 @@ import tempfile
 import urllib.parse
 
 from judge import Done, history_violations, picture_violations
-from programs import PATIENCE, Broker, Gateway, Router, wait_until
+from programs import PATIENCE, Broker, Gateway, Router, own_mounts, wait_until
 
 HISTORY_ROWS = 5000  # of one answer, at most
 
@@ -41,8 +41,9 @@ class World:
         folder = pathlib.Path(self._closing.enter_context(tempfile.TemporaryDirectory(prefix="vrdx_test.", ignore_cleanup_errors=True)))
         names = [f"g{number}" for number in range(size.gateways)]
         brokers = [f"b{number}" for number in range(size.brokers)]
+        may_mount = own_mounts()
         self.network = self._closing.enter_context(contextlib.closing(network_type(names, brokers)))
-        self.brokers = [self._closed(Broker(name, folder / name, self.network, [*names, *PLAYED])) for name in brokers]
+        self.brokers = [self._closed(Broker(name, folder / name, self.network, [*names, *PLAYED], may_mount)) for name in brokers]
         for broker in self.brokers:
             broker.others = [each for each in self.brokers if each is not broker]
         self.gateways = {name: self._closed(Gateway(gateway, name, folder / name, self.network, clock)) for name in names}
