@@ -1,7 +1,6 @@
 """What goes wrong in a run, and when: drawn from the seed alone, and then done to the programs."""
 
 import dataclasses
-import heapq
 import os
 import random
 import signal
@@ -40,10 +39,6 @@ class Planned:
     target: object  # a name; of a link two, from and to
     length: float
 
-    def busy(self):
-        """What nothing else is done to meanwhile."""
-        return self.target
-
     def __str__(self):
         return f"{self.at:6.2f} s {self.kind} {self.what} {self.target} for {self.length:.2f} s"
 
@@ -72,7 +67,8 @@ def schedule(seed, targets, seconds, pause, stop_length):
 
 
 class Disturber(threading.Thread):
-    """Does to the world what is planned. `faults`: what was done, with its true times."""
+    """Does to the world what is planned, each in a thread of its own: what takes long to end holds up nothing else.
+    `faults`: what was done, with its true times."""
 
     def __init__(self, world, plan):
         super().__init__()
@@ -81,37 +77,30 @@ class Disturber(threading.Thread):
         self.faults = []
         self.left_out = 0
         self.problem = None
-        self._ends = []  # (time, number, planned, begin, how it ends)
 
     def run(self):
         start = time.monotonic()
+        threads = []
+        for planned in self.plan:
+            time.sleep(max(start + planned.at - time.monotonic(), 0))
+            threads.append(threading.Thread(target=self._do, args=(planned,)))
+            threads[-1].start()
+        for thread in threads:
+            thread.join()
+
+    def _do(self, planned):
         try:
-            for number, planned in enumerate(self.plan):
-                self._end_what_is_over(start, planned.at)
-                self._wait_until(start + planned.at)
-                begin = time.monotonic_ns()
-                end = getattr(self, f"_{planned.kind}_{planned.what}")(planned.target)
-                if end is None:
-                    self.left_out += 1
-                else:
-                    heapq.heappush(self._ends, (planned.at + planned.length, number, planned, begin, end))
-            self._end_what_is_over(start, float("inf"))
-        except BaseException as problem:  # told by the thread that waits for this one
-            self.problem = problem
-            for *_, end in self._ends:
-                end()
-
-    @staticmethod
-    def _wait_until(when):
-        time.sleep(max(when - time.monotonic(), 0))
-
-    def _end_what_is_over(self, start, now):
-        while self._ends and self._ends[0][0] <= now:
-            at, _, planned, begin, end = heapq.heappop(self._ends)
-            self._wait_until(start + at)
+            begin = time.monotonic_ns()
+            end = getattr(self, f"_{planned.kind}_{planned.what}")(planned.target)
+            if end is None:
+                self.left_out += 1
+                return
+            time.sleep(planned.length)
             end()
             name = "-".join(planned.target) if planned.what == "link" else planned.target
             self.faults.append(Fault(planned.kind, planned.what, name, begin, time.monotonic_ns()))
+        except BaseException as problem:  # told by the thread that waits for this one
+            self.problem = problem
 
     # --- each begins one thing, and returns what ends it; None when it cannot be done here ---
 

@@ -45,7 +45,7 @@ class Run:
         for thread in [*threads, self.disturber]:
             thread.start()
         try:
-            self.disturber.join()
+            self.disturber.join()  # whatever went wrong, nothing stands still any more
         finally:
             for thread in threads:
                 thread.over.set()
@@ -86,7 +86,6 @@ class Run:
         far = [take for take in takes if take.owner != take.asker]
         self.say(f"figure: {len(takes)} takes were asked for, {len(far)} of them at another site; the routers did {len(done)}")
         self.say(f"figure: answers: {', '.join(f'{word} {count}' for word, count in said.most_common())}")
-        if __import__("os").environ.get("DBG"): self.say(str(collections.Counter((t.asker, t.void, str(t.said)) for t in takes if t.may_be_silent or t.said is None)))
         self.say(f"figure: {sum(faults.values())} faults: {', '.join(f'{what} {count}' for what, count in sorted(faults.items()))}; {self.disturber.left_out} left out")
         self.say(f"figure: {len(self.locker.locks)} locks, {self.judge.late_but_told} takes done late by a driver or backend that stood still, told as unknown")
         self.said = said
