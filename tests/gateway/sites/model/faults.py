@@ -1,5 +1,6 @@
 """What goes wrong in a run, and when: drawn from the seed alone, and then done to the programs."""
 
+import collections
 import dataclasses
 import os
 import random
@@ -39,6 +40,10 @@ class Planned:
     target: object  # a name; of a link two, from and to
     length: float
 
+    @property
+    def key(self):
+        return frozenset(self.target) if self.what == "link" else self.target
+
     def __str__(self):
         return f"{self.at:6.2f} s {self.kind} {self.what} {self.target} for {self.length:.2f} s"
 
@@ -58,9 +63,8 @@ def schedule(seed, targets, seconds, pause, stop_length):
         if kind in ("cut", "half") and rng.random() < 0.5:
             target = target[::-1]
         planned = Planned(at, kind, what, target, length)
-        key = frozenset(target) if what == "link" else target
-        if free_at.get(key, 0.0) <= at:
-            free_at[key] = at + length + 1.0
+        if free_at.get(planned.key, 0.0) <= at:
+            free_at[planned.key] = at + length + 1.0
             plan.append(planned)
         at += rng.expovariate(1 / pause)
     return plan
@@ -77,6 +81,7 @@ class Disturber(threading.Thread):
         self.faults = []
         self.left_out = 0
         self.problem = None
+        self._busy = collections.defaultdict(threading.Lock)  # by what is disturbed: one thing after the other
 
     def run(self):
         start = time.monotonic()
@@ -89,6 +94,10 @@ class Disturber(threading.Thread):
             thread.join()
 
     def _do(self, planned):
+        with self._busy[planned.key]:
+            self._do_now(planned)
+
+    def _do_now(self, planned):
         try:
             begin = time.monotonic_ns()
             end = getattr(self, f"_{planned.kind}_{planned.what}")(planned.target)
