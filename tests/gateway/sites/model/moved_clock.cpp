@@ -1,6 +1,6 @@
-// Preloaded into gateways by tests: moves their clock of the day, and the one that goes on while a machine sleeps, by
-// what stands in the file that VRDX_MOVED_CLOCK names: two numbers of 64 bits, nanoseconds. Waits until a time of the day
-// move with it, as the kernel lets them.
+// Preloaded into gateways by tests: moves their clock of the day, and the one that goes on while a machine
+// sleeps, by what stands in the file that VRDX_MOVED_CLOCK names: two numbers of 64 bits, nanoseconds. Waits
+// until a time of the day move with it, as the kernel lets them.
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -87,7 +87,8 @@ int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, co
         timespec now{};
         clock_gettime(CLOCK_REALTIME, &now);
         const std::int64_t left = count(*until) - count(now);
-        const timespec look = time_of(count(now) - offset_of(CLOCK_REALTIME) + std::clamp(left, std::int64_t{0}, slice));
+        const timespec look =
+            time_of(count(now) - offset_of(CLOCK_REALTIME) + std::clamp(left, std::int64_t{0}, slice));
         const int result = next(condition, mutex, &look);
         if (result != ETIMEDOUT || left <= slice)
             return result;

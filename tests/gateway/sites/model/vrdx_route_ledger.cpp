@@ -1,8 +1,8 @@
-// A backend program for tests: a router whose ledger is its state. Each take that it does is a line of the file
-// that the item names before anybody hears of it; started anew, it shows what the file has.
+// A backend program for tests: a router whose ledger is its state. Each take that it does is a line of the
+// file that the item names before anybody hears of it; started anew, it shows what the file has.
 //
-// Settings of the item file: "inputs", "outputs", "ledger" (the file), "delay ms" (what a take needs at the most).
-// Each line of the ledger: nanoseconds of the monotonic clock, output and input, both counted from 1.
+// Settings of the item file: "inputs", "outputs", "ledger" (the file), "delay ms" (what a take needs at the
+// most). Each line of the ledger: nanoseconds of the monotonic clock, output and input, both counted from 1.
 #include "endpoint.h"
 
 #include <algorithm>
@@ -26,7 +26,7 @@ struct delayed_takes {
 };
 
 endpoint_size size;
-std::map<int, int> sources; // by output, from 0
+std::map<int, int> sources;                          // by output, from 0
 std::multimap<std::uint64_t, delayed_takes> delayed; // by when they are due, microseconds
 std::string ledger_path;
 int ledger = -1;
@@ -138,7 +138,8 @@ int main(int argc, char** argv) {
     report_outputs();
     while (endpoint_serve(handlers) == 0) {
         do_what_is_due();
-        pollfd waits[] = {{STDIN_FILENO, POLLIN, 0}, {endpoint_output_pending() ? STDOUT_FILENO : -1, POLLOUT, 0}};
+        pollfd waits[] = {{STDIN_FILENO, POLLIN, 0},
+                          {endpoint_output_pending() ? STDOUT_FILENO : -1, POLLOUT, 0}};
         poll(waits, 2, wait_ms());
     }
     return 0;
