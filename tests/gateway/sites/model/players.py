@@ -8,7 +8,7 @@ import threading
 import time
 
 from broker_client import BrokerClient, alive_message
-from judge import SECOND, Take
+from judge import NO, SECOND, Take
 from programs import PATIENCE
 
 VERSION = 1  # that the gateways speak
@@ -33,7 +33,6 @@ class Player(threading.Thread):
         self.client = None
         self.beats = {}  # by site: (run, beat, when it was heard)
         self.asked = {}  # takes by the subject of their answer
-        self.answers = collections.Counter()
         self.messages = 0
 
     def run(self):
@@ -89,12 +88,19 @@ class Player(threading.Thread):
             if message.get("v") == VERSION and site in self.world.gateways:
                 self.beats[site] = (message["run"], message["beat"], time.monotonic())
             return
-        self.answers[subject] += 1
         take = self.asked.get(subject)
         if take:
-            take.answers = self.answers[subject]
-            take.answered = time.monotonic_ns()
-            take.said = message["outputs"][0]["result"] if message["ended"] == "done" else "refused"
+            word = message["outputs"][0]["result"] if message["ended"] == "done" else message["ended"]
+            self.enter_answer(take, "refused" if word == "too many" else word)
+
+    @staticmethod
+    def enter_answer(take, word):
+        """A broker may hand one message to two runs of a gateway; one of them cannot know what the other one did, and
+        says so. Of all others there may be one."""
+        if word != "unknown":
+            take.answers += 1
+        if take.said is None or take.said == "unknown" or word in NO:
+            take.said, take.answered = word, time.monotonic_ns()
 
     def step(self):
         raise NotImplementedError
