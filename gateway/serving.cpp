@@ -65,7 +65,9 @@ private:
     void wait_for_signal();
     void reload();
     void tell_ready_when_it_is();
+    void look_at_directories();
     void look_at_access();
+    locked_sources shown_at(std::string_view router, int output) const;
     void drop_token(std::int64_t id);
     void look_at_user_names();
     void later(std::uint64_t ms, std::function<void()> act);
@@ -99,6 +101,7 @@ private:
     std::uint64_t started_ms_ = steady_ms();
     double started_s_ = static_cast<double>(milliseconds_since_1970()) / 1000;
     std::string access_problem_; // told, as long as it is the same
+    std::string directory_problem_;
     bool stopping_ = false;
 };
 
@@ -112,7 +115,10 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
       events_(
           pictures_, [this](std::string_view router) { return locks_of(router); },
           [this](std::string_view router) { return routers_.find(router); },
-          [this] { return routers_.all(); }),
+          [this] { return routers_.all(); },
+          [this](const std::string& router, int output, const locked_sources& shown) {
+              locks_->note_shown(router, output, shown);
+          }),
       takes_(routers_, *locks_, history_,
              [this](const std::string& router, const std::vector<vrdx::output_take>& takes) {
                  events_.takes_begin(router, takes);
@@ -150,6 +156,7 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
         metrics_.hear(news);
         videohubs_.hear(news);
     });
+    locks_->find_shown_with([this](std::string_view router, int output) { return shown_at(router, output); });
     locks_->listen([this](const std::string& router, int output) {
         if (const shown_router* const shown = routers_.find(router))
             events_.lock_changed(*shown, output);
@@ -285,15 +292,23 @@ void gateway_at_work::tell_ready_when_it_is() {
         text += (text.empty() ? "" : ", ") + address;
     }
     print("serves " + std::string(world_.now.has_tls() ? "https" : "http") + " on " + text);
-    if (const std::string problem = routers_.directory_problem(); !problem.empty())
-        print(problem);
+    look_at_directories();
     if (!tell_service_manager("READY=1\nSTATUS=Serves " + text + "\nMAINPID=" + std::to_string(getpid())))
         print("the service manager could not be told");
     if (!tell_ready_fd(line_.ready_fd, lines))
         print("readiness could not be told on descriptor " + std::to_string(line_.ready_fd));
 }
 
+void gateway_at_work::look_at_directories() {
+    const std::string problem = routers_.directory_problem();
+    if (std::exchange(directory_problem_, problem) != problem)
+        print(problem.empty() ? "items and sockets can be read again" : problem);
+}
+
 void gateway_at_work::look_at_access() {
+    if (ready_look_.has_ended())
+        look_at_directories();
+    locks_->keep_shown();
     const access_news news = access_->look(seconds_since_1970());
     if (std::exchange(access_problem_, news.problem) != news.problem)
         print(news.problem.empty() ? "tokens and sessions are read and written again" : news.problem);
@@ -302,6 +317,15 @@ void gateway_at_work::look_at_access() {
     events_.end_readers(news.removed_tokens, news.ended_sessions);
     for (const std::int64_t id : news.removed_tokens)
         drop_token(id);
+}
+
+// What the router has confirmed; else a lock is kept without it, until it has.
+locked_sources gateway_at_work::shown_at(std::string_view router, int output) const {
+    const shown_router* const shown = routers_.find(router);
+    if (shown == nullptr || output < 1 || static_cast<std::size_t>(output) > shown->picture.outputs.size())
+        return {};
+    const vrdx::picture_output& place = shown->picture.outputs[static_cast<std::size_t>(output - 1)];
+    return place.waits_ms ? locked_sources() : locked_sources{place.sources.video, place.sources.audio};
 }
 
 void gateway_at_work::drop_token(std::int64_t id) {
@@ -333,6 +357,7 @@ void gateway_at_work::stop() {
     ready_look_.end();
     videohubs_.end();
     http_.stop([this] {
+        locks_->keep_shown();
         if (sites_)
             sites_->stop();
         routers_.stop();

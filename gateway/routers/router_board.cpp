@@ -60,7 +60,8 @@ public:
     void read_directories();
     void tick();
     void tell(const router_news& news);
-    void take(const router_link* link, const std::string& lane, vrdx::take_order order, take_done done);
+    void take(const router_link* link, const std::string& lane, vrdx::take_order order, take_done done,
+              last_look look);
     void rename(const router_link* link, const std::string& lane, const std::vector<new_name>& names,
                 take_done done);
     void send(const router_link& link, const std::string& lane, lane_request request);
@@ -174,7 +175,7 @@ void router_board::parts::end(take_done done, take_ending ending) {
 }
 
 void router_board::parts::take(const router_link* link, const std::string& lane, vrdx::take_order order,
-                               take_done done) {
+                               take_done done, last_look look) {
     const std::string id = std::exchange(order.id, std::to_string(++newest_id_));
     const std::string problem = vrdx::order_problem(order);
     const std::string refused = refusal(link);
@@ -183,8 +184,9 @@ void router_board::parts::take(const router_link* link, const std::string& lane,
     } else if (!refused.empty()) {
         end(std::move(done), unavailable(refused));
     } else {
-        lane_request request = take_lane_request(order, std::move(done));
+        lane_request request = take_lane_request(std::move(order), std::move(done));
         request.id = id;
+        request.look = std::move(look);
         send(*link, lane, std::move(request));
     }
 }
@@ -296,11 +298,11 @@ std::uint64_t router_board::next_version() {
 }
 
 void router_board::take(std::string_view router, const std::string& lane, vrdx::take_order order,
-                        take_done done, bool all_or_nothing) {
+                        take_done done, bool all_or_nothing, last_look look) {
     if (parts_->is_other(router))
         parts_->others_->take(router, lane, std::move(order), all_or_nothing, std::move(done));
     else
-        parts_->take(parts_->link(router), lane, std::move(order), std::move(done));
+        parts_->take(parts_->link(router), lane, std::move(order), std::move(done), std::move(look));
 }
 
 void router_board::rename(std::string_view router, const std::string& lane, bool output, int number,

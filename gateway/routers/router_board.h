@@ -70,9 +70,11 @@ public:
     // `within_ms` and a moment, is answered with the word unknown for each output. Nothing is ever sent
     // again.
     //
-    // `all_or_nothing` is for routers of other sites alone, whose locks are looked at there.
+    // `all_or_nothing` is for routers of other sites alone, whose locks are looked at there. `look`, when
+    // there is one, is for those of this host: it is called from the loop, at most once, before anything is
+    // sent.
     void take(std::string_view router, const std::string& lane, vrdx::take_order order, take_done done,
-              bool all_or_nothing = false);
+              bool all_or_nothing = false, last_look look = {});
 
     // Sets the name of an output or input, `number` from 1. Answered without `error`: the driver has handed
     // it to its backend, which decides; the picture tells when it has. One that may have been sent and was

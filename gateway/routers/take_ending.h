@@ -45,6 +45,11 @@ struct new_name {
     std::string name;
 };
 
+// Called right before an order is handed to the driver's connection, perhaps long after it was asked for:
+// takes that may not be done any more are removed from it. When none is left, nothing is sent, and it ends as
+// answered without a result.
+using last_look = std::function<void(vrdx::take_order* order)>;
+
 using take_done = std::function<void(take_ending)>;
 
 } // namespace gateway

@@ -208,8 +208,8 @@ void far_router::show(const state_and_reason& state, router_news news) {
                          !news.places.inputs.empty() || !news.places.outputs.empty() || news.places.state;
     if (!changed && news.takes.empty() && news.takes_lost == 0)
         return;
-    shown_.state = state.state;
-    shown_.reason = state.reason;
+    enter_state(&shown_, state);
+    note_sources(&shown_, news);
     if (changed)
         shown_.version = around_.next_version();
     news.router = &shown_;

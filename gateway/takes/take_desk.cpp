@@ -36,17 +36,27 @@ std::string rights_problem(const token& who, std::string_view router, const std:
     return "";
 }
 
+// Null when the asker may take there now.
+const output_lock* lock_against(const lock_table& locks, std::string_view router, int output,
+                                const token& who) {
+    const output_lock* lock = locks.of(router, output);
+    return lock == nullptr || lock_lets_take(*lock, who) ? nullptr : lock;
+}
+
+void set_locked(output_answer* answer, const output_lock& lock) {
+    set_result(answer, "locked", lock_text(lock));
+    answer->lock = lock;
+}
+
 // What cannot be sent gets its answer here.
 void judge(take_work* work, const lock_table& locks, std::string_view router, const token& who) {
     for (std::size_t at = 0; at < work->plan.size(); at++) {
         const planned_take& each = work->plan[at];
         output_answer& answer = work->answer.outputs.emplace_back();
         answer.output = each.take.output;
-        const output_lock* lock = locks.of(router, each.take.output);
-        if (lock != nullptr && !lock_lets_take(*lock, who)) {
-            set_result(&answer, "locked", lock_text(*lock));
-            answer.lock = *lock;
-        } else if (!each.reason.empty())
+        if (const output_lock* lock = lock_against(locks, router, each.take.output, who))
+            set_locked(&answer, *lock);
+        else if (!each.reason.empty())
             set_result(&answer, each.result, each.reason);
         else
             work->sent.push_back(at);
@@ -75,6 +85,27 @@ vrdx::take_order order_of(const take_work& work, unsigned within_ms, const std::
             order.expect.push_back({planned.take.output, planned.shown});
     }
     return order;
+}
+
+// Right before they are sent: outputs that were locked since they were asked for get their answer here. The
+// places in *work of all that are not sent after all.
+std::vector<std::size_t> judge_again(take_work* work, const lock_table& locks, std::string_view router,
+                                     const token& who, bool all_or_nothing) {
+    std::vector<std::size_t> withheld;
+    std::erase_if(work->sent, [&](std::size_t at) {
+        output_answer& answer = work->answer.outputs[at];
+        const output_lock* lock = lock_against(locks, router, answer.output, who);
+        if (lock == nullptr)
+            return false;
+        set_locked(&answer, *lock);
+        withheld.push_back(at);
+        return true;
+    });
+    if (all_or_nothing && !withheld.empty()) {
+        withheld.insert(withheld.end(), work->sent.begin(), work->sent.end());
+        send_nothing(work);
+    }
+    return withheld;
 }
 
 // Another site's word on one output.
@@ -250,6 +281,7 @@ void take_desk::take(const std::string& router, const take_asker& asker, const t
     if (work.sent.empty())
         return done(work.answer);
     vrdx::take_order order = order_of(work, wish.within_ms, asker.who.name);
+    const auto shared = std::make_shared<take_work>(std::move(work)); // of whatever is still to happen
     begin_(router, order.takes);
     const shown_router* const shown = routers_.find(router);
     const bool has_record = shown != nullptr && shown->site.empty(); // else it is kept where its driver is
@@ -258,11 +290,24 @@ void take_desk::take(const std::string& router, const take_asker& asker, const t
                    : 0;
     routers_.take(
         router, asker.lane, std::move(order),
-        [done, asked, number, work = std::move(work)](const take_ending& ending) {
-            note_ending(asked, number, work, ending);
-            done(ended(work, ending));
+        [done, asked, number, shared](const take_ending& ending) {
+            note_ending(asked, number, *shared, ending);
+            done(ended(std::move(*shared), ending));
         },
-        wish.all_or_nothing);
+        wish.all_or_nothing,
+        [this, asked, number, shared, who = asker.who, all = wish.all_or_nothing](vrdx::take_order* unsent) {
+            const auto withheld = judge_again(shared.get(), locks_, asked.router, who, all);
+            for (const std::size_t at : withheld) {
+                const output_answer& answer = shared->answer.outputs[at];
+                history_.callers().withhold(number, answer.output);
+                note_take(asked, shared->plan[at].take, answer.result, answer.reason);
+            }
+            if (withheld.empty())
+                return;
+            vrdx::take_order rest = order_of(*shared, unsent->within_ms, unsent->by);
+            rest.id = unsent->id;
+            *unsent = std::move(rest);
+        });
 }
 
 } // namespace gateway

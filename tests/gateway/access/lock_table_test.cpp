@@ -57,6 +57,48 @@ TEST_F(LockTable, SaysWhoLockedWhatWhyAndSinceWhen) {
     EXPECT_EQ(table_->of_router("news"), nullptr);
 }
 
+TEST_F(LockTable, ALockIsKeptWithWhatTheOutputShows) {
+    table_->find_shown_with([](std::string_view router, int output) {
+        return router == "studio" && output == 3 ? locked_sources{7, 0} : locked_sources();
+    });
+    set(3, lock_order::lock, desk_);
+    set(4, lock_order::protect, desk_);
+    reopen(); // what was answered is there after a kill
+    EXPECT_EQ(lock(3)->shown, (locked_sources{7, 0}));
+    EXPECT_EQ(lock(4)->shown, locked_sources());
+}
+
+TEST_F(LockTable, WhatALockedOutputComesToShowIsKept) {
+    set(3, lock_order::protect, desk_);
+    table_->note_shown("studio", 3, {2, 2});
+    table_->note_shown("studio", 5, {2, 2}); // free
+    table_->note_shown("news", 3, {2, 2});
+    EXPECT_EQ(lock(3)->shown, (locked_sources{2, 2}));
+    table_->keep_shown();
+    reopen();
+    EXPECT_EQ(lock(3)->shown, (locked_sources{2, 2}));
+    table_->note_shown("studio", 3, {4, 4});
+    set(3, lock_order::unlock, desk_);
+    table_->keep_shown();
+    reopen();
+    EXPECT_EQ(lock(3), nullptr);
+    EXPECT_EQ(lock(5), nullptr);
+}
+
+TEST_F(LockTable, WhatIsShownIsKeptAsSoonAsItCanBeWritten) {
+    set(3, lock_order::protect, desk_);
+    const auto other = opened(state_.path());
+    std::string problem;
+    store_->wait_no_more();
+    ASSERT_TRUE(other->kept().script("BEGIN IMMEDIATE", &problem)) << problem;
+    table_->note_shown("studio", 3, {2, 2});
+    table_->keep_shown();
+    ASSERT_TRUE(other->kept().script("ROLLBACK", &problem)) << problem;
+    table_->keep_shown();
+    reopen();
+    EXPECT_EQ(lock(3)->shown, (locked_sources{2, 2}));
+}
+
 TEST_F(LockTable, ALockedOutputIsTakenByNobody) {
     set(3, lock_order::lock, desk_);
     EXPECT_FALSE(lock_lets_take(*lock(3), desk_));
