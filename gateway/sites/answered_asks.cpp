@@ -114,7 +114,8 @@ ask_answer answered_asks::objection(const std::optional<ask_type>& ask, const ro
                        " of the messages between sites, not " + std::to_string(ask->version));
     // A broker may hand one message to the run before this one and, later, to this one.
     if (ask->beat.run != run_)
-        return {0, "unknown", "it was asked of an earlier run of the gateway there, which may have done it", {}};
+        return {
+            0, "unknown", "it was asked of an earlier run of the gateway there, which may have done it", {}};
     const shown_router* shown = routers_.find(address.router);
     if (shown == nullptr || !shown->site.empty())
         return refusal(here + " has no such router");
