@@ -95,9 +95,9 @@ class Player(threading.Thread):
 
     @staticmethod
     def enter_answer(take, word):
-        """A broker may hand one message to two runs of a gateway; one of them cannot know what the other one did, and
-        says so. Of all others there may be one."""
-        if word != "unknown":
+        """A broker may hand one message to two runs of a gateway. The later one cannot know what the one before did, and
+        says so; what neither can read both refuse. Of all other answers there may be one."""
+        if word != "unknown" and not (word in NO and take.said in NO):
             take.answers += 1
         if take.said is None or take.said == "unknown" or word in NO:
             take.said, take.answered = word, time.monotonic_ns()
