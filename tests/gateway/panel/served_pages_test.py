@@ -7,7 +7,7 @@ import sys
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent))
 from gateway_fixture import GatewayTest, main  # noqa: E402
 
-PAGES = ("/", "/routers", "/panel", "/matrix")
+PAGES = ("/", "/routers", "/panel", "/matrix", "/history", "/presets")
 POLICY = (
     "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src 'self' data:; "
     "frame-ancestors 'none'; base-uri 'none'; form-action 'self'"
