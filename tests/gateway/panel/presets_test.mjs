@@ -162,7 +162,7 @@ test("a recall says of each output what became of it; undo leads back, once", as
   await page.check("section [type=checkbox]");
   await page.click("section .primary");
   await said(page, /0 of 4 outputs confirmed/);
-  await waitForLine(page, "studio · 1", "refused", "Not sent");
+  await waitForLine(page, "studio · 1", "refused", "Refused: all or nothing");
   assert.deepEqual([await source("studio", 1), await source("stage", 3)], [{ video: 1, audio: 1 }, { all: 3 }]);
   await lock(6, "unlock");
   await page.context().close();
