@@ -4,7 +4,7 @@ import { pageAddress, stateShape } from "./app_bar.js";
 import { el, icon, named, set, setIcon, show, write } from "./dom.js";
 import { frame, startRoutersPage } from "./frame.js";
 import { shownName } from "./names.js";
-import { isLive, listen, store } from "./store.js";
+import { ageOf, isLive, listen, store } from "./store.js";
 import { language, t } from "./texts.js";
 import { age, shownTime } from "./times.js";
 
@@ -93,7 +93,7 @@ class Routers extends HTMLElement {
 
   #tickRow(row, router) {
     if (router && router.state !== "up")
-      write(row.children[1].lastChild, t(router.sinceExactly ? "forAge" : "forAtLeast", age(Date.now() - router.since)));
+      write(row.children[1].lastChild, t("forAge", age(ageOf(router))));
   }
 }
 
