@@ -14,7 +14,7 @@ export function line(told, { kind = stateOfWord(told.result), time, title, by, m
   const known = routerOf(router) ?? new Router(router), side = output ? "output" : "input", number = output ?? input;
   const text = (each) => (typeof each === "string" ? isolated(shownName(each, "")) : each && sourceText(known, each));
   const cells = [
-    [shownName(router, ""), number && `${number} ${known[side + "s"][number - 1]?.label ?? t(side, number)}`],
+    [isolated(shownName(router, "")), number && `${number} ${isolated(known[side + "s"][number - 1]?.label ?? t(side, number))}`],
     [title, [text(before), text(after)].filter(Boolean).join(" → ")], [by], [result && wordText(known, { ...told, word: result }), more]];
-  return el("li", { "data-kind": kind }, icon(kind), time, ...cells.map((each) => el("bdi", {}, each.filter(Boolean).map(isolated).join(" · "))));
+  return el("li", { "data-kind": kind }, icon(kind), time, ...cells.map((each) => el("bdi", {}, each.filter(Boolean).join(" · "))));
 }

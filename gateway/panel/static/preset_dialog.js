@@ -9,6 +9,17 @@ import { t } from "./texts.js";
 
 let dialog = null;
 
+// Acts with the second press, unless `isFree` says that the first is enough; else it asks for another. The second of a
+// double click is none.
+export function sureButton(text, act, isFree, look) {
+  let isSure = false;
+  return button(text, (event) => {
+    if (isSure && event.detail > 1) return;
+    isSure = !isSure && !isFree();
+    if (!isSure) act();
+  }, { class: look, blur: () => (isSure = false) });
+}
+
 class PresetDialog {
   constructor() {
     this.name = el("input", { autocomplete: "off", maxlength: 128 });
@@ -17,7 +28,7 @@ class PresetDialog {
     this.problem = el("p", { class: "problem", role: "alert" });
     this.box = el("dialog", { "aria-label": t("keepNow") }, el("h2", {}, t("keepNow")),
       el("label", {}, t("name"), this.name), this.rows, this.said, this.problem,
-      el("div", { class: "bar" }, button(t("keepNow"), () => this.send(), { class: "primary" }), button(t("close"), () => this.box.close())));
+      el("div", { class: "bar" }, sureButton(t("keepNow"), () => this.send(), () => this.isFree(), "primary"), button(t("close"), () => this.box.close())));
     listen(() => this.box.open && this.takes());
   }
 
@@ -54,9 +65,15 @@ class PresetDialog {
     return takes;
   }
 
+  isFree() {
+    const name = this.name.value.trim(), isFree = !this.isThere(name);
+    write(this.problem, isFree ? "" : t("sure", name));
+    return isFree;
+  }
+
   async send() {
     const name = this.name.value.trim(), takes = this.takes();
-    if (!takes || (this.isThere(name) && !confirm(t("sure", name)))) return;
+    if (!takes) return;
     const answer = await ask("PUT", presetPath(name), { takes });
     if (answer.status !== 200) return write(this.problem, problemOf(answer));
     this.box.close();

@@ -5,7 +5,7 @@ import { button, el, named, set, show, write } from "./dom.js";
 import { frame, isLost, startRoutersPage } from "./frame.js";
 import { line } from "./lines.js";
 import { shownName } from "./names.js";
-import { openPresetDialog } from "./preset_dialog.js";
+import { openPresetDialog, sureButton } from "./preset_dialog.js";
 import { mayKeep, mayOperate } from "./rights.js";
 import { listen, routerOf, store } from "./store.js";
 import { stateOfWord } from "./takes.js";
@@ -30,7 +30,7 @@ class Presets extends HTMLElement {
   #recall = el("div", { class: "bar" }, button(t("recall"), () => this.#act("recall"), { class: "primary" }),
     el("label", { class: "choice", title: t("allOrNothingMeans") }, this.#all, t("allOrNothing")));
   #undo = button("", () => this.#act("undo"));
-  #change = el("div", { class: "bar" }, button(t("replace"), () => this.make(this.#preset)), button(t("remove"), () => this.#remove(), { class: "danger" }));
+  #change = el("div", { class: "bar" }, button(t("replace"), () => this.make(this.#preset)), sureButton(t("remove"), () => this.#remove(), () => write(this.#said, t("sure", this.#name)), "danger"));
   #detail = el("div", { hidden: true }, el("h2", {}, this.#title), this.#facts,
     el("div", { class: "bar" }, this.#recall, this.#undo), this.#lines, this.#change, this.#files);
   // All presets, as the gateway lists them.
@@ -46,7 +46,6 @@ class Presets extends HTMLElement {
     this.append(...frame({ page: "presets" }, el("div", { class: "list" }, el("h1", {}, t("presets")), this.#make, this.#list),
       el("section", {}, this.#said, this.#detail)));
     listen((news) => this.#hear(news));
-    addEventListener("visibilitychange", () => this.#read());
   }
 
   #hear(news) {
@@ -100,7 +99,7 @@ class Presets extends HTMLElement {
     show(this.#recall, now?.status === 200);
     show(this.#undo, mayOperate() && preset.undo > 0);
     write(this.#undo, `${t("undo")} (${preset.undo})`);
-    const plain = ({ router, output, input, sources }) => ({ router, output, wanted: sources ?? { all: input } });
+    const plain = (each) => ({ ...each, wanted: each.sources ?? { all: each.input } });
     this.#lines.replaceChildren(...(now?.body?.differences ?? preset.takes.map(plain)).map((each) => this.#line(each)));
     if (String(before?.routers) !== String(preset.routers)) this.#files.replaceChildren(...preset.routers.map((router) => el("a", { class: "button",
       href: `${path}?snapshot=${encodeURIComponent(router)}`, download: `${name} ${router}.json` }, t("file", shownName(router, "")))));
@@ -126,7 +125,7 @@ class Presets extends HTMLElement {
   }
 
   async #remove() {
-    if (isLost(this.#said) || !confirm(t("sure", this.#name))) return;
+    if (isLost(this.#said)) return;
     const answer = await ask("DELETE", presetPath(this.#name));
     if (answer.status !== 204) return write(this.#said, problemOf(answer));
     this.#name = "";

@@ -5,7 +5,7 @@ import { ask, newKey, routerPath } from "./api.js";
 import { shownName } from "./names.js";
 import { sameSources, isWhole } from "./router_model.js";
 import { flush, isLive, newsOf, plan, routerOf, store } from "./store.js";
-import { t } from "./texts.js";
+import { isolated, t } from "./texts.js";
 
 const patienceAfterAnswer = 1500; // milliseconds for the picture to show what was answered
 const mostUndone = 50;
@@ -133,7 +133,7 @@ export function stateOfWord(word) {
 
 // A result and its reason.
 export function wordText(router, { word, sources, reason = "" }) {
-  const why = shownName(reason.replace(/^(by the router: |the router shows )/, ""), "");
+  const why = isolated(shownName(reason.replace(/^(by the router: |the router shows )/, ""), ""));
   const shown = sources ? Object.values(sources).map((source) => router.sourceLabel(source)).join(" / ") : why;
   if (word === "shows") return t("result.shows", shown);
   return why ? `${t("result." + word)}: ${why}` : t("result." + word);

@@ -92,7 +92,7 @@ test("each kind of entry has its mark and says what it is", async () => {
     ["refused", "studio · 1 Studio A monitor | Take · Unknown → 3 Cam 3 | gateway | Rolled back, the router shows 4"],
     ["refused", `studio · 1 Studio A monitor | Take · 3 Cam 3 | gateway | Not taken: locked by "desk" · 3 times until ${seen[4][1].split("until ")[1]}`],
     ["confirmed", "gone · 7 Output 7 | Take · 3 Input 3 | gateway | Confirmed by the router"],
-    ["pending", "studio · 2 Cam 2 | Name · Cam 2 → \u202eneves <b> | \u202eowt · gateway · calls itself \u202eeno, unchecked | Handed to the router"],
+    ["pending", "studio · 2 Cam 2 | Name · Cam 2 → \u202eneves <b> | \u202eowt · gateway · calls itself \u202eeno, unchecked | Handed on"],
     ["refused", "studio | Preset · Show | gateway | Recalled: 1 of 2 outputs confirmed"], ["confirmed", "studio | Preset · Show | gateway | Recalled: 12 of 12 outputs confirmed"],
     ["confirmed", "studio | Token · kiosk | gateway | Made"], ["confirmed", "studio | Login | gateway | Begun"],
     ["refused", "studio | Request | gateway | Refused: PUT /"],
