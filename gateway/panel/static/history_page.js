@@ -11,8 +11,8 @@ import { age, shownTime, zone } from "./times.js";
 
 // Entries of one answer.
 const few = 100, most = 5000;
-// Milliseconds. An entry may come so late after its time.
-const late = 60000, minute = 60000, hour = 3600000;
+// Milliseconds. An entry may come a minute after its time.
+const minute = 60000, hour = 3600000;
 
 // The mark of what is no take. A recall is confirmed where all of it was.
 function kindOf({ kind, result, reason }) {
@@ -33,7 +33,7 @@ function lineOf(entry) {
 class HistoryPage extends HTMLElement {
   #router = el("select", { name: "router" });
   #since = el("input", { name: "since", type: "datetime-local" });
-  #form = el("form", { submit: (event) => event.preventDefault(), change: () => this.#begin() });
+  #form = el("form", { change: () => this.#begin() });
   #csv = el("a", { class: "button", download: "history.csv" }, t("csv"));
   #said = el("p", { role: "status" });
   #list = el("ol", { class: "lines" });
@@ -107,8 +107,8 @@ class HistoryPage extends HTMLElement {
   async newer() {
     if (isLost(this.#said)) return;
     const [newest] = this.#shown.values();
-    const isFull = !newest || (await this.#read({ limit: few, since: new Date(Date.parse(newest.time) - late) })) === few;
-    if (isFull) await this.#begin();
+    const since = newest && new Date(Math.max(Date.parse(newest.time) - minute, Date.parse(this.#since.value) || 0));
+    if (!newest || (await this.#read({ limit: few, since })) === few) await this.#begin();
     this.querySelector("main").scrollTop = 0;
   }
 }

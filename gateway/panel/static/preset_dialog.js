@@ -73,7 +73,7 @@ class PresetDialog {
 
   async send() {
     const name = this.name.value.trim(), takes = this.takes();
-    if (!takes) return;
+    if (!takes || !name) return this.name.focus();
     const answer = await ask("PUT", presetPath(name), { takes });
     if (answer.status !== 200) return write(this.problem, problemOf(answer));
     this.box.close();

@@ -22,7 +22,7 @@ class Presets extends HTMLElement {
   #list = el("ul", {});
   #make = button(t("keepNow"), () => this.make());
   #title = named("");
-  #facts = el("p", { class: "hint" });
+  #facts = el("p");
   #said = el("p", { role: "status" });
   #lines = el("ol", { class: "lines" });
   #files = el("div", { class: "bar" });
@@ -56,6 +56,7 @@ class Presets extends HTMLElement {
   }
 
   make(preset) {
+    this.#read();
     if (mayKeep()) openPresetDialog(preset, (name) => this.#rows.some((each) => each.name === name), (name) => this.#open(name));
   }
 
@@ -69,7 +70,7 @@ class Presets extends HTMLElement {
     if (JSON.stringify(rows) !== before) this.#list.replaceChildren(...rows.map(({ name, outputs }) => el("li", {},
       el("button", { type: "button", "data-preset": name, click: () => this.#open(name) }, named(shownName(name, "")), t("outputs", outputs)))));
     for (const each of this.#list.querySelectorAll("button")) set(each, "aria-pressed", String(each.dataset.preset === this.#name));
-    if (this.#name) await this.#look();
+    await this.#look();
   }
 
   async #open(name) {
@@ -85,10 +86,11 @@ class Presets extends HTMLElement {
   // Reads it, and what a recall would change now. Who may not recall it sees what it has.
   async #look() {
     this.#isPlanned = false;
+    if (store.connection !== "live" || !this.#name) return;
     const name = this.#name, path = presetPath(name);
     const [read, now] = await Promise.all([ask("GET", path), mayOperate() ? ask("POST", path + "/recall", { dry_run: true }) : null]);
     const wrong = [read, now].find((each) => each && each.status !== 200), preset = read.body;
-    if (name !== this.#name) return;
+    if (name !== this.#name || store.connection !== "live") return;
     if (wrong) write(this.#said, problemOf(wrong));
     if (read.status !== 200) return;
     const before = this.#preset;

@@ -150,7 +150,7 @@ const german = {
 const both = {
   history: ["History", "Verlauf"], csv: ["CSV, newest 5000", "CSV, neueste 5000"], by: ["By", "Von"], since: ["Since ({0})", "Seit ({0})"],
   newer: ["Show newer", "Neuere zeigen"], older: ["Show older", "Ältere zeigen"], entries: ["Entries: {0}", "Einträge: {0}"],
-  noEntries: ["Nothing fits. Here stands what is taken, named, locked or recalled.", "Nichts passt. Hier steht, was geschaltet, benannt, gesperrt oder abgerufen wird."],
+  noEntries: ["Nothing fits. Choose less.", "Nichts passt. Wählen Sie weniger aus."],
   claims: ["calls itself {0}, unchecked", "nennt sich {0}, ungeprüft"], times: ["{0} times until {1}", "{0}-mal bis {1}"],
   lock: ["Lock", "Sperre"], preset: ["Preset", "Preset"], login: ["Login", "Anmeldung"], request: ["Request", "Anfrage"],
   gap: ["Missing entries: {0}", "Fehlende Einträge: {0}"],
