@@ -25,7 +25,7 @@ function lineOf(entry) {
   const { kind, time, by, through, address, claims, count, until } = entry;
   return line(entry, {
     kind: kindOf(entry), time: el("time", { datetime: time }, shownTime(time)), title: t(kind, count || "?"),
-    by: [by, through, address, claims && t("claims", claims)].filter(Boolean).map((each) => isolated(shownName(each, ""))).join(" · "),
+    by: [...[by, through, address].map((each) => isolated(shownName(each, ""))), claims && t("claims", shownName(claims, ""))].filter(Boolean).join(" · "),
     more: count > 1 && kind !== "gap" && t("times", count, shownTime(until)),
   });
 }
