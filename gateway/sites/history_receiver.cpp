@@ -94,6 +94,7 @@ void history_receiver::fetch(const ask_broker& ask, std::uint64_t begin, std::ui
                              std::string* problem) {
     read->end = begin - 1;
     std::vector<broker_question> questions;
+    questions.reserve(history_exchange_batch);
     for (std::uint64_t each = begin; each <= last && questions.size() < history_exchange_batch; each++)
         questions.push_back({stream_message_subject(), stream_message_request(each), {}});
     for (const broker_answer& answer : ask(questions)) {

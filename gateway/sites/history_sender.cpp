@@ -43,6 +43,7 @@ bool history_sender::step(const ask_broker& ask, std::string* problem) {
     if (entries.empty())
         return false;
     std::vector<broker_question> questions;
+    questions.reserve(entries.size());
     for (const far_entry& each : entries)
         questions.push_back(
             {history_subject(site_), history_text(each), history_message_id(site_, each.entry)});
