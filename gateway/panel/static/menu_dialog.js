@@ -5,7 +5,7 @@ import { desk } from "./desk.js";
 import { button, el, openDialog, show } from "./dom.js";
 import { openNameDialog } from "./name_dialog.js";
 import { openPairing } from "./pairing_dialog.js";
-import { isAdmin, mayName } from "./rights.js";
+import { isAdmin, mayArrange, mayName } from "./rights.js";
 import { store } from "./store.js";
 import { language, languages, setLanguage, t } from "./texts.js";
 import { setTheme, theme, themes } from "./theme.js";
@@ -25,6 +25,8 @@ async function logOut() {
 
 class Menu {
   constructor() {
+    this.bar = document.querySelector("vrdx-arrange"); // the panel has it
+    this.arrange = this.entry("arrange", () => this.bar.begin());
     this.names = this.entry("nameOpen", openNameDialog);
     this.pairing = this.entry("pairing", openPairing);
     this.out = button(t("logOut"), logOut);
@@ -35,7 +37,7 @@ class Menu {
       this.who,
       choice(t("language"), "language", Object.entries(languages), language, setLanguage),
       choice(t("theme"), "theme", themes.map((each) => [each, t("theme." + each)]), theme(), setTheme),
-      this.names, this.pairing, this.out, this.in,
+      this.arrange, this.names, this.pairing, this.out, this.in,
       button(t("close"), () => this.box.close(), { class: "close" }));
   }
 
@@ -50,6 +52,7 @@ class Menu {
   open() {
     const session = store.session, isAnonymous = session?.name === "anonymous";
     this.who.textContent = session ? t("youAre", session.name, t("role." + session.role), session.outputs || t("all"), session.inputs || t("all")) : "";
+    show(this.arrange, this.bar !== null && mayArrange());
     show(this.names, desk.router !== null && mayName());
     show(this.pairing, isAdmin());
     show(this.out, !isAnonymous);

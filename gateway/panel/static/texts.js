@@ -53,6 +53,9 @@ const english = {
   "pair.name": "Name of the panel", "pair.role": "Role", "pair.page": "Page", "pair.outputs": "Only these destinations",
   pairPicture: "QR code of the link", pairOnce: "The link is shown this once.",
   nameOpen: "Names …", nameTitle: "Names", nameSide: "What is named", number: "Number", name: "Name", nameSave: "Give the name", nameIs: "{0} is called {1} now.",
+  arrange: "Arrange …", arrangeMeans: "What is pressed joins the list or leaves it; nothing is taken.", list: "List", favourites: "Favourites",
+  hidden: "Hidden", order: "Order", newCategory: "New category", keepLayout: "Keep", listed: "place {0}", colour: "Colour",
+  "colour.red": "red", "colour.orange": "orange", "colour.yellow": "yellow", "colour.green": "green", "colour.blue": "blue", "colour.violet": "violet",
   destination: "Destination", source: "Source", noPlace: "Possible are 1 to {0}.",
 
   helpTake: "Direct: choose a destination, press a source; it is taken at once.",
@@ -126,6 +129,9 @@ const german = {
   "pair.name": "Name des Bedienfelds", "pair.role": "Rolle", "pair.page": "Seite", "pair.outputs": "Nur diese Ziele",
   pairPicture: "QR-Code des Links", pairOnce: "Der Link wird nur dieses Mal gezeigt.",
   nameOpen: "Namen …", nameTitle: "Namen", nameSide: "Was benannt wird", number: "Nummer", name: "Name", nameSave: "Namen geben", nameIs: "{0} heißt jetzt {1}.",
+  arrange: "Anordnen …", arrangeMeans: "Was gedrückt wird, kommt in die Liste oder verlässt sie; nichts wird geschaltet.", list: "Liste", favourites: "Favoriten",
+  hidden: "Verborgen", order: "Reihenfolge", newCategory: "Neue Kategorie", keepLayout: "Sichern", listed: "Platz {0}", colour: "Farbe",
+  "colour.red": "rot", "colour.orange": "orange", "colour.yellow": "gelb", "colour.green": "grün", "colour.blue": "blau", "colour.violet": "violett",
   destination: "Ziel", source: "Quelle", noPlace: "Möglich sind 1 bis {0}.",
 
   helpTake: "Direkt: ein Ziel wählen, eine Quelle drücken; sie wird sofort geschaltet.",
