@@ -30,6 +30,9 @@ public:
         ended_ = true;
         timer_.cancel();
     }
+    bool has_ended() const {
+        return ended_;
+    }
 
 private:
     boost::asio::steady_timer timer_;

@@ -13,6 +13,7 @@
 #include "gateway/service_manager.h"
 #include "gateway/settings/descriptor_limit.h"
 #include "gateway/settings/limits.h"
+#include "gateway/sites/site_service.h"
 
 #include <algorithm>
 #include <boost/asio/io_context.hpp>
@@ -64,10 +65,14 @@ private:
     void wait_for_signal();
     void reload();
     void tell_ready_when_it_is();
+    void look_at_directories();
     void look_at_access();
+    locked_sources shown_at(std::string_view router, int output) const;
     void drop_token(std::int64_t id);
     void look_at_user_names();
     void later(std::uint64_t ms, std::function<void()> act);
+    const router_locks* locks_of(std::string_view router) const;
+    sites_around around_sites();
     void stop();
 
     const command_line& line_;
@@ -83,6 +88,7 @@ private:
     picture_shelf pictures_;
     event_hub events_;
     take_desk takes_;
+    std::unique_ptr<site_service> sites_; // only where the configuration has a broker
     scrape_desk metrics_;
     std::unique_ptr<preset_store> presets_;
     recall_store kept_recalls_;
@@ -97,6 +103,7 @@ private:
     std::uint64_t started_ms_ = steady_ms();
     double started_s_ = static_cast<double>(milliseconds_since_1970()) / 1000;
     std::string access_problem_; // told, as long as it is the same
+    std::string directory_problem_;
     bool stopping_ = false;
 };
 
@@ -106,15 +113,19 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
     : line_(line), access_(std::move(access)), locks_(std::move(locks)), routers_(loop_, now.items, now.run),
       history_(loop_, {now.state, now.run, journal_of_service()}, {now.history_days, now.history_bytes},
                print),
-      pictures_([this](std::string_view router) { return locks_->of_router(router); }),
+      pictures_([this](std::string_view router) { return locks_of(router); }),
       events_(
-          pictures_, [this](std::string_view router) { return locks_->of_router(router); },
+          pictures_, [this](std::string_view router) { return locks_of(router); },
           [this](std::string_view router) { return routers_.find(router); },
-          [this] { return routers_.all(); }),
+          [this] { return routers_.all(); },
+          [this](const std::string& router, int output, const locked_sources& shown) {
+              locks_->note_shown(router, output, shown);
+          }),
       takes_(routers_, *locks_, history_,
              [this](const std::string& router, const std::vector<vrdx::output_take>& takes) {
                  events_.takes_begin(router, takes);
              }),
+      sites_(now.sites.has_broker() ? std::make_unique<site_service>(now.sites, around_sites()) : nullptr),
       metrics_(loop_, routers_, [this] { return figures(); }), presets_(std::move(presets)),
       kept_recalls_(*access_), recalls_(routers_, takes_, kept_recalls_, seconds_since_1970),
       layouts_(*access_), world_{now,
@@ -149,11 +160,26 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
         metrics_.hear(news);
         videohubs_.hear(news);
     });
+    locks_->find_shown_with([this](std::string_view router, int output) { return shown_at(router, output); });
     locks_->listen([this](const std::string& router, int output) {
         if (const shown_router* const shown = routers_.find(router))
             events_.lock_changed(*shown, output);
         videohubs_.lock_changed(router, output);
     });
+}
+
+// Those of another site's router are its owner's.
+const router_locks* gateway_at_work::locks_of(std::string_view router) const {
+    const router_locks* far = sites_ ? sites_->locks_of(router) : nullptr;
+    return far != nullptr ? far : locks_->of_router(router);
+}
+
+sites_around gateway_at_work::around_sites() {
+    return {
+        loop_,    routers_,
+        takes_,   *locks_,
+        history_, [this](const shown_router& router, int output) { events_.lock_changed(router, output); },
+        print,    steady_ms};
 }
 
 http_handlers gateway_at_work::handlers() {
@@ -201,6 +227,8 @@ bool gateway_at_work::begin() {
         return false;
     wait_for_signal();
     routers_.start();
+    if (sites_)
+        sites_->start();
     access_look_.begin();
     users_look_.begin();
     alive_.begin();
@@ -252,6 +280,7 @@ void gateway_at_work::reload() {
     next.items = world_.now.items;
     next.run = world_.now.run;
     next.state = world_.now.state;
+    next.sites = world_.now.sites;
     world_.now = std::move(next);
     history_.keep({world_.now.history_days, world_.now.history_bytes});
     // What cannot be served now is tried again with the next signal.
@@ -271,15 +300,23 @@ void gateway_at_work::tell_ready_when_it_is() {
         text += (text.empty() ? "" : ", ") + address;
     }
     print("serves " + std::string(world_.now.has_tls() ? "https" : "http") + " on " + text);
-    if (const std::string problem = routers_.directory_problem(); !problem.empty())
-        print(problem);
+    look_at_directories();
     if (!tell_service_manager("READY=1\nSTATUS=Serves " + text + "\nMAINPID=" + std::to_string(getpid())))
         print("the service manager could not be told");
     if (!tell_ready_fd(line_.ready_fd, lines))
         print("readiness could not be told on descriptor " + std::to_string(line_.ready_fd));
 }
 
+void gateway_at_work::look_at_directories() {
+    const std::string problem = routers_.directory_problem();
+    if (std::exchange(directory_problem_, problem) != problem)
+        print(problem.empty() ? "items and sockets can be read again" : problem);
+}
+
 void gateway_at_work::look_at_access() {
+    if (ready_look_.has_ended())
+        look_at_directories();
+    locks_->keep_shown();
     const access_news news = access_->look(seconds_since_1970());
     if (std::exchange(access_problem_, news.problem) != news.problem)
         print(news.problem.empty() ? "tokens and sessions are read and written again" : news.problem);
@@ -289,6 +326,15 @@ void gateway_at_work::look_at_access() {
     events_.end_readers(news.removed_tokens, news.ended_sessions);
     for (const std::int64_t id : news.removed_tokens)
         drop_token(id);
+}
+
+// What the router has confirmed; else a lock is kept without it, until it has.
+locked_sources gateway_at_work::shown_at(std::string_view router, int output) const {
+    const shown_router* const shown = routers_.find(router);
+    if (shown == nullptr || output < 1 || static_cast<std::size_t>(output) > shown->picture.outputs.size())
+        return {};
+    const vrdx::picture_output& place = shown->picture.outputs[static_cast<std::size_t>(output - 1)];
+    return place.waits_ms ? locked_sources() : locked_sources{place.sources.video, place.sources.audio};
 }
 
 void gateway_at_work::drop_token(std::int64_t id) {
@@ -320,6 +366,9 @@ void gateway_at_work::stop() {
     ready_look_.end();
     videohubs_.end();
     http_.stop([this] {
+        locks_->keep_shown();
+        if (sites_)
+            sites_->stop();
         routers_.stop();
         loop_.stop();
     });

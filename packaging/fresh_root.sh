@@ -2,7 +2,7 @@
 # What is started in it runs in namespaces of its own, so that nothing of it outlives remove_root.
 
 # What the packages depend on, and curl for those who try the gateway.
-root_packages=systemd,libstdc++6,libssl3,libsqlite3-0,libsodium23,libtomlplusplus3,curl,ca-certificates
+root_packages=systemd,libstdc++6,libssl3,libsqlite3-0,libsodium23,libtomlplusplus3,libnats3.4,curl,ca-certificates
 
 root=         # the directory
 booted_pid=   # unshare, above the booted root's first process; empty: not booted

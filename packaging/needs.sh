@@ -38,8 +38,8 @@ need_peer_commands() {
 }
 
 build_packages=(g++ cmake ninja-build pkg-config libcli11-dev nlohmann-json3-dev
-    libboost1.81-dev libssl-dev libsqlite3-dev libsodium-dev libtomlplusplus-dev)
-test_packages=(libgtest-dev libgmock-dev python3-minimal libpython3-stdlib python3-jsonschema openssl pkg-config groff-base systemd prometheus)
+    libboost1.81-dev libssl-dev libsqlite3-dev libsodium-dev libtomlplusplus-dev libnats-dev)
+test_packages=(libgtest-dev libgmock-dev python3-minimal libpython3-stdlib python3-jsonschema openssl pkg-config groff-base systemd prometheus nats-server)
 package_packages=(dpkg-dev file gzip)
 package_test_packages=(debootstrap lintian pkg-config procps)
 lint_packages=(clang clang-format clang-tidy cppcheck)

@@ -170,6 +170,7 @@ access_news access_store::look(std::int64_t now) {
         read_access(*known_, &problem);
     end_old_sessions(now);
     write_ended(&later); // else with one of the next looks
+    prolong_used_sessions(now, &later);
     // Who writes is done soon.
     known_->busy_looks = kept.was_busy() ? known_->busy_looks + 1 : 0;
     if (known_->busy_looks > 0 && known_->busy_looks <= busy_looks_limit)

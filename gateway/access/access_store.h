@@ -27,6 +27,7 @@ struct session_grant {
 struct known_session {
     std::int64_t id = 0;
     std::shared_ptr<const token> owner; // null: there is no such session
+    bool kept = false;                  // the cookie may outlive the browser
 };
 
 // What has ended since the last look, by whomever. The ids' connections have to end.
@@ -60,6 +61,7 @@ public:
     // Null when it is none.
     std::shared_ptr<const token> of_text(std::string_view text) const;
 
+    // A kept one that is asked for is in use: look() prolongs it to its full time, at most once a day.
     known_session of_session(std::string_view text, std::int64_t now) const;
 
     // Nothing and a sentence in *problem when it was not begun. Ends the token's oldest one when it has
@@ -85,6 +87,7 @@ public:
 private:
     explicit access_store(std::unique_ptr<known_access> known);
     void end_old_sessions(std::int64_t now);
+    bool prolong_used_sessions(std::int64_t now, std::string* problem);
     bool write_ended(std::string* problem);
 
     std::unique_ptr<known_access> known_;

@@ -56,13 +56,13 @@ bool read_access(known_access& known, std::string* problem) {
             },
             problem) &&
         known.kept->read(
-            "SELECT id, hash, token, until FROM sessions", {},
+            "SELECT id, hash, token, until, kept FROM sessions", {},
             [&](const sql_row& row) {
                 const auto owner = by_id.find(row.number(2));
                 if (known.ended.contains(row.text(1)))
                     ended.insert(row.text(1));
                 else if (owner != by_id.end())
-                    sessions[row.text(1)] = {row.number(0), row.number(3), owner->second};
+                    sessions[row.text(1)] = {row.number(0), row.number(3), owner->second, row.number(4) != 0};
             },
             problem);
     if (!was_read)

@@ -14,6 +14,7 @@ struct session_entry {
     std::int64_t id = 0;
     std::int64_t until = 0;
     std::shared_ptr<const token> owner;
+    bool kept = false; // is prolonged while it is in use
 };
 
 struct known_access {
@@ -24,6 +25,8 @@ struct known_access {
     access_news news; // for the next look
     // Hashes of sessions that have ended, and stand in the file all the same until that can be written.
     std::set<std::string> ended;
+    // Hashes of kept sessions that were used and have lost a day since they were prolonged last.
+    std::set<std::string> used;
     std::uint64_t busy_looks = 0;   // one after the other
     std::uint64_t failed_looks = 0; // with a write that failed before; each so many of them it is tried
 };

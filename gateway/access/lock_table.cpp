@@ -13,6 +13,8 @@ namespace {
 
 using kind = lock_answer::kind;
 
+constexpr std::size_t kept_at_once = 1024; // outputs; all wait for that
+
 std::optional<lock_state> state_of_word(std::string_view word) {
     if (word == "protect")
         return lock_state::protect;
@@ -27,6 +29,7 @@ output_lock lock_of(const sql_row& row) {
     held.owner = row.text(4);
     held.reason = row.text(5);
     held.since = row.number(6);
+    held.shown = {static_cast<int>(row.number(7)), static_cast<int>(row.number(8))};
     return held;
 }
 
@@ -73,13 +76,21 @@ std::string lock_text(const output_lock& held) {
 std::unique_ptr<lock_table> lock_table::open(access_store& store, std::string* problem) {
     std::unique_ptr<lock_table> table(new lock_table(store));
     const bool was_read = store.kept().read(
-        "SELECT router, output, state, owner, owner_name, reason, since FROM locks", {},
+        "SELECT router, output, state, owner, owner_name, reason, since, video, audio FROM locks", {},
         [&](const sql_row& row) {
             table->locks_[row.text(0)][static_cast<int>(row.number(1))] = lock_of(row);
             ++table->count_;
         },
         problem);
     return was_read ? std::move(table) : nullptr;
+}
+
+output_lock* lock_table::place(std::string_view router, int output) {
+    const auto held = locks_.find(router);
+    if (held == locks_.end())
+        return nullptr;
+    const auto found = held->second.find(output);
+    return found == held->second.end() ? nullptr : &found->second;
 }
 
 const output_lock* lock_table::of(std::string_view router, int output) const {
@@ -148,9 +159,15 @@ lock_answer lock_table::set_all(std::string_view router, const std::vector<lock_
     held.reason = reason;
     held.since = now;
     std::string problem;
+    std::map<int, locked_sources> shown;
+    for (const lock_wish& wish : changes)
+        if (find_shown_ && !frees(wish.order))
+            shown[wish.output] = find_shown_(router, wish.output);
     const auto write_all = [&] {
-        return std::all_of(changes.begin(), changes.end(),
-                           [&](const lock_wish& wish) { return write(router, wish, held, &problem); });
+        return std::all_of(changes.begin(), changes.end(), [&](const lock_wish& wish) {
+            held.shown = shown[wish.output];
+            return write(router, wish, held, &problem);
+        });
     };
     if (!store_.kept().transaction(write_all, &problem))
         return not_written(problem);
@@ -160,11 +177,13 @@ lock_answer lock_table::set_all(std::string_view router, const std::vector<lock_
         if (frees(wish.order))
             continue;
         held.state = state_of(wish.order);
+        held.shown = shown[wish.output];
         locks.emplace(wish.output, held);
         ++count_;
     }
     if (locks.empty())
         locks_.erase(std::string(router));
+    ++version_;
     const std::string name(router);
     for (const lock_wish& wish : changes)
         if (listener_)
@@ -179,10 +198,38 @@ bool lock_table::write(std::string_view router, const lock_wish& wish, const out
                                     {router, wish.output}, problem);
     return store_.kept().change(
         "INSERT OR REPLACE INTO locks (router, output, state, owner, owner_name, reason, "
-        "since) VALUES (?, ?, ?, ?, ?, ?, ?)",
+        "since, video, audio) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)",
         {router, wish.output, lock_word(state_of(wish.order)), held.owner_id, held.owner, held.reason,
-         held.since},
+         held.since, held.shown.video, held.shown.audio},
         problem);
+}
+
+void lock_table::note_shown(std::string_view router, int output, const locked_sources& now) {
+    output_lock* const held = place(router, output);
+    if (held == nullptr || held->shown == now)
+        return;
+    held->shown = now;
+    unkept_.emplace(router, output);
+}
+
+void lock_table::keep_shown() {
+    database& kept = store_.kept();
+    if (unkept_.empty() || !kept.write_problem().empty())
+        return; // the store looks whether it can be written again
+    std::string problem;
+    auto end = unkept_.begin();
+    const auto steps = [&] {
+        for (std::size_t written = 0; end != unkept_.end() && written < kept_at_once; ++end, ++written) {
+            const output_lock* const held = of(end->first, end->second);
+            if (held != nullptr &&
+                !kept.change("UPDATE locks SET video = ?, audio = ? WHERE router = ? AND output = ?",
+                             {held->shown.video, held->shown.audio, end->first, end->second}, &problem))
+                return false;
+        }
+        return true;
+    };
+    if (kept.transaction(steps, &problem))
+        unkept_.erase(unkept_.begin(), end);
 }
 
 } // namespace gateway

@@ -56,6 +56,13 @@ constexpr std::array<const char*, schema_version> steps = {
          audio TEXT NOT NULL,
          PRIMARY KEY (preset, place)) STRICT, WITHOUT ROWID;
        PRAGMA user_version = 3;)",
+    // Sources that a locked output showed last: inputs, 0 for none, -1 where nobody knows. A session that
+    // lasts for more than half a day is a kept one.
+    R"(ALTER TABLE locks ADD COLUMN video INTEGER NOT NULL DEFAULT -1;
+       ALTER TABLE locks ADD COLUMN audio INTEGER NOT NULL DEFAULT -1;
+       ALTER TABLE sessions ADD COLUMN kept INTEGER NOT NULL DEFAULT 0;
+       UPDATE sessions SET kept = 1 WHERE until > unixepoch() + 43200;
+       PRAGMA user_version = 4;)",
     // `owner` is the token's id, 0 for who asks without one; `token` is the same, null for 0, and takes the
     // layout along when the token is removed. What recalls have changed: `shown` before, `brought` by them.
     R"(CREATE TABLE layouts (
@@ -81,7 +88,7 @@ constexpr std::array<const char*, schema_version> steps = {
          brought_video INTEGER NOT NULL,
          brought_audio INTEGER NOT NULL,
          PRIMARY KEY (preset, place)) STRICT, WITHOUT ROWID;
-       PRAGMA user_version = 4;)",
+       PRAGMA user_version = 5;)",
 };
 static_assert(application_id == 1987208312);
 

@@ -17,6 +17,11 @@ std::shared_ptr<const token> known_token(const known_access& known, std::int64_t
     return found == known.tokens.end() ? nullptr : found->second;
 }
 
+// Of its full time.
+bool has_lost_a_day(const session_entry& one, std::int64_t now) {
+    return one.until <= now + kept_session_s - kept_session_renewal_s;
+}
+
 // How many sessions the token has, and the hash of the oldest of them.
 std::size_t sessions_of(const known_access& known, std::int64_t token_id, std::string* oldest) {
     std::size_t count = 0;
@@ -40,7 +45,9 @@ known_session access_store::of_session(std::string_view text, std::int64_t now) 
     // Longer than any may last: its begin or `now` is of a clock that was wrong. It ends no sooner for that.
     if (found->second.until > now + kept_session_s + clock_back_s)
         return {};
-    return {found->second.id, found->second.owner};
+    if (found->second.kept && has_lost_a_day(found->second, now))
+        known_->used.insert(found->first);
+    return {found->second.id, found->second.owner, found->second.kept};
 }
 
 std::optional<session_grant> access_store::begin_session(const token& owner, bool kept, std::int64_t now,
@@ -75,8 +82,8 @@ std::optional<session_grant> access_store::begin_session(const token& owner, boo
         }
         return (has_room ||
                 known_->kept->change("DELETE FROM sessions WHERE hash = ?", {blob{oldest}}, problem)) &&
-               known_->kept->change("INSERT INTO sessions (hash, token, until) VALUES (?, ?, ?)",
-                                    {blob{hash}, owner.id, grant.until}, problem);
+               known_->kept->change("INSERT INTO sessions (hash, token, until, kept) VALUES (?, ?, ?, ?)",
+                                    {blob{hash}, owner.id, grant.until, kept ? 1 : 0}, problem);
     };
     if (!known_->kept->transaction(steps, problem))
         return std::nullopt;
@@ -85,7 +92,7 @@ std::optional<session_grant> access_store::begin_session(const token& owner, boo
         known_->news.ended_sessions.push_back(known_->sessions.at(oldest).id);
         known_->sessions.erase(oldest);
     }
-    known_->sessions[hash] = {grant.id, grant.until, known_owner};
+    known_->sessions[hash] = {grant.id, grant.until, known_owner, kept};
     return grant;
 }
 
@@ -112,6 +119,29 @@ void access_store::end_old_sessions(std::int64_t now) {
         }
         each = is_over ? known_->sessions.erase(each) : std::next(each);
     }
+}
+
+// Whoever cannot be written to now is tried again with one of the next looks.
+bool access_store::prolong_used_sessions(std::int64_t now, std::string* problem) {
+    std::erase_if(known_->used, [&](const std::string& hash) {
+        const auto found = known_->sessions.find(hash);
+        return found == known_->sessions.end() || !has_lost_a_day(found->second, now);
+    });
+    if (known_->used.empty() || !known_->kept->write_problem().empty())
+        return true;
+    const std::int64_t until = now + kept_session_s;
+    const auto steps = [&] {
+        return std::all_of(known_->used.begin(), known_->used.end(), [&](const std::string& hash) {
+            return known_->kept->change("UPDATE sessions SET until = ? WHERE hash = ?", {until, blob{hash}},
+                                        problem);
+        });
+    };
+    if (!known_->kept->transaction(steps, problem))
+        return false;
+    for (const std::string& hash : known_->used)
+        known_->sessions.at(hash).until = until;
+    known_->used.clear();
+    return true;
 }
 
 // Behind their end: it must not wait for a disk that takes nothing.

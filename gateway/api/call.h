@@ -52,6 +52,7 @@ struct call {
     std::shared_ptr<const token> who; // null on public routes
     credential by = credential::none;
     std::int64_t session = 0; // of a cookie
+    bool session_is_kept = false;
     std::string body_text;
     json body;
 

@@ -99,6 +99,7 @@ bool find_caller(api_world& world, call* incoming) {
     incoming->who = nullptr;
     incoming->by = credential::none;
     incoming->session = 0;
+    incoming->session_is_kept = false;
     if (const auto shown = incoming->asked.header("authorization")) {
         constexpr std::string_view scheme = "bearer ";
         incoming->by = credential::bearer;
@@ -113,6 +114,7 @@ bool find_caller(api_world& world, call* incoming) {
             incoming->by = credential::cookie;
             incoming->who = session.owner;
             incoming->session = session.id;
+            incoming->session_is_kept = session.kept;
             return true;
         }
     }

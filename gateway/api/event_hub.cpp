@@ -7,14 +7,20 @@
 
 namespace gateway {
 
-event_hub::event_hub(picture_shelf& shelf, locks_of_router locks, router_finder find, router_list all)
-    : shelf_(shelf), locks_(std::move(locks)), find_(std::move(find)), all_(std::move(all)) {}
+event_hub::event_hub(picture_shelf& shelf, locks_of_router locks, router_finder find, router_list all,
+                     lock_alarms::shown_listener keep)
+    : shelf_(shelf), locks_(std::move(locks)), find_(std::move(find)), all_(std::move(all)),
+      alarms_(std::move(keep)) {}
 
 std::shared_ptr<event_reader> event_hub::add_reader(event_wish wish) {
     const auto added = std::make_shared<event_reader>(this, std::move(wish));
     for (const shown_router* router : all_())
         if (added->sees(router->name))
             added->push_picture(router->name);
+    const std::uint64_t now_ms = steady_ms();
+    for (const kept_alarm& alarm : alarms_after_restart_)
+        if (now_ms < alarm.until_ms && added->sees(alarm.event->router))
+            added->push_behind_pictures(alarm.event);
     readers_.insert(added.get());
     return added;
 }
@@ -80,13 +86,28 @@ void event_hub::hear(const router_news& news) {
     if (news.takes_lost > 0)
         each_reader(router.name,
                     [&](event_reader& reader) { reader.push_lost(router.name, news.takes_lost); });
+    tell_alarms(router);
+}
+
+void event_hub::tell_alarms(const shown_router& router) {
+    if (!router.site.empty())
+        return; // its owner knows whose take is allowed
     const router_locks* locks = locks_(router.name);
-    for (const lock_alarm& alarm : alarms_.of(router, locks, steady_ms()))
-        tell({told_event::kind::once,
-              router.name,
-              alarm_text(router, alarm, locks->at(alarm.output), milliseconds_since_1970()),
-              {},
-              {}});
+    const std::uint64_t now_ms = steady_ms();
+    for (const lock_alarm& alarm : alarms_.of(router, locks, now_ms)) {
+        told_event event{told_event::kind::once,
+                         router.name,
+                         alarm_text(router, alarm, locks->at(alarm.output), milliseconds_since_1970()),
+                         {},
+                         {}};
+        if (alarm.while_away) {
+            if (alarms_after_restart_.size() >= alarms_after_restart_limit)
+                alarms_after_restart_.pop_front();
+            alarms_after_restart_.push_back(
+                {now_ms + alarm_after_restart_ms, std::make_shared<const told_event>(event)});
+        }
+        tell(std::move(event));
+    }
 }
 
 void event_hub::tell_places(const shown_router& router, const vrdx::picture_news& places) {
@@ -122,7 +143,8 @@ void event_hub::lock_changed(const shown_router& router, int output) {
     vrdx::picture_news places;
     places.outputs = {output};
     tell_places(router, places);
-    alarms_.lock_changed(router, output);
+    if (router.site.empty())
+        alarms_.lock_changed(router, output);
 }
 
 void event_hub::takes_begin(const std::string& router, const std::vector<vrdx::output_take>& takes) {

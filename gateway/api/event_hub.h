@@ -14,9 +14,12 @@ public:
     using router_finder = std::function<const shown_router*(std::string_view)>;
     using router_list = std::function<std::vector<const shown_router*>()>;
 
-    event_hub(picture_shelf& shelf, locks_of_router locks, router_finder find, router_list all);
+    // `keep`: as lock_alarms has it.
+    event_hub(picture_shelf& shelf, locks_of_router locks, router_finder find, router_list all,
+              lock_alarms::shown_listener keep = {});
 
-    // A reader of what the wish says. It is told the picture of each router first.
+    // A reader of what the wish says. It is told the picture of each router first, then the alarms about what
+    // happened while the gateway was down: nobody could hear them before.
     std::shared_ptr<event_reader> add_reader(event_wish wish);
     std::size_t readers() const {
         return readers_.size();
@@ -45,6 +48,7 @@ public:
 private:
     template<typename action> void each_reader(std::string_view router, const action& act);
     void tell(told_event event);
+    void tell_alarms(const shown_router& router);
     void tell_places(const shown_router& router, const vrdx::picture_news& places);
 
     picture_shelf& shelf_;
@@ -53,6 +57,11 @@ private:
     router_list all_;
     lock_alarms alarms_;
     std::set<event_reader*> readers_;
+    struct kept_alarm {
+        std::uint64_t until_ms; // a steady_ms() count
+        std::shared_ptr<const told_event> event;
+    };
+    std::deque<kept_alarm> alarms_after_restart_; // the oldest first
 };
 
 } // namespace gateway

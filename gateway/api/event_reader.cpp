@@ -49,6 +49,11 @@ void event_reader::push_picture(const std::string& router) {
     wake();
 }
 
+void event_reader::push_behind_pictures(const std::shared_ptr<const told_event>& event) {
+    behind_pictures_.push_back(event);
+    wake();
+}
+
 void event_reader::push_alive(const shared_text& text) {
     alive_ = text;
     wake();
@@ -127,6 +132,8 @@ shared_text event_reader::next() {
     }
     if (!untold_.empty())
         return next_untold();
+    for (const auto& event : std::exchange(behind_pictures_, {}))
+        push_once(event);
     if (shared_text text = next_once())
         return text;
     return std::exchange(alive_, nullptr);

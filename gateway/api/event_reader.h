@@ -53,6 +53,8 @@ public:
     // Of a router that it sees. Shared with other readers.
     void push(const std::shared_ptr<const told_event>& event);
     void push_picture(const std::string& router); // the whole picture has to be told anew
+    // The same once the pictures that wait now are told.
+    void push_behind_pictures(const std::shared_ptr<const told_event>& event);
     void push_alive(const shared_text& text);
     void push_lost(const std::string& router, std::uint64_t takes);
     void end(const std::string& why);
@@ -83,10 +85,11 @@ private:
     std::size_t queue_bytes_ = 0;
     std::deque<std::shared_ptr<const told_event>> once_;
     std::size_t once_bytes_ = 0;
-    bool once_first_ = false;                           // they and the rest take turns
-    std::map<std::string, std::uint64_t> lost_;         // takes, by router
-    std::map<std::string, untold, std::less<>> untold_; // by router
-    std::string told_last_;                             // routers in untold_ take turns, too
+    std::vector<std::shared_ptr<const told_event>> behind_pictures_; // texts that others share
+    bool once_first_ = false;                                        // they and the rest take turns
+    std::map<std::string, std::uint64_t> lost_;                      // takes, by router
+    std::map<std::string, untold, std::less<>> untold_;              // by router
+    std::string told_last_;                                          // routers in untold_ take turns, too
     std::size_t untold_numbers_ = 0;
     std::size_t merged_bytes_ = 0; // of the text that was merged last
     shared_text alive_;

@@ -63,11 +63,13 @@ shared_text router_text(const std::string& name, const shown_router* router) {
     if (router == nullptr) {
         message["state"] = "gone";
         message["reason"] = "Neither its item nor its socket is left.";
+        message["since"] = rfc3339(milliseconds_since_1970());
         message["last_error"] = nullptr;
         return shared(message);
     }
     message["state"] = router_state_word(router->state);
     message["reason"] = router->reason;
+    message["since"] = rfc3339(router->since_ms);
     message["last_error"] = last_error_json(*router);
     return shared(message);
 }

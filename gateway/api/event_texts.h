@@ -27,6 +27,7 @@ shared_text alive_text(std::uint64_t ms_since_1970);
 struct lock_alarm {
     int output = 0;
     vrdx::level_sources before, now;
+    bool while_away = false; // it happened while this gateway did not run
 };
 shared_text alarm_text(const shown_router& router, const lock_alarm& alarm, const output_lock& lock,
                        std::uint64_t ms_since_1970);

@@ -17,6 +17,13 @@ bool note_level(int* before, int now) {
     return known;
 }
 
+vrdx::level_sources sources_of(const locked_sources& kept) {
+    vrdx::level_sources sources;
+    sources.video = kept.video;
+    sources.audio = kept.audio;
+    return sources;
+}
+
 } // namespace
 
 std::vector<lock_alarm> lock_alarms::of(const shown_router& router, const router_locks* locks,
@@ -35,13 +42,19 @@ std::vector<lock_alarm> lock_alarms::of(const shown_router& router, const router
         const vrdx::picture_output& output = router.picture.outputs[static_cast<std::size_t>(number - 1)];
         if (output.waits_ms)
             continue; // not confirmed; it may fall back
-        watched& known = outputs[number];
+        const auto [place, is_new] = outputs.try_emplace(number);
+        watched& known = place->second;
+        if (is_new)
+            known.shown = sources_of(lock.shown);
         const vrdx::level_sources before = known.shown;
         const bool video = note_level(&known.shown.video, output.sources.video);
         const bool audio = note_level(&known.shown.audio, output.sources.audio);
         const bool allowed = now_ms < known.allowed_until_ms && known.shown == known.allowed;
         if ((video || audio) && !allowed)
-            alarms.push_back({number, before, known.shown});
+            alarms.push_back({number, before, known.shown, is_new});
+        const locked_sources now{known.shown.video, known.shown.audio};
+        if (keep_ && now != lock.shown)
+            keep_(router.name, number, now);
     }
     return alarms;
 }

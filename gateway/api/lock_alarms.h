@@ -8,8 +8,13 @@ namespace gateway {
 
 class lock_alarms {
 public:
+    // Told what a locked output shows from now on; it is to be kept with its lock.
+    using shown_listener =
+        std::function<void(const std::string& router, int output, const locked_sources& now)>;
+    explicit lock_alarms(shown_listener keep = {}) : keep_(std::move(keep)) {}
+
     // What the news about this router mean for its locked outputs. Sources count once the router has
-    // confirmed them.
+    // confirmed them. An output that is seen for the first time is held against what its lock was kept with.
     std::vector<lock_alarm> of(const shown_router& router, const router_locks* locks, std::uint64_t now_ms);
 
     // From now on the output is watched, from what it shows; or no longer.
@@ -25,6 +30,7 @@ private:
         vrdx::level_sources allowed;
         std::uint64_t allowed_until_ms = 0;
     };
+    shown_listener keep_;
     std::map<std::string, std::map<int, watched>> routers_; // by name, by output
 };
 

@@ -9,12 +9,18 @@ void answer_alive(api_world&, const incoming_call&, const answer_function& answe
     answer(json_reply(200, {{"status", "alive"}, {"reason", ""}}));
 }
 
+// Everybody may ask: paths and the system's own words are for the log alone.
 void answer_ready(api_world& world, const incoming_call&, const answer_function& answer) {
-    const std::string degraded = world.history.problem();
-    if (world.routers.is_settled() && !degraded.empty())
-        answer(json_reply(200, {{"status", "degraded"}, {"reason", degraded}}));
+    const bool is_whole = world.routers.directory_problem().empty();
+    if (world.routers.is_settled() && !world.history.problem().empty())
+        answer(json_reply(200, {{"status", "degraded"},
+                                {"reason", "The history cannot be written; the gateway's log says why."}}));
     else if (world.routers.is_settled())
-        answer(json_reply(200, {{"status", "ready"}, {"reason", world.routers.directory_problem()}}));
+        answer(json_reply(
+            200, {{"status", "ready"},
+                  {"reason", is_whole ? ""
+                                      : "The items or sockets cannot all be read, so some routers may be "
+                                        "missing; the gateway's log says why."}}));
     else
         answer(json_reply(
             503, {{"status", "reading"}, {"reason", "The pictures of some routers are being read."}}));

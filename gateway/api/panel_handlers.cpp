@@ -1,4 +1,5 @@
 // The web pages and what they load.
+#include "gateway/http/http_text.h"
 #include "gateway/panel/panel_files.h"
 #include "handlers.h"
 #include "problem.h"
@@ -27,8 +28,7 @@ reply file_reply(const call& incoming, const panel_file& file, const char* keep)
         said.headers.emplace_back(name, value);
     said.headers.emplace_back("Cache-Control", keep);
     said.headers.emplace_back("ETag", file.etag);
-    const std::string_view known = incoming.asked.header("if-none-match").value_or("");
-    if (known.find(file.etag) != std::string_view::npos) {
+    if (names_tag(incoming.asked.header("if-none-match").value_or(""), file.etag)) {
         said.status = 304;
         return said;
     }

@@ -27,20 +27,6 @@ reply no_such_place(const char* what, std::size_t last) {
                                               std::to_string(last) + ".");
 }
 
-// The tag that the caller has, among the tags he shows.
-bool has_tag(std::string_view shown, std::string_view etag) {
-    while (!shown.empty()) {
-        const std::size_t end = std::min(shown.find(','), shown.size());
-        std::string_view tag = trimmed(shown.substr(0, end));
-        shown.remove_prefix(std::min(end + 1, shown.size()));
-        if (tag.starts_with("W/"))
-            tag.remove_prefix(2);
-        if (tag == etag || tag == "*")
-            return true;
-    }
-    return false;
-}
-
 // What the board made of a name.
 reply naming_reply(const take_ending& ending, const json& named) {
     switch (ending.kind) {
@@ -194,7 +180,7 @@ void answer_picture(api_world& world, const incoming_call& incoming, const answe
     reply said;
     said.headers = {
         {"ETag", picture.etag}, {"Cache-Control", "no-cache"}, {"X-Content-Type-Options", "nosniff"}};
-    if (has_tag(incoming->asked.header("if-none-match").value_or(""), picture.etag)) {
+    if (names_tag(incoming->asked.header("if-none-match").value_or(""), picture.etag)) {
         said.status = 304;
     } else {
         said.content_type = "application/json";
@@ -215,6 +201,9 @@ void lock_output(api_world& world, const incoming_call& incoming, const answer_f
     const shown_router* router = incoming->router(world);
     if (router == nullptr)
         return answer(no_such_router());
+    if (!router->site.empty())
+        return answer(problem_reply(409, "Locks of this router are set at its own site, \"" + router->site +
+                                             "\"; here they are shown, and hold."));
     const std::size_t last = router->picture.outputs.size();
     const int output = number_in_path(*incoming, most_router_outputs);
     const bool shown = static_cast<std::size_t>(output) <= last;

@@ -66,14 +66,20 @@ json output_json(const shown_router& router, int number, const output_lock* lock
     const vrdx::router_picture& picture = router.picture;
     const vrdx::picture_output& output = picture.outputs[place(number)];
     const auto earlier = router.earlier.of(number);
-    return {{"number", number},
-            {"name", output.name},
-            {"sources", sources_json(picture.split_levels, output.sources)},
-            {"previous", earlier ? sources_json(picture.split_levels, *earlier) : json(nullptr)},
-            {"pending", output.waits_ms.has_value()},
-            {"taken_by", taker_json(output.taken)},
-            {"lock", lock_json(lock)},
-            {"properties", properties_json(output.properties)}};
+    const auto or_null = [&](const std::optional<vrdx::level_sources>& sources) {
+        return sources ? sources_json(picture.split_levels, *sources) : json(nullptr);
+    };
+    json told{{"number", number},
+              {"name", output.name},
+              {"sources", sources_json(picture.split_levels, output.sources)},
+              {"previous", or_null(earlier)},
+              {"pending", output.waits_ms.has_value()}};
+    if (output.waits_ms) // else `sources` are confirmed
+        told["confirmed"] = or_null(router.earlier.confirmed(number));
+    told["taken_by"] = taker_json(output.taken);
+    told["lock"] = lock_json(lock);
+    told["properties"] = properties_json(output.properties);
+    return told;
 }
 
 json last_error_json(const shown_router& router) {
@@ -86,6 +92,7 @@ json router_row_json(const shown_router& router) {
     return {{"name", router.name},
             {"state", router_state_word(router.state)},
             {"reason", router.reason},
+            {"since", rfc3339(router.since_ms)},
             {"inputs", router.picture.inputs.size()},
             {"outputs", router.picture.outputs.size()},
             {"levels", levels_json(router.picture)},
@@ -108,6 +115,7 @@ json picture_json(const shown_router& router, const router_locks* locks) {
             {"router", router.name},
             {"state", router_state_word(router.state)},
             {"reason", router.reason},
+            {"since", rfc3339(router.since_ms)},
             {"epoch", picture.epoch},
             {"sequence", picture.sequence},
             {"levels", levels_json(picture)},

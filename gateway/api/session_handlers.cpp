@@ -20,6 +20,10 @@ std::string cookie_text(const api_world& world, const request& asked, const std:
            (secure ? "; Secure" : "") + age;
 }
 
+std::string kept_age() {
+    return "; Max-Age=" + std::to_string(kept_session_s);
+}
+
 void note_session(api_world& world, const call& incoming, const char* result) {
     history_entry entry = entry_of_call(world, incoming);
     entry.result = result;
@@ -41,8 +45,7 @@ bool grant_session(api_world& world, const incoming_call& incoming, bool kept, c
     note_session(world, *incoming, "begun");
     reply said = json_reply(200, token_json(*incoming->who));
     said.headers.emplace_back(
-        "Set-Cookie", cookie_text(world, incoming->asked, granted->text,
-                                  granted->kept ? "; Max-Age=" + std::to_string(kept_session_s) : ""));
+        "Set-Cookie", cookie_text(world, incoming->asked, granted->text, granted->kept ? kept_age() : ""));
     answer(std::move(said));
     return true;
 }
@@ -115,8 +118,14 @@ void begin_session(api_world& world, const incoming_call& incoming, const answer
     });
 }
 
-void answer_session(api_world&, const incoming_call& incoming, const answer_function& answer) {
-    answer(json_reply(200, token_json(*incoming->who)));
+// The cookie of a kept session is given anew: it is prolonged like the session itself.
+void answer_session(api_world& world, const incoming_call& incoming, const answer_function& answer) {
+    reply said = json_reply(200, token_json(*incoming->who));
+    if (incoming->session_is_kept)
+        said.headers.emplace_back(
+            "Set-Cookie",
+            cookie_text(world, incoming->asked, std::string(session_text(incoming->asked)), kept_age()));
+    answer(std::move(said));
 }
 
 void end_session(api_world& world, const incoming_call& incoming, const answer_function& answer) {

@@ -2,12 +2,9 @@
 
 #include "gateway/settings/limits.h"
 
-#include <array>
 #include <condition_variable>
 #include <deque>
-#include <limits>
 #include <mutex>
-#include <pwd.h>
 #include <system_error>
 #include <thread>
 #include <unordered_map>
@@ -86,17 +83,6 @@ std::vector<std::uint64_t> user_names::found() {
         users.push_back(user);
     }
     return users;
-}
-
-std::string user_names::name_of_system_user(std::uint64_t user) {
-    std::array<char, 16384> texts{};
-    passwd entry{};
-    passwd* found = nullptr;
-    if (user >= std::numeric_limits<uid_t>::max() ||
-        getpwuid_r(static_cast<uid_t>(user), &entry, texts.data(), texts.size(), &found) != 0 ||
-        found == nullptr)
-        return {};
-    return found->pw_name;
 }
 
 user_names& names_of_users() {

@@ -2,6 +2,8 @@
 // for ever; so a thread of its own asks, and nobody waits for it.
 #pragma once
 
+#include "system_user.h"
+
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -13,7 +15,7 @@ class user_names {
 public:
     // `look_up`: the name of a user; "" when there is none. Called from the thread.
     using looking_up = std::string (*)(std::uint64_t user);
-    explicit user_names(looking_up look_up = name_of_system_user);
+    explicit user_names(looking_up look_up = system_user_name);
     // Does not wait for a name that is being looked up.
     ~user_names();
     user_names(const user_names&) = delete;
@@ -24,8 +26,6 @@ public:
 
     // Those that were found since the last call.
     std::vector<std::uint64_t> found();
-
-    static std::string name_of_system_user(std::uint64_t user);
 
 private:
     struct shared_with_thread;

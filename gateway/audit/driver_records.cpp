@@ -45,6 +45,8 @@ driver_records::followed& driver_records::of(const std::string& router) {
 }
 
 void driver_records::hear(const router_news& news) {
+    if (!news.router->site.empty())
+        return;
     const std::string& router = news.router->name;
     if (news.record_began)
         begin(router, news.takes_epoch, *news.record_began);

@@ -15,7 +15,7 @@ public:
     driver_records(boost::asio::io_context& loop, std::string run_directory, take_callers& callers,
                    std::function<void(history_item)> note);
 
-    // From the board.
+    // From the board. Routers of other sites are left out: their driver's record is read there.
     void hear(const router_news& news);
 
     // Entries were lost: all that the drivers have kept is noted once more.

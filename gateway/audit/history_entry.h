@@ -18,6 +18,7 @@ const char* entry_kind_word(entry_kind kind);
 constexpr const char* through_gateway = "gateway";   // `by` is a token's name
 constexpr const char* through_driver = "driver";     // `by` is a user of this machine
 constexpr const char* through_videohub = "videohub"; // `by` is "videohub ADDRESS"
+constexpr const char* through_site = "site";         // `by` is "SITE:NAME", with the token's name there
 
 // What does not apply is empty, 0, or -1 where 0 means something. Texts are UTF-8, or are made so when they
 // are shown; they are cut to history_text_limit.

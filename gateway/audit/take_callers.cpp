@@ -45,6 +45,16 @@ void take_callers::forget(std::uint64_t number) {
         drop(found);
 }
 
+void take_callers::withhold(std::uint64_t number, int output) {
+    const auto found = orders_.find(number);
+    if (found == orders_.end())
+        return;
+    auto& takes = found->second.takes;
+    open_ -= std::erase_if(takes, [&](const sent_take& each) { return each.take.output == output; });
+    if (takes.empty())
+        drop(found);
+}
+
 take_caller take_callers::caller_of(const std::string& router, const vrdx::take_record& record) {
     const vrdx::output_take recorded{record.output, record.wanted};
     for (auto each = orders_.begin(); each != orders_.end(); ++each) {

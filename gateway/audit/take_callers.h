@@ -26,6 +26,8 @@ public:
     // What became of them, in the same order; fewer when nobody knows. Nothing of them was sent: forget().
     void end(std::uint64_t number, const std::vector<vrdx::take_result>& results, std::int64_t now_us);
     void forget(std::uint64_t number);
+    // One of the takes is not sent after all; the others keep their order.
+    void withhold(std::uint64_t number, int output);
 
     // The driver has recorded a take of this process: who asked for it first. Without an address when nobody
     // is known.

@@ -1,9 +1,9 @@
 #include "user_names.h"
 
+#include "system_user.h"
+
 #include <chrono>
 #include <map>
-#include <pwd.h>
-#include <vector>
 
 namespace gateway {
 
@@ -13,13 +13,8 @@ constexpr std::size_t names_kept = 256;
 constexpr std::chrono::minutes kept_for{1};
 
 std::string looked_up(std::int64_t user) {
-    passwd entry{};
-    passwd* found = nullptr;
-    std::vector<char> texts(16384);
-    if (getpwuid_r(static_cast<uid_t>(user), &entry, texts.data(), texts.size(), &found) == 0 &&
-        found != nullptr && found->pw_name[0] != '\0')
-        return found->pw_name;
-    return "user " + std::to_string(user);
+    const std::string name = system_user_name(static_cast<std::uint64_t>(user));
+    return name.empty() ? "user " + std::to_string(user) : name;
 }
 
 } // namespace

@@ -18,4 +18,17 @@ std::string_view trimmed(std::string_view text) {
                                            : text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
+bool names_tag(std::string_view header, std::string_view tag) {
+    while (!header.empty()) {
+        const std::size_t end = std::min(header.find(','), header.size());
+        std::string_view shown = trimmed(header.substr(0, end));
+        header.remove_prefix(std::min(end + 1, header.size()));
+        if (shown.starts_with("W/"))
+            shown.remove_prefix(2);
+        if (shown == tag || shown == "*")
+            return true;
+    }
+    return false;
+}
+
 } // namespace gateway

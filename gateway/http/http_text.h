@@ -14,4 +14,8 @@ std::string small_letters(std::string_view text);
 // Without blanks and tabs around it.
 std::string_view trimmed(std::string_view text);
 
+// True when the tag, which holds no comma, is among those of a header If-None-Match, weak ones too, or any is
+// meant.
+bool names_tag(std::string_view header, std::string_view tag);
+
 } // namespace gateway

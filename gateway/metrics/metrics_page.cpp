@@ -178,8 +178,11 @@ std::string metrics_page(const token& who, const metrics_wish& wish, const shown
                          const take_figures& takes, const gateway_figures& gateway, std::uint64_t now_us) {
     shown_routers seen;
     std::size_t no_text = 0; // a label is UTF-8, and two names must not become the same
+    std::size_t others = 0;  // of other sites, whose gateways tell them
     for (const shown_router* router : routers)
-        if (!may_see(who, router->name))
+        if (!router->site.empty())
+            others++;
+        else if (!may_see(who, router->name))
             continue;
         else if (is_utf8(router->name))
             seen.push_back(router);
@@ -195,7 +198,7 @@ std::string metrics_page(const token& who, const metrics_wish& wish, const shown
     if (who.routers.empty()) {
         write_gateway(&text, gateway);
         text.begin(figure::gateway_routers);
-        text.sample({}, routers.size());
+        text.sample({}, routers.size() - others);
         text.begin(figure::gateway_routers_left_out);
         text.sample({}, no_text + gateway.routers_beyond_limit);
         write_history(&text, gateway.kept_history);

@@ -26,6 +26,8 @@ std::size_t index_of(int output) {
 void earlier_sources::note(const vrdx::router_picture& picture, int output) {
     places_.resize(picture.outputs.size());
     const vrdx::picture_output& shown = picture.outputs[index_of(output)];
+    if (!shown.waits_ms)
+        places_[index_of(output)].told = shown.sources;
     const vrdx::level_sources now = of_all_levels(picture.split_levels, shown.sources);
     if (shown.waits_ms || !is_known(now))
         return;
@@ -35,10 +37,12 @@ void earlier_sources::note(const vrdx::router_picture& picture, int output) {
     known.confirmed = now;
 }
 
-void earlier_sources::note_all(const vrdx::router_picture& picture) {
+void earlier_sources::note_anew(const vrdx::router_picture& picture) {
     places_.resize(picture.outputs.size());
-    for (int output = 1; output <= static_cast<int>(picture.outputs.size()); ++output)
+    for (int output = 1; output <= static_cast<int>(picture.outputs.size()); ++output) {
+        places_[index_of(output)].told.reset();
         note(picture, output);
+    }
 }
 
 std::vector<int> earlier_sources::enter(const vrdx::router_picture& picture,
@@ -73,6 +77,10 @@ std::optional<vrdx::level_sources> earlier_sources::of(int output) const {
     if (output < 1 || index_of(output) >= places_.size() || !is_known(places_[index_of(output)].before))
         return std::nullopt;
     return places_[index_of(output)].before;
+}
+
+std::optional<vrdx::level_sources> earlier_sources::confirmed(int output) const {
+    return output < 1 || index_of(output) >= places_.size() ? std::nullopt : places_[index_of(output)].told;
 }
 
 } // namespace gateway

@@ -15,16 +15,43 @@ std::uint64_t answer_deadline(unsigned within_ms) {
     return monotonic_us() + within * 1000 + late_answer_us;
 }
 
+std::vector<int> outputs_of(const vrdx::take_order& order) {
+    std::vector<int> outputs;
+    outputs.reserve(order.takes.size());
+    for (const vrdx::output_take& each : order.takes)
+        outputs.push_back(each.output);
+    return outputs;
+}
+
 } // namespace
 
-lane_request take_lane_request(const vrdx::take_order& order, take_done done) {
+lane_request take_lane_request(vrdx::take_order order, take_done done) {
     lane_request request;
-    request.packet = vrdx::take_request(order);
-    for (const vrdx::output_take& each : order.takes)
-        request.outputs.push_back(each.output);
+    request.outputs = outputs_of(order);
     request.deadline = answer_deadline(order.within_ms);
+    request.order = std::move(order);
     request.done = std::move(done);
     return request;
+}
+
+bool write_packet(lane_request* request) {
+    if (request->outputs.empty())
+        return true; // of no take: it is written already
+    if (const last_look look = std::exchange(request->look, {})) {
+        look(&request->order);
+        request->outputs = outputs_of(request->order);
+    }
+    if (request->outputs.empty())
+        return false;
+    request->packet = vrdx::take_request(std::exchange(request->order, {}));
+    return true;
+}
+
+take_ending nothing_left(const lane_request& request) {
+    take_ending ending;
+    ending.kind = kind::answered;
+    ending.answer.id = request.id;
+    return ending;
 }
 
 lane_request rename_lane_request(const std::vector<new_name>& names, take_done done) {
@@ -72,11 +99,11 @@ take_ending wrong(const std::string& problem) {
 }
 
 take_ending too_many(std::string reason) {
-    return {kind::too_many, {}, std::move(reason)};
+    return {kind::too_many, {}, std::move(reason), {}};
 }
 
 take_ending unavailable(std::string reason) {
-    return {kind::unavailable, {}, std::move(reason)};
+    return {kind::unavailable, {}, std::move(reason), {}};
 }
 
 } // namespace gateway

@@ -3,6 +3,7 @@
 #include "gateway/routers/board_limits.h"
 #include "gateway/routers/directories_watch.h"
 #include "gateway/routers/lane_table.h"
+#include "gateway/routers/other_routers.h"
 #include "gateway/routers/router_link.h"
 
 #include <algorithm>
@@ -59,7 +60,8 @@ public:
     void read_directories();
     void tick();
     void tell(const router_news& news);
-    void take(const router_link* link, const std::string& lane, vrdx::take_order order, take_done done);
+    void take(const router_link* link, const std::string& lane, vrdx::take_order order, take_done done,
+              last_look look);
     void rename(const router_link* link, const std::string& lane, const std::vector<new_name>& names,
                 take_done done);
     void send(const router_link& link, const std::string& lane, lane_request request);
@@ -68,6 +70,10 @@ public:
     [[nodiscard]] const router_link* link(std::string_view name) const {
         const auto found = links_.find(name);
         return found == links_.end() ? nullptr : found->second.get();
+    }
+
+    [[nodiscard]] bool is_other(std::string_view name) const {
+        return others_ != nullptr && link(name) == nullptr && others_->find(name) != nullptr;
     }
 
     // Why nothing can be sent to it; "" when it can.
@@ -85,6 +91,7 @@ public:
     directories_watch directories_;
     loop_timer clock_;
     std::map<int, std::shared_ptr<std::function<void(const router_news&)>>> listeners_;
+    other_routers* others_ = nullptr;  // of other sites
     std::string problem_;              // of the directories
     std::size_t beyond_limit_ = 0;     // routers that are not shown
     std::uint64_t newest_version_ = 0; // of all routers
@@ -168,7 +175,7 @@ void router_board::parts::end(take_done done, take_ending ending) {
 }
 
 void router_board::parts::take(const router_link* link, const std::string& lane, vrdx::take_order order,
-                               take_done done) {
+                               take_done done, last_look look) {
     const std::string id = std::exchange(order.id, std::to_string(++newest_id_));
     const std::string problem = vrdx::order_problem(order);
     const std::string refused = refusal(link);
@@ -177,8 +184,9 @@ void router_board::parts::take(const router_link* link, const std::string& lane,
     } else if (!refused.empty()) {
         end(std::move(done), unavailable(refused));
     } else {
-        lane_request request = take_lane_request(order, std::move(done));
+        lane_request request = take_lane_request(std::move(order), std::move(done));
         request.id = id;
+        request.look = std::move(look);
         send(*link, lane, std::move(request));
     }
 }
@@ -232,14 +240,22 @@ void router_board::stop() {
 }
 
 const shown_router* router_board::find(std::string_view name) const {
-    const router_link* link = parts_->link(name);
-    return link == nullptr ? nullptr : &link->shown();
+    if (const router_link* link = parts_->link(name))
+        return &link->shown();
+    return parts_->others_ == nullptr ? nullptr : parts_->others_->find(name);
 }
 
 std::vector<const shown_router*> router_board::all() const {
     std::vector<const shown_router*> routers;
     for (const auto& [name, link] : parts_->links_)
         routers.push_back(&link->shown());
+    if (parts_->others_ != nullptr) {
+        for (const shown_router* other : parts_->others_->all())
+            if (parts_->link(other->name) == nullptr)
+                routers.push_back(other);
+        std::sort(routers.begin(), routers.end(),
+                  [](const auto* one, const auto* two) { return one->name < two->name; });
+    }
     return routers;
 }
 
@@ -268,9 +284,25 @@ void router_board::stop_listening(int number) {
     parts_->listeners_.erase(number);
 }
 
+void router_board::join(other_routers* others) {
+    parts_->others_ = others;
+}
+
+void router_board::tell(const router_news& news) {
+    if (parts_->link(news.router->name) == nullptr)
+        parts_->tell(news);
+}
+
+std::uint64_t router_board::next_version() {
+    return ++parts_->newest_version_;
+}
+
 void router_board::take(std::string_view router, const std::string& lane, vrdx::take_order order,
-                        take_done done) {
-    parts_->take(parts_->link(router), lane, std::move(order), std::move(done));
+                        take_done done, bool all_or_nothing, last_look look) {
+    if (parts_->is_other(router))
+        parts_->others_->take(router, lane, std::move(order), all_or_nothing, std::move(done));
+    else
+        parts_->take(parts_->link(router), lane, std::move(order), std::move(done), std::move(look));
 }
 
 void router_board::rename(std::string_view router, const std::string& lane, bool output, int number,
@@ -280,7 +312,13 @@ void router_board::rename(std::string_view router, const std::string& lane, bool
 
 void router_board::rename_all(std::string_view router, const std::string& lane,
                               const std::vector<new_name>& names, take_done done) {
-    parts_->rename(parts_->link(router), lane, names, std::move(done));
+    if (!parts_->is_other(router))
+        parts_->rename(parts_->link(router), lane, names, std::move(done));
+    else if (names.size() == 1)
+        parts_->others_->rename(router, lane, names[0].output, names[0].number, names[0].name,
+                                std::move(done));
+    else
+        parts_->end(std::move(done), wrong("Names of another site's router are set one at a time."));
 }
 
 // Each router holds a share of `all`; the last one that lets go of its own ends the question.
@@ -298,6 +336,8 @@ std::size_t router_board::open_requests() const {
 
 void router_board::drop_lane(const std::string& lane) {
     parts_->lanes_.drop_lane(lane, "who asked may not any more");
+    if (parts_->others_ != nullptr)
+        parts_->others_->drop_lane(lane);
 }
 
 } // namespace gateway

@@ -62,7 +62,6 @@ private:
     bool begin(const comm_socket_v4_packet& reply);
     bool read_pushed(const comm_socket_v4_packet& pushed);
     void read_answer(const watch_answer& answer);
-    void note_sources(const router_news& news);
     void ask_further();
     void gather(bool anew);
     bool add_change(const vrdx::watch_news& told, router_news* news);

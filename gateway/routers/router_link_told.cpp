@@ -100,19 +100,11 @@ bool router_link::read_pushed(const comm_socket_v4_packet& pushed) {
     news.takes = std::move(told.takes);
     news.takes_lost += told.takes_lost;
     if (other_picture)
-        note_sources(news);
+        note_sources(&shown_, news);
     if (news.places.state || std::any_of(news.takes.begin(), news.takes.end(), is_failed))
         questions_.expect_error();
     show(state_now(), std::move(news), other_picture);
     return true;
-}
-
-void router_link::note_sources(const router_news& news) {
-    if (news.whole)
-        shown_.earlier.note_all(shown_.picture);
-    else
-        for (const int output : news.places.outputs)
-            shown_.earlier.note(shown_.picture, output);
 }
 
 void router_link::read_answer(const watch_answer& answer) {
@@ -159,8 +151,7 @@ void router_link::show(const state_and_reason& now, router_news news, bool other
     if (!changed && !news.last_error_changed && news.takes.empty() && news.takes_lost == 0 &&
         !news.record_began)
         return;
-    shown_.state = now.state;
-    shown_.reason = now.reason;
+    enter_state(&shown_, now);
     if (changed)
         shown_.version = ++*versions_;
     news.router = &shown_;

@@ -16,9 +16,13 @@ namespace gateway {
 // Read by everybody, written by gateway/routers alone. Texts are bytes as the file system, the driver and its
 // backend have them: perhaps no UTF-8, perhaps with control characters.
 struct shown_router {
-    std::string name;
+    std::string name; // "SITE:ROUTER" for one of another site
+    std::string site; // "" for one of this host
     router_state state = router_state::no_driver;
     std::string reason; // why it is not `up`, in one sentence; "" while it is
+    // Since when it has this state as the gateway sees it, in milliseconds since 1970; at the earliest since
+    // the router appeared here.
+    std::uint64_t since_ms = 0;
     // The last whole picture, true now where is_picture_true(state). Empty (`epoch` is "") before the first
     // one.
     vrdx::router_picture picture;
@@ -53,5 +57,10 @@ struct router_news {
     // The driver tells of takes from now on: number of the newest that was decided before, 0 for none.
     std::optional<std::uint64_t> record_began;
 };
+
+// The router has this state from now on, or still.
+void enter_state(shown_router* router, const state_and_reason& now);
+// The picture has just changed as the news say: what is confirmed of it is noted in `earlier`.
+void note_sources(shown_router* router, const router_news& news);
 
 } // namespace gateway

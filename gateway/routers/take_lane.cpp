@@ -103,6 +103,14 @@ bool take_lane::open() {
 void take_lane::hand_over() {
     lane_request request = std::move(waiting_.front());
     waiting_.pop_front();
+    const std::size_t outputs_before = request.outputs.size();
+    const bool is_wanted = write_packet(&request);
+    open_outputs_ -= outputs_before - request.outputs.size();
+    if (!is_wanted) {
+        take_ending ending = nothing_left(request);
+        end(std::move(request), std::move(ending));
+        return;
+    }
     const std::uint64_t number = vrdx::queue_request(&connection_, request.packet);
     if (number == 0)
         end(std::move(request), unavailable(sentence_with("It was not sent", connection_.problem)));

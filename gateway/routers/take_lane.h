@@ -1,7 +1,7 @@
 // One lane's own connection to one driver: its takes go there, and hold up nobody else's.
 //
 // A request is handed to the connection only when all before it are written. So what was handed over may have
-// been sent, and what still waits here certainly was not.
+// been sent, and what still waits here certainly was not. What has waited is looked at once more before that.
 #pragma once
 
 #include "gateway/routers/descriptor_wait.h"

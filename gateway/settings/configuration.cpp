@@ -42,6 +42,9 @@ public:
     void came_by_option(const std::string& key) {
         options_[key] = true;
     }
+    bool says(const std::string& key) const {
+        return lines_.count(key) > 0;
+    }
     std::string of(const std::string& key) const {
         if (options_.count(key) > 0)
             return "--" + key;
@@ -79,6 +82,13 @@ void use_command_line(const command_line& line, configuration* found, sources* f
                                   "\"; possible: ADDRESS:PORT such as 127.0.0.1:8400 or [::1]:8400");
 }
 
+void check_readable(const sources& from, const char* key, const std::string& path, const char* possible,
+                    configuration* found) {
+    if (!path.empty() && access(path.c_str(), R_OK) != 0)
+        found->problems.push_back(from.of(key) + ": " + path + " cannot be read: " + std::strerror(errno) +
+                                  "; possible: " + possible);
+}
+
 void check_tls(const sources& from, configuration* found) {
     const settings& values = found->values;
     if (values.tls_certificate.empty() != values.tls_key.empty()) {
@@ -87,14 +97,9 @@ void check_tls(const sources& from, configuration* found) {
                                   " stands alone; possible: " + (has_key ? "tls.certificate" : "tls.key") +
                                   " beside it, or neither");
     }
-    const auto check_file = [&](const char* key, const std::string& path) {
-        if (!path.empty() && access(path.c_str(), R_OK) != 0)
-            found->problems.push_back(from.of(key) + ": " + path +
-                                      " cannot be read: " + std::strerror(errno) +
-                                      "; possible: a PEM file that this user may read");
-    };
-    check_file("tls.certificate", values.tls_certificate);
-    check_file("tls.key", values.tls_key);
+    constexpr const char* possible = "a PEM file that this user may read";
+    check_readable(from, "tls.certificate", values.tls_certificate, possible, found);
+    check_readable(from, "tls.key", values.tls_key, possible, found);
 }
 
 void check_listen(const sources& from, configuration* found) {
@@ -117,6 +122,28 @@ void check_walls(const sources& from, configuration* found) {
                 found->problems.push_back(from.of("wall.addresses") + ": " + address +
                                           " is one of `proxies`, behind which others stand, too; possible: "
                                           "the address that the proxy forwards");
+}
+
+void check_sites(const sources& from, configuration* found) {
+    const site_settings& sites = found->values.sites;
+    const auto tell = [&](const std::string& text) { found->problems.push_back(text); };
+    const bool has_table = from.says("nats");
+    if (has_table && sites.servers.empty())
+        tell(from.of("nats") + " has no servers; possible: servers = \"nats://127.0.0.1:4222\"");
+    if (has_table && sites.site.empty())
+        tell(from.of("nats") + " needs to know what this site is called; possible: site = \"NAME\" before "
+                               "all tables");
+    if (!has_table && !sites.peers.empty())
+        tell(from.of("peer") + " stands without [nats]; possible: [nats] with servers");
+    if (!sites.site.empty() && sites.peer(sites.site) != nullptr)
+        tell(from.of("peer") + " names this site itself, \"" + sites.site + "\"; possible: other sites");
+    for (const std::string& server : sites.servers)
+        if (!is_server_safe(server, sites.tls) && !found->values.insecure)
+            tell(from.of("nats.servers") + ": " + server +
+                 " is beyond this machine and without TLS; possible: tls://, tls = true, insecure = true, or "
+                 "a broker on this machine");
+    check_readable(from, "nats.credentials", sites.credentials, "a file that this user may read", found);
+    check_readable(from, "nats.tls", sites.tls_authority, "a PEM file that this user may read", found);
 }
 
 // What is listened on is a host, too. Names say more than that: a page of elsewhere may bring its own.
@@ -164,6 +191,7 @@ configuration read_configuration(const command_line& line) {
     check_tls(from, &found);
     check_listen(from, &found);
     check_walls(from, &found);
+    check_sites(from, &found);
     complete_hosts(told.names_hosts, from, &found);
     return found;
 }

@@ -2,6 +2,7 @@
 
 #include "addresses.h"
 #include "limits.h"
+#include "site_keys.h"
 #include "toml_values.h"
 #include "videohub_tables.h"
 
@@ -19,16 +20,6 @@ struct known_key {
     reader read;
     const char* possible;
 };
-
-std::string read_path(const toml::node& node, std::string* path) {
-    const auto* const text = node.as_string();
-    if (text == nullptr)
-        return wrong_type(node);
-    if (!text->get().starts_with('/') || text->get().find('\0') != std::string::npos)
-        return "cannot be " + quoted(text->get());
-    *path = text->get();
-    return {};
-}
 
 std::string read_listen(const toml::node& node, settings* values) {
     return read_values<listen_address>(node, listen_addresses_limit, listen_address_of, &values->listen);
@@ -99,6 +90,7 @@ std::string read_proxies(const toml::node& node, settings* values) {
     return read_values<std::string>(node, proxies_limit, plain_address, &values->proxies);
 }
 
+constexpr const char* possible_site_name = "1 to 32 letters, digits, - and _";
 constexpr const char* possible_roles = "\"none\", \"view\", \"operate\", \"lock\", \"admin\"";
 
 // Nothing, or from the least that makes sense to the most.
@@ -142,11 +134,20 @@ constexpr std::array known_keys = std::to_array<known_key>({
     {"history.days", read_history_days, "1 to 3650, or 0 for no history"},
     {"history.bytes", read_history_bytes, "16777216 to 109951162777600, or 0 for no history"},
     {"metrics.crosspoints", read_crosspoints, "true, false"},
+    {"site", read_site, possible_site_name},
+    {"nats.servers", read_servers,
+     "an address such as \"nats://127.0.0.1:4222\" or \"tls://broker.example:4222\", or an array of up to "
+     "16"},
+    {"nats.credentials", read_credentials, "a path that begins with /"},
+    {"nats.tls", read_broker_tls, "true, false, a path that begins with /"},
+    {"peer.site", read_peer_site, possible_site_name},
+    {"peer.role", read_peer_role, "\"view\", \"operate\", \"lock\""},
 });
 static_assert(history_longest_days == 3650 && history_least_bytes == 16777216 &&
               history_most_bytes == 109951162777600);
 static_assert(listen_addresses_limit == 16 && hosts_limit == 64 && proxies_limit == 64 &&
               wall_addresses_limit == 64 && walls_limit == 64);
+static_assert(site_name_limit == 32 && servers_limit == 16 && peers_limit == 64);
 
 // Tables that may stand in the file once, and what is in each.
 struct known_table {
@@ -158,8 +159,10 @@ constexpr std::array known_tables = {
     known_table{"tls", "certificate and key"},
     known_table{"history", "days and bytes"},
     known_table{"metrics", "crosspoints"},
+    known_table{"nats", "servers, credentials and tls"},
 };
-constexpr const char* tables_in_arrays = "[[wall]], [[videohub]]";
+constexpr const char* possible_peers = "up to 64 tables [[peer]] with site and role";
+constexpr const char* tables_in_arrays = "[[wall]], [[videohub]], [[peer]]";
 
 const known_table* find_table(const std::string& name) {
     const auto* const found = std::find_if(known_tables.begin(), known_tables.end(),
@@ -192,20 +195,25 @@ public:
     void read_table(const toml::table& table, const std::string& name) {
         for (const auto& [key, value] : table) {
             const std::string full = (name.empty() ? "" : name + ".") + std::string(key.str());
+            const auto line = key.source().begin.line;
             const known_table* const known = find_table(full);
-            if (known != nullptr && value.is_table())
+            if (known != nullptr && value.is_table()) {
+                if (full == "nats") // looked at as a whole later
+                    told_->lines[full] = static_cast<unsigned>(line);
                 read_table(*value.as_table(), full);
-            else if (known != nullptr)
+            } else if (known != nullptr)
                 tell(value, full + " " + wrong_type(value) + "; possible: a table [" + full + "] with " +
                                 known->keys);
             else if (full == "wall")
                 read_walls(value);
+            else if (full == "peer")
+                read_peers(value, line);
             else if (full == "videohub")
                 read_videohub_tables(
                     value, &told_->values.videohubs,
-                    [this](std::size_t line, const std::string& problem) { tell(line, problem); });
+                    [this](std::size_t where, const std::string& problem) { tell(where, problem); });
             else
-                read_value(full, name, value, key.source().begin.line);
+                read_value(full, name, value, line);
         }
     }
 
@@ -229,6 +237,24 @@ private:
             read_table(*each.as_table(), "wall");
             if (told_->values.walls.back().addresses.empty() && told_->problems.size() == problems)
                 tell(each, "a wall has no addresses; possible: addresses = [\"192.0.2.1\", ...]");
+        }
+    }
+
+    void read_peers(const toml::node& value, std::size_t line) {
+        const toml::array* const tables = value.as_array();
+        if (tables == nullptr || !tables->is_array_of_tables() || tables->size() > peers_limit) {
+            const std::string what = tables == nullptr               ? wrong_type(value)
+                                     : !tables->is_array_of_tables() ? "is an array of something else"
+                                                                     : "has too many tables";
+            tell(line, "peer " + what + "; possible: " + possible_peers);
+            return;
+        }
+        told_->lines["peer"] = static_cast<unsigned>(line);
+        for (const toml::node& each : *tables) {
+            told_->values.sites.peers.emplace_back();
+            read_table(*each.as_table(), "peer");
+            if (!each.as_table()->contains("site"))
+                tell(each, "[[peer]] has no site; possible: site = \"NAME\"");
         }
     }
 

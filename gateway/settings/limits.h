@@ -51,7 +51,8 @@ constexpr std::size_t event_readers_per_token_limit = 1024;
 constexpr std::size_t event_message_from_client_limit = 4096; // bytes; clients have next to nothing to say
 constexpr std::size_t event_bytes_from_client_limit = 65536;  // in a window, pongs and all; beyond it: cut
 constexpr std::uint64_t event_client_window_ms = 10000;
-constexpr std::uint64_t event_alive_period_ms = 5000; // an `alive` message when nothing else is said
+// An `alive` message when nothing else is said. The panel's pages take three seconds without any as a loss.
+constexpr std::uint64_t event_alive_period_ms = 1000;
 // A reader that for so long neither answers a ping nor reads of what waits for it is cut.
 constexpr std::uint64_t event_silence_limit_ms = 15000;
 constexpr std::uint64_t event_close_time_limit_ms = 400; // for the other side's closing frame
@@ -64,6 +65,9 @@ constexpr std::size_t descriptors_limit = connections_limit + other_descriptors_
 // --- takes ---
 constexpr std::uint64_t allowed_change_ms =
     75000; // how long an allowed take of a protected output may come true
+// Alarms about what happened while the gateway was down are told to readers that come so long after it.
+constexpr std::uint64_t alarm_after_restart_ms = 600000;
+constexpr std::size_t alarms_after_restart_limit = 1024;
 
 // --- tokens, sessions, locks ---
 constexpr std::size_t tokens_limit = 4096;
@@ -73,10 +77,11 @@ constexpr std::size_t router_name_limit = 255;       // bytes
 constexpr int largest_number = 4096;                 // of an input or output in a list of a token
 constexpr std::size_t number_list_text_limit = 4096; // bytes
 constexpr std::size_t sessions_limit = 16384;
-constexpr std::size_t sessions_per_token_limit = 256; // one more ends the oldest
-constexpr std::int64_t kept_session_s = 2592000;      // 30 days
-constexpr std::int64_t short_session_s = 43200;       // 12 hours, and gone with the browser
-constexpr std::int64_t clock_back_s = 86400;          // a clock that was set back by no more ends no session
+constexpr std::size_t sessions_per_token_limit = 256;  // one more ends the oldest
+constexpr std::int64_t kept_session_s = 2592000;       // 30 days
+constexpr std::int64_t kept_session_renewal_s = 86400; // one in use is prolonged when so much of it is over
+constexpr std::int64_t short_session_s = 43200;        // 12 hours, and gone with the browser
+constexpr std::int64_t clock_back_s = 86400;           // a clock that was set back by no more ends no session
 constexpr std::size_t locks_limit = 131072;
 constexpr std::size_t lock_reason_limit = 256;       // bytes of UTF-8
 constexpr std::uint64_t access_look_period_ms = 500; // how often other writers of the database are looked for
@@ -185,6 +190,9 @@ constexpr std::size_t videohub_networks_limit = 64; // whose addresses may conne
 // A client beyond the limits is not let in; those that are there stay.
 constexpr std::size_t videohub_clients_limit = 768; // of one server
 constexpr std::size_t videohub_all_clients_limit = 1024;
+// Of one address, half of them: panels behind one address translation have that much, others the other half.
+constexpr std::size_t videohub_clients_per_address_limit = 384;     // of one server
+constexpr std::size_t videohub_all_clients_per_address_limit = 512; // of all
 // What a client may send before the end of a block, 128 KiB; beyond it the client is cut. The largest block
 // that is of use, names of 1,024 outputs of 64 bytes, is half of it.
 constexpr std::size_t videohub_block_bytes_limit = 131072;
@@ -199,5 +207,8 @@ constexpr std::uint64_t videohub_half_block_limit_ms = 30000; // a block without
 constexpr std::uint64_t videohub_look_period_ms = 250;        // how often these times are looked at
 constexpr std::uint64_t videohub_name_echo_ms = 2000; // a new name that is not there by then is told as it is
 constexpr std::uint64_t videohub_refusal_pause_ms = 10000; // between two lines about refused connections
+constexpr std::size_t site_name_limit = 32;                // characters
+constexpr std::size_t servers_limit = 16;                  // of [nats]
+constexpr std::size_t peers_limit = 64;                    // tables [[peer]]
 
 } // namespace gateway

@@ -21,6 +21,17 @@ std::vector<std::string> keys_for_a_restart(const settings& before, const settin
         keys.emplace_back("run");
     if (before.state != now.state)
         keys.emplace_back("state");
+    if (before.sites.site != now.sites.site)
+        keys.emplace_back("site");
+    if (before.sites.peers != now.sites.peers)
+        keys.emplace_back("peer");
+    site_settings broker_before = before.sites, broker_now = now.sites;
+    for (site_settings* each : {&broker_before, &broker_now}) {
+        each->site.clear();
+        each->peers.clear();
+    }
+    if (!(broker_before == broker_now))
+        keys.emplace_back("nats");
     return keys;
 }
 

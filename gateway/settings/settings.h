@@ -3,6 +3,7 @@
 
 #include "limits.h"
 #include "role.h"
+#include "site_settings.h"
 #include "videohub_settings.h"
 
 #include <cstdint>
@@ -39,6 +40,8 @@ struct settings {
     std::int64_t history_days = history_usual_days;
     std::int64_t history_bytes = history_usual_bytes;
     std::vector<videohub_settings> videohubs;
+
+    site_settings sites;
 
     bool has_tls() const {
         return !tls_certificate.empty();

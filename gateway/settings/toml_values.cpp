@@ -42,4 +42,14 @@ std::string read_texts(const toml::node& value, std::size_t most, std::vector<st
     return {};
 }
 
+std::string read_path(const toml::node& node, std::string* path) {
+    const auto* const text = node.as_string();
+    if (text == nullptr)
+        return wrong_type(node);
+    if (!text->get().starts_with('/') || text->get().find('\0') != std::string::npos)
+        return "cannot be " + quoted(text->get());
+    *path = text->get();
+    return {};
+}
+
 } // namespace gateway

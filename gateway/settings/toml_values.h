@@ -23,6 +23,9 @@ std::string wrong_type(const toml::node& value);
 // One text, or an array of 1 to `most` texts. Returns what is wrong; "" when nothing is.
 std::string read_texts(const toml::node& value, std::size_t most, std::vector<std::string>* texts);
 
+// A path that begins with /. Returns what is wrong; "" when nothing is.
+std::string read_path(const toml::node& node, std::string* path);
+
 // Texts of which `convert` makes values; those it refuses are wrong. Each value once.
 template<typename value_type, typename converter>
 std::string read_values(const toml::node& node, std::size_t most, converter convert,

@@ -90,7 +90,9 @@ constexpr std::array<known_key, 7> known_keys = {{
     {"router", read_router, "the name of a router, as in the directory of the items"},
     {"address", read_address, "an address of this machine such as \"192.0.2.1\" or \"::1\", or \"0.0.0.0\""},
     {"port", read_port, "a number from 0 to 65535"},
-    {"role", read_role, "\"view\", \"operate\", \"lock\""},
+    {"role", read_role,
+     "\"view\", \"operate\", \"lock\"; \"admin\" would see the gateway's own state, which this protocol "
+     "cannot tell"},
     {"outputs", read_outputs, possible_lists},
     {"inputs", read_inputs, possible_lists},
     {"clients", read_clients,

@@ -36,17 +36,27 @@ std::string rights_problem(const token& who, std::string_view router, const std:
     return "";
 }
 
+// Null when the asker may take there now.
+const output_lock* lock_against(const lock_table& locks, std::string_view router, int output,
+                                const token& who) {
+    const output_lock* lock = locks.of(router, output);
+    return lock == nullptr || lock_lets_take(*lock, who) ? nullptr : lock;
+}
+
+void set_locked(output_answer* answer, const output_lock& lock) {
+    set_result(answer, "locked", lock_text(lock));
+    answer->lock = lock;
+}
+
 // What cannot be sent gets its answer here.
 void judge(take_work* work, const lock_table& locks, std::string_view router, const token& who) {
     for (std::size_t at = 0; at < work->plan.size(); at++) {
         const planned_take& each = work->plan[at];
         output_answer& answer = work->answer.outputs.emplace_back();
         answer.output = each.take.output;
-        const output_lock* lock = locks.of(router, each.take.output);
-        if (lock != nullptr && !lock_lets_take(*lock, who)) {
-            set_result(&answer, "locked", lock_text(*lock));
-            answer.lock = *lock;
-        } else if (!each.reason.empty())
+        if (const output_lock* lock = lock_against(locks, router, each.take.output, who))
+            set_locked(&answer, *lock);
+        else if (!each.reason.empty())
             set_result(&answer, each.result, each.reason);
         else
             work->sent.push_back(at);
@@ -77,6 +87,41 @@ vrdx::take_order order_of(const take_work& work, unsigned within_ms, const std::
     return order;
 }
 
+// Right before they are sent: outputs that were locked since they were asked for get their answer here. The
+// places in *work of all that are not sent after all.
+std::vector<std::size_t> judge_again(take_work* work, const lock_table& locks, std::string_view router,
+                                     const token& who, bool all_or_nothing) {
+    std::vector<std::size_t> withheld;
+    std::erase_if(work->sent, [&](std::size_t at) {
+        output_answer& answer = work->answer.outputs[at];
+        const output_lock* lock = lock_against(locks, router, answer.output, who);
+        if (lock == nullptr)
+            return false;
+        set_locked(&answer, *lock);
+        withheld.push_back(at);
+        return true;
+    });
+    if (all_or_nothing && !withheld.empty()) {
+        withheld.insert(withheld.end(), work->sent.begin(), work->sent.end());
+        send_nothing(work);
+    }
+    return withheld;
+}
+
+// Another site's word on one output.
+output_answer far_answer_of(const owner_answer& said) {
+    output_answer answer;
+    answer.output = said.output;
+    answer.result = said.result;
+    answer.reason = said.reason;
+    answer.sources = said.sources;
+    if (said.held) {
+        const auto state = said.held->protects ? lock_state::protect : lock_state::lock;
+        answer.lock = output_lock{state, 0, said.held->owner, said.held->reason, said.held->since};
+    }
+    return answer;
+}
+
 // The board's word on what was sent, put in its places.
 takes_answer ended(take_work work, const take_ending& ending) {
     if (ending.kind == take_ending::kind::too_many)
@@ -88,6 +133,8 @@ takes_answer ended(take_work work, const take_ending& ending) {
         output_answer* output = &work.answer.outputs[work.sent[next]];
         if (ending.kind == take_ending::kind::unavailable)
             set_result(output, "unavailable", ending.reason);
+        else if (next < ending.owner_answers.size())
+            *output = far_answer_of(ending.owner_answers[next]);
         else if (next < results.size())
             *output = answer_of(output->output, results[next].result);
         else
@@ -121,14 +168,19 @@ void note_refusal(const asked_takes& asked, const std::string& problem) {
     asked.history.refused(entry_of(asked, "refused", problem));
 }
 
-void note_take(const asked_takes& asked, const vrdx::output_take& take, const std::string& result,
-               const std::string& reason) {
+history_entry entry_of_take(const asked_takes& asked, const vrdx::output_take& take,
+                            const std::string& result, const std::string& reason) {
     history_entry entry = entry_of(asked, result, reason);
     const bool split = take.sources.video != take.sources.audio;
     entry.output = take.output;
     entry.level = split ? "video,audio" : "all";
     entry.after = source_text(split, take.sources.video, take.sources.audio);
-    asked.history.refused(std::move(entry));
+    return entry;
+}
+
+void note_take(const asked_takes& asked, const vrdx::output_take& take, const std::string& result,
+               const std::string& reason) {
+    asked.history.refused(entry_of_take(asked, take, result, reason));
 }
 
 void note_answered(const asked_takes& asked, const take_work& work) {
@@ -143,6 +195,13 @@ void note_ending(const asked_takes& asked, std::uint64_t number, const take_work
                  const take_ending& ending) {
     take_callers& callers = asked.history.callers();
     const bool answered = ending.kind == take_ending::kind::answered;
+    if (!ending.owner_answers.empty()) { // by another site, which has the driver's record
+        for (std::size_t at = 0; at < work.sent.size() && at < ending.owner_answers.size(); at++) {
+            const owner_answer& said = ending.owner_answers[at];
+            asked.history.note(entry_of_take(asked, work.plan[work.sent[at]].take, said.result, said.reason));
+        }
+        return;
+    }
     if (answered && ending.answer.error.empty()) {
         std::vector<vrdx::take_result> results;
         for (const vrdx::output_result& each : ending.answer.results)
@@ -222,14 +281,33 @@ void take_desk::take(const std::string& router, const take_asker& asker, const t
     if (work.sent.empty())
         return done(work.answer);
     vrdx::take_order order = order_of(work, wish.within_ms, asker.who.name);
+    const auto shared = std::make_shared<take_work>(std::move(work)); // of whatever is still to happen
     begin_(router, order.takes);
+    const shown_router* const shown = routers_.find(router);
+    const bool has_record = shown != nullptr && shown->site.empty(); // else it is kept where its driver is
     const std::uint64_t number =
-        history_.callers().begin(router, order.by, {asker.address, asker.through}, order.takes);
-    routers_.take(router, asker.lane, std::move(order),
-                  [done, asked, number, work = std::move(work)](const take_ending& ending) {
-                      note_ending(asked, number, work, ending);
-                      done(ended(work, ending));
-                  });
+        has_record ? history_.callers().begin(router, order.by, {asker.address, asker.through}, order.takes)
+                   : 0;
+    routers_.take(
+        router, asker.lane, std::move(order),
+        [done, asked, number, shared](const take_ending& ending) {
+            note_ending(asked, number, *shared, ending);
+            done(ended(std::move(*shared), ending));
+        },
+        wish.all_or_nothing,
+        [this, asked, number, shared, who = asker.who, all = wish.all_or_nothing](vrdx::take_order* unsent) {
+            const auto withheld = judge_again(shared.get(), locks_, asked.router, who, all);
+            for (const std::size_t at : withheld) {
+                const output_answer& answer = shared->answer.outputs[at];
+                history_.callers().withhold(number, answer.output);
+                note_take(asked, shared->plan[at].take, answer.result, answer.reason);
+            }
+            if (withheld.empty())
+                return;
+            vrdx::take_order rest = order_of(*shared, unsent->within_ms, unsent->by);
+            rest.id = unsent->id;
+            *unsent = std::move(rest);
+        });
 }
 
 } // namespace gateway

@@ -69,6 +69,9 @@ public:
     take_desk(router_board& routers, const lock_table& locks, history_keeper& history, takes_begin begin)
         : routers_(routers), locks_(locks), history_(history), begin_(std::move(begin)) {}
 
+    // Locks are looked at twice: here, and once more when the takes have waited for the driver's connection
+    // and are about to be sent. What is locked by then is answered as locked.
+    //
     // Whether the asker sees the router is looked at before. The driver's record names `who.name`; what it
     // does not record goes to the history from here. `done` is called once: before this returns when nothing
     // is sent, else from the loop.

@@ -1,5 +1,5 @@
 vrdx_gtest(framework_tests
-  SOURCES text_test.cpp cnb_test.cpp item_reopen_test.cpp
+  SOURCES text_test.cpp system_user_test.cpp cnb_test.cpp item_reopen_test.cpp
     sliding_window_test.cpp sliding_window_write_test.cpp
     metadata_test.cpp metadata_write_test.cpp
   LIBS vrdx_framework LABELS framework)

@@ -54,6 +54,8 @@ class Routers(DescribedTest):
         self.wait_for_up("archive")
         rows = self.get("/api/v1/routers").json["routers"]
         self.assertEqual([row["name"] for row in rows], ["archive", "studio"])
+        since = datetime.datetime.fromisoformat(rows[0].pop("since"))
+        self.assertLess(abs(since.timestamp() - time.time()), PATIENCE)
         self.assertEqual(
             rows[0],
             {
@@ -114,8 +116,11 @@ class Routers(DescribedTest):
         epoch = self.picture()["epoch"]
         self.stop_driver("studio")
         wait_until("no driver", lambda: self.picture()["state"] == "no driver")
+        since = self.picture()["since"]
         answer = self.take([{"output": 1, "input": 2}])
         self.assertEqual(answer.json["results"][0]["result"], "unavailable")
+        row = next(row for row in self.get("/api/v1/routers").json["routers"] if row["name"] == "studio")
+        self.assertEqual((row["state"], row["since"]), ("no driver", since))
         self.start_driver("studio")
         wait_until("it is up again", lambda: self.picture()["state"] == "up")
         self.assertNotEqual(self.picture()["epoch"], epoch)

@@ -37,6 +37,15 @@ class Sessions(BrowserCase):
         kept = self.begin_session(keep=True).headers["set-cookie"]
         self.assertIn("Max-Age=2592000", kept)
 
+    def test_cookie_of_a_kept_session_is_given_anew_with_each_look_at_it(self):
+        cookie = self.cookie(keep=True)
+        answer = self.get("/api/v1/session", token=None, headers={"Cookie": cookie})
+        attributes = [part.strip() for part in answer.headers["set-cookie"].split(";")]
+        self.assertEqual(attributes, [cookie, "Path=/", "HttpOnly", "SameSite=Strict", "Max-Age=2592000"])
+        brief = self.get("/api/v1/session", token=None, headers={"Cookie": self.cookie()})
+        self.assertNotIn("set-cookie", brief.headers)
+        self.assertNotIn("set-cookie", self.get("/api/v1/session").headers)
+
     def test_session_stands_for_its_token(self):
         cookie = self.cookie()
         answer = self.get("/api/v1/session", token=None, headers={"Cookie": cookie})

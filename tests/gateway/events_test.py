@@ -1,6 +1,7 @@
 """The event stream: what readers are told, and what one that does not read costs."""
 
 import json
+import signal
 import socket
 import struct
 
@@ -115,6 +116,31 @@ class Events(EventsCase):
         alarm = self.wait_for_event(reader, "the alarm", lambda event: event["type"] == "alarm")
         self.assertEqual((alarm["output"], alarm["now"]), (2, {"video": 5, "audio": 5}))
         self.assertEqual((alarm["before"], alarm["lock"]["owner"]), ({"video": 2, "audio": 2}, "boss"))
+
+    def test_locked_output_that_changed_while_the_gateway_was_down_raises_an_alarm(self):
+        wait_until("the router has reported", lambda: self.sources(2) == {"video": 2, "audio": 2})
+        self.ask("POST", "/api/v1/routers/studio/outputs/2/lock", {"state": "lock", "reason": "on air"})
+        self.stop_gateway(signal.SIGKILL)
+        self.route_beside_the_gateway("2=5")
+        self.start_gateway()
+        wait_until("it is up", lambda: self.picture()["state"] == "up")
+        wait_until("the router has reported", lambda: self.sources(2) == {"video": 5, "audio": 5})
+        reader = self.events("?router=studio")
+        alarm = self.wait_for_event(reader, "the alarm", lambda event: event["type"] == "alarm")
+        self.assertEqual((alarm["output"], alarm["before"], alarm["now"]), (2, {"video": 2, "audio": 2}, {"video": 5, "audio": 5}))
+
+    def test_owners_take_before_a_restart_is_no_alarm_after_it(self):
+        wait_until("the router has reported", lambda: self.sources(2) == {"video": 2, "audio": 2})
+        self.ask("POST", "/api/v1/routers/studio/outputs/2/lock", {"state": "protect"})
+        self.take([{"output": 2, "input": 4}])
+        wait_until("it is confirmed", lambda: self.sources(2) == {"video": 4, "audio": 4} and not self.picture()["outputs"][1]["pending"])
+        self.stop_gateway()
+        self.start_gateway()
+        wait_until("it is up", lambda: self.picture()["state"] == "up")
+        reader, told = self.events("?router=studio"), []
+        while not told or told[-1]["type"] != "alive":  # told when there is nothing else
+            told.append(self.next_event(reader))
+        self.assertEqual([event for event in told if event["type"] == "alarm"], [])
 
     def test_owners_take_of_a_protected_output_is_no_alarm(self):
         wait_until("the router has reported", lambda: self.sources(2) == {"video": 2, "audio": 2})

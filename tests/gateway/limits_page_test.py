@@ -56,6 +56,11 @@ class GatewayPage(unittest.TestCase):
                 self.assertTrue(values)
                 self.assertEqual(numbers_in(limit), values)
 
+    def test_pages_give_the_gateway_up_after_three_signs_of_life_that_did_not_come(self):
+        store = (SOURCE / "gateway" / "panel" / "static" / "store.js").read_text(encoding="utf-8")
+        silence = int(re.search(r"^const silence = (\d+);", store, re.MULTILINE).group(1))
+        self.assertEqual(silence, 3 * constants()["event_alive_period_ms"])
+
     def test_service_gives_as_many_descriptors_as_the_code_uses(self):
         self.assertEqual(settings_of_the_service()["LimitNOFILE"], constants()["descriptors_limit"])
 

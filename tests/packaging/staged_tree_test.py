@@ -182,7 +182,7 @@ class StagedTree(unittest.TestCase):
         self.assertGreaterEqual(len(keys), 10)
         written = os.path.join(self.root, "gateway.toml")
         with open(written, "w", encoding="utf-8") as file:
-            file.write(re.sub(r'"/etc/vrdx/gateway\.(crt|key)"', f'"{certificate}"', "\n".join(keys)))
+            file.write(re.sub(r'"/etc/vrdx/(gateway\.(crt|key)|broker-user)"', f'"{certificate}"', "\n".join(keys)))
         self.run_command(self.staged("bin", "vrdx_gateway"), "--check-config", "--config", written)
 
     def test_gateway_is_in_the_drivers_group_and_has_a_directory_of_its_own(self):

@@ -3,10 +3,9 @@
 #include "display_text.h"
 #include "plain_text.h"
 #include "port_names.h"
+#include "system_user.h"
 
-#include <array>
 #include <map>
-#include <pwd.h>
 #include <string_view>
 
 namespace {
@@ -14,14 +13,8 @@ namespace {
 bool as_numbers = false;
 
 std::string looked_up(std::uint64_t user) {
-    std::array<char, 16384> texts;
-    passwd entry{};
-    passwd* found = nullptr;
-    const auto number = static_cast<uid_t>(user);
-    if (as_numbers || number != user || getpwuid_r(number, &entry, texts.data(), texts.size(), &found) != 0 ||
-        found == nullptr)
-        return "user " + std::to_string(user);
-    return found->pw_name;
+    const std::string name = as_numbers ? "" : system_user_name(user);
+    return name.empty() ? "user " + std::to_string(user) : name;
 }
 
 } // namespace

@@ -12,14 +12,20 @@
 namespace gateway {
 namespace {
 
-// Those that the driver's record has nothing of: surely not sent, or lost on the way.
-std::vector<int> without_record(const takes_answer& answer, const std::vector<int>& outputs) {
+bool is_of_other_site(const hub_world& world, const std::string& router) {
+    const shown_router* const shown = world.routers.find(router);
+    return shown != nullptr && !shown->site.empty();
+}
+
+// Those that the driver's record has nothing of: surely not sent, or lost on the way. At another site, whose
+// locks and rights are looked at there, all that is not confirmed.
+std::vector<int> without_record(const takes_answer& answer, const std::vector<int>& outputs, bool far) {
     if (answer.ended != takes_answer::kind::answered)
         return outputs;
     std::vector<int> lost;
     for (std::size_t at = 0; at < outputs.size(); ++at) {
         const std::string& result = answer.outputs.at(at).result;
-        if (result == "unknown" || result == "unavailable")
+        if (far ? result != "confirmed" : result == "unknown" || result == "unavailable")
             lost.push_back(outputs[at]);
     }
     return lost;
@@ -71,10 +77,11 @@ bool take_as_asked(hub_world& world, const std::string& router, const shown_hub&
     };
     const auto now = std::make_shared<progress>();
     world.takes.take(router, {asker.who, asker.lane, asker.address, through_videohub}, wish,
-                     [outputs, ended = std::move(ended), now](const takes_answer& answer) {
+                     [outputs, far = is_of_other_site(world, router), ended = std::move(ended),
+                      now](const takes_answer& answer) {
                          now->answered = true;
                          if (now->returned)
-                             ended(without_record(answer, outputs));
+                             ended(without_record(answer, outputs, far));
                      });
     now->returned = true;
     return !now->answered;
@@ -82,6 +89,11 @@ bool take_as_asked(hub_world& world, const std::string& router, const shown_hub&
 
 bool name_as_asked(hub_world& world, const std::string& router, const shown_hub& hub, const hub_asker& asker,
                    bool outputs, const std::map<int, std::string>& labels, names_sent sent) {
+    if (labels.size() > 1 && is_of_other_site(world, router)) {
+        note_refusal(world.history, router, asker, entry_kind::name,
+                     "names of another site's router are set one at a time");
+        return false;
+    }
     std::vector<new_name> names;
     std::vector<std::string> before;
     for (const auto& [number, label] : labels) {
@@ -110,6 +122,11 @@ bool name_as_asked(hub_world& world, const std::string& router, const shown_hub&
 
 bool lock_as_asked(hub_world& world, const std::string& router, const shown_hub& hub, const hub_asker& asker,
                    const std::map<int, videohub_lock_wish>& locks) {
+    if (is_of_other_site(world, router)) {
+        note_refusal(world.history, router, asker, entry_kind::lock,
+                     "locks of this router are set at its own site");
+        return false;
+    }
     std::vector<lock_wish> wishes;
     std::vector<std::string> before;
     bool changes = false;

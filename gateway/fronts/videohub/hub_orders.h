@@ -4,6 +4,7 @@
 #include "gateway/access/lock_table.h"
 #include "gateway/access/write_rates.h"
 #include "gateway/fronts/videohub/hub_asker.h"
+#include "gateway/fronts/videohub/hub_places.h"
 #include "gateway/fronts/videohub/shown_hub.h"
 #include "gateway/takes/take_desk.h"
 
@@ -19,7 +20,7 @@ struct hub_world {
     write_rates& writes; // of tokens and clients
     history_keeper& history;
     std::function<void(const std::string& line)> tell;
-    std::size_t clients = 0; // of all servers
+    hub_places clients = {}; // of all servers
 };
 
 // The outputs of the hub whose takes ended without a word of the router.

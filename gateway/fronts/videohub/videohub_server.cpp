@@ -43,28 +43,44 @@ template<typename action> void videohub_server::each_client(const action& act) {
         act(*client);
 }
 
+// Why nobody more is let in from there; "" when there is a place.
+std::string videohub_server::refusal(const std::string& peer) const {
+    if (!may_connect(wish_, peer))
+        return "it is not among its clients";
+    if (places_.taken() >= videohub_clients_limit || world_.clients.taken() >= videohub_all_clients_limit)
+        return "there are too many clients";
+    const std::size_t here = places_.taken_by(peer), everywhere = world_.clients.taken_by(peer);
+    if (here >= videohub_clients_per_address_limit)
+        return "it has " + std::to_string(here) + " connections here already, and one address gets no more";
+    if (everywhere >= videohub_all_clients_per_address_limit)
+        return "it has " + std::to_string(everywhere) +
+               " connections to all servers already, and one address gets no more";
+    return {};
+}
+
 void videohub_server::enter(hub_socket socket, const std::string& peer) {
-    const bool is_allowed = may_connect(wish_, peer);
-    const bool has_room =
-        clients_.size() < videohub_clients_limit && world_.clients < videohub_all_clients_limit;
-    if (!is_allowed || !has_room) {
+    if (const std::string why = refusal(peer); !why.empty()) {
         const auto now = hub_client::clock::now();
         if (now < quiet_until_)
             return;
-        world_.tell("Videohub server " + address_text(address()) + ": " + peer + " is not let in, " +
-                    (is_allowed ? "there are too many clients" : "it is not among its clients"));
+        world_.tell("Videohub server " + address_text(address()) + ": " + peer + " is not let in, " + why);
         quiet_until_ = now + refusal_pause;
         return;
     }
     const auto client = std::make_shared<hub_client>(*this, std::move(socket), asker_of(wish_, peer));
     clients_.insert(client);
-    ++world_.clients;
+    places_.take(peer);
+    world_.clients.take(peer);
     client->news.begin(hub_);
     client->begin();
 }
 
 void videohub_server::client_left(hub_client& client) {
-    world_.clients -= clients_.erase(client.shared_from_this());
+    const auto left = client.shared_from_this(); // lives until it is counted
+    if (clients_.erase(left) == 0)
+        return;
+    places_.give_back(left->asker().address);
+    world_.clients.give_back(left->asker().address);
 }
 
 // --- what is told ------------------------------------------------------------------------------------------

@@ -37,6 +37,7 @@ private:
     using place = std::pair<videohub_topic, int>; // of labels, by the hub's numbers
 
     void enter(hub_socket socket, const std::string& peer);
+    [[nodiscard]] std::string refusal(const std::string& peer) const;
     bool do_request(hub_client& client, const videohub_request& request);
     bool is_so_already(const hub_client& client, int output, int input) const;
     bool take(hub_client& client, const std::map<int, int>& asked);
@@ -53,6 +54,7 @@ private:
     shown_hub hub_;
     std::shared_ptr<hub_listener> listener_;
     std::set<std::shared_ptr<hub_client>> clients_;
+    hub_places places_; // of these clients
     // Names that were asked for and that the router has not told: told as they are when it has not by then.
     std::map<place, hub_client::clock::time_point> awaited_names_;
     hub_client::clock::time_point quiet_until_; // about connections that are refused

@@ -1,7 +1,7 @@
 // The banner of a lost connection, of a router that is away, and of one that is not there.
 
 import { el, icon, set, show, write } from "./dom.js";
-import { listen, routerOf, store } from "./store.js";
+import { ageOf, listen, routerOf, store } from "./store.js";
 import { t } from "./texts.js";
 import { age } from "./times.js";
 
@@ -39,7 +39,7 @@ class Banner extends HTMLElement {
   #tick() {
     write(this.#lostAge, t("forAge", age(Date.now() - store.lostSince)));
     const router = routerOf(store.wanted);
-    if (router) write(this.#away.lastChild, t(router.sinceExactly ? "forAge" : "forAtLeast", age(Date.now() - router.since)));
+    if (router) write(this.#away.lastChild, t("forAge", age(ageOf(router))));
     else write(this.#away.lastChild, "");
   }
 }

@@ -28,8 +28,7 @@ export class Router {
     this.name = name;
     this.state = "reading";
     this.reason = "";
-    this.since = Date.now(); // when this page heard of the state
-    this.sinceExactly = false; // it was so before this page was opened
+    this.since = 0; // when the state began, by the gateway's clock
     this.levels = ["all"];
     this.inputs = [];
     this.outputs = [];
@@ -43,18 +42,15 @@ export class Router {
     return this.isRead && this.state === "up";
   }
 
-  setState(state, reason) {
-    if (state === this.state && reason === this.reason) return;
-    if (state !== this.state) {
-      this.sinceExactly = this.isRead;
-      this.since = Date.now();
-    }
-    this.state = state;
-    this.reason = reason;
+  // `told`: with state, reason and since.
+  setState(told) {
+    this.state = told.state;
+    this.reason = told.reason;
+    this.since = Date.parse(told.since);
   }
 
   readPicture(picture) {
-    this.setState(picture.state, picture.reason);
+    this.setState(picture);
     this.levels = picture.levels;
     this.inputs = picture.inputs.map((input) => this.inputOf(input));
     const before = this.outputs;
@@ -96,7 +92,7 @@ export class Router {
       pending: told.pending,
       lock: told.lock,
       takenBy: told.taken_by,
-      confirmed: told.pending ? (before?.confirmed ?? null) : told.sources,
+      confirmed: told.pending ? told.confirmed : told.sources,
       previous: told.previous,
       own: before?.own ?? null, // the take of this page; see takes.js
       lastTake: before?.lastTake ?? null,

@@ -5,7 +5,7 @@ import { el, icon, named, set, setIcon, show, write } from "./dom.js";
 import { shownName } from "./names.js";
 import { listenKeys } from "./keys.js";
 import { startPage } from "./page.js";
-import { isLive, listen, start, store } from "./store.js";
+import { ageOf, isLive, listen, start, store } from "./store.js";
 import { language, t } from "./texts.js";
 import { age, shownTime } from "./times.js";
 import "./alarms.js";
@@ -98,7 +98,7 @@ class Routers extends HTMLElement {
 
   #tickRow(row, router) {
     if (router && router.state !== "up")
-      write(row.children[1].lastChild, t(router.sinceExactly ? "forAge" : "forAtLeast", age(Date.now() - router.since)));
+      write(row.children[1].lastChild, t("forAge", age(ageOf(router))));
   }
 }
 

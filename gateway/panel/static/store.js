@@ -3,13 +3,18 @@
 import { ask, build, eventsAddress, loginAddress, routerPath, servedBuild } from "./api.js";
 import { Router } from "./router_model.js";
 
-const silence = 12000; // milliseconds; the gateway tells every 5 s that it lives
+const silence = 3000; // milliseconds; the gateway tells each second that it lives
+const patience = 12000; // the same until the page is live: a large picture may be long on its way
+const lookPeriod = 250; // how often the page looks for it
+const standstill = 2000; // a look that comes so late says that the page itself stood still
+const useOfSession = 43200000; // a page that stays open for months keeps its session by that
 const firstWait = 300, longestWait = 4000; // between two tries to connect
 
 export const store = {
   connection: "opening", // "opening", "live", "lost"
   lostSince: 0,
   heard: 0, // when a message came last
+  clockAhead: 0, // of this page before the gateway's clock, in milliseconds
   session: null, // name, role, routers, outputs, inputs
   wanted: null, // the router of this page; null: all
   layout: null, // of that router, for this token
@@ -19,12 +24,15 @@ export const store = {
 };
 
 const mostAlarms = 20;
+const seenAlarms = new Set();
 const listeners = new Set();
 let news = freshNews();
 let planned = false;
 let socket = null;
 let opened = 0; // when the socket was made
 let wait = firstWait;
+let looked = 0; // for silence, last
+let hasStood = false;
 
 function freshNews() {
   return { connection: false, alarms: false, routers: new Map() };
@@ -60,6 +68,11 @@ export function flush() {
 
 export function routerOf(name) {
   return store.routers.get(name);
+}
+
+// How long the router has its state, in milliseconds.
+export function ageOf(router) {
+  return Date.now() - store.clockAhead - router.since;
 }
 
 // Nothing is taken unless this is true: the connection lives and the router's picture was read on it.
@@ -109,7 +122,7 @@ const readers = {
       store.missing = message.router === store.wanted;
       newsOf(message.router).whole = true;
     } else {
-      entry(message.router).setState(message.state, message.reason);
+      entry(message.router).setState(message);
       entry(message.router).lastError = message.last_error;
     }
     newsOf(message.router).state = true;
@@ -119,7 +132,14 @@ const readers = {
     routerOf(message.router)?.readTake(message);
     newsOf(message.router).outputs.add(message.output);
   },
+  alive(message) {
+    store.clockAhead = Date.now() - Date.parse(message.time);
+  },
+  // One of the time before the gateway's start is told once more with each new connection.
   alarm(message) {
+    const key = `${message.router} ${message.output} ${message.time}`;
+    if (seenAlarms.has(key)) return;
+    seenAlarms.add(key);
     store.alarms = [message, ...store.alarms].slice(0, mostAlarms);
     news.alarms = true;
   },
@@ -185,7 +205,7 @@ function keepRouters(rows) {
     }
   for (const name of names) {
     const router = entry(name), row = rows.find((each) => each.name === name);
-    router.setState(row.state, row.reason);
+    router.setState(row);
     router.lastError = row.last_error;
     router.isRead = false;
     newsOf(name).whole = true;
@@ -213,16 +233,23 @@ function openSocket() {
   socket.onclose = lose;
 }
 
+// What has come while the page stood still is read before the next look.
 function watchSilence() {
-  const quiet = Date.now() - Math.max(opened, store.heard);
-  if (socket && quiet > silence) lose(); // also one that does not come to open
+  const now = Date.now(), isLate = now - looked > standstill;
+  looked = now;
+  hasStood = isLate && !hasStood;
+  if (hasStood) return;
+  const quiet = now - Math.max(opened, store.heard);
+  if (socket && quiet > (store.connection === "live" ? silence : patience)) lose(); // also one that does not come to open
 }
 
 // `router`: the one that the page is about; null for all.
 export function start(router) {
   store.wanted = router;
   connect();
-  setInterval(watchSilence, 1000);
+  looked = Date.now();
+  setInterval(watchSilence, lookPeriod);
+  setInterval(() => ask("GET", "/api/v1/session"), useOfSession);
   addEventListener("offline", () => socket && lose());
   addEventListener("pageshow", (event) => event.persisted && location.reload());
 }

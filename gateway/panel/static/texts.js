@@ -3,7 +3,7 @@
 const english = {
   title: "Routers", routers: "Routers", router: "router", panel: "Panel", matrix: "Matrix", pages: "Pages",
   help: "Help and keys", menu: "Menu", close: "Close", dismiss: "Dismiss", all: "All",
-  logIn: "Log in", logOut: "Log out", token: "Token", keep: "Stay logged in on this device (30 days)",
+  logIn: "Log in", logOut: "Log out", token: "Token", keep: "Stay logged in on this device (until it was not used for 30 days)",
   loginMeans: "Enter the token that you were given for this gateway.",
   goOnAnonymous: "Go on without a token", noGateway: "The gateway does not answer. Try again.",
   language: "Language", theme: "Light and dark", "theme.system": "As the system", "theme.dark": "Dark", "theme.light": "Light",
@@ -24,7 +24,7 @@ const english = {
 
   "state.up": "Up", "state.reading": "Reading", "state.link down": "Link down", "state.no backend": "No backend",
   "state.no driver": "No driver", "state.stale": "Stale",
-  forAge: "for {0}", forAtLeast: "for at least {0}", seconds: "{0} s", minutes: "{0} min", hours: "{0} h", days: "{0} d",
+  forAge: "for {0}", seconds: "{0} s", minutes: "{0} min", hours: "{0} h", days: "{0} d",
   lost: "The connection to the gateway is lost", lostMeans: "What is shown may be old. Nothing is taken until it is back.",
   notConnected: "not connected to the gateway; nothing was sent", noSuchRouter: "There is no router \"{0}\" that you may see",
   noAnswer: "no answer came; nobody knows whether it was done", changedMeanwhile: "it shows something else meanwhile",
@@ -79,7 +79,7 @@ const english = {
 const german = {
   title: "Kreuzschienen", routers: "Kreuzschienen", router: "Kreuzschiene", panel: "Bedienfeld", matrix: "Matrix", pages: "Seiten",
   help: "Hilfe und Tasten", menu: "Menü", close: "Schließen", dismiss: "Verwerfen", all: "Alle",
-  logIn: "Anmelden", logOut: "Abmelden", token: "Schlüssel", keep: "Auf diesem Gerät angemeldet bleiben (30 Tage)",
+  logIn: "Anmelden", logOut: "Abmelden", token: "Schlüssel", keep: "Auf diesem Gerät angemeldet bleiben (bis es 30 Tage nicht benutzt wurde)",
   loginMeans: "Geben Sie den Schlüssel ein, den Sie für dieses Gateway bekommen haben.",
   goOnAnonymous: "Ohne Schlüssel weiter", noGateway: "Das Gateway antwortet nicht. Versuchen Sie es noch einmal.",
   language: "Sprache", theme: "Hell und dunkel", "theme.system": "Wie das System", "theme.dark": "Dunkel", "theme.light": "Hell",
@@ -100,7 +100,7 @@ const german = {
 
   "state.up": "Bereit", "state.reading": "Wird gelesen", "state.link down": "Verbindung fehlt", "state.no backend": "Kein Backend",
   "state.no driver": "Kein Treiber", "state.stale": "Veraltet",
-  forAge: "seit {0}", forAtLeast: "seit mindestens {0}", seconds: "{0} s", minutes: "{0} min", hours: "{0} h", days: "{0} d",
+  forAge: "seit {0}", seconds: "{0} s", minutes: "{0} min", hours: "{0} h", days: "{0} d",
   lost: "Die Verbindung zum Gateway ist abgebrochen", lostMeans: "Was gezeigt wird, kann alt sein. Bis sie zurück ist, wird nichts geschaltet.",
   notConnected: "nicht mit dem Gateway verbunden; nichts wurde gesendet", noSuchRouter: "Es gibt keine Kreuzschiene „{0}“, die Sie sehen dürfen",
   noAnswer: "keine Antwort kam; niemand weiß, ob geschaltet wurde", changedMeanwhile: "inzwischen zeigt es etwas anderes",

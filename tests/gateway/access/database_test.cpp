@@ -89,14 +89,41 @@ TEST(Database, OfEachEarlierVersionHasAllTablesOfThisOne) {
     }
 }
 
+TEST(Database, OfATimeWithoutKeptSessionsKnowsThemByHowLongTheyLast) {
+    const temporary_directory state;
+    std::string problem;
+    {
+        const auto earlier = database::open(state.file("access.db"), 1000, &problem);
+        ASSERT_TRUE(earlier) << problem;
+        ASSERT_TRUE(gateway::bring_to_version(*earlier, 3, &problem)) << problem;
+        ASSERT_TRUE(earlier->script(
+            "INSERT INTO tokens (name, hash, role, routers, outputs, inputs, created) "
+            "VALUES ('desk', x'00', 'view', '', '', '', 5);"
+            "INSERT INTO sessions (hash, token, until) VALUES (x'01', 1, unixepoch() + 2000000);"
+            "INSERT INTO sessions (hash, token, until) VALUES (x'02', 1, unixepoch() + 40000);"
+            "INSERT INTO locks (router, output, state, owner, owner_name, reason, since) "
+            "VALUES ('studio', 1, 'lock', 1, 'desk', '', 5)",
+            &problem))
+            << problem;
+    }
+    const auto store = opened(state.path());
+    EXPECT_EQ(number(store->kept(), "SELECT kept FROM sessions WHERE hash = x'01'"), 1);
+    EXPECT_EQ(number(store->kept(), "SELECT kept FROM sessions WHERE hash = x'02'"), 0);
+    const auto locks = gateway::lock_table::open(*store, &problem);
+    ASSERT_TRUE(locks) << problem;
+    ASSERT_NE(locks->of("studio", 1), nullptr);
+    EXPECT_EQ(locks->of("studio", 1)->shown, gateway::locked_sources()) << "nobody knows";
+}
+
 TEST(Database, OfANewerVersionIsLeftAlone) {
     const temporary_directory state;
     add(*opened(state.path()), wish("desk"));
-    run_sql(state.file("access.db"), "PRAGMA user_version = 5");
+    const std::string newest = std::to_string(schema_version), newer = std::to_string(schema_version + 1);
+    run_sql(state.file("access.db"), "PRAGMA user_version = " + newer);
     EXPECT_EQ(problem_of_opening(state.path()),
-              state.file("access.db") +
-                  " is of version 5, written by a newer vrdx_gateway; possible: versions up to 4");
-    run_sql(state.file("access.db"), "PRAGMA user_version = 4");
+              state.file("access.db") + " is of version " + newer +
+                  ", written by a newer vrdx_gateway; possible: versions up to " + newest);
+    run_sql(state.file("access.db"), "PRAGMA user_version = " + newest);
     EXPECT_EQ(opened(state.path())->list().size(), 1U);
 }
 

@@ -57,6 +57,48 @@ TEST_F(LockTable, SaysWhoLockedWhatWhyAndSinceWhen) {
     EXPECT_EQ(table_->of_router("news"), nullptr);
 }
 
+TEST_F(LockTable, ALockIsKeptWithWhatTheOutputShows) {
+    table_->find_shown_with([](std::string_view router, int output) {
+        return router == "studio" && output == 3 ? locked_sources{7, 0} : locked_sources();
+    });
+    set(3, lock_order::lock, desk_);
+    set(4, lock_order::protect, desk_);
+    reopen(); // what was answered is there after a kill
+    EXPECT_EQ(lock(3)->shown, (locked_sources{7, 0}));
+    EXPECT_EQ(lock(4)->shown, locked_sources());
+}
+
+TEST_F(LockTable, WhatALockedOutputComesToShowIsKept) {
+    set(3, lock_order::protect, desk_);
+    table_->note_shown("studio", 3, {2, 2});
+    table_->note_shown("studio", 5, {2, 2}); // free
+    table_->note_shown("news", 3, {2, 2});
+    EXPECT_EQ(lock(3)->shown, (locked_sources{2, 2}));
+    table_->keep_shown();
+    reopen();
+    EXPECT_EQ(lock(3)->shown, (locked_sources{2, 2}));
+    table_->note_shown("studio", 3, {4, 4});
+    set(3, lock_order::unlock, desk_);
+    table_->keep_shown();
+    reopen();
+    EXPECT_EQ(lock(3), nullptr);
+    EXPECT_EQ(lock(5), nullptr);
+}
+
+TEST_F(LockTable, WhatIsShownIsKeptAsSoonAsItCanBeWritten) {
+    set(3, lock_order::protect, desk_);
+    const auto other = opened(state_.path());
+    std::string problem;
+    store_->wait_no_more();
+    ASSERT_TRUE(other->kept().script("BEGIN IMMEDIATE", &problem)) << problem;
+    table_->note_shown("studio", 3, {2, 2});
+    table_->keep_shown();
+    ASSERT_TRUE(other->kept().script("ROLLBACK", &problem)) << problem;
+    table_->keep_shown();
+    reopen();
+    EXPECT_EQ(lock(3)->shown, (locked_sources{2, 2}));
+}
+
 TEST_F(LockTable, ALockedOutputIsTakenByNobody) {
     set(3, lock_order::lock, desk_);
     EXPECT_FALSE(lock_lets_take(*lock(3), desk_));
@@ -229,6 +271,17 @@ TEST_F(LockTable, SeveralAreSetTogetherOrNotAtAll) {
     const std::vector<lock_wish> free = {{2, lock_order::unlock}, {4, lock_order::unlock}};
     EXPECT_EQ(table_->set_all("studio", free, desk_, "", noon).result, kind::done);
     EXPECT_EQ(table_->of_router("studio")->size(), 1U);
+}
+
+TEST_F(LockTable, ItsVersionRisesOnceWithWhatChanges) {
+    const std::uint64_t first = table_->version();
+    table_->set_all("studio", {{1, lock_order::lock}, {2, lock_order::lock}}, desk_, "", noon);
+    EXPECT_EQ(table_->version(), first + 1);
+    set(1, lock_order::lock, desk_);
+    set(1, lock_order::unlock, other_);
+    EXPECT_EQ(table_->version(), first + 1);
+    set(1, lock_order::unlock, desk_);
+    EXPECT_EQ(table_->version(), first + 2);
 }
 
 TEST_F(LockTable, TellsEachChangeOnceItIsKept) {

@@ -128,6 +128,57 @@ TEST_F(Sessions, AreHeldByAClockThatGoesBackALittleAndNotByOneThatIsWrong) {
     EXPECT_FALSE(knows(ahead));
 }
 
+TEST_F(Sessions, ThatAreKeptAndUsedEachDayDoNotEnd) {
+    const session_grant kept = begin(true);
+    const session_grant unused = begin(true);
+    const session_grant brief = begin(false);
+    const std::int64_t a_day = 86400;
+    EXPECT_TRUE(knows(brief, brief.until - 1));
+    for (std::int64_t day = 1; day <= 60; ++day) {
+        EXPECT_TRUE(knows(kept, noon + day * a_day)) << day;
+        store_->look(noon + day * a_day);
+    }
+    EXPECT_FALSE(knows(unused, noon + 60 * a_day));
+    EXPECT_FALSE(knows(brief, brief.until));
+    store_ = opened(state_.path());
+    EXPECT_TRUE(knows(kept, noon + 89 * a_day)) << "it is on the disk";
+    EXPECT_FALSE(knows(kept, noon + 90 * a_day));
+}
+
+TEST_F(Sessions, AreProlongedOnceADay) {
+    const session_grant kept = begin(true);
+    const auto writes = [&] {
+        std::int64_t changes = 0;
+        std::string problem;
+        EXPECT_TRUE(store_->kept().number("SELECT total_changes()", &changes, &problem)) << problem;
+        return changes;
+    };
+    const std::int64_t before = writes();
+    const std::int64_t day = noon + 86400;
+    EXPECT_TRUE(knows(kept, day - 1));
+    store_->look(day - 1);
+    EXPECT_EQ(writes(), before);
+    for (std::int64_t second = 0; second < 100; ++second) {
+        EXPECT_TRUE(knows(kept, day + second));
+        store_->look(day + second);
+    }
+    EXPECT_EQ(writes(), before + 1);
+}
+
+TEST_F(Sessions, AreProlongedAsSoonAsTheyCanBeWritten) {
+    const session_grant kept = begin(true);
+    const auto other = opened(state_.path());
+    std::string problem;
+    store_->wait_no_more();
+    ASSERT_TRUE(other->kept().script("BEGIN IMMEDIATE", &problem)) << problem;
+    const std::int64_t later = noon + 86400;
+    EXPECT_TRUE(knows(kept, later));
+    EXPECT_EQ(store_->look(later).problem, "") << "who writes is done soon";
+    ASSERT_TRUE(other->kept().script("ROLLBACK", &problem)) << problem;
+    store_->look(later);
+    EXPECT_TRUE(knows(kept, kept.until));
+}
+
 TEST_F(Sessions, OutliveARestart) {
     const session_grant grant = begin();
     store_ = opened(state_.path());

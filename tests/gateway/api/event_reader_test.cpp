@@ -256,5 +256,39 @@ TEST_F(EventReader, AliveIsToldWhenNothingElseIs) {
     EXPECT_EQ(events[2]["type"], "alive");
 }
 
+TEST(AlarmsAfterARestart, AreToldToWhoeverComesBehindThePictures) {
+    shown_router studio = a_router();
+    router_locks locks;
+    locks[2] = {lock_state::lock, 1, "boss", "", 0, {3, 3}};
+    const auto held = [&](std::string_view) { return &locks; };
+    picture_shelf shelf(held);
+    event_hub hub(
+        shelf, held, [&](std::string_view) { return &studio; },
+        [&] { return std::vector<const shown_router*>{&studio}; });
+    router_news news;
+    news.router = &studio;
+    news.whole = true;
+    hub.hear(news);
+    const auto who = std::make_shared<token>();
+    who->right = role::view;
+    for (int times = 0; times < 2; times++) {
+        const auto reader = hub.add_reader({who, 0, {}});
+        std::vector<std::string> told;
+        while (const shared_text text = reader->next())
+            told.push_back(json::parse(*text)["type"]);
+        EXPECT_EQ(told, (std::vector<std::string>{"picture", "alarm"}));
+    }
+    const auto other = hub.add_reader({who, 0, {"archive"}});
+    EXPECT_EQ(other->next(), nullptr);
+    studio.picture.outputs[1].sources = audio_video(4, 4); // while somebody may have heard it
+    news.places.outputs = {2};
+    hub.hear(news);
+    const auto late = hub.add_reader({who, 0, {}});
+    std::size_t alarms = 0;
+    while (const shared_text text = late->next())
+        alarms += json::parse(*text)["type"] == "alarm" ? 1 : 0;
+    EXPECT_EQ(alarms, 1U);
+}
+
 } // namespace
 } // namespace gateway

@@ -92,5 +92,49 @@ TEST_F(LockAlarms, PictureOfBeforeSaysNothing) {
     EXPECT_EQ(heard().size(), 1U);
 }
 
+// The gateway was down meanwhile.
+TEST(LockAlarmsAfterARestart, OutputThatShowsSomethingElseThanItsLockWasKeptWithRaisesOne) {
+    shown_router router = a_router();
+    router_locks locks;
+    locks[1] = {lock_state::lock, 1, "boss", "", 0, {1, 1}}; // as it shows
+    locks[2] = {lock_state::lock, 1, "boss", "", 0, {3, 1}};
+    locks[3] = {lock_state::lock, 1, "boss", "", 0}; // nobody knows
+    lock_alarms alarms;
+    router.state = router_state::reading;
+    EXPECT_TRUE(alarms.of(router, &locks, 0).empty()) << "what it shows is not known yet";
+    router.state = router_state::up;
+    router.picture.outputs[1].waits_ms = 500;
+    EXPECT_TRUE(alarms.of(router, &locks, 0).empty()) << "it may fall back";
+    router.picture.outputs[1].waits_ms.reset();
+    const auto raised = alarms.of(router, &locks, 0);
+    ASSERT_EQ(raised.size(), 1U);
+    EXPECT_EQ(raised[0].output, 2);
+    EXPECT_EQ(raised[0].before, audio_video(1, 3));
+    EXPECT_EQ(raised[0].now, audio_video(1, 1));
+    EXPECT_TRUE(raised[0].while_away);
+    EXPECT_TRUE(alarms.of(router, &locks, 0).empty());
+    router.picture.outputs[0].sources = audio_video(4, 4);
+    const auto next = alarms.of(router, &locks, 0);
+    ASSERT_EQ(next.size(), 1U);
+    EXPECT_FALSE(next[0].while_away);
+}
+
+TEST(LockAlarmsAfterARestart, WhatLockedOutputsShowIsToldToWhoKeepsIt) {
+    shown_router router = a_router();
+    router_locks locks;
+    locks[1] = {lock_state::lock, 1, "boss", "", 0, {1, 1}};
+    locks[2] = {lock_state::lock, 1, "boss", "", 0};
+    std::map<int, locked_sources> kept;
+    lock_alarms alarms([&](const std::string& name, int output, const locked_sources& now) {
+        EXPECT_EQ(name, "studio");
+        kept[output] = now;
+    });
+    alarms.of(router, &locks, 0);
+    EXPECT_EQ(kept, (std::map<int, locked_sources>{{2, {1, 1}}}));
+    router.picture.outputs[0].sources = audio_video(5, 4);
+    alarms.of(router, &locks, 0);
+    EXPECT_EQ(kept.at(1), (locked_sources{4, 5}));
+}
+
 } // namespace
 } // namespace gateway

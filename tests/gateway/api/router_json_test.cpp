@@ -24,13 +24,35 @@ TEST(RouterJson, OutputHasAllThatIsKnownOfIt) {
     EXPECT_EQ(
         json_text(output_json(router, 2, &lock)),
         R"({"number":2,"name":"Output 2","sources":{"video":1,"audio":1},"previous":null,"pending":true,)"
-        R"("taken_by":{"user":1000,"user_name":null,"process":4711,"by":"desk 3"},)"
+        R"("confirmed":null,"taken_by":{"user":1000,"user_name":null,"process":4711,"by":"desk 3"},)"
         R"("lock":{"state":"protect","owner":"desk","reason":"on air","since":"1970-01-01T00:00:00Z"},)"
         R"("properties":{"lock":"owned"}})");
     EXPECT_EQ(
         json_text(output_json(router, 1, nullptr)),
         R"({"number":1,"name":"Output 1","sources":{"video":1,"audio":1},"previous":null,"pending":false,)"
         R"("taken_by":null,"lock":null,"properties":{}})");
+}
+
+TEST(RouterJson, WhileATakeWaitsTheConfirmedSourcesStandBesideIt) {
+    shown_router router = a_router();
+    vrdx::picture_output& output = router.picture.outputs[0];
+    router.earlier.note_anew(router.picture);
+    output.sources = audio_video(4, 3);
+    output.waits_ms = 250;
+    router.earlier.note(router.picture, 1);
+    const json waits = output_json(router, 1, nullptr);
+    EXPECT_EQ(json_text(waits["sources"]), R"({"video":3,"audio":4})");
+    EXPECT_EQ(json_text(waits["confirmed"]), R"({"video":1,"audio":1})");
+    output.waits_ms.reset();
+    router.earlier.note(router.picture, 1);
+    EXPECT_FALSE(output_json(router, 1, nullptr).contains("confirmed"));
+}
+
+TEST(RouterJson, ARowTellsSinceWhen) {
+    shown_router router = a_router();
+    router.since_ms = 1709208000250;
+    EXPECT_EQ(router_row_json(router)["since"], "2024-02-29T12:00:00.250Z");
+    EXPECT_EQ(picture_json(router, nullptr)["since"], "2024-02-29T12:00:00.250Z");
 }
 
 TEST(RouterJson, NamesThatAreNoTextAreStillJson) {

@@ -45,7 +45,7 @@ TEST(TakeWish, NumbersAndNamesBecomeSources) {
     EXPECT_EQ(takes[0].take, (vrdx::output_take{3, audio_video(4, 4)}));
     EXPECT_EQ(takes[1].take, (vrdx::output_take{1, audio_video(0, 2)}));
     EXPECT_EQ(takes[2].take, (vrdx::output_take{2, audio_video(3, 3)}));
-    EXPECT_FALSE(takes[1].keeps_level);
+    EXPECT_FALSE(takes[1].expects);
 }
 
 TEST(TakeWish, LevelThatIsNotNamedStays) {
@@ -53,7 +53,7 @@ TEST(TakeWish, LevelThatIsNotNamedStays) {
     router.picture.outputs[0].sources = audio_video(2, 3);
     const auto takes = plan(R"({"takes": [{"output": 1, "sources": {"video": 4}}]})", router.picture);
     EXPECT_EQ(takes[0].take.sources, audio_video(2, 4));
-    EXPECT_TRUE(takes[0].keeps_level);
+    EXPECT_TRUE(takes[0].expects);
     EXPECT_EQ(takes[0].shown, audio_video(2, 3));
     EXPECT_EQ(takes[0].reason, "");
 }

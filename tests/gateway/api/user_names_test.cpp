@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <gtest/gtest.h>
-#include <pwd.h>
 
 namespace gateway {
 namespace {
@@ -59,14 +58,6 @@ TEST(UserNames, OfANameServiceThatHangsAreWaitedForByNobody) {
         EXPECT_TRUE(names.found().empty());
     } // nor at the end
     hangs = false;
-}
-
-TEST(UserNames, OfThisSystemAreThoseOfItsUsers) {
-    const passwd* root = getpwuid(0);
-    ASSERT_NE(root, nullptr);
-    EXPECT_EQ(user_names::name_of_system_user(0), root->pw_name);
-    EXPECT_EQ(user_names::name_of_system_user(UINT64_MAX), "");
-    EXPECT_EQ(user_names::name_of_system_user(0xffffffff), "");
 }
 
 } // namespace

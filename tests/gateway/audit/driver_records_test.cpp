@@ -144,6 +144,16 @@ TEST_F(DriverRecords, EmptyRecordIsNotRead) {
     EXPECT_EQ(driver->connections_ever(), 0U);
 }
 
+TEST_F(DriverRecords, RouterOfAnotherSiteIsNotFollowed) {
+    router.site = "north";
+    newest = 3;
+    hear_began(3);
+    hear_takes({4});
+    EXPECT_EQ(records.readings(), 0U);
+    EXPECT_TRUE(takes.empty() && marks.empty());
+    EXPECT_EQ(driver->connections_ever(), 0U);
+}
+
 TEST_F(DriverRecords, TakesThatWereLeftOutAreReadFromTheRecord) {
     hear_began(0);
     hear_takes({1, 2});

@@ -54,6 +54,26 @@ TEST(TakeCallers, EqualTakesAreRecordedInTheirOrder) {
     EXPECT_EQ(callers.caller_of("studio", record_of(1, 3)).address, "192.0.2.2");
 }
 
+TEST(TakeCallers, WhatIsWithheldIsAwaitedNoMoreAndTheOthersKeepTheirOrder) {
+    take_callers callers;
+    const auto some =
+        callers.begin("studio", "desk", {"192.0.2.1"}, {take_of(1, 3), take_of(2, 4), take_of(3, 5)});
+    callers.withhold(some, 2);
+    callers.withhold(some, 9);
+    EXPECT_EQ(callers.open(), 2U);
+    EXPECT_EQ(callers.caller_of("studio", record_of(2, 4)).address, "");
+    callers.end(some, {confirmed, unknown}, now_us);
+    EXPECT_EQ(callers.caller_of("studio", record_of(1, 3)).address, "192.0.2.1");
+    const auto left = callers.left_over("studio");
+    ASSERT_EQ(left.size(), 1U);
+    EXPECT_EQ(left[0].output, 3);
+    EXPECT_EQ(left[0].result, "unknown");
+    const auto all = callers.begin("studio", "desk", {"192.0.2.1"}, {take_of(1, 3)});
+    callers.withhold(all, 1);
+    EXPECT_EQ(callers.open(), 0U);
+    callers.end(all, {}, now_us);
+}
+
 TEST(TakeCallers, AreForgottenOnceAnsweredAndRecordedInEitherOrder) {
     take_callers callers;
     const auto first = callers.begin("studio", "desk", {"192.0.2.1"}, {take_of(1, 3)});

@@ -1,6 +1,7 @@
 """Drivers that hang, die, lie, come again with another size: what is shown is true or says that it is not, and the
 other routers are served on."""
 
+import json
 import os
 import random
 import signal
@@ -122,6 +123,37 @@ class Drivers(HostileCase):
             self.assertRegex(body.decode(), '"(unknown|unavailable)"')
         self.start_driver("studio")
         self.wait_for_up()
+
+    def crowd_before(self, name):
+        """Connections that the stopped driver does not take, until it lets no more in: they are in front of all others."""
+        crowd = []
+        self.addCleanup(lambda: [each.close() for each in crowd])
+        while True:
+            crowd.append(socket.socket(socket.AF_UNIX))
+            crowd[-1].setblocking(False)
+            try:
+                crowd[-1].connect(str(self.folder / "run" / f"{name}.sock"))
+            except BlockingIOError:
+                return crowd
+
+    def test_take_that_waits_for_the_driver_does_not_go_out_after_a_lock(self):
+        self.wait_for_up()
+        wait_until("the router has reported", lambda: self.sources(1) == {"video": 1, "audio": 1})
+        self.drivers["studio"].send_signal(signal.SIGSTOP)
+        self.crowd_before("studio")
+        both = self.send_take([{"output": 1, "input": 3}, {"output": 2, "input": 3}], within=60000)
+        nothing = self.send_take([{"output": 1, "input": 3}, {"output": 3, "input": 3}], within=60000, all_or_nothing=True)
+        wait_until("both wait", lambda: "vrdx_gateway_open_requests 2" in self.get("/metrics").body.decode())
+        lock = self.ask("POST", "/api/v1/routers/studio/outputs/1/lock", {"state": "lock", "reason": "on air"})
+        self.assertEqual(lock.status, 200)
+        self.drivers["studio"].send_signal(signal.SIGCONT)
+        results = [json.loads(connection.read_answer()[2])["results"] for connection in (both, nothing)]
+        self.assertEqual([each["result"] for each in results[0]], ["locked", "confirmed"])
+        self.assertEqual(results[0][0]["lock"]["reason"], "on air")
+        self.assertEqual([each["result"] for each in results[1]], ["locked", "withdrawn"])
+        self.assertEqual([self.sources(n)["video"] for n in (1, 3)], [1, 3])
+        entries = self.get("/api/v1/history?router=studio&output=1").json["history"]
+        self.assertEqual([each["result"] for each in entries if each["kind"] == "take"], ["locked"])
 
     def test_driver_that_restarts_again_and_again(self):
         before = self.open_descriptors()

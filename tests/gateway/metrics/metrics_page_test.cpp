@@ -126,6 +126,17 @@ TEST_F(MetricsPage, ARouterWhoseNameIsNoTextIsLeftOutAndCounted) {
     EXPECT_THAT(text, HasSubstr("vrdx_gateway_routers_left_out 4\n"));
 }
 
+TEST_F(MetricsPage, RoutersOfOtherSitesAreToldByTheirOwnGateway) {
+    routers.push_back(a_router());
+    routers.back().name = "north:studio";
+    routers.back().site = "north";
+    wish.crosspoints = true;
+    const std::string text = page();
+    EXPECT_THAT(text, Not(HasSubstr("north")));
+    EXPECT_THAT(text, HasSubstr("vrdx_gateway_routers 1\n"));
+    EXPECT_THAT(text, HasSubstr("vrdx_gateway_routers_left_out 0\n"));
+}
+
 TEST_F(MetricsPage, CrosspointsAreToldWhenTheyAreWished) {
     vrdx::router_picture& picture = routers.front().picture;
     picture.outputs[1].sources = audio_video(0, 4);

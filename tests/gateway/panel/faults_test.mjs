@@ -53,6 +53,26 @@ test("a lost gateway is a banner with its age; takes are refused at once; all is
   await page.context().close();
 });
 
+test("a gateway that stands still is lost, too, although its connections stay; when it goes on all is read anew", async () => {
+  const page = await panel(), takes = [];
+  await page.click(output(1));
+  page.on("request", (request) => request.method() === "POST" && takes.push(request.url()));
+  rig.stopGateway();
+  try {
+    await page.waitForSelector(alert);
+    assert.equal(await mark(page, 1, "data-state"), "stale");
+    await page.click(input(3), { force: true });
+    assert.equal(await page.getAttribute(input(3), "data-mark"), "refused");
+    assert.deepEqual(takes, []);
+  } finally {
+    rig.letGatewayGoOn();
+  }
+  await page.waitForSelector(alert, { state: "hidden" });
+  await press(page, 1, 6);
+  await waitForMark(page, 1, "data-source", 6);
+  await page.context().close();
+});
+
 test("a killed driver leaves the last picture as stale, with the reason, until it is back", async () => {
   const page = await panel();
   await page.click(output(2));
@@ -62,6 +82,11 @@ test("a killed driver leaves the last picture as stale, with the reason, until i
   assert.equal(await page.getAttribute(input(3), "aria-disabled"), "true");
   await page.waitForSelector(".banner.away:visible");
   await page.waitForFunction(() => /for \d+ s/.test(document.querySelector(".banner.away").textContent));
+  const age = () => page.evaluate(() => Number(/for (\d+) s/.exec(document.querySelector(".banner.away").textContent)?.[1] ?? -1));
+  const before = await waitFor("an age of two seconds", async () => (await age()) >= 2 && (await age()));
+  await page.reload();
+  await isLive(page);
+  assert.ok(await waitFor("the age", async () => (await age()) >= 0 && (await age()) + 1 > before), "the age does not begin with the page");
   await rig.startDriver("studio");
   await waitForMark(page, 2, "data-state", "confirmed");
   await page.waitForSelector(".banner.away", { state: "hidden" });
@@ -86,7 +111,7 @@ test("all routers stand on one page, those that are away with their reason", asy
   await page.waitForSelector('[data-router="studio"][data-router-state="up"]');
   const away = page.locator('[data-router="spare"]');
   assert.equal(await away.getAttribute("data-router-state"), "no driver");
-  await waitFor("its age is told", async () => /No driver runs.*for at least \d+ s/s.test(await away.textContent()));
+  await waitFor("its age is told", async () => /No driver runs.*for \d+ s/s.test(await away.textContent()));
   assert.equal(await away.locator("[href], button").count(), 0, "nothing of it can be pressed");
   assert.equal(await page.locator('[data-router="studio"] [href]').count(), 3);
   assert.match(await page.textContent('[data-router="studio"]'), /16 inputs × 8 outputs/);

@@ -118,6 +118,15 @@ export class Rig {
     this.port = Number(told.trim().split(":").pop());
   }
 
+  // It stands still and its connections stay, as those to a machine behind a cut cable do.
+  stopGateway() {
+    this.gateway.kill("SIGSTOP");
+  }
+
+  letGatewayGoOn() {
+    this.gateway.kill("SIGCONT");
+  }
+
   async killGateway() {
     await this.#end(this.gateway, "SIGKILL");
   }

@@ -60,6 +60,24 @@ test("a take waits for the router's own report, and the old source stays until t
   await page.context().close();
 });
 
+test("a page that is opened while a take waits shows what the router has confirmed", async () => {
+  const first = await panel("silent");
+  await waitForMark(first, 3, "data-source", 3);
+  let source = 1;
+  // Each comes before the one before it falls back, so that the output waits all the time.
+  const takes = setInterval(() => rig.ask(tokens.desk, "POST", "/api/v1/routers/silent/takes", { takes: [{ output: 3, input: (source = 3 - source) }] }), 300);
+  try {
+    await waitForMark(first, 3, "data-state", "pending");
+    const page = await panel("silent");
+    await waitForMark(page, 3, "data-state", "pending");
+    assert.equal(await mark(page, 3, "data-source"), "3");
+    await page.context().close();
+  } finally {
+    clearInterval(takes);
+  }
+  await first.context().close();
+});
+
 test("two browsers see each other's takes", async () => {
   const one = await panel("studio"), other = await panel("studio", tokens.gallery);
   await press(one, 7, 3);

@@ -84,7 +84,7 @@ TEST(EarlierSources, TheRecordFillsInWhatWasBefore) {
     vrdx::router_picture picture = picture_with(4);
     picture.outputs[0].sources = {3, 3}; // as the last take left it
     picture.outputs[1].sources = {9, 9}; // switched since
-    earlier.note_all(picture);
+    earlier.note_anew(picture);
     const auto entered =
         earlier.enter(picture, {taken(1, {1, 1}, {2, 2}, "confirmed"), taken(2, {5, 5}, {6, 6}, "confirmed"),
                                 taken(1, {2, 2}, {3, 3}, "confirmed"), taken(1, {3, 3}, {8, 8}, "refused no"),
@@ -109,13 +109,40 @@ TEST(EarlierSources, ARouterThatBecomesSmallerForgetsThoseThatAreGone) {
     earlier_sources earlier;
     vrdx::router_picture picture = picture_with(2);
     picture.outputs[1].sources = {1, 1};
-    earlier.note_all(picture);
+    earlier.note_anew(picture);
     picture.outputs[1].sources = {2, 2};
-    earlier.note_all(picture);
+    earlier.note_anew(picture);
     EXPECT_EQ(earlier.of(2), levels({1, 1}));
     picture.outputs.resize(1);
-    earlier.note_all(picture);
+    earlier.note_anew(picture);
     EXPECT_EQ(earlier.of(2), std::nullopt);
+}
+
+TEST(ConfirmedSources, StayWhileATakeWaits) {
+    earlier_sources earlier;
+    vrdx::router_picture picture = picture_with(1);
+    EXPECT_EQ(earlier.confirmed(1), std::nullopt);
+    show(&earlier, &picture, {5, 5}, false);
+    EXPECT_EQ(earlier.confirmed(1), std::nullopt); // seen only while it waited
+    show(&earlier, &picture, {1, vrdx::source_unknown});
+    show(&earlier, &picture, {5, 5}, false);
+    EXPECT_EQ(earlier.confirmed(1), levels({1, vrdx::source_unknown}));
+    show(&earlier, &picture, {5, 5});
+    EXPECT_EQ(earlier.confirmed(1), levels({5, 5}));
+    EXPECT_EQ(earlier.confirmed(0), std::nullopt);
+    EXPECT_EQ(earlier.confirmed(2), std::nullopt);
+}
+
+TEST(ConfirmedSources, OfAPictureOfBeforeAreNotThoseOfNow) {
+    earlier_sources earlier;
+    vrdx::router_picture picture = picture_with(2);
+    picture.outputs[0].sources = picture.outputs[1].sources = {1, 1};
+    earlier.note_anew(picture);
+    picture.outputs[0].sources = picture.outputs[1].sources = {4, 4};
+    picture.outputs[0].waits_ms = 500;
+    earlier.note_anew(picture);
+    EXPECT_EQ(earlier.confirmed(1), std::nullopt);
+    EXPECT_EQ(earlier.confirmed(2), levels({4, 4}));
 }
 
 class Previous : public PlayedDriver {

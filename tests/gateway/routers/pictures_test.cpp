@@ -2,6 +2,8 @@
 // after.
 #include "played_driver.h"
 
+#include <chrono>
+
 using gateway::router_state;
 
 namespace {
@@ -40,6 +42,12 @@ protected:
 };
 
 using numbers = std::vector<int>;
+
+std::uint64_t now_ms() {
+    const auto since_1970 = std::chrono::system_clock::now().time_since_epoch();
+    return static_cast<std::uint64_t>(
+        std::chrono::duration_cast<std::chrono::milliseconds>(since_1970).count());
+}
 
 } // namespace
 
@@ -116,6 +124,23 @@ TEST_F(Pictures, AChangeThatNeverEndsIsNotWaitedForForEver) {
     EXPECT_NE(studio().reason.find("does not come to the end"), std::string::npos) << studio().reason;
     wait_for_state("studio", router_state::up);
     EXPECT_EQ(name_of_input(4), "the input 4");
+}
+
+TEST_F(Pictures, AStateHasATimeSinceWhenUntilTheNextOne) {
+    start_driver_and_wait();
+    const std::uint64_t since = studio().since_ms;
+    EXPECT_GT(since, 1700000000000U); // no count of a clock that began with the machine
+    driver->tell_change({{"input 1", "Camera"}});
+    wait_for("the change", [&] { return name_of_input(1) == "Camera"; });
+    EXPECT_EQ(studio().since_ms, since);
+    wait_for("another millisecond", [&] { return now_ms() > since; });
+    driver.reset();
+    wait_for_state("studio", router_state::no_driver);
+    const std::uint64_t gone_since = studio().since_ms;
+    EXPECT_GT(gone_since, since);
+    std::filesystem::remove(socket_path("studio"));
+    wait_for("another reason", [&] { return studio().reason.find("no socket") != std::string::npos; });
+    EXPECT_EQ(studio().since_ms, gone_since);
 }
 
 TEST_F(Pictures, TheOldPictureStaysVisibleUntilTheNewOneIsWhole) {

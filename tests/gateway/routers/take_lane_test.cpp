@@ -3,6 +3,7 @@
 #include "played_driver.h"
 #include "socket_address.h"
 
+#include <algorithm>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -15,6 +16,7 @@ namespace {
 // The driver answers nothing by itself; the test does.
 class TakeLane : public PlayedDriver {
 protected:
+    std::vector<int> crowd;          // connections that are not taken
     std::vector<std::size_t> askers; // the connection of each of the driver's requests
 
     void begin() {
@@ -27,6 +29,24 @@ protected:
             askers.push_back(connection);
             return std::string();
         };
+    }
+    // Nobody is let in any more, until the driver hangs no longer.
+    void begin_busy() {
+        driver = std::make_unique<scripted_driver>(socket_path("studio"), first_epoch, 1);
+        board->start();
+        wait_for_state("studio", router_state::up);
+        keep_requests();
+        driver->hangs = true;
+        for (;;) { // until no more may wait to be accepted
+            crowd.push_back(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+            if (connect_socket_path(crowd.back(), socket_path("studio")) != 0)
+                break;
+        }
+    }
+    void TearDown() override {
+        for (const int fd : crowd)
+            close(fd);
+        PlayedDriver::TearDown();
     }
     void wait_for_requests(std::size_t count) {
         wait_for(std::to_string(count) + " requests", [&] { return driver->requests.size() == count; });
@@ -174,17 +194,7 @@ TEST_F(TakeLane, ADriverThatDoesNotAnswerInTimeLeavesItUnknown) {
 }
 
 TEST_F(TakeLane, WhatWasNeverSentIsUnavailable) {
-    driver = std::make_unique<scripted_driver>(socket_path("studio"), first_epoch, 1);
-    board->start();
-    wait_for_state("studio", router_state::up);
-    keep_requests();
-    driver->hangs = true;
-    std::vector<int> crowd;
-    for (;;) { // until no more may wait to be accepted
-        crowd.push_back(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-        if (connect_socket_path(crowd.back(), socket_path("studio")) != 0)
-            break;
-    }
+    begin_busy();
     const auto never_sent = take("studio", {{1, 2}}, "lane", 500);
     const auto sent_later = take("studio", {{2, 2}}, "lane", 60000);
     push_clock(2000000);
@@ -196,8 +206,43 @@ TEST_F(TakeLane, WhatWasNeverSentIsUnavailable) {
     EXPECT_EQ(entry_of(driver->requests[0], "within"), "60000");
     answer(0);
     EXPECT_EQ(word_of(wait_for_ending(sent_later)), take_word::confirmed);
-    for (const int fd : crowd)
-        close(fd);
+}
+
+TEST_F(TakeLane, WhatHasWaitedIsLookedAtOnceMoreRightBeforeItIsSent) {
+    begin_busy();
+    std::vector<std::string> order;
+    const auto ask = [&](const std::string& name, const std::vector<int>& outputs) {
+        vrdx::take_order wish;
+        for (const int output : outputs)
+            wish.takes.push_back({output, {3, 3}});
+        auto kept = std::make_shared<kept_ending>();
+        board->take(
+            "studio", "lane", std::move(wish), keep_in(kept), [&order, name](vrdx::take_order* unsent) {
+                order.push_back(name + " is looked at");
+                std::erase_if(unsent->takes, [](const vrdx::output_take& each) { return each.output == 1; });
+            });
+        return kept;
+    };
+    const auto some = ask("some", {1, 2});
+    const auto none = ask("none", {1});
+    wait_for("a turn of the loop", [&] { return board->open_requests() == 2; });
+    EXPECT_TRUE(order.empty()) << "they wait until the driver lets the lane in";
+    order.emplace_back("output 1 is locked");
+    driver->hangs = false;
+    wait_for_ending(none);
+    EXPECT_EQ(none->ending.kind, ending_kind::answered);
+    EXPECT_TRUE(none->ending.answer.error.empty());
+    EXPECT_TRUE(none->ending.answer.results.empty());
+    wait_for_requests(1);
+    EXPECT_EQ(order,
+              (std::vector<std::string>{"output 1 is locked", "some is looked at", "none is looked at"}));
+    answer(0);
+    wait_for_ending(some);
+    ASSERT_EQ(some->ending.answer.results.size(), 1U);
+    EXPECT_EQ(some->ending.answer.results[0].output, 2);
+    EXPECT_EQ(word_of(*some), take_word::confirmed);
+    EXPECT_EQ(driver->requests.size(), 1U) << "that of `none` was never sent";
+    EXPECT_EQ(board->open_requests(), 0U);
 }
 
 TEST_F(TakeLane, ADriverWithoutAPlaceHasDoneNothing) {

@@ -174,11 +174,55 @@ TEST_F(Configuration, ChecksSayALineForEachProblem) {
     std::ostringstream err;
     EXPECT_EQ(check_configuration(read("x = 1\ny = 2"), err), 2);
     const std::string possible = "; possible: listen, hosts, items, run, state, insecure, anonymous, "
-                                 "proxies, [tls], [history], [metrics], "
-                                 "[[wall]], [[videohub]]\n";
+                                 "proxies, site, [tls], [history], [metrics], [nats], "
+                                 "[[wall]], [[videohub]], [[peer]]\n";
     EXPECT_EQ(err.str(), "vrdx_gateway: " + file_ + ":1: there is no key \"x\"" + possible +
                              "vrdx_gateway: " + file_ + ":2: there is no key \"y\"" + possible);
     std::ostringstream good;
     EXPECT_EQ(check_configuration(read(""), good), 0);
     EXPECT_EQ(good.str(), "");
+}
+
+TEST_F(Configuration, OfSitesFitsTogether) {
+    const std::string broker = "[nats]\nservers = \"nats://127.0.0.1:4222\"\n";
+    EXPECT_EQ(read("site = \"a\"\n" + broker + "[[peer]]\nsite = \"b\"\n").problems,
+              std::vector<std::string>());
+    EXPECT_EQ(read("site = \"a\"\n").problems, std::vector<std::string>());
+    EXPECT_EQ(problem(broker), file_ + ":1: nats needs to know what this site is called; possible: site = "
+                                       "\"NAME\" before all tables");
+    EXPECT_EQ(problem("site = \"a\"\n[nats]\n"),
+              file_ + ":2: nats has no servers; possible: servers = \"nats://127.0.0.1:4222\"");
+    EXPECT_EQ(problem("site = \"a\"\n[[peer]]\nsite = \"b\"\n"),
+              file_ + ":2: peer stands without [nats]; possible: [nats] with servers");
+    EXPECT_EQ(problem("site = \"a\"\n" + broker + "[[peer]]\nsite = \"a\"\n"),
+              file_ + ":4: peer names this site itself, \"a\"; possible: other sites");
+    EXPECT_EQ(problem("site = \"a\"\n" + broker + "credentials = \"/nowhere/user\"\n"),
+              file_ + ":4: nats.credentials: /nowhere/user cannot be read: No such file or directory; "
+                      "possible: a file that this user may read");
+    EXPECT_EQ(problem("site = \"a\"\n" + broker + "tls = \"/nowhere/ca.pem\"\n"),
+              file_ + ":4: nats.tls: /nowhere/ca.pem cannot be read: No such file or directory; possible: a "
+                      "PEM file that this user may read");
+}
+
+TEST_F(Configuration, NeedsTlsForABrokerBeyondThisMachine) {
+    const std::string begin = "site = \"a\"\n[nats]\nservers = ";
+    EXPECT_EQ(problem(begin + "\"nats://192.0.2.1:4222\""),
+              file_ +
+                  ":3: nats.servers: nats://192.0.2.1:4222 is beyond this machine and without TLS; possible: "
+                  "tls://, tls = true, insecure = true, or a broker on this machine");
+    for (const std::string rest :
+         {"\"tls://192.0.2.1:4222\"", "\"nats://192.0.2.1:4222\"\ntls = true", "\"nats://localhost:4222\"",
+          "\"nats://[::1]:4222\"", "\"nats://127.1.2.3:4222\""})
+        EXPECT_EQ(read(begin + rest).problems, std::vector<std::string>()) << rest;
+    EXPECT_EQ(read("insecure = true\n" + begin + "\"nats://192.0.2.1:4222\"").problems,
+              std::vector<std::string>());
+}
+
+TEST_F(Configuration, NeedsANewStartForSites) {
+    settings before, now;
+    EXPECT_EQ(keys_for_a_restart(before, now), std::vector<std::string>());
+    now.sites.site = "a";
+    now.sites.peers = {{"b", role::view}};
+    now.sites.servers = {"nats://127.0.0.1:1"};
+    EXPECT_EQ(keys_for_a_restart(before, now), (std::vector<std::string>{"site", "peer", "nats"}));
 }

@@ -68,7 +68,13 @@ std::map<std::string, std::string> defaults() {
             {"tls.certificate", "none"},
             {"tls.key", "none"},
             {"history.days", std::to_string(values.history_days)},
-            {"history.bytes", std::to_string(values.history_bytes)}};
+            {"history.bytes", std::to_string(values.history_bytes)},
+            {"site", "none"},
+            {"nats.servers", "none"},
+            {"nats.credentials", "none"},
+            {"nats.tls", values.sites.tls ? "true" : "false"},
+            {"peer.site", "none"},
+            {"peer.role", quoted(std::string(role_word(peer_site().right)))}};
 }
 
 } // namespace

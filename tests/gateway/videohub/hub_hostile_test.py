@@ -163,8 +163,31 @@ class HubUnderAttack(HubTest, HostileCase):
         self.assertTrue(client.answer() and client.answer())
         self.assertTrue(client.is_closed())
 
+    def test_one_address_gets_half_of_the_places_and_others_the_rest(self):
+        crowd = [self.connect(whole=False) for _ in range(384)]
+        for client in (crowd[0], crowd[-1]):
+            client.read_prelude()
+        for _ in range(3):
+            beyond = self.connect(whole=False)
+            self.assertTrue(beyond.is_closed())
+            self.assertEqual(beyond.received, b"")
+        self.assertEqual(self.errors().count("127.0.0.1 is not let in, it has 384 connections here already"), 1)
+        self.connect(source="127.0.0.5")
+        self.expect_panel_served()
+        crowd[7].close()
+        wait_until("its place is free", self.is_let_in)
+
+    def is_let_in(self):
+        client = self.connect(whole=False)
+        try:
+            return client.fill()
+        except ConnectionError:
+            return False
+        finally:
+            client.close()
+
     def test_five_hundred_clients_hear_of_each_take(self):
-        clients = [self.connect(whole=False) for _ in range(500)]
+        clients = [self.connect(whole=False, source=f"127.0.0.{2 + number % 2}") for number in range(500)]
         for client in clients:
             client.read_prelude()
         self.assertTrue(clients[250].ask(ROUTING + "3 60\n\n"))

@@ -39,6 +39,8 @@ class HubSettings(HubTest):
         wrong = self.check(self.hub_table(9990, server='role = "god"\n'))
         self.assertEqual(wrong.returncode, 2)
         self.assertIn('gateway.toml:4: videohub.role cannot be "god"; possible: "view"', wrong.stderr)
+        admin = self.check(self.hub_table(9990, server='role = "admin"\n'))
+        self.assertIn("which this protocol cannot tell", admin.stderr)
         bare = self.check(self.hub_table(9990, server='address = "0.0.0.0"\n'))
         self.assertIn("clients", bare.stderr)
 

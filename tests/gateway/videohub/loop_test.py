@@ -152,10 +152,11 @@ class Sixteen(LoopTest):
 
 class Large(LoopTest):
     size = 288
+    refused = "simulated refuse outputs=17 33\n"
 
     def test_whole_router_is_taken_in_one_salvo(self):
-        takes = [{"output": output, "input": 289 - output} for output in range(1, 289)]
-        self.assertEqual(self.results(takes), ["confirmed"] * 288)
+        takes = [{"output": output, "input": 289 - output} for output in range(1, 289) if output not in (17, 33)]
+        self.assertEqual(self.results(takes), ["confirmed"] * 286)
         self.wait_for_same()
 
     def test_restart_shows_all_of_it_again(self):
@@ -164,6 +165,26 @@ class Large(LoopTest):
         wait_until("far says so", lambda: self.picture("far")["state"] == "link down")
         self.start_driver("studio")
         self.wait_for_same()
+
+    def test_refusals_and_a_restart_of_the_gateway_end_with_one_picture(self):
+        configuration = self.hub_table(port=self.hub_address()[1])
+        for output in (4, 100, 288):
+            self.lock(output, "lock", reason="on air")
+        takes = [{"output": output, "input": 1 + output % 288} for output in range(1, 289)]
+        results = self.results(takes)
+        for output in (4, 100, 288):
+            self.assertEqual(results[output - 1], "refused")
+        for output in (17, 33):
+            self.assertNotIn(results[output - 1], ("confirmed", "unknown"))
+        others = [result for number, result in enumerate(results, 1) if number not in (4, 17, 33, 100, 288)]
+        self.assertEqual(others, ["confirmed"] * 283)
+        self.wait_for_same()
+        self.assertEqual([self.sources(n)["video"] for n in (4, 17, 33, 100, 288)], [4, 17, 33, 100, 288])
+        self.configuration = configuration
+        self.stop_gateway()
+        self.start_gateway()
+        self.wait_for_same()
+        self.assertEqual(self.results([{"output": 100, "input": 1}, {"output": 101, "input": 1}]), ["refused", "confirmed"])
 
     def test_names_of_all_inputs(self):
         for number in range(1, 289, 41):

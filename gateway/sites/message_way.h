@@ -1,0 +1,25 @@
+// The way to other sites: what is sent there, and what comes from there.
+#pragma once
+
+#include <string>
+
+namespace gateway {
+
+struct site_message {
+    std::string subject;
+    std::string reply; // where an answer goes; "" when none is wanted
+    std::string data;
+    bool nobody = false; // in place of an answer: nobody listened to what was asked
+};
+
+class message_way {
+public:
+    virtual ~message_way() = default;
+
+    [[nodiscard]] virtual bool is_connected() const = 0;
+    // False: it was certainly not sent, and will not be. True: perhaps it is on its way; nothing is kept for
+    // a later connection, and nothing is sent twice.
+    virtual bool send(site_message message) = 0;
+};
+
+} // namespace gateway

@@ -1,0 +1,52 @@
+// What other sites and the broker may cost this one, and how long what holds.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace gateway {
+
+constexpr int site_message_version = 1;
+
+// --- times ---
+constexpr std::uint64_t alive_period_ms = 500;        // a site says so often that it is there
+constexpr std::uint64_t site_silence_limit_ms = 1500; // heard nothing for longer: stale
+constexpr std::uint64_t beat_limit_ms = 1000;         // a take with an older beat is refused by the owner
+constexpr std::uint64_t site_look_period_ms = 100;    // how often silence and deadlines are looked at
+constexpr std::uint64_t page_answer_ms = 3000;        // how long a page is waited for
+constexpr std::uint64_t reread_after_failure_ms = 1000;
+// How far behind its `within` the owner's answer is waited for: as long as the owner waits for its driver,
+// and the way there and back.
+constexpr std::uint64_t far_late_answer_ms = 1000;
+constexpr std::uint64_t far_rename_answer_ms = 4000;
+
+// --- the broker ---
+constexpr std::uint64_t connect_time_limit_ms = 1000; // for one server
+constexpr std::uint64_t broker_retry_pause_ms = 250;
+constexpr std::uint64_t broker_longest_pause_ms = 2000;
+constexpr std::uint64_t broker_ping_period_ms = 1000; // two without an answer end the connection
+constexpr int broker_pings_limit = 2;
+constexpr std::uint64_t broker_write_limit_ms = 1000; // without the broker taking a byte
+constexpr std::uint64_t broker_look_period_ms = 50;   // how often an ended connection is looked for
+constexpr std::size_t outgoing_messages_limit = 4096;
+constexpr std::size_t outgoing_message_bytes_limit = 16777216; // of all of them, 16 MiB
+
+// --- what comes in: of one subscription, and each peer has its own ---
+constexpr std::size_t incoming_messages_limit = 1024;
+constexpr std::size_t incoming_bytes_limit = 8388608; // 8 MiB
+constexpr int messages_per_turn = 32;                 // handled before others in the loop have their turn
+constexpr std::size_t message_bytes_limit = 1048576;  // larger ones are dropped unread
+
+// --- routers of others ---
+constexpr std::size_t routers_per_site_limit = 256;
+constexpr std::size_t pictures_read_at_once = 8;   // of one site
+constexpr std::size_t changes_kept_limit = 256;    // while a picture is read
+constexpr std::size_t page_bytes_aim = 98304;      // a page ends with the place that passes it
+constexpr std::size_t change_bytes_limit = 262144; // larger changes are read as a whole picture
+
+// --- takes ---
+constexpr std::size_t far_lane_requests_limit = 64;  // of one token at one site without an answer
+constexpr std::size_t far_site_requests_limit = 512; // of all tokens at one site
+constexpr std::size_t remembered_asks_limit = 4096;  // of one peer, so that none is done twice
+
+} // namespace gateway

@@ -1,0 +1,28 @@
+// Sites at work: the connection to the broker, and what is said over it.
+#pragma once
+
+#include "broker_link.h"
+#include "sites.h"
+
+namespace gateway {
+
+class site_service {
+public:
+    // All that `around` names outlives it. settings.has_broker().
+    site_service(site_settings settings, const sites_around& around);
+
+    void start();
+    void stop();
+
+    [[nodiscard]] const output_locks* locks_of(std::string_view router) const {
+        return sites_.locks_of(router);
+    }
+
+private:
+    site_settings settings_;
+    std::string run_ = new_run();
+    broker_link link_;
+    sites sites_;
+};
+
+} // namespace gateway
