@@ -51,6 +51,8 @@ bool recall_store::read(recall_memory* memory, std::string* problem) const {
 }
 
 bool recall_store::write(recall_memory* memory) {
+    if (memory->unwritten().empty())
+        return true;
     store_.kept().forget_busy();
     const std::vector<std::string> presets(memory->unwritten().begin(), memory->unwritten().end());
     for (const std::string& preset : presets) {

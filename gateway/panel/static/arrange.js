@@ -6,26 +6,26 @@ import { store } from "./store.js";
 import { t } from "./texts.js";
 
 const options = (list) => list.map(([value, text]) => el("option", { value }, text));
-const colourOptions = () => colours.map((each) => [each, t("colour." + each)]);
+const named = (list) => list.map((each) => [each, t(each)]);
 
 class Arrange extends HTMLElement {
   #list = el("select", { "aria-label": t("list"), change: () => this.#show() });
   #name = el("input", { "aria-label": t("name"), maxlength: 32, autocomplete: "off", change: () => this.#call() });
-  #colour = el("select", { "aria-label": t("colour"), change: () => this.#call() }, ...options([["", "–"], ...colourOptions()]));
+  #colour = el("select", { "aria-label": t("colour"), change: () => this.#call() }, ...options([["", "–"], ...named(colours)]));
   #said = el("p", { role: "status" });
 
   connectedCallback() {
-    this.hidden = true;
+    show(this, false);
     set(this, "role", "region");
     set(this, "aria-label", t("arrange"));
-    this.append(this.#list, this.#name, this.#colour, button(t("clear"), () => this.#change((numbers) => numbers.splice(0))),
+    this.append(this.#list, this.#name, this.#colour, button(t("clear"), () => this.#clear()),
       button(t("keepLayout"), () => this.#keep(), { class: "primary" }), button(t("close"), () => this.#end()), this.#said);
     this.parentElement.addEventListener("click", (event) => this.#press(event), true); // before the tiles hear of it
   }
 
   async begin() {
     const problem = await askLayout("GET"); // another screen may have changed it
-    if (problem || arranging.draft) return write(this.#said, problem);
+    if (!store.layout || arranging.draft) return;
     const { inputs, outputs } = structuredClone(store.layout);
     for (const side of [inputs, outputs]) for (const each of colours) side.colours[each] ??= [];
     arranging.draft = { inputs, outputs };
@@ -34,7 +34,7 @@ class Arrange extends HTMLElement {
     set(this.parentElement, "data-arranging", true);
     this.#offer("favourites");
     this.#list.focus();
-    write(this.#said, t("arrangeMeans"));
+    write(this.#said, problem || t("arrangeMeans"));
   }
 
   #end() {
@@ -42,16 +42,20 @@ class Arrange extends HTMLElement {
     show(this, false);
     set(this.parentElement, "data-arranging", null);
     layoutChanged();
+    document.querySelector(".menu").focus();
+  }
+
+  get #sides() {
+    return Object.values(arranging.draft);
   }
 
   // Categories of one name on both sides are one list.
   #offer(chosen) {
-    const { inputs, outputs } = arranging.draft, all = [inputs, outputs].flatMap((side) => side.categories);
-    for (const side of [inputs, outputs])
-      for (const each of all) if (!side.categories.some(({ name }) => name === each.name)) side.categories.push({ ...each, members: [] });
+    const all = this.#sides.flatMap((side) => side.categories);
+    for (const { categories } of this.#sides)
+      for (const each of all) if (!categories.some(({ name }) => name === each.name)) categories.push({ ...each, members: [] });
     this.#list.replaceChildren(...options([
-      ...["favourites", "hidden", "order"].map((each) => [each, t(each)]), ...colourOptions(),
-      ...inputs.categories.map(({ name }) => ["#" + name, name]), ["#", t("newCategory")]]));
+      ...named(["favourites", "hidden", "order", ...colours]), ...this.#sides[0].categories.map(({ name }) => ["#" + name, name]), ["#", t("newCategory")]]));
     this.#list.value = chosen;
     this.#show();
   }
@@ -67,39 +71,36 @@ class Arrange extends HTMLElement {
 
   #show() {
     const key = this.#list.value;
-    for (const each of [this.#name, this.#colour]) show(each, key.startsWith("#"));
+    for (const each of [this.#name, this.#colour]) show(each, key[0] === "#");
     this.#name.value = key.slice(1);
-    this.#colour.value = this.#category(arranging.draft.inputs)?.colour ?? "";
-    layoutChanged();
-  }
-
-  #change(edit) {
-    for (const side of Object.values(arranging.draft)) edit(this.#numbers(side), side);
+    this.#colour.value = this.#category(this.#sides[0])?.colour ?? "";
     layoutChanged();
   }
 
   // Name and colour of a category, perhaps a new one.
   #call() {
-    const name = this.#name.value.trim(), { inputs, outputs } = arranging.draft;
-    if (name === "") return;
-    const told = { name, colour: this.#colour.value || null };
-    if (this.#list.value === "#") inputs.categories.push({ ...told, members: [] });
-    for (const side of [inputs, outputs]) Object.assign(this.#category(side) ?? {}, told);
-    this.#offer("#" + name);
+    const told = { name: this.#name.value.trim(), colour: this.#colour.value || null };
+    if (told.name === "") return;
+    for (const side of this.#sides)
+      if (this.#list.value === "#") side.categories.push({ ...told, members: [] });
+      else Object.assign(this.#category(side), told);
+    this.#offer("#" + told.name);
   }
 
   #press(event) {
     const tile = arranging.draft && event.target.closest("[data-tile]")?.dataset;
     if (!tile) return;
     event.stopPropagation();
-    const pressed = arranging.draft[tile.input ? "inputs" : "outputs"], number = Number(tile.tile);
-    this.#change((numbers, side) => {
-      if (side !== pressed) return;
-      const at = numbers.indexOf(number), others = Object.values(side.colours);
-      // One colour each.
-      for (const list of others.includes(numbers) ? others : [numbers]) if (list.includes(number)) list.splice(list.indexOf(number), 1);
-      if (at < 0) numbers.push(number);
-    });
+    const number = Number(tile.tile), side = arranging.draft[tile.input ? "inputs" : "outputs"], numbers = this.#numbers(side), isNew = !numbers.includes(number);
+    const others = Object.values(side.colours); // a place has one of them
+    for (const list of others.includes(numbers) ? others : [numbers]) if (list.includes(number)) list.splice(list.indexOf(number), 1);
+    if (isNew) numbers.push(number);
+    layoutChanged();
+  }
+
+  #clear() {
+    for (const side of this.#sides) this.#numbers(side).length = 0;
+    layoutChanged();
   }
 
   // A category without members is none.

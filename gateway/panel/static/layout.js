@@ -11,39 +11,25 @@ export const colours = ["red", "orange", "yellow", "green", "blue", "violet"];
 export const arranging = { draft: null, list: null };
 
 const plain = { categories: [], order: [], colours: {}, hidden: [], favourites: [] };
-let painted = new Map(); // a side of a layout -> number -> colour
 
 // `side`: "inputs" or "outputs".
 export function layoutOf(side) {
   return (arranging.draft ?? store.layout)?.[side] ?? plain;
 }
 
-// In the own order; those that have none behind them as they were.
-export function inOrder(places, order) {
-  const at = new Map(order.map((number, index) => [number, index]));
-  return [...places].sort((a, b) => (at.get(a.number) ?? Infinity) - (at.get(b.number) ?? Infinity) || 0);
-}
-
-function paint(layout) {
-  const found = new Map(), put = (numbers, colour) => colour && numbers.forEach((number) => found.set(number, colour));
-  for (const { colour, members } of [...layout.categories].reverse()) put(members, colour);
-  for (const [colour, numbers] of Object.entries(layout.colours)) put(numbers, colour);
-  painted.set(layout, found);
-  return found;
-}
-
-// The stripe of a place: its own, else that of its first category with a colour. Gives in words what it shows.
+// The stripe of a place, its own or that of its first category with one, and while it is arranged its place in the list.
+// Gives both in words.
 export function showLayout(element, side, number) {
-  const layout = layoutOf(side), colour = (painted.get(layout) ?? paint(layout)).get(number);
-  const at = arranging.draft ? arranging.list(side).indexOf(number) + 1 : 0;
+  const { colours: own, categories } = layoutOf(side);
+  const colour = colours.find((each) => own[each]?.includes(number)) ?? categories.find((each) => each.colour && each.members.includes(number))?.colour;
+  const at = arranging.draft && arranging.list(side).indexOf(number) + 1;
   set(element, "data-colour", colour);
   set(element, "data-listed", at || null);
-  return [colour && t("colour." + colour), at && t("listed", at)].filter(Boolean).join(", ");
+  return [colour && t(colour), at && t("listed", at)].filter(Boolean).join(", ");
 }
 
 // Everything is to be shown anew.
 export function layoutChanged() {
-  painted = new Map();
   newsOf(store.wanted).whole = true;
   flush();
 }

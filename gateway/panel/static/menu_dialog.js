@@ -5,7 +5,7 @@ import { desk } from "./desk.js";
 import { button, el, openDialog, show } from "./dom.js";
 import { openNameDialog } from "./name_dialog.js";
 import { openPairing } from "./pairing_dialog.js";
-import { isAdmin, mayArrange, mayName } from "./rights.js";
+import { isAdmin, mayName } from "./rights.js";
 import { store } from "./store.js";
 import { language, languages, setLanguage, t } from "./texts.js";
 import { setTheme, theme, themes } from "./theme.js";
@@ -25,7 +25,7 @@ async function logOut() {
 
 class Menu {
   constructor() {
-    this.bar = document.querySelector("vrdx-arrange"); // the panel has it
+    this.bar = document.querySelector("vrdx-arrange"); // of the panel
     this.arrange = this.entry("arrange", () => this.bar.begin());
     this.names = this.entry("nameOpen", openNameDialog);
     this.pairing = this.entry("pairing", openPairing);
@@ -52,7 +52,7 @@ class Menu {
   open() {
     const session = store.session, isAnonymous = session?.name === "anonymous";
     this.who.textContent = session ? t("youAre", session.name, t("role." + session.role), session.outputs || t("all"), session.inputs || t("all")) : "";
-    show(this.arrange, this.bar !== null && mayArrange());
+    show(this.arrange, this.bar !== null && (!isAnonymous || isAdmin())); // what all without a token see is an admin's business
     show(this.names, desk.router !== null && mayName());
     show(this.pairing, isAdmin());
     show(this.out, !isAnonymous);

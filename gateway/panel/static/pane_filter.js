@@ -1,7 +1,7 @@
 // The search field, the categories and the groups above a pane of destinations or sources.
 
 import { el, set, show } from "./dom.js";
-import { arranging, inOrder, layoutOf } from "./layout.js";
+import { arranging, layoutOf } from "./layout.js";
 import { groupsOf, matches, searchWords } from "./names.js";
 import { t } from "./texts.js";
 
@@ -36,21 +36,20 @@ export class PaneFilter extends HTMLElement {
 
   // The numbers of the places that are to be shown, in their order. `side`: "inputs" or "outputs".
   pick(places, isAllowed, side) {
-    const { categories, favourites, hidden, order } = layoutOf(side), isAll = this.#all || arranging.draft !== null;
-    const allowed = places.filter((place) => isAllowed(place.number)), away = new Set(hidden);
-    const shown = inOrder(allowed.filter((place) => isAll || !away.has(place.number)), arranging.draft ? [] : order);
-    const known = new Map(shown.map((place) => [place.number, place])), among = (numbers) => numbers.map((each) => known.get(each)).filter(Boolean);
-    const lists = [
-      { key: "#", text: t("favourites"), places: among(favourites) },
-      ...categories.map(({ name, colour, members }) => ({ key: "#" + name, text: name, colour, places: among(members) })),
-    ].filter((each) => each.places.length > 0);
+    const { categories, favourites, hidden, order } = layoutOf(side), isPlain = arranging.draft !== null, away = new Set(hidden);
+    const allowed = places.filter(({ number }) => isAllowed(number) && (this.#all || isPlain || !away.has(number)));
+    const known = new Map(allowed.map((place) => [place.number, place]));
+    const among = (numbers) => numbers.map((number) => known.get(number)).filter(Boolean);
+    const shown = [...new Set([...(isPlain ? [] : among(order)), ...allowed])]; // those of the order first
+    const lists = [{ name: "", text: t("favourites"), members: favourites }, ...categories]
+      .map(({ name, text = name, colour, members }) => ({ key: "#" + name, text, colour, places: among(members) })).filter(({ places: { length } }) => length > 0);
     this.#offer([
-      ...lists.map(({ key, text, colour, places }) => [key, text, places.length, colour]),
+      ...lists.map((each) => [each.key, each.text, each.places.length, each.colour]),
       ...groupsOf(shown).map((each) => [each.prefix, each.prefix, each.count]),
       ...(away.size > 0 ? [[hiddenKey, t("hidden"), away.size]] : []),
     ]);
-    return (lists.find((each) => each.key === this.#group)?.places ?? shown.filter((place) => this.#group === "" || place.prefix === this.#group))
-      .filter((place) => matches(place, this.#words)).map((place) => place.number);
+    const found = lists.find((each) => each.key === this.#group)?.places ?? shown.filter((place) => this.#group === "" || place.prefix === this.#group);
+    return found.filter((place) => matches(place, this.#words)).map((place) => place.number);
   }
 
   #search() {

@@ -43,11 +43,6 @@ export function mayName(side, number) {
   return has("lock") && (side === undefined || (side === "outputs" ? outputs : inputs)(number));
 }
 
-// What everybody without a token sees is an admin's business.
-export function mayArrange() {
-  return has("admin") || store.session?.name !== "anonymous";
-}
-
 export function isAdmin() {
   return has("admin");
 }

@@ -53,9 +53,6 @@ const english = {
   "pair.name": "Name of the panel", "pair.role": "Role", "pair.page": "Page", "pair.outputs": "Only these destinations",
   pairPicture: "QR code of the link", pairOnce: "The link is shown this once.",
   nameOpen: "Names …", nameTitle: "Names", nameSide: "What is named", number: "Number", name: "Name", nameSave: "Give the name", nameIs: "{0} is called {1} now.",
-  arrange: "Arrange …", arrangeMeans: "What is pressed joins the list or leaves it; nothing is taken.", list: "List", favourites: "Favourites",
-  hidden: "Hidden", order: "Order", newCategory: "New category", keepLayout: "Keep", listed: "place {0}", colour: "Colour",
-  "colour.red": "red", "colour.orange": "orange", "colour.yellow": "yellow", "colour.green": "green", "colour.blue": "blue", "colour.violet": "violet",
   destination: "Destination", source: "Source", noPlace: "Possible are 1 to {0}.",
 
   helpTake: "Direct: choose a destination, press a source; it is taken at once.",
@@ -92,7 +89,7 @@ const german = {
   chooseDestination: "Wählen Sie ein Ziel.", backToDestinations: "Zurück zu den Zielen",
   viewOnly: "Sie dürfen sehen, nicht schalten (Rolle sehen).", notYours: "Sie dürfen Ausgang {0} nicht schalten.", routerAway: "Jetzt kann nicht geschaltet werden.",
   sourceNone: "Keine Quelle", sourceUnknown: "Unbekannt", shows: "zeigt {0}", breakaway: "Getrennt",
-  "level.all": "Alle Ebenen", "level.video": "Video", "level.audio": "Audio", "short.video": "V", "short.audio": "A", "short.all": "",
+  "level.all": "Alle Ebenen",
   married: "Beide", mode: "Betriebsart", direct: "Direkt", armed: "Vorwahl", take: "Schalten", takeCount: "{0} schalten", clear: "Löschen", undo: "Rückgängig",
   directMeans: "Eine Quelle wird geschaltet, sobald sie gedrückt wird", armedMeans: "Quellen werden gesammelt und mit Schalten zusammen geschaltet",
   allOrNothing: "Alle oder keine", allOrNothingMeans: "Geht eine nicht, wird keine geschaltet; die Kreuzschiene kann noch eine ablehnen",
@@ -129,9 +126,6 @@ const german = {
   "pair.name": "Name des Bedienfelds", "pair.role": "Rolle", "pair.page": "Seite", "pair.outputs": "Nur diese Ziele",
   pairPicture: "QR-Code des Links", pairOnce: "Der Link wird nur dieses Mal gezeigt.",
   nameOpen: "Namen …", nameTitle: "Namen", nameSide: "Was benannt wird", number: "Nummer", name: "Name", nameSave: "Namen geben", nameIs: "{0} heißt jetzt {1}.",
-  arrange: "Anordnen …", arrangeMeans: "Was gedrückt wird, kommt in die Liste oder verlässt sie; nichts wird geschaltet.", list: "Liste", favourites: "Favoriten",
-  hidden: "Verborgen", order: "Reihenfolge", newCategory: "Neue Kategorie", keepLayout: "Sichern", listed: "Platz {0}", colour: "Farbe",
-  "colour.red": "rot", "colour.orange": "orange", "colour.yellow": "gelb", "colour.green": "grün", "colour.blue": "blau", "colour.violet": "violett",
   destination: "Ziel", source: "Quelle", noPlace: "Möglich sind 1 bis {0}.",
 
   helpTake: "Direkt: ein Ziel wählen, eine Quelle drücken; sie wird sofort geschaltet.",
@@ -152,6 +146,14 @@ const german = {
   crosspointFree: "wird nicht gezeigt",
 };
 
+// Of layouts: English, German.
+const both = {
+  arrange: ["Arrange …", "Anordnen …"], arrangeMeans: ["Press what belongs to it; nothing is taken.", "Drücken, was dazugehört; nichts wird geschaltet."],
+  list: ["List", "Liste"], favourites: ["Favourites", "Favoriten"], hidden: ["Hidden", "Verborgen"], order: ["Order", "Reihenfolge"],
+  newCategory: ["New category", "Neue Kategorie"], keepLayout: ["Keep", "Sichern"], listed: ["place {0}", "Platz {0}"], colour: ["Colour", "Farbe"],
+  red: ["red", "rot"], orange: ["orange", "orange"], yellow: ["yellow", "gelb"], green: ["green", "grün"], blue: ["blue", "blau"], violet: ["violet", "violett"],
+};
+
 const texts = { en: english, de: german };
 const kept = "vrdx-language";
 
@@ -170,7 +172,7 @@ export function setLanguage(name) {
 }
 
 export function t(key, ...values) {
-  const text = texts[language][key] ?? english[key] ?? key;
+  const text = both[key]?.[language === "de" ? 1 : 0] ?? texts[language][key] ?? english[key] ?? key;
   return text.replace(/\{(\d)\}/g, (_, at) => isolated(String(values[at] ?? "")));
 }
 
