@@ -27,6 +27,7 @@ class Menu {
   constructor() {
     this.bar = document.querySelector("vrdx-arrange"); // of the panel
     this.arrange = this.entry("arrange", () => this.bar.begin());
+    this.history = el("a", { href: "/history?router=" + encodeURIComponent(desk.router ?? ""), class: "button" }, t("history"));
     this.names = this.entry("nameOpen", openNameDialog);
     this.pairing = this.entry("pairing", openPairing);
     this.out = button(t("logOut"), logOut);
@@ -37,6 +38,7 @@ class Menu {
       this.who,
       choice(t("language"), "language", Object.entries(languages), language, setLanguage),
       choice(t("theme"), "theme", themes.map((each) => [each, t("theme." + each)]), theme(), setTheme),
+      el("a", { href: "/presets", class: "button" }, t("presets")), this.history,
       this.arrange, this.names, this.pairing, this.out, this.in,
       button(t("close"), () => this.box.close(), { class: "close" }));
   }
