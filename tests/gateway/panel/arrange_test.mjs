@@ -1,8 +1,9 @@
 // What each panel looks like: arranged on the page, kept by the gateway, the same on each of its screens.
 
 import assert from "node:assert/strict";
+import fs from "node:fs";
 import { after, before, test } from "node:test";
-import { AxeBuilder, Panels, Rig, desk, input, isLive, output, phone, press, studio, waitFor, waitForMark } from "./panel_fixture.mjs";
+import { Panels, Rig, desk, findings, input, isLive, output, phone, press, smallTargets, studio, waitFor, waitForMark } from "./panel_fixture.mjs";
 
 const rig = new Rig();
 let panels, keys;
@@ -206,8 +207,7 @@ test("what the gateway refuses is told, and stays to be mended", async () => {
 test("who has no token of his own arranges nothing, an admin does for him", async () => {
   await rig.killGateway();
   rig.configuration = rig.file("gateway.toml");
-  const { writeFileSync } = await import("node:fs");
-  writeFileSync(rig.configuration, 'anonymous = "operate"\n');
+  fs.writeFileSync(rig.configuration, 'anonymous = "operate"\n');
   await rig.startGateway(rig.port);
   const answer = await rig.ask(keys.boss, "PUT", layout + "?panel=anonymous", { outputs: { ...none, hidden: [1] } });
   assert.equal(answer.status, 200);
@@ -231,15 +231,9 @@ for (const [name, viewport] of [["desk", desk], ["phone", phone]])
       const page = await open("/panel?router=studio", { options: { viewport, colorScheme } });
       const wrong = [];
       const look = async (what) => {
-        const { violations } = await new AxeBuilder({ page }).options({ resultTypes: ["violations"] }).setLegacyMode().analyze();
-        wrong.push(...violations.map(({ id, nodes }) => `${what}: ${id} ${nodes[0].html.slice(0, 100)} ${nodes[0].failureSummary.split("\n")[1]}`));
         const wider = await page.evaluate(() => document.documentElement.scrollWidth - innerWidth);
         if (wider > 0) wrong.push(`${what}: ${wider} pixels too wide`);
-        wrong.push(...(await page.evaluate(() =>
-          [...document.querySelectorAll("button, select, input")].filter((each) => each.checkVisibility() && !each.closest(".space"))
-            .map((each) => ({ text: each.outerHTML.slice(0, 80), box: each.getBoundingClientRect() }))
-            .filter(({ box }) => box.width > 0 && (box.height < 43.5 || box.width < 24)).map(({ text }) => text))).map((each) => `${what}: small ${each}`));
-        if (process.env.VRDX_LOOK) await page.screenshot({ path: `${process.env.VRDX_LOOK}/${name}-${colorScheme}-${what.replaceAll(" ", "-")}.png` });
+        wrong.push(...[...(await findings(page)), ...(await smallTargets(page))].map((each) => `${what}: ${each}`));
       };
       await look("arranged");
       await begin(page);
