@@ -46,6 +46,10 @@ owner_answer owner_answer_of(const output_answer& said) {
     return answer;
 }
 
+ask_answer refusal(const std::string& reason) {
+    return {0, "refused", reason, {}};
+}
+
 ask_answer answer_of(const takes_answer& said) {
     ask_answer answer;
     answer.reason = said.problem;
@@ -99,19 +103,24 @@ bool answered_asks::comes_again(const std::string& from, const std::string& repl
     return false;
 }
 
-// Why nothing is done of it, "" when it may be.
+// Why nothing is done of it: `ended` is "" when it may be.
 template<typename ask_type>
-std::string answered_asks::problem_of(const std::optional<ask_type>& ask, const router_address& address) {
+ask_answer answered_asks::objection(const std::optional<ask_type>& ask, const router_address& address) {
     const std::string here = "site " + settings_.site;
     if (!ask)
-        return here + " cannot read what was asked";
+        return refusal(here + " cannot read what was asked");
     if (ask->version != site_message_version)
-        return here + " speaks version " + std::to_string(site_message_version) +
-               " of the messages between sites, not " + std::to_string(ask->version);
+        return refusal(here + " speaks version " + std::to_string(site_message_version) +
+                       " of the messages between sites, not " + std::to_string(ask->version));
+    // A broker may hand one message to the run before this one and, later, to this one.
+    if (ask->beat.run != run_)
+        return {
+            0, "unknown", "it was asked of an earlier run of the gateway there, which may have done it", {}};
     const shown_router* shown = routers_.find(address.router);
     if (shown == nullptr || !shown->site.empty())
-        return here + " has no such router";
-    return beat_problem(ask->beat, run_, boot_ms());
+        return refusal(here + " has no such router");
+    const std::string problem = beat_problem(ask->beat, boot_ms());
+    return problem.empty() ? ask_answer() : refusal(problem);
 }
 
 // Printable, and short enough for the driver's record.
@@ -135,11 +144,10 @@ void answered_asks::take(const router_address& address, const site_message& aske
     if (asked.reply.empty() || comes_again(address.from, asked.reply))
         return;
     const auto ask = read_take_ask(asked.data);
-    std::string problem = problem_of(ask, address);
-    if (problem.empty())
-        problem = order_problem_of(*ask);
-    if (!problem.empty())
-        return answer(asked.reply, {0, "refused", problem, {}});
+    if (ask_answer no = objection(ask, address); !no.ended.empty())
+        return answer(asked.reply, std::move(no));
+    if (const std::string problem = order_problem_of(*ask); !problem.empty())
+        return answer(asked.reply, refusal(problem));
     const token who = token_of(address.from, ask->by);
     desk_.take(address.router, {who, "site " + address.from, "", through_site}, wish_of(*ask),
                [this, reply = asked.reply](const takes_answer& said) { answer(reply, answer_of(said)); });
@@ -149,17 +157,16 @@ void answered_asks::rename(const router_address& address, const site_message& as
     if (asked.reply.empty() || comes_again(address.from, asked.reply))
         return;
     const auto ask = read_name_ask(asked.data);
-    std::string problem = problem_of(ask, address);
-    if (!problem.empty())
-        return answer(asked.reply, {0, "refused", problem, {}});
+    if (ask_answer no = objection(ask, address); !no.ended.empty())
+        return answer(asked.reply, std::move(no));
     history_entry entry = entry_of_name(address, *ask);
-    problem =
+    const std::string problem =
         rename_problem(token_of(address.from, "who asks there"), address.router, ask->output, ask->number);
     if (!problem.empty()) {
         entry.result = "refused";
         entry.reason = problem;
         history_.refused(std::move(entry));
-        return answer(asked.reply, {0, "refused", problem, {}});
+        return answer(asked.reply, refusal(problem));
     }
     routers_.rename(address.router, "site " + address.from, ask->output, ask->number, ask->name,
                     [this, reply = asked.reply, entry](const take_ending& ending) {

@@ -31,7 +31,7 @@ private:
     };
     bool comes_again(const std::string& from, const std::string& reply);
     template<typename ask_type>
-    std::string problem_of(const std::optional<ask_type>& ask, const router_address& address);
+    ask_answer objection(const std::optional<ask_type>& ask, const router_address& address);
     [[nodiscard]] token token_of(const std::string& from, const std::string& by) const;
     void answer(const std::string& reply, ask_answer said);
     [[nodiscard]] history_entry entry_of_name(const router_address& address, const name_ask& ask) const;

@@ -52,8 +52,10 @@ take_ending ending_of(const std::string& id, const std::vector<int>& outputs, re
         return too_many(answer->reason);
     if (answer->ended == "unavailable")
         return unavailable(answer->reason);
-    if (outputs.empty() && (answer->ended == "done" || answer->ended == "unknown"))
-        return all_of_them(id, {}, "", answer->ended == "done" ? std::string() : answer->reason);
+    if (answer->ended == "unknown")
+        return all_of_them(id, outputs, "unknown", answer->reason);
+    if (outputs.empty() && answer->ended == "done")
+        return all_of_them(id, {}, "", {});
     const bool fits =
         answer->ended == "done" &&
         std::equal(outputs.begin(), outputs.end(), answer->outputs.begin(), answer->outputs.end(),

@@ -23,7 +23,7 @@ std::uint64_t boot_ms();
 // A text for one run of this program: 16 hexadecimal digits.
 std::string new_run();
 
-// Why a take with the beat `carried` does nothing at `now_ms` of the gateway `run`; "" when it may.
-std::string beat_problem(const site_beat& carried, const std::string& run, std::uint64_t now_ms);
+// Why a take with the beat `carried`, of this run, does nothing at `now_ms`; "" when it may.
+std::string beat_problem(const site_beat& carried, std::uint64_t now_ms);
 
 } // namespace gateway

@@ -2,8 +2,10 @@
 
 #include "broker_options.h"
 #include "site_limits.h"
+#include "subjects.h"
 
 #include <algorithm>
+#include <atomic>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <chrono>
@@ -13,15 +15,29 @@
 namespace gateway {
 namespace {
 
+std::uint64_t steady_ms() {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
+}
+
+// When this site's own word came back last, steady; 0: not yet.
+using echo_time = std::atomic<std::uint64_t>;
+
 // What a subscription needs of us until the library is done with it.
 struct subscribed {
-    std::shared_ptr<incoming_messages> incoming;
+    std::shared_ptr<incoming_messages> incoming; // null: nothing is handed on, the echo alone is noted
     std::size_t queue = 0;
+    std::shared_ptr<echo_time> echo = nullptr;
 };
 
 void hear_message(natsConnection*, natsSubscription*, natsMsg* message, void* closure) {
     const auto text = [](const char* it) { return std::string(it == nullptr ? "" : it); };
     const auto& into = *static_cast<const subscribed*>(closure);
+    if (into.echo) {
+        *into.echo = steady_ms();
+        natsMsg_Destroy(message);
+        return;
+    }
     const auto length = static_cast<std::size_t>(natsMsg_GetDataLength(message));
     if (length <= message_bytes_limit) {
         site_message heard{text(natsMsg_GetSubject(message)), text(natsMsg_GetReply(message)), {}, false};
@@ -56,9 +72,8 @@ struct broker_link::connection {
     connection& operator=(const connection&) = delete;
 
     // False: with *problem.
-    bool subscribe(const std::string& subject, const std::shared_ptr<incoming_messages>& incoming,
-                   std::size_t queue, std::string* problem) {
-        auto closure = std::make_unique<subscribed>(subscribed{incoming, queue});
+    bool subscribe(const std::string& subject, subscribed into, std::string* problem) {
+        auto closure = std::make_unique<subscribed>(std::move(into));
         natsSubscription* made = nullptr;
         natsStatus status =
             natsConnection_Subscribe(&made, nats, subject.c_str(), hear_message, closure.get());
@@ -75,6 +90,13 @@ struct broker_link::connection {
         return status == NATS_OK;
     }
 
+    // The library's own look at that goes by the clock of the day: where that is put back by an hour, it does
+    // not look for an hour.
+    [[nodiscard]] bool is_silent() const {
+        const std::uint64_t heard = *echo;
+        return heard != 0 && steady_ms() > heard + broker_silence_limit_ms;
+    }
+
     // What the broker has against us, "" when nothing; each thing once.
     std::string news() {
         const char* text = nullptr;
@@ -85,6 +107,7 @@ struct broker_link::connection {
 
     natsConnection* nats = nullptr;
     std::vector<natsSubscription*> subscriptions;
+    std::shared_ptr<echo_time> echo = std::make_shared<echo_time>(0);
     std::string told;
 };
 
@@ -178,8 +201,10 @@ std::unique_ptr<broker_link::connection> broker_link::connect(std::string* probl
         return nullptr;
     }
     for (std::size_t at = 0; at < subjects_.size(); at++)
-        if (!made->subscribe(subjects_[at], incoming_, at, problem))
+        if (!made->subscribe(subjects_[at], {incoming_, at}, problem))
             return nullptr;
+    if (!made->subscribe(alive_subject(settings_.site), {nullptr, 0, made->echo}, problem))
+        return nullptr;
     // The broker knows all of it before anything is said.
     if (natsConnection_FlushTimeout(made->nats, static_cast<std::int64_t>(connect_time_limit_ms)) !=
         NATS_OK) {
@@ -193,7 +218,7 @@ std::unique_ptr<broker_link::connection> broker_link::connect(std::string* probl
 void broker_link::write_until_it_ends(connection& to) {
     const auto look = std::chrono::milliseconds(broker_look_period_ms);
     std::unique_lock lock(mutex_);
-    while (!ending_ && !natsConnection_IsClosed(to.nats)) {
+    while (!ending_ && !natsConnection_IsClosed(to.nats) && !to.is_silent()) {
         if (outgoing_.empty())
             changed_.wait_for(lock, look, [this] { return ending_ || !outgoing_.empty(); });
         std::deque<site_message> batch;

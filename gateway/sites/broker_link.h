@@ -1,7 +1,8 @@
 // The connection to the broker, which a thread of its own makes and writes to: neither a slow broker nor one
 // that stands still holds the loop up.
 //
-// A connection that ended is not mended but made anew: nothing of the old one is sent on the new one.
+// A connection that ended is not mended but made anew: nothing of the old one is sent on the new one. One on
+// which this site does not hear its own beats any more is ended.
 #pragma once
 
 #include "gateway/settings/site_settings.h"

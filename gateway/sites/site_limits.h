@@ -26,8 +26,9 @@ constexpr std::uint64_t broker_retry_pause_ms = 250;
 constexpr std::uint64_t broker_longest_pause_ms = 2000;
 constexpr std::uint64_t broker_ping_period_ms = 1000; // two without an answer end the connection
 constexpr int broker_pings_limit = 2;
-constexpr std::uint64_t broker_write_limit_ms = 1000; // without the broker taking a byte
-constexpr std::uint64_t broker_look_period_ms = 50;   // how often an ended connection is looked for
+constexpr std::uint64_t broker_silence_limit_ms = 5000; // without hearing our own beats: ended, too
+constexpr std::uint64_t broker_write_limit_ms = 1000;   // without the broker taking a byte
+constexpr std::uint64_t broker_look_period_ms = 50;     // how often an ended connection is looked for
 constexpr std::size_t outgoing_messages_limit = 4096;
 constexpr std::size_t outgoing_message_bytes_limit = 16777216; // of all of them, 16 MiB
 

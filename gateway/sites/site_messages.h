@@ -112,7 +112,7 @@ std::optional<name_ask> read_name_ask(const std::string& text);
 struct ask_answer {
     int version = 0;
     // "done": what became of each output is in `outputs`, or the name was handed on. "refused", "too many",
-    // "unavailable": nothing was done, `reason` says why. "unknown": perhaps it was done, of a name alone.
+    // "unavailable": nothing was done, `reason` says why. "unknown": perhaps it was done.
     std::string ended;
     std::string reason;
     std::vector<owner_answer> outputs;

@@ -121,6 +121,13 @@ TEST_F(AskedTakes, AreUnknownWhenTheAnswerDoesNotFit) {
     EXPECT_EQ(result(), "unknown");
 }
 
+TEST_F(AskedTakes, AreUnknownWhereALaterRunOfTheOwnerAnswers) {
+    take();
+    answer(seen.way.next(), {0, "unknown", "an earlier run", {}});
+    EXPECT_EQ(result(), "unknown");
+    EXPECT_EQ(endings[0].owner_answers[0].reason, "an earlier run");
+}
+
 TEST_F(AskedTakes, AreRefusedWhereTheOwnerRefusesThem) {
     take();
     answer(seen.way.next(), {0, "refused", "the role", {}});

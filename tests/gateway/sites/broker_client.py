@@ -8,8 +8,9 @@ from sites_fixture import PATIENCE
 
 
 class BrokerClient:
-    def __init__(self, broker, user=None, password=None):
-        self.socket = socket.create_connection(("127.0.0.1", broker.port), PATIENCE)
+    def __init__(self, broker, user=None, password=None, connection=None):
+        """`connection`: a socket that leads to the broker already."""
+        self.socket = connection or socket.create_connection(("127.0.0.1", broker.port), PATIENCE)
         self.stream = self.socket.makefile("rb")
         self.stream.readline()  # INFO
         options = {"verbose": False, "pedantic": False, "headers": True, "no_responders": True}

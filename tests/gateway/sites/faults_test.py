@@ -157,7 +157,6 @@ class OtherVersions(sites_fixture.SitesTest):
         take = {"v": 1, "run": alive["run"], "beat": alive["beat"], "by": "x", "within": 1000, "takes": [[1, 8, 8]]}
         wrong = [
             ({**take, "v": 2}, "version"),
-            ({**take, "run": "0123456789abcdef"}, "earlier run"),
             ({**take, "beat": alive["beat"] - 2000}, "too late"),
             ({**take, "beat": alive["beat"] + 1000000}, "beat"),
             ({**take, "takes": []}, ""),
@@ -171,6 +170,20 @@ class OtherVersions(sites_fixture.SitesTest):
             said = self.played.hear_until(lambda at, told, wanted=f"vi.played.x.{number}": at == wanted)
             self.assertEqual(said["ended"], "refused", message)
             self.assertIn(reason, said["reason"])
+        self.assertEqual(self.north.sources(1, "studio"), {"video": 1, "audio": 1})
+
+    def test_take_of_an_earlier_run_is_unknown_because_that_one_may_have_done_it(self):
+        self.played.listen("vr.north.alive")
+        self.played.listen("vi.played.>")
+        alive = self.played.hear_until(lambda at, message: "beat" in message)
+        take = {"v": 1, "run": "0123456789abcdef", "beat": alive["beat"], "by": "x", "within": 1000, "takes": [[1, 8, 8]]}
+        self.played.say("vr.north.studio.take.played", take, "vi.played.x.1")
+        said = self.played.hear_until(lambda at, told: "ended" in told)
+        self.assertEqual(said["ended"], "unknown", said)
+        self.assertIn("earlier run", said["reason"])
+        name = {"v": 1, "run": "0123456789abcdef", "beat": alive["beat"], "output": True, "number": 1, "name": "x"}
+        self.played.say("vr.north.studio.name.played", name, "vi.played.x.2")
+        self.assertEqual(self.played.hear_until(lambda at, told: "ended" in told)["ended"], "unknown")
         self.assertEqual(self.north.sources(1, "studio"), {"video": 1, "audio": 1})
 
     def test_take_that_comes_twice_is_done_once(self):
