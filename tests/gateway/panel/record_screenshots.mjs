@@ -27,7 +27,7 @@ try {
   await press(small, 2, 9);
   await waitForMark(small, 2, "data-source", 9);
   await small.screenshot({ path: path.join(images, "phone.png") });
-  const presets = await panels.logIn(rig, gallery, "/presets", { colorScheme: "dark", viewport: { width: 900, height: 420 } });
+  const presets = await panels.logIn(rig, gallery, "/presets", { colorScheme: "dark", viewport: { width: 900, height: 510 } });
   const takes = [1, 2, 5, 7].map((number) => ({ router: "studio", output: number, sources: { video: number + 1, audio: number === 7 ? 16 : number + 1 } }));
   for (const name of ["Evening news", "Morning show", "Night loop"])
     await rig.ask(gallery, "PUT", "/api/v1/presets/" + encodeURIComponent(name), { takes: [...takes, { router: "studio", output: 3, input: 5 }] });
