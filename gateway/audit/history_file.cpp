@@ -14,10 +14,6 @@ namespace {
 
 constexpr int common_share = 0, login_share = 1, refusal_share = 2;
 
-// Refused logins, and other refusals, get an eighth of the bytes each at most; so many bytes are reckoned for
-// one of their entries.
-constexpr std::int64_t refusals_part = 8, refusal_bytes = 2048;
-
 std::string_view cut(const std::string& text) {
     return text_head(text, history_text_limit);
 }
@@ -220,7 +216,8 @@ bool history_file::trim(const history_share& share, std::int64_t now_us, bool* m
 }
 
 bool history_file::trim_share(int share, std::int64_t bytes, bool* more, std::string* problem) {
-    const std::int64_t most = std::min(history_counted_rows_limit, bytes / refusals_part / refusal_bytes);
+    const std::int64_t most =
+        std::min(history_counted_rows_limit, bytes / history_refusals_part / history_refusal_bytes);
     std::int64_t rows = 0;
     if (!kept_->read(
             "SELECT count(*) FROM entries WHERE share = ? AND share > 0", {std::int64_t{share}},

@@ -45,6 +45,17 @@ try {
   await admin.selectOption("#pair-page", "panel studio");
   await admin.fill("#pair-outputs", "1-4");
   await admin.screenshot({ path: path.join(images, "pairing.png") });
+  const side = (categories, further) => ({ categories, order: [], colours: {}, hidden: [], favourites: [], ...further });
+  await rig.ask(gallery, "PUT", "/api/v1/routers/studio/layout", {
+    inputs: side([{ name: "Cameras", colour: "blue", members: [3, 1, 2, 4] }, { name: "Tape", colour: "orange", members: [9, 10, 11] }], { colours: { red: [15], green: [12, 13] } }),
+    outputs: side([], { order: [3, 4], colours: { red: [3], violet: [7, 8] } }),
+  });
+  const arranged = await panels.logIn(rig, gallery, "/panel?router=studio", { colorScheme: "dark", viewport: { width: 1000, height: 560 } });
+  await arranged.click(".menu");
+  await arranged.click("text=Arrange");
+  await arranged.selectOption("vrdx-arrange select >> nth=0", { label: "Cameras" });
+  await arranged.waitForSelector(`${input(4)}[data-listed="4"]`);
+  await arranged.screenshot({ path: path.join(images, "arranging.png") });
 } finally {
   await panels.close();
   await rig.close();
