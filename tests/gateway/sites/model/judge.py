@@ -189,6 +189,18 @@ def history_violations(entries, takes, has_gap, where):
     return found
 
 
+def handed_on_violations(own, read, has_gap, where):
+    """Of one router: rows of its owner's history and of a reader's, as above."""
+    found = history_violations(read, [], has_gap, where)
+    missing = {record for *_, record in own if record} - {record for *_, record in read}
+    if missing and not has_gap:
+        found.append(f"the history of {where} lacks {len(missing)} takes of the owner's, and has no gap: {sorted(missing)[:3]}")
+    strange = {record for *_, record in read if record} - {record for *_, record in own}
+    if strange:
+        found.append(f"the history of {where} has {len(strange)} takes that the owner's has not: {sorted(strange)[:3]}")
+    return found
+
+
 def picture_violations(shown, done, where):
     """`shown`: the source of each output, from 1; `done`: the lines of the router's ledger, in their order."""
     last = {each.output: each.input for each in done}
