@@ -28,6 +28,8 @@ const std::array table{
     route{"", "GET", "/routers", role::none, "All routers", "", 0, {}, answer_panel_page},
     route{"", "GET", "/panel", role::none, "Destinations and sources", "", 0, {}, answer_panel_page},
     route{"", "GET", "/matrix", role::none, "All crosspoints", "", 0, {}, answer_panel_page},
+    route{"", "GET", "/history", role::none, "Who did what", "", 0, {}, answer_panel_page},
+    route{"", "GET", "/presets", role::none, "Takes under a name", "", 0, {}, answer_panel_page},
     route{"", "GET", "/static/build", role::none, "Which pages these are", "", 0, {}, answer_panel_build},
     route{"",
           "GET",

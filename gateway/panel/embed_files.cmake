@@ -1,7 +1,8 @@
 # Writes a source with the bytes of pages and assets. Run by cmake -P with:
 #   FOLDER   the folder with pages/ and static/
 #   OUTPUT   the source to write
-# In pages @BUILD@ stands for the hash of all files, @MODULES@ for the links that load modules beforehand.
+# In pages @BUILD@ stands for the hash of all files, @MODULES@ for the links that load modules beforehand. Scripts are as
+# they were written, but for lines of comments, which are empty: browsers need not load them, and lines keep their numbers.
 
 cmake_minimum_required(VERSION 3.25)
 
@@ -17,7 +18,7 @@ list(SORT pages)
 list(SORT assets)
 
 set(all "")
-foreach(file ${pages} ${assets})
+foreach(file ${pages} ${assets} ${CMAKE_CURRENT_LIST_FILE})
   file(SHA256 ${file} hash)
   get_filename_component(name ${file} NAME)
   string(APPEND all "${name} ${hash}\n")
@@ -25,11 +26,17 @@ endforeach()
 string(SHA256 build "${all}")
 string(SUBSTRING ${build} 0 16 build)
 
-# Each page asks for all modules at once instead of finding them one after the other.
+# Each page asks for all modules at once instead of finding them one after the other, but for those that begin a page.
+set(page_texts "")
+foreach(file ${pages})
+  file(READ ${file} text)
+  string(APPEND page_texts "${text}")
+endforeach()
 set(preloads "")
 foreach(file ${assets})
   get_filename_component(name ${file} NAME)
-  if(name MATCHES "[.]js$" AND NOT name MATCHES "_page[.]js$")
+  string(FIND "${page_texts}" "/${name}\"" begins_a_page)
+  if(name MATCHES "[.]js$" AND begins_a_page EQUAL -1)
     string(APPEND preloads "<link rel=\"modulepreload\" href=\"/static/${build}/${name}\">\n")
   endif()
 endforeach()
@@ -43,16 +50,18 @@ foreach(file ${pages} ${assets})
     file(READ ${file} text)
     string(REPLACE "@BUILD@" ${build} text "${text}")
     string(REPLACE "@MODULES@\n" "${preloads}" text "${text}")
-    file(WRITE ${OUTPUT}.page "${text}")
-    file(READ ${OUTPUT}.page hex HEX)
-    file(SHA256 ${OUTPUT}.page hash)
-    file(REMOVE ${OUTPUT}.page)
     set(is_page true)
   else()
-    file(READ ${file} hex HEX)
-    file(SHA256 ${file} hash)
+    file(READ ${file} text)
+    if(name MATCHES "[.]js$")
+      string(REGEX REPLACE "(^|\n) *//[^\n]*" "\\1" text "${text}")
+    endif()
     set(is_page false)
   endif()
+  file(WRITE ${OUTPUT}.file "${text}")
+  file(READ ${OUTPUT}.file hex HEX)
+  file(SHA256 ${OUTPUT}.file hash)
+  file(REMOVE ${OUTPUT}.file)
   bytes_of("${hex}" bytes)
   string(APPEND arrays "constexpr unsigned char bytes_${number}[] = {\n${bytes}};\n")
   string(APPEND rows "    {\"${name}\", ${is_page}, \"${hash}\", bytes_${number}, sizeof bytes_${number}},\n")

@@ -13,7 +13,7 @@ struct panel_file {
     std::shared_ptr<const std::string> bytes;
 };
 
-// The page of a path ("/", "/routers", "/panel", "/matrix"); null when there is none.
+// The page of a path ("/", "/routers", "/history"); null when there is none.
 const panel_file* panel_page(std::string_view path);
 
 // A file that pages load, by its name ("store.js"); null when there is none.

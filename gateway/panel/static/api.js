@@ -1,5 +1,7 @@
 // Asking the gateway. Nothing is ever asked twice by itself.
 
+import { t } from "./texts.js";
+
 const patience = 20000; // milliseconds until an answer is given up
 
 // {status, body, problem}: status 0 when no answer came; then nobody knows whether it was done.
@@ -23,8 +25,23 @@ export async function ask(method, path, body, headers = {}) {
   }
 }
 
+// What went wrong, in a sentence.
+export function problemOf(answer) {
+  return answer.status === 0 ? t("noAnswer") : answer.problem;
+}
+
+// Of one request: sent again by the browser itself, it is done once.
+export function newKey() {
+  const bytes = crypto.getRandomValues(new Uint8Array(12));
+  return { "Idempotency-Key": Array.from(bytes, (byte) => byte.toString(16).padStart(2, "0")).join("") };
+}
+
 export function routerPath(router) {
   return "/api/v1/routers/" + encodeURIComponent(router);
+}
+
+export function presetPath(name) {
+  return "/api/v1/presets/" + encodeURIComponent(name);
 }
 
 export function eventsAddress(router) {
@@ -40,7 +57,7 @@ export function loginAddress() {
 
 // Only pages of our own, so that no address sends anybody elsewhere.
 export function ownPage(address) {
-  return /^\/(routers|panel|matrix)(\?|$)/.test(address ?? "") ? address : "/routers";
+  return /^\/(routers|panel|matrix|history|presets)(\?|$)/.test(address ?? "") ? address : "/routers";
 }
 
 export const build = document.querySelector('meta[name="build"]')?.content ?? "";

@@ -23,15 +23,13 @@ class AppBar extends HTMLElement {
   #who = el("span", { class: "who" });
 
   connectedCallback() {
-    const name = this.getAttribute("router"), page = this.getAttribute("page");
+    const name = this.getAttribute("router");
     set(this, "role", "banner");
     this.append(
       el("nav", { "aria-label": t("pages") },
-        this.#link("/routers", t("routers"), page === "routers"),
-        name === null ? null : el("h1", {}, named(name)),
-        name === null ? null : this.#state,
-        name === null ? null : this.#link(this.#withQuery("/panel"), t("panel"), page === "panel"),
-        name === null ? null : this.#link(this.#withQuery("/matrix"), t("matrix"), page === "matrix")),
+        this.#link("/routers", "routers"),
+        ...(name === null ? ["presets", "history"].map((each) => this.#link("/" + each, each)) : [
+          el("h1", {}, named(name)), this.#state, ...["panel", "matrix"].map((each) => this.#link("/" + each + location.search, each))])),
       el("div", { class: "aside" }, this.#clock, this.#who,
         el("button", { type: "button", "aria-label": t("help"), title: t("help"), class: "help", click: openHelp }, "?"),
         el("button", { type: "button", "aria-label": t("menu"), title: t("menu"), class: "menu", click: openMenu }, icon("menu"))));
@@ -41,12 +39,8 @@ class AppBar extends HTMLElement {
     this.#refresh();
   }
 
-  #withQuery(page) {
-    return page + location.search;
-  }
-
-  #link(address, text, isHere) {
-    return el("a", { href: address, "aria-current": isHere ? "page" : null }, text);
+  #link(address, page) {
+    return el("a", { href: address, "aria-current": this.getAttribute("page") === page ? "page" : null }, t(page));
   }
 
   #refresh() {

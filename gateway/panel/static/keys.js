@@ -31,6 +31,8 @@ export const keys = [
   { key: "m", single: true, text: "key.married", act: marry },
   { key: "l", single: true, text: "key.lock", act: openLockDialog },
   { key: "e", single: true, text: "key.name", act: openNameDialog },
+  { key: "w", single: true, text: "newer", act: () => find("vrdx-history")?.newer() },
+  { key: "k", single: true, text: "keepNow", act: () => find("vrdx-presets")?.make() },
   { key: "Escape", text: "key.escape", act: () => (desk.armed.size > 0 ? clearArmed() : choose(0)) },
   { key: "Enter", ctrl: true, text: "key.take", act: takeArmed },
   { key: "z", ctrl: true, text: "key.undo", act: () => undo(desk.router) },

@@ -1,6 +1,6 @@
 // Locks of the chosen destination: set, protect, unlock, and remove another's by force.
 
-import { ask, routerPath } from "./api.js";
+import { ask, problemOf, routerPath } from "./api.js";
 import { chosen, desk } from "./desk.js";
 import { button, el, icon, named, openDialog, show, write } from "./dom.js";
 import { isOwn, mayForce, mayTakeTo } from "./rights.js";
@@ -74,7 +74,7 @@ class LockDialog {
     const body = state === "lock" || state === "protect" ? { state, reason: this.reason.value } : { state };
     const answer = await ask("POST", `${routerPath(desk.router)}/outputs/${this.output}/lock`, body);
     if (answer.status === 200) this.box.close();
-    else this.tell(answer.status === 0 ? t("noAnswer") : answer.problem);
+    else this.tell(problemOf(answer));
   }
 
   tell(problem) {

@@ -25,6 +25,7 @@ async function logOut() {
 
 class Menu {
   constructor() {
+    this.history = el("a", { href: "/history?router=" + encodeURIComponent(desk.router ?? ""), class: "button" }, t("history"));
     this.names = this.entry("nameOpen", openNameDialog);
     this.pairing = this.entry("pairing", openPairing);
     this.out = button(t("logOut"), logOut);
@@ -35,6 +36,7 @@ class Menu {
       this.who,
       choice(t("language"), "language", Object.entries(languages), language, setLanguage),
       choice(t("theme"), "theme", themes.map((each) => [each, t("theme." + each)]), theme(), setTheme),
+      el("a", { href: "/presets", class: "button" }, t("presets")), this.history,
       this.names, this.pairing, this.out, this.in,
       button(t("close"), () => this.box.close(), { class: "close" }));
   }

@@ -1,6 +1,6 @@
 // Names of destinations and sources: asked for here, decided by the router, shown when it tells them.
 
-import { ask, routerPath } from "./api.js";
+import { ask, problemOf, routerPath } from "./api.js";
 import { desk, deskRouter } from "./desk.js";
 import { button, el, openDialog, set, write } from "./dom.js";
 import { mayName } from "./rights.js";
@@ -60,7 +60,7 @@ class NameDialog {
     if (this.#sent !== sent) return; // the router told it before the answer came, or something else was asked for
     if (answer.status === 202) return this.#look();
     this.#sent = null;
-    write(this.said, answer.status === 0 ? t("noAnswer") : answer.problem);
+    write(this.said, problemOf(answer));
   }
 
   #look() {

@@ -1,7 +1,7 @@
 // A panel is paired: a token of its own is made, and put into a link that logs in. It stands behind the #, which
 // browsers send to nobody.
 
-import { ask } from "./api.js";
+import { ask, problemOf } from "./api.js";
 import { button, el, openDialog, set, show, write } from "./dom.js";
 import { qrSquares } from "./qr.js";
 import { store } from "./store.js";
@@ -75,7 +75,7 @@ class Pairing {
     this.make.disabled = true;
     const answer = await ask("POST", "/api/v1/tokens", wish);
     this.make.disabled = false;
-    write(this.problem, answer.status === 201 ? "" : answer.status === 0 ? t("noAnswer") : answer.problem);
+    write(this.problem, answer.status === 201 ? "" : problemOf(answer));
     if (answer.status !== 201 || !this.box.open) return;
     const only = outputs === "" ? "" : "&outputs=" + encodeURIComponent(outputs);
     const to = router === "" ? "/routers" : `/${page}?router=${encodeURIComponent(router)}${only}`;

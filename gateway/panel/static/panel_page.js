@@ -2,10 +2,8 @@
 
 import { desk, listenDesk } from "./desk.js";
 import { el, set } from "./dom.js";
+import { frame } from "./frame.js";
 import { startRouterPage } from "./router_page.js";
-import "./alarms.js";
-import "./app_bar.js";
-import "./banner.js";
 import "./destinations.js";
 import "./salvo.js";
 import "./selected.js";
@@ -13,9 +11,7 @@ import "./sources.js";
 
 class Panel extends HTMLElement {
   connectedCallback() {
-    this.append(
-      el("vrdx-app-bar", { page: "panel", router: desk.router }), el("vrdx-banner"), el("vrdx-alarms"),
-      el("main", {}, el("vrdx-destinations"), el("div", { class: "right" }, el("vrdx-selected"), el("vrdx-sources")), el("vrdx-salvo")));
+    this.append(...frame({ page: "panel", router: desk.router }, el("vrdx-destinations"), el("div", { class: "right" }, el("vrdx-selected"), el("vrdx-sources")), el("vrdx-salvo")));
     // A phone shows one side at a time.
     listenDesk(() => set(this, "data-chosen", desk.output > 0));
   }

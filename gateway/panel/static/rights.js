@@ -43,6 +43,10 @@ export function mayName(side, number) {
   return has("lock") && (side === undefined || (side === "outputs" ? outputs : inputs)(number));
 }
 
+export function mayKeep() {
+  return has("lock");
+}
+
 export function isAdmin() {
   return has("admin");
 }

@@ -117,10 +117,11 @@ export class Router {
     if (take.result !== "confirmed" && !take.result.startsWith("replaced")) this.lastProblem = take;
   }
 
-  // The label of a source: number and name, "none", "unknown".
+  // The label of a source: number and name, "none", "unknown"; presets name some.
   sourceLabel(source) {
     if (source == null) return t("sourceUnknown");
     if (source === 0) return t("sourceNone");
+    if (typeof source === "string") return isolated(shownName(source, ""));
     const label = this.inputs[source - 1]?.label;
     return label === undefined ? t("input", source) : isolated(label);
   }

@@ -2,15 +2,11 @@
 
 import { pageAddress, stateShape } from "./app_bar.js";
 import { el, icon, named, set, setIcon, show, write } from "./dom.js";
+import { frame, startRoutersPage } from "./frame.js";
 import { shownName } from "./names.js";
-import { listenKeys } from "./keys.js";
-import { startPage } from "./page.js";
-import { ageOf, isLive, listen, start, store } from "./store.js";
+import { ageOf, isLive, listen, store } from "./store.js";
 import { language, t } from "./texts.js";
 import { age, shownTime } from "./times.js";
-import "./alarms.js";
-import "./app_bar.js";
-import "./banner.js";
 
 class Routers extends HTMLElement {
   #rows = new Map();
@@ -19,8 +15,7 @@ class Routers extends HTMLElement {
   #summary = el("p", { class: "summary", role: "status" });
 
   connectedCallback() {
-    this.append(el("vrdx-app-bar", { page: "routers" }), el("vrdx-banner"), el("vrdx-alarms"),
-      el("main", {}, el("h1", {}, t("routers")), this.#summary, this.#list, this.#empty));
+    this.append(...frame({ page: "routers" }, el("h1", {}, t("routers")), this.#summary, this.#list, this.#empty));
     listen((news) => this.#hear(news));
     setInterval(() => this.#tick(), 1000);
   }
@@ -102,7 +97,4 @@ class Routers extends HTMLElement {
   }
 }
 
-customElements.define("vrdx-routers", Routers);
-startPage("vrdx-routers", t("routers"));
-listenKeys();
-start(null);
+startRoutersPage("routers", Routers);

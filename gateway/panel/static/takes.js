@@ -1,11 +1,11 @@
 // Takes of this page: asked for at once or not at all, never again by themselves, shown as done only when the
 // router has said so.
 
-import { ask, routerPath } from "./api.js";
+import { ask, newKey, routerPath } from "./api.js";
 import { shownName } from "./names.js";
 import { sameSources, isWhole } from "./router_model.js";
 import { flush, isLive, newsOf, plan, routerOf, store } from "./store.js";
-import { t } from "./texts.js";
+import { isolated, t } from "./texts.js";
 
 const patienceAfterAnswer = 1500; // milliseconds for the picture to show what was answered
 const mostUndone = 50;
@@ -52,9 +52,7 @@ export async function take(name, takes, { allOrNothing = false, isUndo = false }
   if (undoable.length > mostUndone) undoable.shift();
   markAll(router, takes, { phase: "sent", pressed });
   flush();
-  const answer = await ask("POST", routerPath(name) + "/takes", { takes: takes.map(body), all_or_nothing: allOrNothing }, {
-    "Idempotency-Key": newKey(),
-  });
+  const answer = await ask("POST", routerPath(name) + "/takes", { takes: takes.map(body), all_or_nothing: allOrNothing }, newKey());
   const now = routerOf(name); // it may have gone meanwhile
   if (now) readAnswer(now, takes, answer, pressed);
   const results = answer.body?.results ?? [];
@@ -68,11 +66,6 @@ function refusalNow(router) {
   return store.connection === "live" ? (router.reason || t("state." + router.state)) : t("notConnected");
 }
 
-function newKey() {
-  const bytes = crypto.getRandomValues(new Uint8Array(12));
-  return Array.from(bytes, (byte) => byte.toString(16).padStart(2, "0")).join("");
-}
-
 function readAnswer(router, takes, answer, pressed) {
   const results = answer.status === 200 ? answer.body.results : [];
   for (const each of takes) {
@@ -83,7 +76,8 @@ function readAnswer(router, takes, answer, pressed) {
   }
 }
 
-function unanswered(answer) {
+// The result of each take when the answer has none.
+export function unanswered(answer) {
   if (answer.status >= 400 && answer.status < 500) return { result: "not allowed", reason: answer.problem };
   if (answer.status === 503) return { result: "unavailable", reason: answer.problem };
   return { result: "unknown", reason: t("noAnswer") };
@@ -130,8 +124,19 @@ export function comingOf(output) {
 
 // "refused" or "unknown", of a take that failed.
 export function failedState(output) {
-  const word = output.own.word;
-  return refusing.includes(word) || word === "shows" ? "refused" : "unknown";
+  return stateOfWord(output.own.word);
+}
+
+export function stateOfWord(word) {
+  return word === "confirmed" ? word : refusing.includes(word) || word === "shows" ? "refused" : "unknown";
+}
+
+// A result and its reason.
+export function wordText(router, { word, sources, reason = "" }) {
+  const why = isolated(shownName(reason.replace(/^(by the router: |the router shows )/, ""), ""));
+  const shown = sources ? Object.values(sources).map((source) => router.sourceLabel(source)).join(" / ") : why;
+  if (word === "shows") return t("result.shows", shown);
+  return why ? `${t("result." + word)}: ${why}` : t("result." + word);
 }
 
 // One sentence on what the last take of this page did there.
@@ -141,10 +146,7 @@ export function resultText(router, output) {
   if (own.phase === "sent" || own.phase === "answered") return t("spoken.pending");
   if (own.phase === "done" && output.pending) return t("spoken.pending"); // of a later take
   if (own.phase === "done") return isWhole(output.confirmed) ? t("result.confirmed") : "";
-  const sources = own.sources ? Object.values(own.sources).map((source) => router.sourceLabel(source)).join(" / ") : "";
-  const said = own.word === "shows" ? t("result.shows", sources) : t("result." + own.word);
-  const reason = shownName(own.reason.replace(/^by the router: /, ""), "");
-  return reason ? `${said}: ${reason}` : said;
+  return wordText(router, own);
 }
 
 // Of those that change something.

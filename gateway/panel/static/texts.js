@@ -146,6 +146,28 @@ const german = {
   crosspointFree: "wird nicht gezeigt",
 };
 
+// Of history and presets: English, German.
+const both = {
+  history: ["History", "Verlauf"], csv: ["CSV, newest 5000", "CSV, neueste 5000"], by: ["By", "Von"], since: ["Since ({0})", "Seit ({0})"],
+  newer: ["Show newer", "Neuere zeigen"], older: ["Show older", "Ältere zeigen"], entries: ["Entries: {0}", "Einträge: {0}"],
+  noEntries: ["Nothing fits. Choose less.", "Nichts passt. Wählen Sie weniger."],
+  claims: ["calls itself {0}, unchecked", "nennt sich {0}, ungeprüft"], times: ["{0} times until {1}", "{0}-mal bis {1}"],
+  lock: ["Lock", "Sperre"], preset: ["Preset", "Preset"], login: ["Login", "Anmeldung"], request: ["Request", "Anfrage"],
+  gap: ["Missing entries: {0}", "Fehlende Einträge: {0}"],
+  "result.done": ["Done", "Erledigt"], "result.handed on": ["Handed on", "Weitergegeben"], "result.begun": ["Begun", "Begonnen"],
+  "result.ended": ["Ended", "Beendet"], "result.made": ["Made", "Gemacht"], "result.written": ["Kept", "Behalten"],
+  "result.removed": ["Removed", "Entfernt"], "result.recalled": ["Recalled", "Abgerufen"], "result.undone": ["Undone", "Zurückgenommen"],
+  presets: ["Presets", "Presets"], outputs: ["Outputs: {0}", "Ausgänge: {0}"], presetFacts: ["{0}; by {1}, {2}", "{0}; von {1}, {2}"],
+  keepNow: ["Keep what is on air", "Behalten, was läuft"], replace: ["Replace …", "Ersetzen …"],
+  recall: ["Recall", "Abrufen"], remove: ["Remove", "Entfernen"], file: ["File for {0}", "Datei für {0}"],
+  wouldNot: ["Would not be taken: {0}", "Würde nicht geschaltet: {0}"],
+  recalled: ["{0} of {1} outputs confirmed", "{0} von {1} Ausgängen bestätigt"],
+  sure: ["What {0} has will be lost. Press again.", "Was {0} enthält, geht verloren. Nochmals drücken."],
+  leftOut: ["Left out, source unknown: {0}", "Ausgelassen, Quelle unbekannt: {0}"],
+  choosePreset: ["Choose a preset.", "Wählen Sie ein Preset."],
+  noPresets: ["There is no preset. Who has the role lock keeps what is on air.", "Es gibt kein Preset. Wer die Rolle sperren hat, behält, was läuft."],
+};
+
 const texts = { en: english, de: german };
 const kept = "vrdx-language";
 
@@ -164,7 +186,7 @@ export function setLanguage(name) {
 }
 
 export function t(key, ...values) {
-  const text = texts[language][key] ?? english[key] ?? key;
+  const text = both[key]?.[language === "de" ? 1 : 0] ?? texts[language][key] ?? english[key] ?? key;
   return text.replace(/\{(\d)\}/g, (_, at) => isolated(String(values[at] ?? "")));
 }
 

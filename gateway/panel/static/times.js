@@ -7,7 +7,7 @@ const withDay = new Intl.DateTimeFormat(language, { day: "numeric", month: "shor
 const withoutDay = new Intl.DateTimeFormat(language, { hour: "2-digit", minute: "2-digit", second: "2-digit", hourCycle: "h23" });
 const zoned = new Intl.DateTimeFormat(language, { hour: "2-digit", minute: "2-digit", second: "2-digit", hourCycle: "h23", timeZoneName: "short" });
 
-function zone(time) {
+export function zone(time) {
   return zoned.formatToParts(time).find((part) => part.type === "timeZoneName")?.value ?? "";
 }
 

@@ -172,8 +172,9 @@ TEST(Database, ATransactionIsWholeOrNotAtAll) {
     database& kept = store->kept();
     std::string problem;
     const auto add_lock = [&] {
-        return kept.change("INSERT INTO locks VALUES ('r', 1, 'lock', 1, 'desk', ?, 0)", {std::string_view()},
-                           &problem);
+        return kept.change("INSERT INTO locks (router, output, state, owner, owner_name, reason, since) "
+                           "VALUES ('r', 1, 'lock', 1, 'desk', ?, 0)",
+                           {std::string_view()}, &problem);
     };
     EXPECT_FALSE(kept.transaction([&] { return add_lock() && add_lock(); }, &problem));
     EXPECT_EQ(number(kept, "SELECT count(*) FROM locks"), 0);

@@ -2,7 +2,7 @@
 
 import assert from "node:assert/strict";
 import { after, before, test } from "node:test";
-import { AxeBuilder, Panels, Rig, desk, isLive, jsQR, output, phone, press, studio, waitFor, waitForMark } from "./panel_fixture.mjs";
+import { Panels, Rig, desk, findings, isLive, jsQR, output, phone, press, smallTargets, studio, waitFor, waitForMark } from "./panel_fixture.mjs";
 
 const rig = new Rig();
 let panels, admin;
@@ -33,22 +33,6 @@ after(async () => {
   await panels?.close();
   await rig.close();
 });
-
-async function findings(page) {
-  // The pages have no frames, which would need a page more for each look; what is right is not told.
-  const { violations } = await new AxeBuilder({ page }).options({ resultTypes: ["violations"] }).setLegacyMode().analyze();
-  return violations.map(({ id, nodes }) => [id, ...nodes.slice(0, 2).flatMap((node) => [node.html.slice(0, 100), node.failureSummary.split("\n")[1]])].join(" | "));
-}
-
-// Everything that can be pressed is large enough for a finger.
-async function smallTargets(page) {
-  return page.evaluate(() =>
-    [...document.querySelectorAll("button, a[href], select, input:not([type=checkbox])")]
-      .filter((each) => each.checkVisibility() && !each.closest(".space"))
-      .map((each) => ({ text: each.outerHTML.slice(0, 120), box: each.getBoundingClientRect() }))
-      .filter(({ box }) => box.width > 0 && (box.height < 43.5 || box.width < 24))
-      .map(({ text, box }) => `${Math.round(box.width)}x${Math.round(box.height)} ${text}`));
-}
 
 for (const [name, viewport] of [["desk", desk], ["phone", phone]])
   for (const colorScheme of ["dark", "light"])

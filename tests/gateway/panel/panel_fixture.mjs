@@ -5,7 +5,7 @@ import { Rig, waitFor } from "./rig.mjs";
 
 const require = createRequire(process.env.VRDX_NODE_MODULES + "/");
 export const { chromium } = require("playwright-core");
-export const { AxeBuilder } = require("@axe-core/playwright");
+const { AxeBuilder } = require("@axe-core/playwright");
 export const jsQR = require("jsqr");
 export { Rig, waitFor };
 
@@ -81,4 +81,21 @@ export async function mark(page, number, name) {
 export async function press(page, destination, source) {
   await page.click(output(destination));
   await page.click(input(source));
+}
+
+// What the rules of accessibility say against the page.
+export async function findings(page) {
+  // The pages have no frames, which would need a page more for each look; what is right is not told.
+  const { violations } = await new AxeBuilder({ page }).options({ resultTypes: ["violations"] }).setLegacyMode().analyze();
+  return violations.map(({ id, nodes }) => [id, ...nodes.slice(0, 2).flatMap((node) => [node.html.slice(0, 100), node.failureSummary.split("\n")[1]])].join(" | "));
+}
+
+// What can be pressed and is too small for a finger.
+export async function smallTargets(page) {
+  return page.evaluate(() =>
+    [...document.querySelectorAll("button, a[href], select, input:not([type=checkbox])")]
+      .filter((each) => each.checkVisibility() && !each.closest(".space"))
+      .map((each) => ({ text: each.outerHTML.slice(0, 120), box: each.getBoundingClientRect() }))
+      .filter(({ box }) => box.width > 0 && (box.height < 43.5 || box.width < 24))
+      .map(({ text, box }) => `${Math.round(box.width)}x${Math.round(box.height)} ${text}`));
 }

@@ -27,6 +27,17 @@ try {
   await press(small, 2, 9);
   await waitForMark(small, 2, "data-source", 9);
   await small.screenshot({ path: path.join(images, "phone.png") });
+  const presets = await panels.logIn(rig, gallery, "/presets", { colorScheme: "dark", viewport: { width: 900, height: 420 } });
+  const takes = [1, 2, 5, 7].map((number) => ({ router: "studio", output: number, sources: { video: number + 1, audio: number === 7 ? 16 : number + 1 } }));
+  for (const name of ["Evening news", "Morning show", "Night loop"])
+    await rig.ask(gallery, "PUT", "/api/v1/presets/" + encodeURIComponent(name), { takes: [...takes, { router: "studio", output: 3, input: 5 }] });
+  await presets.reload();
+  await presets.click("text=Morning show");
+  await presets.waitForSelector(".lines li");
+  await presets.click("section .primary");
+  await presets.waitForSelector("text=of 5 outputs confirmed");
+  await presets.waitForFunction(() => !document.querySelector('.lines [data-kind="pending"], .lines [data-kind="armed"]'));
+  await presets.screenshot({ path: path.join(images, "presets.png") });
   const admin = await panels.logIn(rig, rig.token("head", "admin"), "/routers", { colorScheme: "dark", viewport: { width: 720, height: 600 } });
   await admin.click(".menu");
   await admin.click("text=Pair a panel");

@@ -7,12 +7,14 @@ import sys
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent))
 from gateway_fixture import GatewayTest, main  # noqa: E402
 
-PAGES = ("/", "/routers", "/panel", "/matrix")
+PAGES = ("/", "/routers", "/panel", "/matrix", "/history", "/presets")
 POLICY = (
     "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src 'self' data:; "
     "frame-ancestors 'none'; base-uri 'none'; form-action 'self'"
 )
 LARGEST_SCRIPTS = 150 * 1024
+STATIC = pathlib.Path(__file__).resolve().parents[3] / "gateway" / "panel" / "static"
+IMPORTS = re.compile(r'^(?:import|\} from|.* from) "\./([^"]+)";$', re.MULTILINE)
 
 
 class ServedPages(GatewayTest):
@@ -67,9 +69,34 @@ class ServedPages(GatewayTest):
             self.assertNotRegex(text.replace("http://www.w3.org/2000/svg", ""), r"https?://[a-z]", name)
             if name.endswith(".js"):
                 scripts += len(answer.body)
-                wanted += re.findall(r'^(?:import|\} from|.* from) "\./([^"]+)";$', text, re.MULTILINE)
+                wanted += IMPORTS.findall(text)
         self.assertIn("qr.js", seen)
         self.assertLessEqual(scripts, LARGEST_SCRIPTS)
+
+    def test_a_page_asks_at_once_for_all_modules_that_it_needs(self):
+        for path in PAGES[1:]:
+            text = self.get(path, token=None).body.decode()
+            asked = set(re.findall(r'modulepreload" href="[^"]*/([^"/]+)"', text))
+            wanted, needed = re.findall(r'<script type="module" src="[^"]*/([^"/]+)"', text), set()
+            while wanted:
+                name = wanted.pop()
+                if name not in needed:
+                    needed.add(name)
+                    wanted += IMPORTS.findall(self.file(name).body.decode())
+            begins = [name for name in needed if f"/{name}" in text and name not in asked]
+            with self.subTest(path=path):
+                self.assertEqual(len(begins), 1)
+                self.assertGreater(len(needed), 10)
+                self.assertEqual(needed - asked, set(begins))
+
+    def test_scripts_are_served_as_they_were_written_but_for_lines_of_comments(self):
+        for path in STATIC.glob("*.js"):
+            written, served = path.read_text().split("\n"), self.file(path.name).body.decode().split("\n")
+            with self.subTest(script=path.name):
+                self.assertEqual(len(served), len(written))
+                self.assertTrue(all(line.count("`") % 2 == 0 for line in written), "a text of several lines could look like a comment")
+                for before, after in zip(written, served):
+                    self.assertEqual(after, "" if before.lstrip(" ").startswith("//") else before)
 
 
 if __name__ == "__main__":
