@@ -125,7 +125,7 @@ class WhatMayBe(unittest.TestCase):
         self.expect_nothing([take("unknown")], [done()], (), [lock])
 
 
-class Histories(unittest.TestCase):
+class JudgedHistories(unittest.TestCase):
     def test_take_that_is_missing(self):
         self.assertEqual(len(history_violations([], [take()], False, "a:r1")), 1)
         self.assertEqual(history_violations([], [take()], True, "a:r1"), [])
@@ -157,7 +157,7 @@ class HistoriesThatWereHandedOn(unittest.TestCase):
         self.assertEqual(len(handed_on_violations(self.own[:1], self.own, True, "a:r1 at b")), 1)
 
 
-class Pictures(unittest.TestCase):
+class JudgedPictures(unittest.TestCase):
     def test_picture_that_is_not_the_routers(self):
         lines = [done(), done(11, input=3)]
         self.assertEqual(picture_violations([3, 0], lines, "b"), [])
