@@ -153,7 +153,7 @@ class Judge:
         for fault in self.faults:
             if not fault.touches(take.asked, line.at):
                 continue
-            if fault.what in ("driver", "backend") and fault.name == take.router and fault.kind in ("stopped", "killed"):
+            if fault.what in ("driver", "backend") and fault.name == take.router and fault.kind == "stopped":
                 self.late_but_told += 1
                 return True
             if fault.what == "gateway" and fault.name == take.asker and fault.kind == "stopped" and line.at > fault.end:

@@ -38,7 +38,7 @@ class Programs:
 
 def short_run(seed, network, brokers):
     size = Size(gateways=3, routers=6, brokers=brokers, inputs=400, outputs=8, histories=Programs.histories)
-    return Run(Programs.all, size, NETWORKS[network], seed, seconds=10, pause=1.0, stop_length=7.0, askers=6, asker_pause=0.3)
+    return Run(Programs.all, size, NETWORKS[network], seed, seconds=6, pause=0.6, stop_length=7.0, askers=6, asker_pause=0.3)
 
 
 def long_run(seed, network, brokers, gateways=10, routers=100, seconds=300):
