@@ -125,7 +125,8 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
              [this](const std::string& router, const std::vector<vrdx::output_take>& takes) {
                  events_.takes_begin(router, takes);
              }),
-      sites_(now.sites.has_broker() ? std::make_unique<site_service>(now.sites, around_sites()) : nullptr),
+      sites_(now.sites.has_broker() ? std::make_unique<site_service>(now.sites, now.state, around_sites())
+                                    : nullptr),
       metrics_(loop_, routers_, [this] { return figures(); }), presets_(std::move(presets)),
       kept_recalls_(*access_), recalls_(routers_, takes_, kept_recalls_, seconds_since_1970),
       layouts_(*access_), world_{now,
@@ -200,6 +201,9 @@ gateway_figures gateway_at_work::figures() const {
     now.started_s = started_s_;
     if (const auto history = history_.figures())
         now.kept_history = {history->up, history->waiting, history->lost, history->bytes};
+    if (const auto exchange = sites_ ? sites_->history_figures() : std::nullopt)
+        now.exchanged_history = {exchange->up, exchange->unsent, exchange->sent, exchange->unread,
+                                 exchange->read};
     return now;
 }
 

@@ -12,5 +12,8 @@ measurement measure_videohub_loop(int rounds);
 measurement measure_gateway_start(int rounds);
 measurement measure_gateway_reader_growth(int rounds);
 measurement measure_gateway_router_growth(int rounds);
+measurement measure_site_takes(int rounds);
+measurement measure_site_changes(int rounds);
+measurement measure_site_growth(int rounds);
 measurement measure_gateway_history_takes(int rounds);
 measurement measure_gateway_history_questions(int rounds);

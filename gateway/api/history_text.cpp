@@ -73,7 +73,8 @@ json entry_json(const history_entry& entry) {
             {"count", entry.count},
             {"until", time_or_null(entry.until_us)},
             {"epoch", entry.epoch},
-            {"number", number_or_null(entry.number, 0)}};
+            {"number", number_or_null(entry.number, 0)},
+            {"site", entry.site}};
 }
 
 std::string history_json_text(const std::vector<history_entry>& entries) {

@@ -15,6 +15,10 @@ void answer_ready(api_world& world, const incoming_call&, const answer_function&
     if (world.routers.is_settled() && !world.history.problem().empty())
         answer(json_reply(200, {{"status", "degraded"},
                                 {"reason", "The history cannot be written; the gateway's log says why."}}));
+    else if (world.routers.is_settled() && !world.history.exchange_problem().empty())
+        answer(json_reply(200, {{"status", "degraded"},
+                                {"reason", "The history is not exchanged with other sites; the gateway's log "
+                                           "says why."}}));
     else if (world.routers.is_settled())
         answer(json_reply(
             200, {{"status", "ready"},

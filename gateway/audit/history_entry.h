@@ -45,7 +45,14 @@ struct history_entry {
     // Where the driver's record has it; no two entries have the same.
     std::string epoch; // 16 hexadecimal digits; empty: in no record
     std::int64_t number = 0;
+    // Whose entry it is: empty for this site. And its place in that site's history, which is unique there.
+    std::string site;
+    std::string site_epoch;       // 16 hexadecimal digits
+    std::int64_t site_number = 0; // 0 or less: none
 };
+
+// Whose room in the file an entry takes.
+enum class entry_share { common, logins, refusals };
 
 // From here on the driver's record can be read: takes from number `first` on follow. What lies between what
 // is known and `first` is lost, and becomes a gap.
@@ -64,7 +71,21 @@ struct counted_entry {
     bool is_login = false; // has a share of its own
 };
 
-using history_item = std::variant<history_entry, record_mark, counted_entry>;
+// An entry of another site, whole: with the name of its site before its router and before who it was.
+struct far_entry {
+    history_entry entry;
+    entry_share share = entry_share::common;
+};
+
+// How far something has come that goes on there after the next start; written with the entries before it, or
+// not at all.
+struct history_place {
+    std::string name; // "sent", "read"
+    std::int64_t number = 0;
+    std::string mark; // what the number belongs to; empty where there is one such thing alone
+};
+
+using history_item = std::variant<history_entry, record_mark, counted_entry, far_entry, history_place>;
 
 // "3" for all levels, "7,4" for video and audio; 0 for none, "?" for unknown.
 std::string source_text(bool split_levels, int video, int audio);

@@ -2,6 +2,7 @@
 
 #include "epoch_number.h"
 #include "gateway/settings/limits.h"
+#include "history_outbox.h"
 #include "history_schema.h"
 #include "text.h"
 #include "user_names.h"
@@ -11,8 +12,6 @@
 namespace gateway {
 
 namespace {
-
-constexpr int common_share = 0, login_share = 1, refusal_share = 2;
 
 std::string_view cut(const std::string& text) {
     return text_head(text, history_text_limit);
@@ -31,6 +30,13 @@ std::unique_ptr<history_file> history_file::open(const std::string& state_direct
     };
     if (!opened->kept_->read("SELECT process, user, began FROM runs ORDER BY began", {}, add_run, problem))
         return nullptr;
+    const auto number = [&](std::int64_t* value) {
+        return [value](const sql_row& row) { *value = row.number(0); };
+    };
+    if (!opened->kept_->read("SELECT random()", {}, number(&opened->epoch_), problem) ||
+        !opened->kept_->read("SELECT number FROM places WHERE name = 'numbered'", {},
+                             number(&opened->numbered_), problem))
+        return nullptr;
     // At once: when this process is killed, whoever reads the drivers' records later knows it all the same.
     const auto is_now = [&](const run& each) {
         return each.process == now.process && each.began_us == now.began_us;
@@ -47,15 +53,25 @@ std::unique_ptr<history_file> history_file::open(const std::string& state_direct
 bool history_file::write(std::span<const history_item> batch, std::vector<history_entry>* written,
                          std::string* problem) {
     written->clear();
+    const std::int64_t before = numbered_;
     const auto steps = [&] {
-        return std::all_of(batch.begin(), batch.end(), [&](const history_item& item) {
-            return std::visit([&](const auto& each) { return add(each, written, problem); }, item);
-        });
+        return std::all_of(batch.begin(), batch.end(),
+                           [&](const history_item& item) {
+                               return std::visit(
+                                   [&](const auto& each) { return add(each, written, problem); }, item);
+                           }) &&
+               note_numbered(before, problem);
     };
     if (kept_->transaction(steps, problem))
         return true;
+    numbered_ = before;
     written->clear();
     return false;
+}
+
+bool history_file::note_numbered(std::int64_t before, std::string* problem) {
+    std::vector<history_entry> none;
+    return numbered_ == before || add(history_place{place_numbered, numbered_, {}}, &none, problem);
 }
 
 // Who a driver's client was: a token when it was a gateway of this state directory, else a user.
@@ -74,7 +90,7 @@ void history_file::tell_who(history_entry* entry) const {
 
 bool history_file::add(history_entry entry, std::vector<history_entry>* written, std::string* problem) {
     tell_who(&entry);
-    if (!insert(entry, common_share, "", problem))
+    if (!insert(entry, entry_share::common, "", problem))
         return false;
     if (kept_->changed_rows() > 0)
         written->push_back(std::move(entry));
@@ -89,10 +105,20 @@ bool history_file::add(const counted_entry& counted, std::vector<history_entry>*
         return false;
     if (kept_->changed_rows() > 0)
         return true;
-    if (!insert(entry, counted.is_login ? login_share : refusal_share, counted.key, problem))
+    if (!insert(entry, counted.is_login ? entry_share::logins : entry_share::refusals, counted.key, problem))
         return false;
     written->push_back(entry);
     return true;
+}
+
+// The journal is not told: the site's own has it.
+bool history_file::add(const far_entry& far, std::vector<history_entry>*, std::string* problem) {
+    return insert(far.entry, far.share, "", problem);
+}
+
+bool history_file::add(const history_place& place, std::vector<history_entry>*, std::string* problem) {
+    return kept_->change("INSERT OR REPLACE INTO places (name, number, mark) VALUES (?, ?, ?)",
+                         {place.name, place.number, place.mark}, problem);
 }
 
 // What is missing between what is known and what can be read becomes a gap, once.
@@ -145,13 +171,15 @@ bool history_file::add_gap(const record_mark& mark, std::int64_t missing, const 
     return add(gap, written, problem);
 }
 
-bool history_file::insert(const history_entry& entry, int share, const std::string& key,
+bool history_file::insert(const history_entry& entry, entry_share share, const std::string& key,
                           std::string* problem) {
-    return kept_->change(
+    const bool is_far = !entry.site.empty(), may_change = !key.empty();
+    const std::int64_t own_number = may_change ? 0 : numbered_ + 1;
+    const bool done = kept_->change(
         "INSERT OR IGNORE INTO entries (time, kind, router, output, input, level, who, through, claims, "
         "user, process, address, shown_before, shown_after, result, reason, milliseconds, count, until, "
-        "epoch, number, share, counted) "
-        "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+        "epoch, number, share, counted, site, site_epoch, site_number) "
+        "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
         {entry.time_us,
          static_cast<std::int64_t>(entry.kind),
          cut(entry.router),
@@ -174,8 +202,40 @@ bool history_file::insert(const history_entry& entry, int share, const std::stri
          epoch_number(entry.epoch),
          entry.number,
          static_cast<std::int64_t>(share),
-         key},
+         key,
+         entry.site,
+         is_far ? epoch_number(entry.site_epoch) : epoch_,
+         is_far ? entry.site_number : own_number},
         problem);
+    if (done && !is_far && !may_change && kept_->changed_rows() > 0)
+        ++numbered_;
+    return done;
+}
+
+bool history_file::number_refusals(std::int64_t now_us, std::string* problem) {
+    constexpr std::int64_t surely_over_us = 90000000;
+    std::vector<std::int64_t> over;
+    if (!kept_->read(
+            "SELECT id FROM entries WHERE site_number = 0 AND time < ? ORDER BY time LIMIT ?",
+            {now_us - surely_over_us, history_trim_rows},
+            [&](const sql_row& row) { over.push_back(row.number(0)); }, problem))
+        return false;
+    if (over.empty())
+        return true;
+    const std::int64_t before = numbered_;
+    const auto steps = [&] {
+        return std::all_of(over.begin(), over.end(),
+                           [&](std::int64_t id) {
+                               return kept_->change(
+                                   "UPDATE entries SET site_epoch = ?, site_number = ? WHERE id = ?",
+                                   {epoch_, ++numbered_, id}, problem);
+                           }) &&
+               note_numbered(before, problem);
+    };
+    const bool done = kept_->transaction(steps, problem);
+    if (!done)
+        numbered_ = before;
+    return done;
 }
 
 // --- what is removed ---------------------------------------------------------------------------------------
@@ -194,8 +254,8 @@ bool history_file::trim(const history_share& share, std::int64_t now_us, bool* m
     if (!kept_->change(
             "DELETE FROM runs WHERE id NOT IN (SELECT id FROM runs ORDER BY began DESC LIMIT 1000)", {},
             problem) ||
-        !trim_share(login_share, share.bytes, more, problem) ||
-        !trim_share(refusal_share, share.bytes, more, problem) ||
+        !trim_share(entry_share::logins, share.bytes, more, problem) ||
+        !trim_share(entry_share::refusals, share.bytes, more, problem) ||
         !kept_->number("PRAGMA page_size", &page, problem) ||
         !kept_->number("PRAGMA page_count", &pages, problem) ||
         !kept_->number("PRAGMA freelist_count", &unused, problem))
@@ -215,12 +275,13 @@ bool history_file::trim(const history_share& share, std::int64_t now_us, bool* m
         "PRAGMA incremental_vacuum(256)", {}, [](const sql_row&) {}, problem);
 }
 
-bool history_file::trim_share(int share, std::int64_t bytes, bool* more, std::string* problem) {
+bool history_file::trim_share(entry_share of, std::int64_t bytes, bool* more, std::string* problem) {
     const std::int64_t most =
         std::min(history_counted_rows_limit, bytes / history_refusals_part / history_refusal_bytes);
+    const auto share = static_cast<std::int64_t>(of);
     std::int64_t rows = 0;
     if (!kept_->read(
-            "SELECT count(*) FROM entries WHERE share = ? AND share > 0", {std::int64_t{share}},
+            "SELECT count(*) FROM entries WHERE share = ? AND share > 0", {share},
             [&](const sql_row& row) { rows = row.number(0); }, problem))
         return false;
     const std::int64_t beyond = std::min(rows - most, history_trim_rows);
@@ -229,7 +290,7 @@ bool history_file::trim_share(int share, std::int64_t bytes, bool* more, std::st
     *more = *more || beyond == history_trim_rows;
     return kept_->change("DELETE FROM entries WHERE id IN (SELECT id FROM entries WHERE share = ? AND "
                          "share > 0 ORDER BY time LIMIT ?)",
-                         {std::int64_t{share}, beyond}, problem);
+                         {share, beyond}, problem);
 }
 
 } // namespace gateway

@@ -36,6 +36,9 @@ public:
     bool write(std::span<const history_item> batch, std::vector<history_entry>* written,
                std::string* problem);
 
+    // Numbers refusals whose minute is long over: nothing is added to them any more, they can be handed on.
+    bool number_refusals(std::int64_t now_us, std::string* problem);
+
     // Removes some of what is beyond the share; *more says that there is more to remove.
     bool trim(const history_share& share, std::int64_t now_us, bool* more, std::string* problem);
 
@@ -44,14 +47,18 @@ private:
     bool add(history_entry entry, std::vector<history_entry>* written, std::string* problem);
     bool add(const counted_entry& counted, std::vector<history_entry>* written, std::string* problem);
     bool add(const record_mark& mark, std::vector<history_entry>* written, std::string* problem);
+    bool add(const far_entry& far, std::vector<history_entry>* written, std::string* problem);
+    bool add(const history_place& place, std::vector<history_entry>* written, std::string* problem);
     bool add_gap(const record_mark& mark, std::int64_t missing, const std::string& reason,
                  std::vector<history_entry>* written, std::string* problem);
-    bool insert(const history_entry& entry, int share, const std::string& key, std::string* problem);
+    bool note_numbered(std::int64_t before, std::string* problem);
+    bool insert(const history_entry& entry, entry_share share, const std::string& key, std::string* problem);
     void tell_who(history_entry* entry) const;
-    bool trim_share(int share, std::int64_t bytes, bool* more, std::string* problem);
+    bool trim_share(entry_share share, std::int64_t bytes, bool* more, std::string* problem);
 
     std::unique_ptr<database> kept_;
-    std::vector<run> runs_; // by their beginning
+    std::vector<run> runs_;                 // by their beginning
+    std::int64_t epoch_ = 0, numbered_ = 0; // of this site's entries: of this start, and the newest number
 };
 
 } // namespace gateway

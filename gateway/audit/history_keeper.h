@@ -48,6 +48,19 @@ public:
 
     // Why it cannot be written now, in one sentence; empty when it can.
     std::string problem() const;
+    // The same of what goes to other sites and comes from there.
+    const std::string& exchange_problem() const {
+        return exchange_problem_;
+    }
+
+    // For threads that read and write entries of other sites. Ends with this.
+    history_writer& writer() {
+        return writer_;
+    }
+    // Told by who exchanges entries with other sites; "" when it goes well.
+    void note_exchange_problem(const std::string& text) {
+        exchange_problem_ = text;
+    }
 
     std::optional<history_writer::figures> figures() const {
         return writer_.told_figures();
@@ -62,7 +75,7 @@ private:
     boost::asio::io_context& loop_;
     std::function<void(const std::string&)> tell_;
     std::shared_ptr<from_threads> threads_;
-    std::string told_problem_;
+    std::string told_problem_, exchange_problem_;
     refusal_counter refusals_;
     take_callers callers_;
     struct question {

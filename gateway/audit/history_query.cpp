@@ -11,11 +11,12 @@ namespace gateway {
 
 namespace {
 
-constexpr const char* columns =
-    "SELECT id, time, kind, router, output, input, level, who, through, claims, user, process, address, "
-    "shown_before, shown_after, result, reason, milliseconds, count, until, epoch, number FROM entries";
+// A file that nobody has written since there are sites has no columns for them.
+constexpr const char* columns_without_site = "'', 0, -1, 0";
 
-history_entry entry_of(const sql_row& row) {
+} // namespace
+
+history_entry entry_of_row(const sql_row& row) {
     history_entry entry;
     entry.id = row.number(0);
     entry.time_us = row.number(1);
@@ -39,8 +40,13 @@ history_entry entry_of(const sql_row& row) {
     entry.until_us = row.number(19);
     entry.epoch = epoch_text(row.number(20));
     entry.number = row.number(21);
+    entry.site = row.text(22);
+    entry.site_epoch = epoch_text(row.number(23));
+    entry.site_number = row.number(24);
     return entry;
 }
+
+namespace {
 
 bool is_newer(const history_entry& one, const history_entry& other) {
     return one.time_us != other.time_us ? one.time_us > other.time_us : one.id > other.id;
@@ -60,7 +66,7 @@ std::unique_ptr<history_reading> history_reading::open(const std::string& state_
         return nullptr;
     if (version == 0) // its tables are being made
         return nullptr;
-    return std::unique_ptr<history_reading>(new history_reading(std::move(kept)));
+    return std::unique_ptr<history_reading>(new history_reading(std::move(kept), version));
 }
 
 // Of several routers each is asked for by itself: an index has them in order, and the newest of all are among
@@ -88,7 +94,9 @@ bool history_reading::read(const history_query& query, std::vector<history_entry
 
 bool history_reading::read_some(const history_query& query, const std::string* router,
                                 std::vector<history_entry>* entries, std::string* problem) {
-    std::string text = columns;
+    std::string text = "SELECT " + std::string(entry_columns) + ", " +
+                       (version_ == history_version_before_sites ? columns_without_site : site_columns) +
+                       " FROM entries";
     std::vector<sql_value> values;
     const auto add = [&](const char* condition, const sql_value& value) {
         text += (values.empty() ? " WHERE " : " AND ") + std::string(condition);
@@ -110,7 +118,7 @@ bool history_reading::read_some(const history_query& query, const std::string* r
     values.emplace_back(static_cast<std::int64_t>(query.limit));
     return kept_->read_with(
         texts_.insert(text).first->c_str(), values,
-        [&](const sql_row& row) { entries->push_back(entry_of(row)); }, problem);
+        [&](const sql_row& row) { entries->push_back(entry_of_row(row)); }, problem);
 }
 
 } // namespace gateway

@@ -19,6 +19,13 @@ struct history_query {
     std::size_t limit = 0;
 };
 
+// What entry_of_row() wants of a row of `entries`, in this order.
+constexpr const char* entry_columns =
+    "id, time, kind, router, output, input, level, who, through, claims, user, process, address, "
+    "shown_before, shown_after, result, reason, milliseconds, count, until, epoch, number";
+constexpr const char* site_columns = "site, site_epoch, site_number, share";
+history_entry entry_of_row(const sql_row& row);
+
 // A connection of its own to history.db, for one thread that only reads.
 class history_reading {
 public:
@@ -29,12 +36,14 @@ public:
     bool read(const history_query& query, std::vector<history_entry>* entries, std::string* problem);
 
 private:
-    explicit history_reading(std::unique_ptr<database> kept) : kept_(std::move(kept)) {}
+    history_reading(std::unique_ptr<database> kept, std::int64_t version)
+        : kept_(std::move(kept)), version_(version) {}
     bool read_some(const history_query& query, const std::string* router, std::vector<history_entry>* entries,
                    std::string* problem);
 
     std::set<std::string> texts_; // statements, which are prepared once; there are few kinds of questions
     std::unique_ptr<database> kept_;
+    std::int64_t version_;
 };
 
 } // namespace gateway

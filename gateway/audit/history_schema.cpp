@@ -59,6 +59,23 @@ constexpr std::array<const char*, history_schema_version> steps = {
          user INTEGER NOT NULL) STRICT;
        PRAGMA application_id = 1987208296;
        PRAGMA user_version = 1;)",
+
+    // Histories of several sites. `site` is empty for what happened here, else whose entry it is. Each site
+    // numbers its own: `site_number` counts on from start to start, and `site_epoch` is another one with each
+    // start, so that a history that came back from a backup tells no two things under one number. -1: it was
+    // there before sites were told; 0: it may still change. `places` has up to where something was done:
+    // "numbered", "sent" to the broker, and "read" of the stream that the broker made at `mark`.
+    R"(ALTER TABLE entries ADD COLUMN site TEXT NOT NULL DEFAULT '';
+       ALTER TABLE entries ADD COLUMN site_epoch INTEGER NOT NULL DEFAULT 0;
+       ALTER TABLE entries ADD COLUMN site_number INTEGER NOT NULL DEFAULT -1;
+       CREATE UNIQUE INDEX entries_of_site ON entries (site, site_epoch, site_number) WHERE site <> '';
+       CREATE INDEX entries_to_send ON entries (site_number) WHERE site = '' AND site_number > 0;
+       CREATE INDEX entries_to_number ON entries (time) WHERE site_number = 0;
+       CREATE TABLE places (
+         name TEXT PRIMARY KEY,
+         number INTEGER NOT NULL,
+         mark TEXT NOT NULL) STRICT, WITHOUT ROWID;
+       PRAGMA user_version = 2;)",
 };
 static_assert(application_id == 1987208296);
 

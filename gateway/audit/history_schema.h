@@ -5,7 +5,8 @@
 
 namespace gateway {
 
-constexpr int history_schema_version = 1;
+constexpr int history_schema_version = 2;
+constexpr int history_version_before_sites = 1;
 constexpr const char* history_file_name = "history.db";
 
 // As bring_along() does.

@@ -80,6 +80,31 @@ void history_writer::push(history_item item) {
         wake_.notify_all();
 }
 
+std::uint64_t history_writer::push_all(std::vector<history_item> items) {
+    std::uint64_t number = 0;
+    {
+        const std::lock_guard held(lock_);
+        if (waiting_.size() + items.size() > history_waiting_limit)
+            return 0;
+        for (history_item& item : items)
+            waiting_.push_back(std::move(item));
+        number = pushed_ += items.size();
+    }
+    wake_.notify_all();
+    return number;
+}
+
+bool history_writer::is_written(std::uint64_t number, std::uint64_t ms) {
+    std::unique_lock held(lock_);
+    done_.wait_for(held, std::chrono::milliseconds(ms), [&] { return written_ >= number || ending_; });
+    return written_ >= number;
+}
+
+bool history_writer::keeps() const {
+    const std::lock_guard held(lock_);
+    return is_kept(share_);
+}
+
 void history_writer::keep(const history_share& share) {
     const std::lock_guard held(lock_);
     share_ = share;
@@ -177,6 +202,8 @@ bool history_writer::trim(const history_share& share, std::string* problem) {
     if (!file_ || now < trimmed_ + std::chrono::milliseconds(history_trim_period_ms))
         return true;
     trimmed_ = now;
+    if (!file_->number_refusals(microseconds_since_1970(), problem))
+        return false;
     bool more = true;
     // Some turns of it, then those who write have theirs.
     for (int turn = 0; turn < 8 && more; ++turn)

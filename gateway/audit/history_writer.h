@@ -35,8 +35,16 @@ public:
     void push(history_item item);
     void keep(const history_share& share);
 
+    // All of them in this order, or nothing when there is no room. A number for is_written(), 0: no room.
+    std::uint64_t push_all(std::vector<history_item> items);
+    // Waits at most `ms` for it.
+    bool is_written(std::uint64_t number, std::uint64_t ms);
+
     // Waits until all that was pushed before is written, or the disk takes nothing, or `ms` have passed.
     void wait_until_written(std::uint64_t ms);
+
+    // A history is kept.
+    bool keeps() const;
 
     // Why nothing can be written now, in one sentence; empty when it can.
     std::string problem() const;

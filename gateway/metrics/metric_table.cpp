@@ -37,6 +37,10 @@ const metric crosspoint{"vrdx_crosspoint", gauge, "",
 const metric crosspoints_left_out{"vrdx_crosspoints_left_out", gauge, "",
                                   "Outputs whose crosspoints were too many to be told."};
 
+const metric far_router_up{"vrdx_far_router_up", gauge, "",
+                           "1 while the picture of another site's router is true now, else 0."};
+const metric far_router_age{"vrdx_far_router_age_seconds", gauge, "seconds",
+                            "Since the site of another site's router was heard last."};
 const metric gateway_version{"vrdx_gateway", info, "", "The version of the gateway."};
 const metric gateway_connections{"vrdx_gateway_connections", gauge, "",
                                  "Connections of HTTP and WebSocket clients."};
@@ -57,6 +61,17 @@ const metric history_waiting{"vrdx_history_waiting", gauge, "",
                              "Entries of the history that are not written yet."};
 const metric history_lost{"vrdx_history_lost", counter, "", "Entries of the history that found no room."};
 const metric history_bytes{"vrdx_history_bytes", gauge, "bytes", "Size of the file of the history."};
+const metric exchange_up{"vrdx_history_exchange_up", gauge, "",
+                         "1 while entries of the history go to other sites and come from there, else 0; "
+                         "absent where they are not to."};
+const metric history_unsent{"vrdx_history_unsent", gauge, "",
+                            "Entries of this site's history that the broker has not acknowledged yet."};
+const metric history_sent{"vrdx_history_sent", counter, "",
+                          "Entries of this site's history that the broker has acknowledged."};
+const metric history_unread{"vrdx_history_unread", gauge, "",
+                            "Entries of other sites at the broker that are not read yet."};
+const metric history_read{"vrdx_history_read", counter, "",
+                          "Entries of other sites' histories that were read from the broker."};
 const metric process_memory{"process_resident_memory_bytes", gauge, "bytes",
                             "Resident memory of the gateway."};
 const metric process_descriptors{"process_open_fds", gauge, "", "Open descriptors of the gateway."};
@@ -84,6 +99,8 @@ constexpr std::array all{
     &figure::driver_uptime,
     &figure::crosspoint,
     &figure::crosspoints_left_out,
+    &figure::far_router_up,
+    &figure::far_router_age,
     &figure::gateway_version,
     &figure::gateway_connections,
     &figure::gateway_event_readers,
@@ -96,6 +113,11 @@ constexpr std::array all{
     &figure::history_waiting,
     &figure::history_lost,
     &figure::history_bytes,
+    &figure::exchange_up,
+    &figure::history_unsent,
+    &figure::history_sent,
+    &figure::history_unread,
+    &figure::history_read,
     &figure::process_memory,
     &figure::process_descriptors,
     &figure::process_processor_time,

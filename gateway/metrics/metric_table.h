@@ -20,11 +20,14 @@ namespace figure {
 extern const metric driver_up, backend_up, link_up, state_age, reconnects, takes, takes_unheard, take_time,
     rollbacks, backend_starts, clients, driver_uptime, crosspoint, crosspoints_left_out;
 
+// Of each router of another site, likewise.
+extern const metric far_router_up, far_router_age;
+
 // Of the gateway itself.
 extern const metric gateway_version, gateway_connections, gateway_event_readers, gateway_event_queue,
     gateway_event_queue_longest, gateway_open_requests, gateway_routers, gateway_routers_left_out, history_up,
-    history_waiting, history_lost, history_bytes, process_memory, process_descriptors, process_processor_time,
-    process_start_time;
+    history_waiting, history_lost, history_bytes, exchange_up, history_unsent, history_sent, history_unread,
+    history_read, process_memory, process_descriptors, process_processor_time, process_start_time;
 
 } // namespace figure
 

@@ -131,6 +131,15 @@ void write_crosspoints(metrics_text* text, const shown_routers& routers) {
     text->sample({}, left_out);
 }
 
+// Of another site's router what this gateway knows of it: whether it is heard.
+void write_far(metrics_text* text, const shown_routers& routers, std::uint64_t now_us) {
+    write_figure(text, figure::far_router_up, routers,
+                 [](const shown_router& router) { return is_picture_true(router.state) ? 1 : 0; });
+    write_figure(text, figure::far_router_age, routers, [now_us](const shown_router& router) {
+        return router.heard_us == 0 ? std::optional<double>() : seconds(router.heard_us, now_us);
+    });
+}
+
 void write_gateway(metrics_text* text, const gateway_figures& gateway) {
     const auto write = [text](const metric& about, std::uint64_t value) {
         text->begin(about);
@@ -158,6 +167,20 @@ void write_history(metrics_text* text, const std::optional<gateway_figures::hist
     write(figure::history_bytes, now.bytes);
 }
 
+void write_exchange(metrics_text* text, const std::optional<gateway_figures::exchange>& exchange) {
+    const auto write = [&](const metric& about, std::uint64_t value) {
+        text->begin(about);
+        if (exchange)
+            text->sample({}, value);
+    };
+    const gateway_figures::exchange now = exchange.value_or(gateway_figures::exchange());
+    write(figure::exchange_up, now.up ? 1 : 0);
+    write(figure::history_unsent, now.unsent);
+    write(figure::history_sent, now.sent);
+    write(figure::history_unread, now.unread);
+    write(figure::history_read, now.read);
+}
+
 void write_process(metrics_text* text, double started_s) {
     const process_figures process = figures_of_this_process();
     text->begin(figure::process_memory);
@@ -178,21 +201,24 @@ std::string metrics_page(const token& who, const metrics_wish& wish, const shown
                          const take_figures& takes, const gateway_figures& gateway, std::uint64_t now_us) {
     shown_routers seen;
     std::size_t no_text = 0; // a label is UTF-8, and two names must not become the same
-    std::size_t others = 0;  // of other sites, whose gateways tell them
-    for (const shown_router* router : routers)
-        if (!router->site.empty())
-            others++;
-        else if (!may_see(who, router->name))
+    shown_routers far;       // of other sites, whose gateways tell all else of them
+    std::size_t others = 0;  // the same, also those that this token may not see
+    for (const shown_router* router : routers) {
+        const bool is_far = !router->site.empty();
+        others += is_far ? 1 : 0;
+        if (!may_see(who, router->name))
             continue;
-        else if (is_utf8(router->name))
-            seen.push_back(router);
+        if (is_utf8(router->name))
+            (is_far ? far : seen).push_back(router);
         else
             no_text++;
+    }
 
     metrics_text text(wish.format);
     write_states(&text, seen, now_us);
     write_takes(&text, seen, takes);
     write_driver_figures(&text, seen);
+    write_far(&text, far, now_us);
     if (wish.crosspoints)
         write_crosspoints(&text, seen);
     if (who.routers.empty()) {
@@ -202,6 +228,7 @@ std::string metrics_page(const token& who, const metrics_wish& wish, const shown
         text.begin(figure::gateway_routers_left_out);
         text.sample({}, no_text + gateway.routers_beyond_limit);
         write_history(&text, gateway.kept_history);
+        write_exchange(&text, gateway.exchanged_history);
         write_process(&text, gateway.started_s);
     }
     return text.finish();

@@ -17,6 +17,11 @@ struct gateway_figures {
         std::uint64_t lost = 0;    // entries, since the start
         std::uint64_t bytes = 0;   // of its file
     };
+    struct exchange {
+        bool up = false;                    // it goes well
+        std::uint64_t unsent = 0, sent = 0; // entries of this site; the second since the start
+        std::uint64_t unread = 0, read = 0; // entries of others at the broker; likewise
+    };
     std::size_t connections = 0;
     std::size_t event_readers = 0;
     std::size_t event_queue_bytes = 0;         // of all readers
@@ -25,6 +30,7 @@ struct gateway_figures {
     std::size_t routers_beyond_limit = 0;      // that are not shown
     double started_s = 0;                      // since 1970
     std::optional<history> kept_history;       // none: no history is kept
+    std::optional<exchange> exchanged_history; // none: it is not exchanged with other sites
 };
 
 struct metrics_wish {

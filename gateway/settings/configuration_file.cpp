@@ -140,8 +140,10 @@ constexpr std::array known_keys = std::to_array<known_key>({
      "16"},
     {"nats.credentials", read_credentials, "a path that begins with /"},
     {"nats.tls", read_broker_tls, "true, false, a path that begins with /"},
+    {"nats.history", read_broker_history, "true, false"},
     {"peer.site", read_peer_site, possible_site_name},
     {"peer.role", read_peer_role, "\"view\", \"operate\", \"lock\""},
+    {"peer.history", read_peer_history, "true, false"},
 });
 static_assert(history_longest_days == 3650 && history_least_bytes == 16777216 &&
               history_most_bytes == 109951162777600);
@@ -159,9 +161,9 @@ constexpr std::array known_tables = {
     known_table{"tls", "certificate and key"},
     known_table{"history", "days and bytes"},
     known_table{"metrics", "crosspoints"},
-    known_table{"nats", "servers, credentials and tls"},
+    known_table{"nats", "servers, credentials, tls and history"},
 };
-constexpr const char* possible_peers = "up to 64 tables [[peer]] with site and role";
+constexpr const char* possible_peers = "up to 64 tables [[peer]] with site, role and history";
 constexpr const char* tables_in_arrays = "[[wall]], [[videohub]], [[peer]]";
 
 const known_table* find_table(const std::string& name) {

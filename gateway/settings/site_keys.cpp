@@ -15,6 +15,14 @@ std::string read_site_name(const toml::node& node, std::string* name) {
     return {};
 }
 
+std::string read_whether(const toml::node& node, bool* is) {
+    const auto* const whether = node.as_boolean();
+    if (whether == nullptr)
+        return wrong_type(node);
+    *is = whether->get();
+    return {};
+}
+
 } // namespace
 
 std::string read_site(const toml::node& node, settings* values) {
@@ -39,6 +47,14 @@ std::string read_broker_tls(const toml::node& node, settings* values) {
     }
     values->sites.tls = true;
     return read_path(node, &values->sites.tls_authority);
+}
+
+std::string read_broker_history(const toml::node& node, settings* values) {
+    return read_whether(node, &values->sites.history);
+}
+
+std::string read_peer_history(const toml::node& node, settings* values) {
+    return read_whether(node, &values->sites.peers.back().history);
 }
 
 std::string read_peer_site(const toml::node& node, settings* values) {

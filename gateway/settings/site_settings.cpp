@@ -40,6 +40,10 @@ const peer_site* site_settings::peer(std::string_view name) const {
     return found == peers.end() ? nullptr : &*found;
 }
 
+bool site_settings::reads_history() const {
+    return std::any_of(peers.begin(), peers.end(), [](const peer_site& each) { return each.history; });
+}
+
 bool is_site_name(std::string_view name) {
     return !name.empty() && name.size() <= site_name_limit &&
            std::all_of(name.begin(), name.end(),

@@ -12,6 +12,7 @@ namespace gateway {
 struct peer_site {
     std::string site;
     role right = role::operate; // what all who ask from there may here
+    bool history = false;       // its history is read into the one kept here
 
     bool operator==(const peer_site&) const = default;
 };
@@ -22,8 +23,9 @@ struct site_settings {
     // A file: what `nsc` writes, or two lines, user and password. "": without.
     std::string credentials;
     bool tls = false;
-    std::string
-        tls_authority; // PEM file with who signed the servers' certificates; "": those the system knows
+    // PEM file with who signed the servers' certificates; "": those the system knows.
+    std::string tls_authority;
+    bool history = false;         // this site's history is handed on to the broker
     std::vector<peer_site> peers; // each site once, none of them `site`
 
     bool operator==(const site_settings&) const = default;
@@ -31,6 +33,11 @@ struct site_settings {
     [[nodiscard]] bool has_broker() const {
         return !servers.empty();
     }
+    // Entries of the history go to other sites, or come from there.
+    [[nodiscard]] bool exchanges_history() const {
+        return history || reads_history();
+    }
+    [[nodiscard]] bool reads_history() const;
     // Null when that site is no peer.
     [[nodiscard]] const peer_site* peer(std::string_view name) const;
 };

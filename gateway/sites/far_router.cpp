@@ -1,6 +1,7 @@
 #include "far_router.h"
 
 #include "lock_changes.h"
+#include "monotonic_us.h"
 #include "site_limits.h"
 #include "subjects.h"
 
@@ -68,6 +69,7 @@ bool far_router::wants_reading() const {
 }
 
 void far_router::hear_row(const std::string& run, const router_row& row) {
+    shown_.heard_us = monotonic_us();
     if (!announced_)
         show({shown_.state, shown_.reason}, {});
     if (!whole_)

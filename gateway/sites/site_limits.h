@@ -50,4 +50,16 @@ constexpr std::size_t far_lane_requests_limit = 64;  // of one token at one site
 constexpr std::size_t far_site_requests_limit = 512; // of all tokens at one site
 constexpr std::size_t remembered_asks_limit = 4096;  // of one peer, so that none is done twice
 
+// --- histories ---
+constexpr std::uint64_t history_look_period_ms = 1000; // for new entries here, and new ones at the broker
+constexpr std::uint64_t history_ask_limit_ms = 3000;   // for the broker's answers to one batch
+constexpr std::uint64_t history_retry_pause_ms = 500;  // after a problem; doubles
+constexpr std::uint64_t history_longest_pause_ms = 10000;
+constexpr std::uint64_t history_written_limit_ms = 2000; // for the disk, before it is waited for once more
+constexpr std::size_t history_exchange_batch = 64;       // entries on their way at once, each way
+constexpr std::size_t peers_told_limit = 256;            // lines about histories that cannot be read
+constexpr std::int64_t stream_bytes_limit = 268435456;   // of all sites' entries at the broker, 256 MiB
+constexpr std::int64_t stream_longest_s = 2592000;       // 30 days
+constexpr std::int64_t stream_doubles_s = 120; // the broker itself leaves out what comes twice in it
+
 } // namespace gateway

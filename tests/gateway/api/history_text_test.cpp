@@ -85,8 +85,8 @@ TEST(HistoryText, LineOfCsvHasACellForEachName) {
     ASSERT_EQ(lines.size(), 2U);
     EXPECT_EQ(lines[0],
               "id,time,kind,router,output,input,level,by,through,claims,user,process,address,before,after,"
-              "result,reason,milliseconds,count,until,epoch,number");
-    EXPECT_EQ(lines[1], "5,2024-02-29T12:00:00.250001Z,take,studio,3,,all,,,,,,,?,7,confirmed,,,1,,,");
+              "result,reason,milliseconds,count,until,epoch,number,site");
+    EXPECT_EQ(lines[1], "5,2024-02-29T12:00:00.250001Z,take,studio,3,,all,,,,,,,?,7,confirmed,,,1,,,,");
 }
 
 TEST(HistoryText, CellsOfCsvAreQuotedAndNoFormulas) {

@@ -73,8 +73,10 @@ std::map<std::string, std::string> defaults() {
             {"nats.servers", "none"},
             {"nats.credentials", "none"},
             {"nats.tls", values.sites.tls ? "true" : "false"},
+            {"nats.history", values.sites.history ? "true" : "false"},
             {"peer.site", "none"},
-            {"peer.role", quoted(std::string(role_word(peer_site().right)))}};
+            {"peer.role", quoted(std::string(role_word(peer_site().right)))},
+            {"peer.history", peer_site().history ? "true" : "false"}};
 }
 
 } // namespace

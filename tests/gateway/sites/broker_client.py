@@ -55,7 +55,7 @@ class BrokerClient:
                 self.send(b"PONG\r\n")
             elif line.startswith(b"-ERR"):
                 self.errors.append(line.decode())
-            elif found := re.match(rb"MSG (\S+) \S+ (?:(\S+) )?(\d+)\r\n", line):
+            elif found := re.match(rb"MSG (\S+) \S+ +(?:(\S+) )?(\d+)\r\n", line):
                 data = self.stream.read(int(found[3]) + 2)[:-2]
                 return found[1].decode(), (found[2] or b"").decode(), data
 

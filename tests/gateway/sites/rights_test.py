@@ -12,9 +12,9 @@ PAGE = pathlib.Path(__file__).parents[3] / "docs" / "federation.md"
 
 
 def documented(name):
-    """The block of the page that begins with ```NAME, without what it listens to."""
+    """The block of the page that begins with ```NAME, without what it listens to, and with streams in the test's folder."""
     block = re.search(rf"^```{name}\n(.*?)^```", PAGE.read_text(encoding="utf-8"), re.MULTILINE | re.DOTALL)[1]
-    return re.sub(r"^listen: .*\n", "", block)
+    return re.sub(r'store_dir: "[^"]*"', 'store_dir: "FOLDER/streams"', re.sub(r"^listen: .*\n", "", block))
 
 
 class BrokerRights(sites_fixture.SitesTest):
@@ -41,7 +41,7 @@ class BrokerRights(sites_fixture.SitesTest):
         forbidden = [
             "vr.north.alive", "vr.north.studio.evt", "vr.north.studio.take.north", "vr.north.studio.take.other",
             "vr.north.studio.name.north", "vi.north.x.1", "$JS.API.ACCOUNT.PURGE.x", "$JS.API.SERVER.REMOVE",
-            "$JS.API.ACCOUNT.STREAM.MOVE.a.b", "$SYS.REQ.SERVER.PING", "elsewhere",
+            "$JS.API.ACCOUNT.STREAM.MOVE.a.b", "vr.north.history", "$SYS.REQ.SERVER.PING", "elsewhere",
         ]  # fmt: skip
         for subject in forbidden:
             client.errors.clear()
@@ -77,7 +77,7 @@ class LeafNodes(BrokerRights):
     """The site north has a broker of its own, a leaf node of the one in the middle."""
 
     broker_configuration = documented("nats").replace(
-        '"vr.*.*.name.north"]', '"vr.*.*.name.north", "vi.>"]'
+        '"vr.north.history"]', '"vr.north.history", "vi.>"]'
     ) + documented("leaf-middle").replace("0.0.0.0:7422", "127.0.0.1:-1")
 
     def add_site(self, name, peers, items=None, further=""):

@@ -38,7 +38,8 @@ class Broker:
 
     def start(self):
         text = self.folder / "broker.conf"
-        text.write_text(f'listen: "127.0.0.1:{self.port}"\n{self.configuration}', encoding="utf-8")
+        told = self.configuration.replace("FOLDER", str(self.folder))
+        text.write_text(f'listen: "127.0.0.1:{self.port}"\n{told}', encoding="utf-8")
         with open(self.folder / "broker.log", "ab") as log:
             self.process = subprocess.Popen(
                 [BROKER, "-c", str(text), "--ports_file_dir", str(self.folder)],

@@ -1,5 +1,7 @@
 """Routers of another site: shown, taken on, named, refused, locked."""
 
+import re
+
 import sites_fixture
 from sites_fixture import simulated, wait_until
 
@@ -152,7 +154,66 @@ class WhatElseTheGatewayDoes(sites_fixture.SitesTest):
         self.assertIn(b'vrdx_driver_up{router="studio"} 1', self.north.get("/metrics").body)
         figures = self.control.get("/metrics").body
         self.assertIn(b"vrdx_gateway_routers 0\n", figures)
-        self.assertNotIn(b"studio", figures)
+        self.assertNotIn(b'"studio"', figures)
+        self.assertNotIn(b"vrdx_takes_total{", figures)
+
+    def test_far_router_is_told_in_the_figures_by_whether_it_is_heard(self):
+        def figure(name):
+            text = self.control.get("/metrics").body.decode()
+            return float(re.search(rf'(?m)^{name}{{router="north:studio"}} (\S+)$', text)[1])
+
+        self.assertEqual(figure("vrdx_far_router_up"), 1)
+        heard = figure("vrdx_far_router_age_seconds")
+        self.north.kill_gateway()
+        wait_until("it is not heard", lambda: figure("vrdx_far_router_up") == 0)
+        self.assertGreater(figure("vrdx_far_router_age_seconds"), heard)
+
+
+class PresetsOverSites(sites_fixture.SitesTest):
+    def setUp(self):
+        super().setUp()
+        self.south = self.add_site("south", ["hall"], {"desk": simulated()})
+        self.hall = self.add_site("hall", ["north", "south"], {"own": simulated()})
+        for router in ("north:studio", "south:desk", "own"):
+            self.hall.wait_for_state(router, "up")
+
+    north_peers = ("control", "hall")
+
+    def results_of(self, verb, **further):
+        said = self.hall.ask("POST", f"/api/v1/presets/evening/{verb}", further)
+        self.assertEqual(said.status, 200, said.body)
+        return {each["router"]: each["result"] for each in said.json["results"]}
+
+    def test_preset_takes_at_two_sites_and_here_and_is_undone(self):
+        owners = {"north:studio": (self.north, "studio"), "south:desk": (self.south, "desk"), "own": (self.hall, "own")}
+        takes = [{"router": router, "output": 1, "input": 5} for router in owners]
+        self.assertIn(self.hall.ask("PUT", "/api/v1/presets/evening", {"takes": takes}).status, (200, 201, 204))
+        [row] = self.hall.get("/api/v1/presets").json["presets"]
+        self.assertEqual(sorted(row["routers"]), sorted(owners))
+        wanted = dict.fromkeys(owners, "confirmed")
+
+        def recalled_and_undone():  # anew from the beginning where a beat was too old
+            for router in owners:
+                self.hall.take_until_confirmed(router, 1, 1)
+                self.expect_sources(self.hall, router, 1, 1)
+            if self.results_of("recall") != wanted:
+                return False
+            for site, router in owners.values():
+                self.assertEqual(site.sources(1, router), {"video": 5, "audio": 5})
+            return self.results_of("undo") == wanted
+
+        wait_until("it is recalled and undone", recalled_and_undone)
+        for site, router in owners.values():
+            self.assertEqual(site.sources(1, router), {"video": 1, "audio": 1})
+
+    def test_site_that_is_away_is_told_and_the_others_are_taken_on(self):
+        routers = ("north:studio", "south:desk", "own")
+        takes = [{"router": router, "output": 1, "input": 5} for router in routers]
+        self.assertIn(self.hall.ask("PUT", "/api/v1/presets/evening", {"takes": takes}).status, (200, 201, 204))
+        self.south.kill_gateway()
+        self.hall.wait_for_state("south:desk", "stale")
+        wanted = {"north:studio": "confirmed", "south:desk": "unavailable", "own": "confirmed"}
+        wait_until("the others are taken on", lambda: self.results_of("recall") == wanted)
 
 
 class LocksOfTheOwner(sites_fixture.SitesTest):

@@ -1,0 +1,34 @@
+// What of this site's history other sites have not got yet, and how far that has come. A connection of its
+// own to history.db, for one thread that only reads.
+#pragma once
+
+#include "gateway/access/database.h"
+#include "history_entry.h"
+
+#include <vector>
+
+namespace gateway {
+
+constexpr const char* place_numbered =
+    "numbered";                            // the newest number that was given to an entry of this site
+constexpr const char* place_sent = "sent"; // up to here the broker has them
+constexpr const char* place_read = "read"; // up to here the broker's stream was read; the mark says which one
+
+class history_outbox {
+public:
+    // Null with an empty *problem: there is no history yet.
+    static std::unique_ptr<history_outbox> open(const std::string& state_directory, std::string* problem);
+
+    // Entries of this site with numbers above `after`, by their numbers, `limit` at most.
+    bool read(std::int64_t after, std::size_t limit, std::vector<far_entry>* entries, std::string* problem);
+
+    // 0 and no mark when nothing is there yet.
+    bool find(const char* name, history_place* place, std::string* problem);
+
+private:
+    explicit history_outbox(std::unique_ptr<database> kept) : kept_(std::move(kept)) {}
+
+    std::unique_ptr<database> kept_;
+};
+
+} // namespace gateway
