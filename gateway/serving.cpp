@@ -53,7 +53,7 @@ public:
     gateway_at_work(const command_line& line, const settings& now, std::unique_ptr<access_store> access,
                     std::unique_ptr<lock_table> locks, std::unique_ptr<preset_store> presets);
 
-    // False when it cannot listen, or the certificate is wrong; told.
+    // False when it cannot listen, the certificate is wrong, or the database cannot be read; told.
     bool begin();
     void run() {
         loop_.run();
@@ -91,7 +91,9 @@ private:
     std::unique_ptr<site_service> sites_; // only where the configuration has a broker
     scrape_desk metrics_;
     std::unique_ptr<preset_store> presets_;
+    recall_store kept_recalls_;
     recall_desk recalls_;
+    layout_store layouts_;
     api_world world_;
     api api_;
     http_server http_;
@@ -126,24 +128,26 @@ gateway_at_work::gateway_at_work(const command_line& line, const settings& now,
       sites_(now.sites.has_broker() ? std::make_unique<site_service>(now.sites, now.state, around_sites())
                                     : nullptr),
       metrics_(loop_, routers_, [this] { return figures(); }), presets_(std::move(presets)),
-      recalls_(routers_, takes_), world_{now,
-                                         routers_,
-                                         *access_,
-                                         *locks_,
-                                         logins_,
-                                         writes_,
-                                         keys_,
-                                         pictures_,
-                                         events_,
-                                         takes_,
-                                         history_,
-                                         metrics_,
-                                         *presets_,
-                                         recalls_,
-                                         std::make_shared<const std::string>(json_text(openapi_document())),
-                                         [this](std::uint64_t ms, std::function<void()> act) {
-                                             later(ms, std::move(act));
-                                         }},
+      kept_recalls_(*access_), recalls_(routers_, takes_, kept_recalls_, seconds_since_1970),
+      layouts_(*access_), world_{now,
+                                 routers_,
+                                 *access_,
+                                 *locks_,
+                                 logins_,
+                                 writes_,
+                                 keys_,
+                                 pictures_,
+                                 events_,
+                                 takes_,
+                                 history_,
+                                 metrics_,
+                                 *presets_,
+                                 recalls_,
+                                 layouts_,
+                                 std::make_shared<const std::string>(json_text(openapi_document())),
+                                 [this](std::uint64_t ms, std::function<void()> act) {
+                                     later(ms, std::move(act));
+                                 }},
       api_(world_), http_(loop_, handlers(), limits_with(raise_descriptor_limit(descriptors_limit))),
       hub_world_{routers_, takes_, *locks_, writes_, history_, print}, videohubs_(loop_, hub_world_),
       access_look_(loop_, access_look_period_ms, [this] { look_at_access(); }),
@@ -205,6 +209,10 @@ gateway_figures gateway_at_work::figures() const {
 
 bool gateway_at_work::begin() {
     const settings& now = world_.now;
+    if (std::string problem; !recalls_.remember(&problem)) {
+        print(problem);
+        return false;
+    }
     http_.set_proxies(now.proxies);
     if (const std::string problem = http_.read_tls_files({now.tls_certificate, now.tls_key});
         !problem.empty()) {
@@ -316,6 +324,7 @@ void gateway_at_work::look_at_access() {
     const access_news news = access_->look(seconds_since_1970());
     if (std::exchange(access_problem_, news.problem) != news.problem)
         print(news.problem.empty() ? "tokens and sessions are read and written again" : news.problem);
+    recalls_.write();
     if (news.removed_tokens.empty() && news.ended_sessions.empty())
         return;
     events_.end_readers(news.removed_tokens, news.ended_sessions);

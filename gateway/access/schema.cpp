@@ -63,6 +63,32 @@ constexpr std::array<const char*, schema_version> steps = {
        ALTER TABLE sessions ADD COLUMN kept INTEGER NOT NULL DEFAULT 0;
        UPDATE sessions SET kept = 1 WHERE until > unixepoch() + 43200;
        PRAGMA user_version = 4;)",
+    // `owner` is the token's id, 0 for who asks without one; `token` is the same, null for 0, and takes the
+    // layout along when the token is removed. What recalls have changed: `shown` before, `brought` by them.
+    R"(CREATE TABLE layouts (
+         owner INTEGER NOT NULL,
+         router TEXT NOT NULL,
+         token INTEGER REFERENCES tokens (id) ON DELETE CASCADE,
+         changed INTEGER NOT NULL,
+         bytes INTEGER NOT NULL,
+         content TEXT NOT NULL,
+         PRIMARY KEY (owner, router)) STRICT;
+       CREATE INDEX layouts_of_token ON layouts (token);
+       CREATE INDEX layouts_by_size ON layouts (bytes, owner, router);
+       CREATE TABLE recalls (
+         preset TEXT PRIMARY KEY REFERENCES presets (name) ON DELETE CASCADE,
+         time INTEGER NOT NULL) STRICT, WITHOUT ROWID;
+       CREATE TABLE recalled_outputs (
+         preset TEXT NOT NULL REFERENCES recalls (preset) ON DELETE CASCADE,
+         place INTEGER NOT NULL,
+         router TEXT NOT NULL,
+         output INTEGER NOT NULL,
+         shown_video INTEGER NOT NULL,
+         shown_audio INTEGER NOT NULL,
+         brought_video INTEGER NOT NULL,
+         brought_audio INTEGER NOT NULL,
+         PRIMARY KEY (preset, place)) STRICT, WITHOUT ROWID;
+       PRAGMA user_version = 5;)",
 };
 static_assert(application_id == 1987208312);
 

@@ -5,7 +5,7 @@
 
 namespace gateway {
 
-constexpr int schema_version = 4;
+constexpr int schema_version = 5;
 
 // Brings a database (an empty one is of version 0) to `version`, step by step, in one transaction. False and
 // a sentence in *problem when it is newer, or no database of the gateway.

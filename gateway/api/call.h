@@ -7,6 +7,7 @@
 #include "gateway/access/login_limits.h"
 #include "gateway/access/write_rates.h"
 #include "gateway/http/http_types.h"
+#include "gateway/layouts/layout_store.h"
 #include "gateway/metrics/scrape_desk.h"
 #include "gateway/presets/preset_store.h"
 #include "gateway/presets/recall_desk.h"
@@ -34,6 +35,7 @@ struct api_world {
     scrape_desk& metrics;
     preset_store& presets;
     recall_desk& recalls;
+    layout_store& layouts;
     shared_text document; // OpenAPI
     // Calls `act` after so many milliseconds.
     std::function<void(std::uint64_t ms, std::function<void()> act)> later;

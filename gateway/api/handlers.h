@@ -33,6 +33,11 @@ void remove_preset(api_world&, const incoming_call&, const answer_function&);
 void recall_preset(api_world&, const incoming_call&, const answer_function&);
 void undo_preset(api_world&, const incoming_call&, const answer_function&);
 
+// What a router looks like on the panels of a token
+void answer_layout(api_world&, const incoming_call&, const answer_function&);
+void write_layout(api_world&, const incoming_call&, const answer_function&);
+void remove_layout(api_world&, const incoming_call&, const answer_function&);
+
 // The history
 void answer_history(api_world&, const incoming_call&, const answer_function&);
 
@@ -55,6 +60,9 @@ take_asker asker_of(const api_world& world, const call& incoming);
 
 // What a token may, as sessions and new tokens are told of it.
 json token_json(const token& who);
+// Does what `act` does, and answers it; with an Idempotency-Key once for each key.
+void answer_once(api_world& world, const incoming_call& incoming, const answer_function& answer, handler act);
+
 // Something that has to be written to the disk, for the one who asks: an answer that refuses it when he has
 // had too much of that, else nothing.
 std::optional<reply> too_many_writes(api_world& world, const token& who);

@@ -89,7 +89,7 @@ json parameters(const route& row) {
     if (path.find("{number}") != std::string_view::npos)
         list.push_back(path_parameter("number", {{"type", "integer"}, {"minimum", 1}},
                                       "Number of the output or input, from 1"));
-    if (operation == "take")
+    if (operation == "take" || operation == "recallPreset" || operation == "undoPreset")
         list.push_back(header_parameter(
             "Idempotency-Key", {{"type", "string"}, {"minLength", 1}, {"maxLength", 128}},
             "The same key and body within 60 seconds get the first answer, and take nothing"));
@@ -103,6 +103,9 @@ json parameters(const route& row) {
                         {"required", false},
                         {"description", "A router: the body is a file of `vrdx_routectl save` of it"},
                         {"schema", {{"type", "string"}}}});
+    if (operation.ends_with("Layout"))
+        list.push_back(query_parameter("panel", {{"type", "string"}, {"minLength", 1}},
+                                       "The name of another token, whose layout it is; role admin"));
     if (operation == "getRouter")
         list.push_back(
             header_parameter("If-None-Match", {{"type", "string"}}, "An ETag that is known already"));

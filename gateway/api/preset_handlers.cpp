@@ -1,5 +1,6 @@
 // Presets: kept, told, recalled, undone.
 #include "gateway/access/rights.h"
+#include "gateway/settings/limits.h"
 #include "handlers.h"
 #include "history_notes.h"
 #include "preset_body.h"
@@ -158,10 +159,10 @@ void write_preset(api_world& world, const incoming_call& incoming, const answer_
         return answer(std::move(*refusal));
     if (std::optional<reply> refusal = too_many_writes(world, *incoming->who))
         return answer(std::move(*refusal));
-    write_patiently(world, incoming, answer,
-                    [&world, incoming, answer, takes = std::move(std::get<0>(wanted))](bool last) {
-                        return keep_preset(world, incoming, takes, answer, last);
-                    });
+    const auto takes = std::make_shared<const std::vector<preset_take>>(std::move(std::get<0>(wanted)));
+    write_patiently(world, incoming, answer, [&world, incoming, answer, takes](bool last) {
+        return keep_preset(world, incoming, *takes, answer, last);
+    });
 }
 
 void remove_preset(api_world& world, const incoming_call& incoming, const answer_function& answer) {
@@ -173,6 +174,15 @@ void remove_preset(api_world& world, const incoming_call& incoming, const answer
 }
 
 namespace {
+
+// Answers once the disk has what an undo needs, or cannot have it: what was taken is told in any case.
+void answer_when_written(api_world& world, const std::shared_ptr<reply>& said, const answer_function& answer,
+                         std::uint64_t end_ms) {
+    if (world.recalls.write() || steady_ms() >= end_ms)
+        return answer(std::move(*said));
+    world.later(busy_retry_ms,
+                [&world, said, answer, end_ms] { answer_when_written(world, said, answer, end_ms); });
+}
 
 // Answers, and leaves in the history what was done, or why nothing was.
 recall_done end_of_recall(api_world& world, const incoming_call& incoming, const std::string& done,
@@ -190,13 +200,12 @@ recall_done end_of_recall(api_world& world, const incoming_call& incoming, const
                             " outputs confirmed");
         else
             note_refusal(world, *incoming, ended.problem);
-        answer(reply_of(ended, false));
+        answer_when_written(world, std::make_shared<reply>(reply_of(ended, false)), answer,
+                            steady_ms() + busy_time_limit_ms);
     };
 }
 
-} // namespace
-
-void recall_preset(api_world& world, const incoming_call& incoming, const answer_function& answer) {
+void do_recall(api_world& world, const incoming_call& incoming, const answer_function& answer) {
     preset found;
     const preset_answer read = world.presets.read(name_of(*incoming), *incoming->who, &found);
     if (read.result != preset_answer::kind::done)
@@ -211,7 +220,7 @@ void recall_preset(api_world& world, const incoming_call& incoming, const answer
                          end_of_recall(world, incoming, "recalled", answer));
 }
 
-void undo_preset(api_world& world, const incoming_call& incoming, const answer_function& answer) {
+void do_undo(api_world& world, const incoming_call& incoming, const answer_function& answer) {
     preset found;
     const preset_answer read = world.presets.read(name_of(*incoming), *incoming->who, &found);
     if (read.result != preset_answer::kind::done)
@@ -222,8 +231,18 @@ void undo_preset(api_world& world, const incoming_call& incoming, const answer_f
         return answer(problem_reply(422, problem));
     if (!world.recalls.undo(found.row.name, asker_of(world, *incoming), asked->wish,
                             end_of_recall(world, incoming, "undone", answer)))
-        answer(problem_reply(409, "No recall of this preset can be undone: it was not recalled since the "
-                                  "gateway was started, changed nothing, or was undone already."));
+        answer(problem_reply(409, "No recall of this preset can be undone: it was not recalled within a day, "
+                                  "changed nothing, or was undone already."));
+}
+
+} // namespace
+
+void recall_preset(api_world& world, const incoming_call& incoming, const answer_function& answer) {
+    answer_once(world, incoming, answer, do_recall);
+}
+
+void undo_preset(api_world& world, const incoming_call& incoming, const answer_function& answer) {
+    answer_once(world, incoming, answer, do_undo);
 }
 
 } // namespace gateway

@@ -212,6 +212,33 @@ constexpr const char* preset_schemas = R"json({
 "RecallAnswer": {"oneOf": [{"$ref": "#/components/schemas/RecallResults"}, {"$ref": "#/components/schemas/Differences"}]}
 })json";
 
+constexpr const char* layout_schemas = R"json({
+"Colour": {"enum": ["red", "orange", "yellow", "green", "blue", "violet"]},
+"Numbers": {"type": "array", "uniqueItems": true, "maxItems": 4096, "items": {"type": "integer", "minimum": 1, "maximum": 4096}},
+"Category": {"type": "object", "additionalProperties": false, "required": ["name"],
+  "properties": {"name": {"type": "string", "minLength": 1, "maxLength": 64, "description": "Each once on its side"},
+    "colour": {"oneOf": [{"$ref": "#/components/schemas/Colour"}, {"type": "null"}]},
+    "members": {"$ref": "#/components/schemas/Numbers", "description": "In their order"}}},
+"LayoutSide": {"type": "object", "additionalProperties": false,
+  "properties": {"categories": {"type": "array", "maxItems": 64, "items": {"$ref": "#/components/schemas/Category"}},
+    "order": {"$ref": "#/components/schemas/Numbers", "description": "These come first; the others behind them by number"},
+    "colours": {"type": "object", "additionalProperties": false, "description": "Each number in one of them",
+      "properties": {"red": {"$ref": "#/components/schemas/Numbers"}, "orange": {"$ref": "#/components/schemas/Numbers"},
+        "yellow": {"$ref": "#/components/schemas/Numbers"}, "green": {"$ref": "#/components/schemas/Numbers"},
+        "blue": {"$ref": "#/components/schemas/Numbers"}, "violet": {"$ref": "#/components/schemas/Numbers"}}},
+    "hidden": {"$ref": "#/components/schemas/Numbers", "description": "Not shown, and no less takeable"},
+    "favourites": {"$ref": "#/components/schemas/Numbers", "description": "In their order"}}},
+"LayoutRequest": {"type": "object", "additionalProperties": false,
+  "description": "What is left out is empty; outputs have numbers up to 1024",
+  "properties": {"inputs": {"$ref": "#/components/schemas/LayoutSide"}, "outputs": {"$ref": "#/components/schemas/LayoutSide"}}},
+"WholeSide": {"allOf": [{"$ref": "#/components/schemas/LayoutSide"},
+  {"required": ["categories", "order", "colours", "hidden", "favourites"]}]},
+"Layout": {"type": "object", "additionalProperties": false, "required": ["router", "panel", "changed", "inputs", "outputs"],
+  "properties": {"router": {"type": "string"}, "panel": {"type": "string", "description": "The token's name"},
+    "changed": {"oneOf": [{"type": "string", "format": "date-time"}, {"type": "null"}], "description": "Null: none is kept"},
+    "inputs": {"$ref": "#/components/schemas/WholeSide"}, "outputs": {"$ref": "#/components/schemas/WholeSide"}}}
+})json";
+
 constexpr const char* event_schemas = R"json({
 "Event": {"oneOf": [{"$ref": "#/components/schemas/Picture"}, {"$ref": "#/components/schemas/ChangeEvent"},
   {"$ref": "#/components/schemas/RouterEvent"}, {"$ref": "#/components/schemas/TakeEvent"},
@@ -258,6 +285,7 @@ json schemas() {
     json all = json::parse(shared_schemas);
     all.update(json::parse(request_schemas));
     all.update(json::parse(preset_schemas));
+    all.update(json::parse(layout_schemas));
     all.update(json::parse(event_schemas));
     return all;
 }

@@ -13,10 +13,6 @@ namespace gateway {
 
 namespace {
 
-// Refused logins, and other refusals, get an eighth of the bytes each at most; so many bytes are reckoned for
-// one of their entries.
-constexpr std::int64_t refusals_part = 8, refusal_bytes = 2048;
-
 std::string_view cut(const std::string& text) {
     return text_head(text, history_text_limit);
 }
@@ -280,7 +276,8 @@ bool history_file::trim(const history_share& share, std::int64_t now_us, bool* m
 }
 
 bool history_file::trim_share(entry_share of, std::int64_t bytes, bool* more, std::string* problem) {
-    const std::int64_t most = std::min(history_counted_rows_limit, bytes / refusals_part / refusal_bytes);
+    const std::int64_t most =
+        std::min(history_counted_rows_limit, bytes / history_refusals_part / history_refusal_bytes);
     const auto share = static_cast<std::int64_t>(of);
     std::int64_t rows = 0;
     if (!kept_->read(

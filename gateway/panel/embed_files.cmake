@@ -2,7 +2,7 @@
 #   FOLDER   the folder with pages/ and static/
 #   OUTPUT   the source to write
 # In pages @BUILD@ stands for the hash of all files, @MODULES@ for the links that load modules beforehand. Scripts are as
-# they were written, but for lines of comments, which are empty: browsers need not load them, and lines keep their numbers.
+# they were written, but for comments (// and a space): browsers need not load them. Lines keep their numbers.
 
 cmake_minimum_required(VERSION 3.25)
 
@@ -54,7 +54,8 @@ foreach(file ${pages} ${assets})
   else()
     file(READ ${file} text)
     if(name MATCHES "[.]js$")
-      string(REGEX REPLACE "(^|\n) *//[^\n]*" "\\1" text "${text}")
+      string(REGEX REPLACE "(^|\n)// [^\n]*" "\\1" text "${text}")
+      string(REGEX REPLACE " +// [^\n]*" "" text "${text}")
     endif()
     set(is_page false)
   endif()

@@ -93,8 +93,8 @@ preset_answer preset_store::read(std::string_view name, const token& who, preset
     return {kind::failed, problem};
 }
 
-preset_answer preset_store::write(const std::string& name, std::vector<preset_take> takes, const token& who,
-                                  std::int64_t now) {
+preset_answer preset_store::write(const std::string& name, const std::vector<preset_take>& takes,
+                                  const token& who, std::int64_t now) {
     store_.kept().forget_busy();
     preset_row row{name, who.name, now, {}, 0, 0};
     for (const preset_take& each : takes)

@@ -33,7 +33,7 @@ public:
     preset_answer read(std::string_view name, const token& who, preset* found) const;
 
     // Writes it, or replaces the one of that name. The name, the takes and the rights on them were looked at.
-    preset_answer write(const std::string& name, std::vector<preset_take> takes, const token& who,
+    preset_answer write(const std::string& name, const std::vector<preset_take>& takes, const token& who,
                         std::int64_t now);
 
     preset_answer remove(std::string_view name, const token& who);

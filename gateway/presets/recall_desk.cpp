@@ -33,34 +33,49 @@ std::vector<preset_take> way_back(const recall_answer& answer) {
 
 } // namespace
 
+bool recall_desk::remember(std::string* problem) {
+    return store_.read(&memory_, problem);
+}
+
 // What was shown is noted by the look, and goes through the answer of the takes unchanged.
 void recall_desk::recall(const preset& wanted, const take_asker& asker, const recall_wish& wish,
                          const recall_done& done) {
     run_recall(routers_, takes_, wanted.takes, asker, wish,
                [this, recall = memory_.begin(wanted.row.name), done](const recall_answer& answer) {
-                   memory_.end(recall, way_back(answer));
+                   memory_.end(recall, way_back(answer), now_());
                    done(answer);
                });
 }
 
 bool recall_desk::undo(const std::string& preset, const take_asker& asker, const recall_wish& wish,
                        const recall_done& done) {
-    const std::vector<preset_take>* const known = memory_.of(preset);
+    memory_.forget_old(now_());
+    const remembered_recall* const known = memory_.of(preset);
     if (known == nullptr)
         return false;
-    const std::vector<preset_take> back = *known;
+    const std::vector<preset_take> back = known->back;
     const recall_answer look = look_at_recall(routers_, takes_, back, asker.who, wish);
     const bool sends = std::any_of(look.outputs.begin(), look.outputs.end(),
                                    [](const recalled_output& each) { return each.answer.result.empty(); });
-    if (sends)
+    if (sends) {
         memory_.forget(preset);
+        // A disk that refuses holds no take up. Were it undone once more after a start, what has changed
+        // since would stay.
+        write();
+    }
     run_recall(routers_, takes_, back, asker, wish, done);
     return true;
 }
 
-std::size_t recall_desk::undo_takes(std::string_view preset) const {
-    const std::vector<preset_take>* const known = memory_.of(preset);
-    return known == nullptr ? 0 : known->size();
+std::size_t recall_desk::undo_takes(std::string_view preset) {
+    memory_.forget_old(now_());
+    const remembered_recall* const known = memory_.of(preset);
+    return known == nullptr ? 0 : known->back.size();
+}
+
+bool recall_desk::write() {
+    memory_.forget_old(now_());
+    return store_.write(&memory_) || !store_.is_busy();
 }
 
 } // namespace gateway

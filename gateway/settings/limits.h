@@ -130,6 +130,9 @@ constexpr std::uint64_t history_retry_ms = 1000;     // before a disk that took 
 constexpr std::uint64_t history_trim_period_ms = 1000;     // how often what is too old or too much is removed
 constexpr std::int64_t history_trim_rows = 2000;           // removed at once; others write in between
 constexpr std::int64_t history_counted_rows_limit = 50000; // of refused logins, and of other refusals
+// Either of them gets an eighth of the bytes at most; so many bytes are reckoned for one of their entries.
+constexpr std::int64_t history_refusals_part = 8;
+constexpr std::int64_t history_refusal_bytes = 2048;
 // Told apart in a minute, of refused logins and of other refusals; further ones are one entry.
 constexpr std::size_t history_login_kinds_limit = 64;
 constexpr std::size_t history_refusal_kinds_limit = 1024;
@@ -152,6 +155,16 @@ constexpr std::size_t preset_name_limit = 128;         // bytes of UTF-8
 constexpr std::size_t preset_takes_limit = 4096;       // of one preset, on all its routers together
 constexpr std::size_t presets_bytes_limit = 16777216;  // of all presets as they are kept, 16 MiB
 constexpr std::size_t preset_undo_takes_limit = 65536; // remembered of all recalls; the oldest go first
+constexpr std::int64_t preset_undo_time_s = 86400;     // a recall can be undone for a day
+
+// --- layouts: what each panel looks like ---
+constexpr std::size_t layouts_limit = 16384;          // of all tokens and routers
+constexpr std::size_t layouts_per_token_limit = 256;  // and never more than are left for others
+constexpr std::size_t layout_bytes_limit = 131072;    // of one, 128 KiB: each number in four of its lists
+constexpr std::size_t layouts_bytes_limit = 67108864; // of all of them as they are kept, 64 MiB
+constexpr std::size_t layouts_bytes_per_token_limit = 2097152; // 2 MiB
+constexpr std::size_t layout_categories_limit = 64;            // of one side
+constexpr std::size_t layout_name_limit = 64;                  // bytes of UTF-8, of a category's name
 
 // --- metrics ---
 constexpr std::uint64_t metrics_fresh_us = 1000000;    // who asks again within it gets the same text

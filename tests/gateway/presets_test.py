@@ -1,9 +1,12 @@
 """Presets of a real gateway: kept, recalled on several routers, undone. Each answer is held against the document."""
 
+import contextlib
 import json
 import pathlib
 import signal
+import sqlite3
 import subprocess
+import threading
 
 from api_test import DescribedTest
 from gateway_fixture import GatewayTest, Programs, main, simulated, wait_until
@@ -272,6 +275,125 @@ class Undone(PresetTest):
         self.results(self.recall("show"))
         self.written("show", TWO_ROUTERS)
         self.expect_problem(self.undo("show"), 409)
+
+
+class RememberedRecalls(PresetTest):
+    """What an undo needs outlives the gateway."""
+
+    def kill_and_start(self):
+        self.stop_gateway(signal.SIGKILL)
+        self.start_gateway()
+        for router in self.items:
+            self.wait_for_up(router)
+
+    def undo_of(self, name):
+        return self.get(self.path(name)).json["undo"]
+
+    def test_recall_is_undone_after_a_kill(self):
+        self.written("show", TWO_ROUTERS)
+        self.take([{"output": 2, "sources": {"video": 4, "audio": 6}}], "archive")
+        self.take([{"output": 1, "sources": {"video": 4, "audio": 6}}])
+        self.wait_for_sources(1, 4, 6)
+        self.results(self.recall("show"))
+        self.kill_and_start()
+        self.assertEqual(self.undo_of("show"), 3)
+        self.assertEqual([result for _, _, result in self.results(self.undo("show"))], ["confirmed"] * 3)
+        self.wait_for_sources(1, 4, 6)
+        self.wait_for_sources(2, 2)
+
+    def test_what_was_undone_is_not_undone_again_after_a_kill(self):
+        self.written("show", TWO_ROUTERS)
+        self.results(self.recall("show"))
+        self.results(self.undo("show"))
+        self.kill_and_start()
+        self.assertEqual(self.undo_of("show"), 0)
+        self.expect_problem(self.undo("show"), 409, "within a day")
+
+    def test_the_last_recall_of_each_preset_is_remembered_and_another_preset_of_the_name_has_none(self):
+        self.written("show", TWO_ROUTERS)
+        self.written("other", [{"router": "studio", "output": 1, "input": 2}])
+        self.results(self.recall("show"))
+        self.results(self.recall("other"))
+        self.kill_and_start()
+        self.assertEqual((self.undo_of("show"), self.undo_of("other")), (3, 1))
+        self.assertEqual([result for _, _, result in self.results(self.undo("show"))], ["refused", "confirmed", "confirmed"])
+        self.written("other", [{"router": "studio", "output": 1, "input": 3}])
+        self.kill_and_start()
+        self.assertEqual((self.undo_of("show"), self.undo_of("other")), (0, 0))
+        self.assertEqual(self.results(self.recall("other")), [("studio", 1, "confirmed")])
+        self.kill_and_start()
+        self.assertEqual(self.results(self.undo("other")), [("studio", 1, "confirmed")])
+        self.wait_for_sources(1, 2)
+
+    def test_a_day_later_it_is_forgotten(self):
+        self.written("show", TWO_ROUTERS)
+        self.results(self.recall("show"))
+        self.stop_gateway()
+        with contextlib.closing(sqlite3.connect(self.folder / "state" / "access.db")) as base, base:
+            base.execute("UPDATE recalls SET time = time - 86400")
+        self.start_gateway()
+        self.assertEqual(self.undo_of("show"), 0)
+        self.expect_problem(self.undo("show"), 409, "within a day")
+
+    def test_recall_is_answered_once_its_undo_is_on_the_disk(self):
+        self.written("show", TWO_ROUTERS[:1])
+        answers = []
+        asking = threading.Thread(target=lambda: answers.append(self.recall("show")))
+        with self.held_database():
+            asking.start()
+            self.wait_for_sources(1, 7)  # it is taken meanwhile
+            self.assertEqual(answers, [])
+        asking.join()
+        self.assertEqual(self.results(answers[0]), [("studio", 1, "confirmed")])
+        self.kill_and_start()
+        self.assertEqual(self.undo_of("show"), 1)
+
+    @contextlib.contextmanager
+    def held_database(self):
+        """Another program writes in it until the end."""
+        with contextlib.closing(sqlite3.connect(self.folder / "state" / "access.db", isolation_level=None, timeout=PATIENCE)) as base:
+            base.execute("BEGIN IMMEDIATE")
+            yield
+            base.execute("ROLLBACK")
+
+    def test_recall_while_the_database_is_held_for_long_is_answered_all_the_same(self):
+        self.written("show", TWO_ROUTERS[:1])
+        with self.held_database():
+            self.assertEqual(self.results(self.recall("show")), [("studio", 1, "confirmed")])
+            self.assertEqual(self.undo_of("show"), 1)  # in memory
+        wait_until("it is on the disk", lambda: self.recalls_on_the_disk() == 1)
+
+    def recalls_on_the_disk(self):
+        with contextlib.closing(sqlite3.connect(self.folder / "state" / "access.db", timeout=PATIENCE)) as base:
+            return base.execute("SELECT count(*) FROM recalls").fetchone()[0]
+
+
+class RecalledOnce(PresetTest):
+    def with_key(self, key, what, body=None):
+        return self.ask("POST", self.path("show", what), body or {}, headers={"Idempotency-Key": key})
+
+    def test_the_same_key_recalls_and_undoes_once(self):
+        self.written("show", TWO_ROUTERS[:1])
+        first = self.with_key("a", "/recall")
+        self.assertEqual(self.results(first), [("studio", 1, "confirmed")])
+        self.take([{"output": 1, "input": 5}])
+        self.wait_for_sources(1, 5)
+        self.assertEqual(self.with_key("a", "/recall").body, first.body)
+        self.assertEqual(self.sources(1), {"video": 5, "audio": 5})
+        self.expect_problem(self.with_key("a", "/recall", {"all_or_nothing": True}), 422, "Idempotency-Key")
+        self.expect_problem(self.with_key("a", "/undo"), 422, "Idempotency-Key")
+        self.assertEqual(self.results(self.with_key("b", "/recall")), [("studio", 1, "confirmed")])
+        undone = self.with_key("c", "/undo")
+        self.assertEqual(self.results(undone), [("studio", 1, "confirmed")])
+        self.assertEqual(self.with_key("c", "/undo").body, undone.body)
+        self.expect_problem(self.with_key("d", "/undo"), 409)
+        self.expect_problem(self.with_key("", "/undo"), 400, "Idempotency-Key")
+
+    def test_a_key_of_what_was_refused_is_free(self):
+        self.written("show", TWO_ROUTERS)
+        self.expect_problem(self.with_key("a", "/undo"), 409)
+        self.results(self.with_key("b", "/recall"))
+        self.assertEqual([result for _, _, result in self.results(self.with_key("a", "/undo"))], ["confirmed"] * 3)
 
 
 class PresetRights(PresetTest):

@@ -3,6 +3,7 @@
 import { choose, desk, deskRouter, listenDesk } from "./desk.js";
 import { el, icon, named, part, set, setIcon, show, speak, write } from "./dom.js";
 import { isBreakaway, isWhole } from "./router_model.js";
+import { showLayout } from "./layout.js";
 import { listen } from "./store.js";
 import { comingOf, resultText, stateOf } from "./takes.js";
 import { t } from "./texts.js";
@@ -79,7 +80,7 @@ class Destinations extends HTMLElement {
 
   #pick() {
     const router = deskRouter();
-    this.#tiles.setNumbers(router ? this.#filter.pick(router.outputs, desk.filters.outputs) : []);
+    this.#tiles.setNumbers(router ? this.#filter.pick(router.outputs, desk.filters.outputs, "outputs") : []);
     this.#tiles.refresh();
     show(this.#empty, this.#tiles.numbers.length === 0);
     write(this.#empty, t(router?.outputs.length > 0 ? "nothingFound" : "noDestinations"));
@@ -106,7 +107,7 @@ class Destinations extends HTMLElement {
     setIcon(source.firstChild, sourceShape(output, state));
     write(source.lastChild, sourceText(router, output.confirmed));
     this.#updateNext(tile, router, output, state);
-    speak(tile, this.#spoken(output, state));
+    speak(tile, [this.#spoken(output, state), showLayout(tile, "outputs", number)].filter(Boolean).join(", "));
   }
 
   // Where it is going: armed, or waiting for the router.

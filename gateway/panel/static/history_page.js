@@ -45,7 +45,7 @@ class HistoryPage extends HTMLElement {
     const field = (text, element) => el("label", {}, t(text, zone(Date.now())), element);
     this.#form.append(field("routers", this.#router), field("destination", el("input", { name: "output", type: "number", min: 1 })),
       field("by", el("input", { name: "by" })), field("since", this.#since),
-      ...[hour, 24 * hour, 168 * hour].map((each) => button(age(each), () => this.#last(each))));
+      ...[hour, 24 * hour, 168 * hour].map((each) => button(age(each), () => this.#last(each), { title: t("since", age(each)) })));
     this.append(...frame({ page: "history" }, el("h1", {}, t("history")), this.#form,
       el("div", { class: "bar" }, button(t("newer"), () => this.newer()), this.#csv, this.#said), this.#list, this.#older));
     listen(() => this.#router.length === 0 && store.connection === "live" && this.#connected());

@@ -2,6 +2,7 @@
 
 import { canPress, choose, desk, deskChanged, deskRouter, listenDesk, press } from "./desk.js";
 import { button, el, named, set, show, write } from "./dom.js";
+import { showLayout } from "./layout.js";
 import { openLockDialog } from "./lock_dialog.js";
 import { MatrixField } from "./matrix_field.js";
 import { makeRow, updateRow } from "./matrix_row.js";
@@ -69,8 +70,8 @@ class Matrix extends HTMLElement {
   #pick() {
     const router = deskRouter();
     this.#field.set(
-      router ? this.#filters.outputs.pick(router.outputs, desk.filters.outputs) : [],
-      router ? this.#filters.inputs.pick(router.inputs, desk.filters.inputs) : []);
+      router ? this.#filters.outputs.pick(router.outputs, desk.filters.outputs, "outputs") : [],
+      router ? this.#filters.inputs.pick(router.inputs, desk.filters.inputs, "inputs") : []);
     this.#space.style.width = `${this.#field.width}px`;
     this.#space.style.setProperty("--columns", `${this.#field.width - this.#field.left}px`);
     this.#space.style.height = `${this.#field.height}px`;
@@ -112,6 +113,7 @@ class Matrix extends HTMLElement {
     const head = el("button", { type: "button", class: "column-head", "data-input": number, "data-router": desk.router, tabindex: "-1", title: label },
       el("span", { class: "number" }, String(number)), named(label));
     head.style.left = `${this.#field.x(this.#field.columnOf(number))}px`;
+    showLayout(head, "inputs", number);
     this.#heads.append(head);
     return head;
   }

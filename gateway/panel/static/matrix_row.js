@@ -3,6 +3,7 @@
 import { desk } from "./desk.js";
 import { markDestination, sourceText } from "./destinations.js";
 import { el, icon, named, part, set, setIcon, speak, write } from "./dom.js";
+import { showLayout } from "./layout.js";
 import { isBreakaway } from "./router_model.js";
 import { comingOf, resultText, stateOf } from "./takes.js";
 import { t } from "./texts.js";
@@ -33,6 +34,7 @@ export function updateRow(row, router, output, field) {
   const head = row.firstChild, state = stateOf(router, output), [, name, shape] = head.children;
   markDestination(head, router, output, state);
   set(head, "aria-pressed", String(desk.output === output.number));
+  showLayout(head, "outputs", output.number);
   set(row, "data-state", state);
   write(name, output.label);
   const lock = part(head, "lock", output.lock !== null, () => el("span", {}, icon("lock")));

@@ -25,6 +25,8 @@ async function logOut() {
 
 class Menu {
   constructor() {
+    this.bar = document.querySelector("vrdx-arrange"); // of the panel
+    this.arrange = this.entry("arrange", () => this.bar.begin());
     this.history = el("a", { href: "/history?router=" + encodeURIComponent(desk.router ?? ""), class: "button" }, t("history"));
     this.names = this.entry("nameOpen", openNameDialog);
     this.pairing = this.entry("pairing", openPairing);
@@ -37,7 +39,7 @@ class Menu {
       choice(t("language"), "language", Object.entries(languages), language, setLanguage),
       choice(t("theme"), "theme", themes.map((each) => [each, t("theme." + each)]), theme(), setTheme),
       el("a", { href: "/presets", class: "button" }, t("presets")), this.history,
-      this.names, this.pairing, this.out, this.in,
+      this.arrange, this.names, this.pairing, this.out, this.in,
       button(t("close"), () => this.box.close(), { class: "close" }));
   }
 
@@ -52,6 +54,7 @@ class Menu {
   open() {
     const session = store.session, isAnonymous = session?.name === "anonymous";
     this.who.textContent = session ? t("youAre", session.name, t("role." + session.role), session.outputs || t("all"), session.inputs || t("all")) : "";
+    show(this.arrange, this.bar !== null && (!isAnonymous || isAdmin())); // what all without a token see is an admin's business
     show(this.names, desk.router !== null && mayName());
     show(this.pairing, isAdmin());
     show(this.out, !isAnonymous);

@@ -39,7 +39,7 @@ class PresetDialog {
     this.choices = [...store.routers.values()].map((router) => {
       const outputs = preset?.takes.filter((each) => each.router === router.name).map((each) => each.output);
       const label = shownName(router.name, ""), disabled = !isLive(router), box = el("input", { type: "checkbox", disabled });
-      const list = el("input", { disabled, "aria-label": `${t("destinations")}: ${label}`, placeholder: "1-" + router.outputs.length, value: outputs?.join() });
+      const list = el("input", { disabled, "aria-label": `${t("destinations")}: ${label}`, placeholder: disabled ? null : "1-" + router.outputs.length, value: outputs?.join() });
       box.checked = outputs ? outputs.length > 0 : store.routers.size === 1;
       return { router: router.name, box, list, row: el("div", { class: "row" }, el("label", { class: "choice" }, box, named(label), disabled ? t("state." + router.state) : null), list) };
     });

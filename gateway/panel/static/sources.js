@@ -2,6 +2,7 @@
 
 import { canPress, chosen, desk, deskRouter, listenDesk, press } from "./desk.js";
 import { el, icon, named, part, set, setIcon, show, speak, write } from "./dom.js";
+import { arranging, showLayout } from "./layout.js";
 import { mayTakeTo } from "./rights.js";
 import { isLive, listen, store } from "./store.js";
 import { comingOf, failedState, resultText, stateOf } from "./takes.js";
@@ -55,7 +56,7 @@ class Sources extends HTMLElement {
 
   #pick() {
     const router = deskRouter();
-    this.#tiles.setNumbers(router ? this.#filter.pick(router.inputs, desk.filters.inputs) : []);
+    this.#tiles.setNumbers(router ? this.#filter.pick(router.inputs, desk.filters.inputs, "inputs") : []);
     this.#refresh();
   }
 
@@ -90,7 +91,7 @@ class Sources extends HTMLElement {
     const kind = output ? this.#kind(router, output, number) : "";
     set(tile, "data-router", router.name);
     set(tile, "data-mark", kind === "" ? null : kind);
-    set(tile, "aria-disabled", canPress(desk.output, number) ? null : "true");
+    set(tile, "aria-disabled", arranging.draft || canPress(desk.output, number) ? null : "true");
     write(name, input.label);
     set(tile, "title", input.label.length > 24 ? input.label : null);
     const mark = part(tile, "mark", kind !== "", () => el("span", {}, icon("confirmed"), el("span")));
@@ -98,7 +99,7 @@ class Sources extends HTMLElement {
       setIcon(mark.firstChild, kind === "shown" ? "confirmed" : kind);
       write(mark.lastChild, this.#levelsText(output, number, kind));
     }
-    speak(tile, [kind === "" ? "" : t("spoken." + kind), this.#why(router, output, kind)].filter(Boolean).join(", "));
+    speak(tile, [kind === "" ? "" : t("spoken." + kind), this.#why(router, output, kind), showLayout(tile, "inputs", number)].filter(Boolean).join(", "));
   }
 
   // What this source is to the chosen destination.

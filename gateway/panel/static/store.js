@@ -1,6 +1,6 @@
 // What all elements of the page show: who one is, the connection, the routers. Written here alone.
 
-import { ask, build, eventsAddress, loginAddress, servedBuild } from "./api.js";
+import { ask, build, eventsAddress, loginAddress, routerPath, servedBuild } from "./api.js";
 import { Router } from "./router_model.js";
 
 const silence = 3000; // milliseconds; the gateway tells each second that it lives
@@ -17,6 +17,7 @@ export const store = {
   clockAhead: 0, // of this page before the gateway's clock, in milliseconds
   session: null, // name, role, routers, outputs, inputs
   wanted: null, // the router of this page; null: all
+  layout: null, // of that router, for this token
   missing: false, // there is no router `wanted`
   routers: new Map(),
   alarms: [], // newest first
@@ -177,7 +178,9 @@ function lose() {
 
 // Everything is read anew: who one is, which build the gateway is, which routers there are.
 async function connect() {
-  const [who, list] = await Promise.all([ask("GET", "/api/v1/session"), ask("GET", "/api/v1/routers")]);
+  const [who, list, layout] = await Promise.all([
+    ask("GET", "/api/v1/session"), ask("GET", "/api/v1/routers"),
+    store.wanted === null ? null : ask("GET", routerPath(store.wanted) + "/layout")]);
   if (who.status === 401 || who.status === 403) return location.replace(loginAddress());
   if (who.status !== 200) return lose();
   if (build !== "" && store.heard > 0) {
@@ -187,6 +190,7 @@ async function connect() {
   }
   if (list.status !== 200) return lose();
   store.session = who.body;
+  if (layout?.status === 200) store.layout = layout.body;
   news.connection = true;
   keepRouters(list.body.routers);
   openSocket();

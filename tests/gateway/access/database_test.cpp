@@ -69,6 +69,26 @@ TEST(Database, OfAnEarlierVersionIsBroughtForward) {
     EXPECT_TRUE(gateway::lock_table::open(*store, &problem)) << problem;
 }
 
+TEST(Database, OfEachEarlierVersionHasAllTablesOfThisOne) {
+    for (int version = 1; version < schema_version; ++version) {
+        const temporary_directory state;
+        std::string problem;
+        {
+            const auto earlier = database::open(state.file("access.db"), 1000, &problem);
+            ASSERT_TRUE(earlier) << problem;
+            ASSERT_TRUE(gateway::bring_to_version(*earlier, version, &problem)) << problem;
+            ASSERT_EQ(number(*earlier, "PRAGMA user_version"), version);
+        }
+        const auto store = opened(state.path());
+        EXPECT_EQ(number(store->kept(), "PRAGMA user_version"), schema_version) << version;
+        for (const char* sql : {"SELECT count(*) FROM tokens", "SELECT count(*) FROM sessions",
+                                "SELECT count(*) FROM locks", "SELECT count(*) FROM presets",
+                                "SELECT count(*) FROM preset_takes", "SELECT count(*) FROM layouts",
+                                "SELECT count(*) FROM recalls", "SELECT count(*) FROM recalled_outputs"})
+            EXPECT_EQ(number(store->kept(), sql), 0) << sql << " from version " << version;
+    }
+}
+
 TEST(Database, OfATimeWithoutKeptSessionsKnowsThemByHowLongTheyLast) {
     const temporary_directory state;
     std::string problem;

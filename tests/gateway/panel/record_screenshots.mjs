@@ -27,7 +27,7 @@ try {
   await press(small, 2, 9);
   await waitForMark(small, 2, "data-source", 9);
   await small.screenshot({ path: path.join(images, "phone.png") });
-  const presets = await panels.logIn(rig, gallery, "/presets", { colorScheme: "dark", viewport: { width: 900, height: 420 } });
+  const presets = await panels.logIn(rig, gallery, "/presets", { colorScheme: "dark", viewport: { width: 900, height: 510 } });
   const takes = [1, 2, 5, 7].map((number) => ({ router: "studio", output: number, sources: { video: number + 1, audio: number === 7 ? 16 : number + 1 } }));
   for (const name of ["Evening news", "Morning show", "Night loop"])
     await rig.ask(gallery, "PUT", "/api/v1/presets/" + encodeURIComponent(name), { takes: [...takes, { router: "studio", output: 3, input: 5 }] });
@@ -45,6 +45,17 @@ try {
   await admin.selectOption("#pair-page", "panel studio");
   await admin.fill("#pair-outputs", "1-4");
   await admin.screenshot({ path: path.join(images, "pairing.png") });
+  const side = (categories, further) => ({ categories, order: [], colours: {}, hidden: [], favourites: [], ...further });
+  await rig.ask(gallery, "PUT", "/api/v1/routers/studio/layout", {
+    inputs: side([{ name: "Cameras", colour: "blue", members: [3, 1, 2, 4] }, { name: "Tape", colour: "orange", members: [9, 10, 11] }], { colours: { red: [15], green: [12, 13] } }),
+    outputs: side([], { order: [3, 4], colours: { red: [3], violet: [7, 8] } }),
+  });
+  const arranged = await panels.logIn(rig, gallery, "/panel?router=studio", { colorScheme: "dark", viewport: { width: 1000, height: 560 } });
+  await arranged.click(".menu");
+  await arranged.click("text=Arrange");
+  await arranged.selectOption("vrdx-arrange select >> nth=0", { label: "Cameras" });
+  await arranged.waitForSelector(`${input(4)}[data-listed="4"]`);
+  await arranged.screenshot({ path: path.join(images, "arranging.png") });
 } finally {
   await panels.close();
   await rig.close();

@@ -216,11 +216,12 @@ TEST_F(TakeLane, WhatHasWaitedIsLookedAtOnceMoreRightBeforeItIsSent) {
         for (const int output : outputs)
             wish.takes.push_back({output, {3, 3}});
         auto kept = std::make_shared<kept_ending>();
-        board->take(
-            "studio", "lane", std::move(wish), keep_in(kept), [&order, name](vrdx::take_order* unsent) {
-                order.push_back(name + " is looked at");
-                std::erase_if(unsent->takes, [](const vrdx::output_take& each) { return each.output == 1; });
-            });
+        board->take("studio", "lane", std::move(wish), keep_in(kept), false,
+                    [&order, name](vrdx::take_order* unsent) {
+                        order.push_back(name + " is looked at");
+                        std::erase_if(unsent->takes,
+                                      [](const vrdx::output_take& each) { return each.output == 1; });
+                    });
         return kept;
     };
     const auto some = ask("some", {1, 2});

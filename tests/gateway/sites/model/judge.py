@@ -153,7 +153,7 @@ class Judge:
         for fault in self.faults:
             if not fault.touches(take.asked, line.at):
                 continue
-            if fault.what in ("driver", "backend") and fault.name == take.router and fault.kind in ("stopped", "killed"):
+            if fault.what in ("driver", "backend") and fault.name == take.router and fault.kind == "stopped":
                 self.late_but_told += 1
                 return True
             if fault.what == "gateway" and fault.name == take.asker and fault.kind == "stopped" and line.at > fault.end:
@@ -186,6 +186,18 @@ def history_violations(entries, takes, has_gap, where):
         for take in takes:
             if take.said == "confirmed" and not seen[(take.output, take.input)]:
                 found.append(f"{Judge.shown(take)} was confirmed, and the history of {where} has neither it nor a gap")
+    return found
+
+
+def handed_on_violations(own, read, has_gap, where):
+    """Of one router: rows of its owner's history and of a reader's, as above."""
+    found = history_violations(read, [], has_gap, where)
+    missing = {record for *_, record in own if record} - {record for *_, record in read}
+    if missing and not has_gap:
+        found.append(f"the history of {where} lacks {len(missing)} takes of the owner's, and has no gap: {sorted(missing)[:3]}")
+    strange = {record for *_, record in read if record} - {record for *_, record in own}
+    if strange:
+        found.append(f"the history of {where} has {len(strange)} takes that the owner's has not: {sorted(strange)[:3]}")
     return found
 
 

@@ -5,7 +5,7 @@ import sys
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
-from judge import SECOND, Done, Fault, Judge, Lock, Take, history_violations, picture_violations  # noqa: E402
+from judge import SECOND, Done, Fault, Judge, Lock, Take, handed_on_violations, history_violations, picture_violations  # noqa: E402
 
 
 def take(said="confirmed", **further):
@@ -125,7 +125,7 @@ class WhatMayBe(unittest.TestCase):
         self.expect_nothing([take("unknown")], [done()], (), [lock])
 
 
-class Histories(unittest.TestCase):
+class JudgedHistories(unittest.TestCase):
     def test_take_that_is_missing(self):
         self.assertEqual(len(history_violations([], [take()], False, "a:r1")), 1)
         self.assertEqual(history_violations([], [take()], True, "a:r1"), [])
@@ -140,7 +140,24 @@ class Histories(unittest.TestCase):
         self.assertEqual(len(history_violations(twice, [take()], True, "a:r1")), 1)
 
 
-class Pictures(unittest.TestCase):
+class HistoriesThatWereHandedOn(unittest.TestCase):
+    own = [(1, 2, "confirmed", ("e", 1)), (1, 3, "confirmed", ("e", 2))]
+
+    def test_whole_one(self):
+        self.assertEqual(handed_on_violations(self.own, self.own, False, "a:r1 at b"), [])
+
+    def test_missing_one_is_found_unless_a_gap_tells_it(self):
+        self.assertEqual(len(handed_on_violations(self.own, self.own[:1], False, "a:r1 at b")), 1)
+        self.assertEqual(handed_on_violations(self.own, self.own[:1], True, "a:r1 at b"), [])
+
+    def test_one_that_came_twice(self):
+        self.assertTrue(handed_on_violations(self.own, self.own + self.own[:1], True, "a:r1 at b"))
+
+    def test_one_that_the_owner_never_had(self):
+        self.assertEqual(len(handed_on_violations(self.own[:1], self.own, True, "a:r1 at b")), 1)
+
+
+class JudgedPictures(unittest.TestCase):
     def test_picture_that_is_not_the_routers(self):
         lines = [done(), done(11, input=3)]
         self.assertEqual(picture_violations([3, 0], lines, "b"), [])

@@ -7,6 +7,7 @@ import json
 import mmap
 import os
 import pathlib
+import shutil
 import signal
 import struct
 import subprocess
@@ -63,15 +64,20 @@ class Program:
             self.kill()
 
 
+STREAM = ["$JS.API.STREAM.INFO.VR_AUDIT", "$JS.API.STREAM.MSG.GET.VR_AUDIT", "$JS.API.STREAM.CREATE.VR_AUDIT"]
+
+
 def site_user(site):
     """What one site may say and hear at a broker, as docs/federation.md has it."""
-    publish = [f"vr.{site}.alive", f"vr.{site}.*.evt", "vr.*.*.get", f"vr.*.*.take.{site}", f"vr.*.*.name.{site}"]
+    publish = [f"vr.{site}.alive", f"vr.{site}.*.evt", "vr.*.*.get", f"vr.*.*.take.{site}", f"vr.*.*.name.{site}", f"vr.{site}.history", *STREAM]
     subscribe = ["vr.*.alive", "vr.*.*.evt", f"vr.{site}.*.get", f"vr.{site}.*.take.*", f"vr.{site}.*.name.*", f"vi.{site}.>"]
     rights = f"publish: {{ allow: {json.dumps(publish)} }}, subscribe: {json.dumps(subscribe)}"
     return f'{{ user: "{site}", password: "of-{site}", permissions: {{ {rights}, allow_responses: {{ max: 1, expires: "75s" }} }} }}'
 
 
 class Broker(Program):
+    histories = False  # it keeps the stream by which sites hand their histories on
+
     def __init__(self, name, folder, network, sites, may_mount):
         super().__init__(name, folder)
         self.network = network
@@ -80,13 +86,15 @@ class Broker(Program):
         self.others = []  # brokers of the same cluster
         self.state = folder / "state"  # a small disk of its own where one may be mounted
         self.state.mkdir()
-        mount = ["mount", "-t", "tmpfs", "-o", "size=2m", "none", str(self.state)]
+        mount = ["mount", "-t", "tmpfs", "-o", "size=32m", "none", str(self.state)]
         self.has_disk = may_mount and subprocess.run(mount, capture_output=True, check=False).returncode == 0
 
     def configuration(self):
         users = "\n".join(site_user(site) for site in self.sites)
         text = f'listen: "{self.address}:{self.port}"\nserver_name: {self.name}\ndebug: true\nlog_file: "{self.state}/log"\n'
-        text += f"accounts {{ ROUTERS {{ users = [\n{users}\n] }} }}\n"
+        text += f"accounts {{ ROUTERS {{ {'jetstream: enabled,' if self.histories else ''} users = [\n{users}\n] }} }}\n"
+        if self.histories:
+            text += f'jetstream {{ store_dir: "{self.state}/streams", max_file_store: 1G }}\n'
         if self.others:
             known = [f'"nats://{each.address}:{each.cluster_port}"' for each in self.others if each.cluster_port > 0]
             text += f'cluster {{ name: all, listen: "{self.address}:{self.cluster_port}", routes: [{", ".join(known)}] }}\n'
@@ -95,7 +103,9 @@ class Broker(Program):
     def start(self):
         """With the ports that it had, and nothing of what it kept."""
         for each in self.state.iterdir():
-            if each.name != "filler":
+            if each.is_dir():
+                shutil.rmtree(each)
+            elif each.name != "filler":
                 each.unlink()
         configuration = self.folder / "broker.conf"
         configuration.write_text(self.configuration(), encoding="utf-8")
@@ -173,6 +183,8 @@ class Gateway(Program):
         self.routers = []
         self.peers = {}  # role by site
         self.brokers = []
+        self.hands_on = False  # its history; and of these sites it reads theirs
+        self.reads = frozenset()
         self.clock = clock
         for each in ("items", "run", "state"):
             (folder / each).mkdir()
@@ -187,7 +199,11 @@ class Gateway(Program):
     def configuration(self):
         servers = ", ".join(f'"{self.network.broker_address(self.name, broker.name)}"' for broker in self.brokers)
         text = f'site = "{self.name}"\ninsecure = true\n[nats]\nservers = [{servers}]\ncredentials = "{self.folder}/user"\n'
-        return text + "".join(f'[[peer]]\nsite = "{site}"\nrole = "{role}"\n' for site, role in self.peers.items())
+        if self.hands_on:
+            text += "history = true\n"
+        for site, role in self.peers.items():
+            text += f'[[peer]]\nsite = "{site}"\nrole = "{role}"\n{"history = true" if site in self.reads else ""}\n'
+        return text
 
     def start(self):
         configuration = self.folder / "gateway.toml"

@@ -6,6 +6,7 @@
 #include "endpoint.h"
 
 #include <algorithm>
+#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -113,12 +114,18 @@ int wait_ms() {
     return due <= now ? 0 : static_cast<int>((due - now) / 1000 + 1);
 }
 
+int number(const std::string& text) {
+    int value = 0;
+    std::from_chars(text.data(), text.data() + text.size(), value);
+    return value;
+}
+
 bool set_up(const char* item_path) {
     std::map<std::string, std::string> item;
     if (read_name_value_file(item, item_path) != 0)
         return false;
-    size = {std::atoi(item["inputs"].c_str()), std::atoi(item["outputs"].c_str()), false};
-    longest_delay_ms = std::atoi(item["delay ms"].c_str());
+    size = {number(item["inputs"]), number(item["outputs"]), false};
+    longest_delay_ms = number(item["delay ms"]);
     ledger_path = item["ledger"];
     ledger = open(ledger_path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
     return ledger >= 0;

@@ -9,7 +9,7 @@ import pathlib
 import tempfile
 import urllib.parse
 
-from judge import Done, history_violations, picture_violations
+from judge import Done, handed_on_violations, history_violations, picture_violations
 from programs import PATIENCE, Broker, Gateway, Router, own_mounts, wait_until
 
 HISTORY_ROWS = 5000  # of one answer, at most
@@ -22,6 +22,7 @@ class Size:
     brokers: int
     inputs: int
     outputs: int
+    histories: bool = False  # sites hand theirs on, and the first one reads those of all
 
 
 class World:
@@ -46,12 +47,15 @@ class World:
         self.brokers = [self._closed(Broker(name, folder / name, self.network, [*names, *PLAYED], may_mount)) for name in brokers]
         for broker in self.brokers:
             broker.others = [each for each in self.brokers if each is not broker]
+            broker.histories = size.histories
         self.gateways = {name: self._closed(Gateway(gateway, name, folder / name, self.network, clock)) for name in names}
         for number, each in enumerate(self.gateways.values()):
             at = number % len(self.brokers)
             each.brokers = self.brokers[at:] + self.brokers[:at]  # its own first, then those of the others
             each.peers = {name: "view" if rng.random() < 0.1 else "operate" for name in names if name != each.name}
             each.peers |= dict.fromkeys(PLAYED, "operate")
+            each.hands_on = size.histories
+            each.reads = frozenset(names[1:] if size.histories and number == 0 else ())
         self.routers = {}
         for number in range(size.routers):
             own = self.gateways[names[number % size.gateways]]
@@ -162,12 +166,39 @@ class World:
 
         return self.each_gateway(look)
 
+    def handed_on_violations(self):
+        """What the first gateway has read of the others' histories; these stay as they are by now."""
+        reader = next(iter(self.gateways.values()))
+        found = []
+
+        def complete():
+            found.clear()
+            for name, router in self.routers.items():
+                owner = self.gateways[name.partition(":")[0]]
+                if owner is not reader:
+                    own = self.takes_in(self.history(owner, router.name.partition(":")[2]))
+                    entries = self.history(reader, name)
+                    has_gap = any(entry["kind"] == "gap" for entry in [*entries, *self.gaps_of(reader, owner)])
+                    found.extend(handed_on_violations(own, self.takes_in(entries, owner.name), has_gap, f"{name} at {reader.name}"))
+            return not found
+
+        with contextlib.suppress(AssertionError):
+            wait_until("the histories are read", complete)
+        return found
+
+    def gaps_of(self, reader, owner):
+        entries = self.get(reader, f"/api/v1/history?limit={HISTORY_ROWS}")["history"]
+        return [entry for entry in entries if entry["kind"] == "gap" and entry.get("site") == owner.name]
+
+    def takes_in(self, entries, site=""):
+        return [self.history_row(entry) for entry in entries if entry["kind"] == "take" and entry.get("site", "") == site]
+
     def wrong_history_of(self, gateway, router, takes):
         found = []
 
         def complete():  # what a driver decided comes a moment later
-            entries = self.history(gateway, router)
-            rows = [self.history_row(entry) for entry in entries if entry["kind"] == "take"]
+            entries = self.history(gateway, router.name.partition(":")[2])
+            rows = self.takes_in(entries)
             has_gap = any(entry["kind"] == "gap" for entry in entries)
             found[:] = history_violations(rows, takes, has_gap, router.name)
             return not found
@@ -184,8 +215,7 @@ class World:
     def history(self, gateway, router):
         entries, until = {}, ""
         while True:
-            name = router.name.partition(":")[2]
-            page = self.get(gateway, f"/api/v1/history?router={name}&limit={HISTORY_ROWS}{until}")["history"]
+            page = self.get(gateway, f"/api/v1/history?router={router}&limit={HISTORY_ROWS}{until}")["history"]
             fresh = [entry for entry in page if entry["id"] not in entries]
             entries.update((entry["id"], entry) for entry in page)
             if len(page) < HISTORY_ROWS or not fresh:
