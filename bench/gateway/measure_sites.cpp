@@ -7,6 +7,8 @@
 #include "fleet.h"
 #include "http_client.h"
 
+#include <filesystem>
+#include <fstream>
 #include <stdexcept>
 
 namespace {
@@ -29,6 +31,19 @@ template<typename condition> void wait_until(const char* what, const condition& 
     for (const std::uint64_t begun = clock_ns(); !is(); sleep_ms(1))
         if (milliseconds_since(begun) > patience_ms)
             throw std::runtime_error(std::string("waited in vain: ") + what);
+}
+
+// Of all threads that there are: a broker works in others than its first one.
+double cpu_of_threads_ns(pid_t pid) {
+    double sum = 0;
+    for (const auto& each : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
+        double one = 0;
+        if (std::ifstream(each.path() / "schedstat") >> one)
+            sum += one;
+    }
+    if (sum <= 0)
+        throw std::runtime_error("no processor time is told of a process");
+    return sum;
 }
 
 std::size_t count_of(const std::string& text, const std::string& what) {
@@ -122,15 +137,15 @@ std::vector<double> cost_of(std::size_t count) {
     wait_until("all routers are shown", [&] { return routers_up(client) == count * routers_per_site; });
     const double whole_ms = milliseconds_since(begun);
     sleep_ms(watched_ms / 5); // what came with the beginning is over
-    const double of_gateway = cpu_ns(control.pid()), of_broker = cpu_ns(broker.pid());
+    const double of_gateway = cpu_of_threads_ns(control.pid()), of_broker = cpu_of_threads_ns(broker.pid());
     const std::uint64_t watched = clock_ns();
     sleep_ms(watched_ms);
     const double seconds = milliseconds_since(watched) / 1000;
     if (routers_up(client) != count * routers_per_site)
         throw std::runtime_error("routers were lost");
-    return {whole_ms, (cpu_ns(control.pid()) - of_gateway) / 1000 / seconds / routers,
-            (cpu_ns(broker.pid()) - of_broker) / 1000 / seconds / routers, resident_kib(control.pid()),
-            resident_kib(broker.pid())};
+    return {whole_ms, (cpu_of_threads_ns(control.pid()) - of_gateway) / 1000 / seconds / routers,
+            (cpu_of_threads_ns(broker.pid()) - of_broker) / 1000 / seconds / routers,
+            resident_kib(control.pid()), resident_kib(broker.pid())};
 }
 
 } // namespace
