@@ -170,14 +170,14 @@ class Large(LoopTest):
         configuration = self.hub_table(port=self.hub_address()[1])
         for output in (4, 100, 288):
             self.lock(output, "lock", reason="on air")
-        takes = [{"output": output, "input": 1 + output % 288} for output in range(1, 289)]
-        results = self.results(takes)
-        for output in (4, 100, 288):
-            self.assertEqual(results[output - 1], "refused")
-        for output in (17, 33):
-            self.assertNotIn(results[output - 1], ("confirmed", "unknown"))
-        others = [result for number, result in enumerate(results, 1) if number not in (4, 17, 33, 100, 288)]
-        self.assertEqual(others, ["confirmed"] * 283)
+        outputs = [output for output in range(1, 289) if output not in (17, 33)]
+        results = self.results([{"output": output, "input": 1 + output % 288} for output in outputs])
+        refused = [output for output, result in zip(outputs, results) if result == "refused"]
+        self.assertEqual((refused, results.count("confirmed")), ([4, 100, 288], 283))
+        # The protocol has no word for it; the answer comes when its time is over.
+        takes = [{"output": output, "input": 1} for output in (17, 33)]
+        answer = self.take(takes, "far", within=1000).json["results"]
+        self.assertNotIn("confirmed", [each["result"] for each in answer])
         self.wait_for_same()
         self.assertEqual([self.sources(n)["video"] for n in (4, 17, 33, 100, 288)], [4, 17, 33, 100, 288])
         self.configuration = configuration
