@@ -35,8 +35,9 @@ TEST(RouteTable, OnlyWhatHasToBePublicIs) {
         if (row.least == role::none)
             open.insert(std::string(row.method) + " " + row.path);
     EXPECT_EQ(open, (std::set<std::string>{"GET /", "GET /routers", "GET /panel", "GET /matrix",
-                                           "GET /static/build", "GET /static/{build}/{file}", "GET /healthz",
-                                           "GET /readyz", "POST /api/v1/session", "DELETE /api/v1/session"}));
+                                           "GET /history", "GET /presets", "GET /static/build",
+                                           "GET /static/{build}/{file}", "GET /healthz", "GET /readyz",
+                                           "POST /api/v1/session", "DELETE /api/v1/session"}));
 }
 
 TEST(RouteTable, EachRowIsWhole) {

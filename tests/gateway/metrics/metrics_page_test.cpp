@@ -14,6 +14,14 @@ using testing::Not;
 
 constexpr std::uint64_t now_us = 100000000;
 
+shown_router a_router_of_another_site() {
+    shown_router router = a_router();
+    router.name = "north:studio";
+    router.site = "north";
+    router.heard_us = now_us - 500000;
+    return router;
+}
+
 class MetricsPage : public testing::Test {
 protected:
     std::vector<shown_router> routers{a_router()};
@@ -54,6 +62,7 @@ TEST_F(MetricsPage, TellsWhatTheDriverTold) {
 
 TEST_F(MetricsPage, EachMetricBeginsOnceAndInTheTablesOrder) {
     wish.crosspoints = true;
+    routers.push_back(a_router_of_another_site());
     const std::string text = page();
     std::size_t from = 0, families = 0;
     for (const metric* each : all_metrics()) {
@@ -126,13 +135,16 @@ TEST_F(MetricsPage, ARouterWhoseNameIsNoTextIsLeftOutAndCounted) {
     EXPECT_THAT(text, HasSubstr("vrdx_gateway_routers_left_out 4\n"));
 }
 
-TEST_F(MetricsPage, RoutersOfOtherSitesAreToldByTheirOwnGateway) {
-    routers.push_back(a_router());
-    routers.back().name = "north:studio";
-    routers.back().site = "north";
+TEST_F(MetricsPage, OfRoutersOfOtherSitesOnlyWhetherTheyAreHeardIsTold) {
+    routers.push_back(a_router_of_another_site());
     wish.crosspoints = true;
     const std::string text = page();
-    EXPECT_THAT(text, Not(HasSubstr("north")));
+    EXPECT_THAT(text, HasSubstr("\nvrdx_far_router_up{router=\"north:studio\"} 1\n"));
+    EXPECT_THAT(text, HasSubstr("\nvrdx_far_router_age_seconds{router=\"north:studio\"} 0.5\n"));
+    std::size_t told = 0;
+    for (std::size_t at = text.find("north"); at != std::string::npos; at = text.find("north", at + 1))
+        told++;
+    EXPECT_EQ(told, 2U) << "its own gateway tells the rest";
     EXPECT_THAT(text, HasSubstr("vrdx_gateway_routers 1\n"));
     EXPECT_THAT(text, HasSubstr("vrdx_gateway_routers_left_out 0\n"));
 }

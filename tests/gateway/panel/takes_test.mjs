@@ -143,7 +143,7 @@ test("what is armed is sent with Take, as one salvo", async () => {
   assert.equal(sent.length, 1);
   assert.equal(sent[0].takes.length, 2);
   await press(page, 3, 1);
-  await page.click("text=Clear");
+  await page.click("vrdx-salvo >> text=Clear");
   assert.ok(await page.isDisabled(".take"));
   assert.equal(sent.length, 1);
   await page.context().close();

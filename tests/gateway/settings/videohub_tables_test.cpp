@@ -86,7 +86,8 @@ TEST(VideohubTables, TellAWrongValueWithItsLineAndWhatIsPossible) {
     EXPECT_EQ(problem("router = \"studio\"\nport = 70000\n"),
               "f:3: videohub.port cannot be 70000; possible: a number from 0 to 65535");
     EXPECT_EQ(problem("router = \"studio\"\nrole = \"admin\"\n"),
-              R"(f:3: videohub.role cannot be "admin"; possible: "view", "operate", "lock")");
+              R"(f:3: videohub.role cannot be "admin"; possible: "view", "operate", "lock"; )"
+              R"("admin" would see the gateway's own state, which this protocol cannot tell)");
     EXPECT_EQ(problem("router = \"studio\"\noutputs = \"0\"\n"),
               R"(f:3: videohub.outputs cannot be "0"; possible: numbers from 1 to 4096 such as "1-8,12")");
     EXPECT_EQ(problem("router = \"studio\"\nclients = [\"192.0.2.1/24\"]\n"),
