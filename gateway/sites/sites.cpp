@@ -7,16 +7,8 @@
 #include <utility>
 
 namespace gateway {
-namespace {
-
-std::string inbox_of(const site_settings& settings, const std::string& run) {
-    return "vi." + settings.site + '.' + run + '.';
-}
-
-} // namespace
-
 std::vector<std::string> subjects_of(const site_settings& settings, const std::string& run) {
-    std::vector<std::string> subjects = {inbox_of(settings, run) + '*',
+    std::vector<std::string> subjects = {inbox_of(settings.site, run) + '*',
                                          router_subject(settings.site, "*", "get")};
     for (const peer_site& peer : settings.peers) {
         subjects.push_back(alive_subject(peer.site));
@@ -29,12 +21,12 @@ std::vector<std::string> subjects_of(const site_settings& settings, const std::s
 
 sites::sites(message_way& way, const site_settings& settings, const std::string& run, sites_around around)
     : way_(way), settings_(settings), around_(std::move(around)),
-      requests_(way, inbox_of(settings, run)), far_{requests_,
-                                                    [this](const router_news& news) {
-                                                        around_.routers.tell(news);
-                                                    },
-                                                    [this] { return around_.routers.next_version(); },
-                                                    around_.lock_changed, around_.now_ms},
+      requests_(way, inbox_of(settings.site, run)), far_{requests_,
+                                                         [this](const router_news& news) {
+                                                             around_.routers.tell(news);
+                                                         },
+                                                         [this] { return around_.routers.next_version(); },
+                                                         around_.lock_changed, around_.now_ms},
       asked_(around_.loop, far_, settings.site),
       told_(way, around_.routers, around_.locks, settings.site, run),
       answered_(way, around_.routers, around_.desk, around_.history, settings, run),
@@ -75,6 +67,8 @@ void sites::look_at_clock() {
         site->look_at_clock();
 }
 
+// The broker lets an answer through to wherever it was asked to go: into the histories, or to its own
+// service. So only what a gateway listens to for answers gets one.
 void sites::hear(const site_message& message) {
     if (requests_.hear(message))
         return;
@@ -88,12 +82,15 @@ void sites::hear(const site_message& message) {
     if (!address)
         return;
     const auto from = peers_.find(address->what == "evt" ? address->site : address->from);
-    if (address->what == "get")
-        told_.answer(address->router, message);
-    else if (from == peers_.end())
+    if (address->what == "get") {
+        if (is_inbox(message.reply))
+            told_.answer(address->router, message);
+    } else if (from == peers_.end())
         return;
     else if (address->what == "evt")
         from->second->hear_change(address->router, message.data);
+    else if (!is_in_inbox_of(message.reply, address->from))
+        return;
     else if (address->what == "take")
         answered_.take(*address, message);
     else

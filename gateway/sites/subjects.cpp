@@ -88,6 +88,18 @@ std::optional<router_address> router_address_of(std::string_view subject) {
                           std::string(has_from ? words[4] : std::string_view())};
 }
 
+std::string inbox_of(std::string_view site, std::string_view run) {
+    return "vi." + std::string(site) + '.' + std::string(run) + '.';
+}
+
+bool is_inbox(std::string_view subject) {
+    return subject.starts_with("vi.");
+}
+
+bool is_in_inbox_of(std::string_view subject, std::string_view site) {
+    return subject.starts_with("vi." + std::string(site) + '.');
+}
+
 std::string far_name(std::string_view site, std::string_view router) {
     return std::string(site) + ':' + std::string(router);
 }

@@ -32,6 +32,11 @@ struct router_address {
 // Nothing for any other subject.
 std::optional<router_address> router_address_of(std::string_view subject);
 
+// Where SITE hears the answers to what its gateway of that run has asked: this and a number.
+std::string inbox_of(std::string_view site, std::string_view run);
+bool is_inbox(std::string_view subject); // of any site
+bool is_in_inbox_of(std::string_view subject, std::string_view site);
+
 // How a router of another site is called here: "SITE:ROUTER".
 std::string far_name(std::string_view site, std::string_view router);
 

@@ -1,5 +1,6 @@
 """Killed, stopped and cut-off gateways and brokers: nothing is taken late, nothing old is shown as new."""
 
+import json
 import signal
 import threading
 
@@ -184,6 +185,29 @@ class OtherVersions(sites_fixture.SitesTest):
         name = {"v": 1, "run": "0123456789abcdef", "beat": alive["beat"], "output": True, "number": 1, "name": "x"}
         self.played.say("vr.north.studio.name.played", name, "vi.played.x.2")
         self.assertEqual(self.played.hear_until(lambda at, told: "ended" in told)["ended"], "unknown")
+        self.assertEqual(self.north.sources(1, "studio"), {"video": 1, "audio": 1})
+
+    def test_nobody_is_answered_elsewhere_than_in_an_inbox_of_his(self):
+        for subject in ("vr.north.alive", "vr.north.history", "vi.control.x.1", "vi.played.>"):
+            self.played.listen(subject)
+
+        def taken():
+            alive = self.played.hear_until(lambda at, message: "beat" in message)
+            take = {"v": 1, "run": alive["run"], "beat": alive["beat"], "by": "x", "within": 1000, "takes": [[1, 8, 8]]}
+            for elsewhere in ("vr.north.history", "vi.control.x.1"):
+                self.played.say("vr.north.studio.take.played", take, elsewhere)
+            self.played.say("vr.north.studio.get", {"v": 1, "begin": 0}, "vr.north.history")
+            self.played.say("vr.north.studio.take.played", {**take, "takes": [[2, 7, 7]]}, "vi.played.x.1")
+            self.played.say("vr.north.studio.get", {"v": 1, "begin": 0}, "vi.played.x.2")
+            answers = {}
+            while len(answers) < 2:
+                subject, _, data = self.played.hear()
+                if subject != "vr.north.alive":
+                    answers[subject] = json.loads(data)
+            self.assertEqual(set(answers), {"vi.played.x.1", "vi.played.x.2"})
+            return answers["vi.played.x.1"].get("outputs", [{}])[0].get("result") == "confirmed"
+
+        wait_until("it is taken", taken)
         self.assertEqual(self.north.sources(1, "studio"), {"video": 1, "audio": 1})
 
     def test_take_that_comes_twice_is_done_once(self):
