@@ -193,8 +193,8 @@ test("it is arranged with the keyboard alone", async () => {
 test("no key takes anything while it is arranged", async () => {
   await keep({});
   const page = await open("/panel?router=studio"), sent = [];
-  await press(page, 1, 4);
-  await waitForMark(page, 1, "data-source", 4);
+  await press(page, 1, 7);
+  await waitForMark(page, 1, "data-source", 7);
   await begin(page);
   page.on("request", (request) => request.method() === "POST" && sent.push(request.url()));
   for (const key of ["Control+z", "Control+b", "Control+Enter"]) await page.keyboard.press(key);
