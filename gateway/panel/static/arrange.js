@@ -70,6 +70,7 @@ class Arrange extends HTMLElement {
   }
 
   #show() {
+    if (!arranging.draft) return;
     const key = this.#list.value;
     for (const each of [this.#name, this.#colour]) show(each, key[0] === "#");
     this.#name.value = key.slice(1);
@@ -77,11 +78,13 @@ class Arrange extends HTMLElement {
     layoutChanged();
   }
 
-  // Name and colour of a category, perhaps a new one.
+  // Name and colour of a category, perhaps a new one. Where another has the name, that one is chosen.
   #call() {
+    if (!arranging.draft) return;
     const told = { name: this.#name.value.trim(), colour: this.#colour.value || null };
     if (told.name === "") return;
-    for (const side of this.#sides)
+    const isOther = "#" + told.name !== this.#list.value && this.#sides[0].categories.some(({ name }) => name === told.name);
+    if (!isOther) for (const side of this.#sides)
       if (this.#list.value === "#") side.categories.push({ ...told, members: [] });
       else Object.assign(this.#category(side), told);
     this.#offer("#" + told.name);
@@ -107,9 +110,12 @@ class Arrange extends HTMLElement {
   async #keep() {
     const wish = structuredClone(arranging.draft);
     for (const side of Object.values(wish)) side.categories = side.categories.filter(({ members }) => members.length > 0);
+    this.parentElement.inert = true; // what is pressed now would not be kept
     const problem = await askLayout("PUT", wish);
+    this.parentElement.inert = false;
     write(this.#said, problem);
-    if (!problem) this.#end();
+    if (problem) this.querySelector(".primary").focus();
+    else this.#end();
   }
 }
 

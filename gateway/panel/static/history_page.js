@@ -40,6 +40,7 @@ class HistoryPage extends HTMLElement {
   #older = button(t("older"), () => this.#readOlder(), { hidden: true });
   // Entries by their id, newest first.
   #shown = new Map();
+  #run = 0; // answers of an earlier one come too late
 
   connectedCallback() {
     const field = (text, element) => el("label", {}, t(text, zone(Date.now())), element);
@@ -72,10 +73,10 @@ class HistoryPage extends HTMLElement {
     return "/api/v1/history?" + new URLSearchParams(Object.entries(wish).filter(([, value]) => value !== ""));
   }
 
-  // Adds what the gateway tells; gives how many these are, -1 where it told none for the filters of now.
+  // Adds what the gateway tells; gives how many these are, -1 where it told none for this run.
   async #read(more) {
-    const filters = location.search, answer = await ask("GET", this.#address(more));
-    if (filters !== location.search) return -1;
+    const run = this.#run, answer = await ask("GET", this.#address(more));
+    if (run !== this.#run) return -1;
     const told = answer.body?.history ?? [];
     for (const each of told) this.#shown.set(each.id, { ...each, line: lineOf(each) });
     const entries = [...this.#shown].sort(([, one], [, other]) => other.time.localeCompare(one.time) || other.id - one.id);
@@ -89,13 +90,15 @@ class HistoryPage extends HTMLElement {
     if (isLost(this.#said)) return;
     history.replaceState(null, "", "?" + new URLSearchParams(new FormData(this.#form)));
     set(this.#csv, "href", this.#address({ limit: most, format: "csv" }));
+    this.#run++;
     this.#shown.clear();
-    show(this.#older, (await this.#read({ limit: few })) === few);
+    show(this.#older, false);
+    if ((await this.#read({ limit: few })) === few) show(this.#older, true);
   }
 
   // Of one very time there may be more than an answer has: then as many as are possible are asked for.
   async #readOlder() {
-    if (isLost(this.#said)) return;
+    if (isLost(this.#said) || this.#shown.size === 0) return;
     const before = this.#shown.size, until = [...this.#shown.values()].at(-1).time;
     for (const limit of [few, most]) {
       const count = await this.#read({ until, limit });

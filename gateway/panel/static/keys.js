@@ -62,6 +62,6 @@ export function listenKeys() {
     const found = keys.find((each) => each.key === (each.ctrl ? event.key.toLowerCase().replace("enter", "Enter") : event.key) && Boolean(each.ctrl) === event.ctrlKey);
     if (!found || event.repeat || (found.single && !singleKeys() && found.key !== "?")) return;
     event.preventDefault();
-    found.act();
+    if (!found.ctrl || !find("[data-arranging]")) found.act(); // nothing is taken while one arranges
   });
 }

@@ -9,15 +9,17 @@ import { t } from "./texts.js";
 
 let dialog = null;
 
-// Acts with the second press, unless `isFree` says that the first is enough; else it asks for another. The second of a
-// double click is none.
-export function sureButton(text, act, isFree, look) {
-  let isSure = false;
+// Acts with the second press for the same. `question` asks for it and gives the name of what it is about, "" if the first
+// is enough. The second of a double click is none.
+export function sureButton(text, act, question, look) {
+  let asked = "";
   return button(text, (event) => {
-    if (isSure && event.detail > 1) return;
-    isSure = !isSure && !isFree();
-    if (!isSure) act();
-  }, { class: look, blur: () => (isSure = false) });
+    if (asked && event.detail > 1) return;
+    event.currentTarget.focus(); // not every browser does
+    const name = question();
+    asked = name === asked ? "" : name;
+    if (!asked) act();
+  }, { class: look, blur: () => (asked = "") });
 }
 
 class PresetDialog {
@@ -28,7 +30,7 @@ class PresetDialog {
     this.problem = el("p", { class: "problem", role: "alert" });
     this.box = el("dialog", { "aria-label": t("keepNow") }, el("h2", {}, t("keepNow")),
       el("label", {}, t("name"), this.name), this.rows, this.said, this.problem,
-      el("div", { class: "bar" }, sureButton(t("keepNow"), () => this.send(), () => this.isFree(), "primary"), button(t("close"), () => this.box.close())));
+      el("div", { class: "bar" }, sureButton(t("keepNow"), () => this.send(), () => this.question(), "primary"), button(t("close"), () => this.box.close())));
     listen(() => this.box.open && this.takes());
   }
 
@@ -54,7 +56,7 @@ class PresetDialog {
     const takes = [], leftOut = [];
     for (const { router, box, list } of this.choices.filter((each) => each.box.checked)) {
       const known = routerOf(router), isWanted = numberList(list.value);
-      if (!isLive(known) || !isWanted) return write(this.said, isWanted ? t("routerAway") : t("noPlace", known.outputs.length)), null;
+      if (!isLive(known) || !isWanted) return write(this.said, isWanted ? t("routerAway") : t("noPlace", known?.outputs.length ?? 0)), null;
       for (const { number, confirmed } of known.outputs.filter((each) => isWanted(each.number))) {
         const sources = Object.fromEntries(Object.entries(confirmed ?? {}).filter(([, source]) => source !== null));
         if (Object.keys(sources).length > 0) takes.push({ router, output: number, sources });
@@ -65,10 +67,10 @@ class PresetDialog {
     return takes;
   }
 
-  isFree() {
-    const name = this.name.value.trim(), isFree = !this.isThere(name);
-    write(this.problem, isFree ? "" : t("sure", name));
-    return isFree;
+  question() {
+    const name = this.name.value.trim(), isThere = this.isThere(name);
+    write(this.problem, isThere ? t("sure", name) : "");
+    return isThere ? name : "";
   }
 
   async send() {

@@ -30,7 +30,7 @@ class Presets extends HTMLElement {
   #recall = el("div", { class: "bar" }, button(t("recall"), () => this.#act("recall"), { class: "primary" }),
     el("label", { class: "choice", title: t("allOrNothingMeans") }, this.#all, t("allOrNothing")));
   #undo = button("", () => this.#act("undo"));
-  #change = el("div", { class: "bar" }, button(t("replace"), () => this.make(this.#preset)), sureButton(t("remove"), () => this.#remove(), () => write(this.#said, t("sure", this.#name)), "danger"));
+  #change = el("div", { class: "bar" }, button(t("replace"), () => this.make(this.#preset)), sureButton(t("remove"), () => this.#remove(), () => (write(this.#said, t("sure", this.#name)), this.#name), "danger"));
   #detail = el("div", { hidden: true }, el("h2", {}, this.#title), this.#facts,
     el("div", { class: "bar" }, this.#recall, this.#undo), this.#lines, this.#change, this.#files);
   // All presets, as the gateway lists them.
@@ -107,8 +107,9 @@ class Presets extends HTMLElement {
       href: `${path}?snapshot=${encodeURIComponent(router)}`, download: `${name} ${router}.json` }, t("file", shownName(router, "")))));
   }
 
+  // What was confirmed and is no more shown, as after an undo, says nothing of now.
   #line(each) {
-    const result = this.#results.get(keyOf(each)), isPending = routerOf(each.router)?.outputs[each.output - 1]?.pending;
+    const told = this.#results.get(keyOf(each)), result = told?.result === "confirmed" && !each.same ? null : told, isPending = routerOf(each.router)?.outputs[each.output - 1]?.pending;
     const kind = result ? stateOfWord(result.result) : isPending ? "pending" : each.result ? "refused" : each.same ? "confirmed" : "armed";
     const more = !result && (isPending ? t("spoken.pending") : each.result ? t("wouldNot", each.reason) : each.same && t("spoken.shown"));
     return line({ ...each, before: each.same || each.shows === undefined ? null : each.shows ?? unknown, after: each.wanted ?? unknown, result: "", ...result }, { kind, more });
@@ -128,12 +129,14 @@ class Presets extends HTMLElement {
 
   async #remove() {
     if (isLost(this.#said)) return;
-    const answer = await ask("DELETE", presetPath(this.#name));
-    if (answer.status !== 204) return write(this.#said, problemOf(answer));
-    this.#name = "";
-    this.#preset = null;
-    show(this.#detail, false);
-    this.#make.focus();
+    const name = this.#name, answer = await ask("DELETE", presetPath(name));
+    if (name === this.#name) {
+      if (answer.status !== 204) return write(this.#said, problemOf(answer));
+      this.#name = "";
+      this.#preset = null;
+      show(this.#detail, false);
+      this.#make.focus();
+    }
     await this.#read();
   }
 }

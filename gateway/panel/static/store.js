@@ -23,7 +23,7 @@ export const store = {
   alarms: [], // newest first
 };
 
-const mostAlarms = 20;
+const mostAlarms = 20, mostSeen = 2000;
 const seenAlarms = new Set();
 const listeners = new Set();
 let news = freshNews();
@@ -63,7 +63,12 @@ export function flush() {
   planned = false;
   const told = news;
   news = freshNews();
-  for (const listener of listeners) listener(told);
+  for (const listener of listeners)
+    try {
+      listener(told);
+    } catch (failure) {
+      reportError(failure); // the others hear it all the same
+    }
 }
 
 export function routerOf(name) {
@@ -140,6 +145,7 @@ const readers = {
     const key = `${message.router} ${message.output} ${message.time}`;
     if (seenAlarms.has(key)) return;
     seenAlarms.add(key);
+    if (seenAlarms.size > mostSeen) seenAlarms.delete(seenAlarms.values().next().value);
     store.alarms = [message, ...store.alarms].slice(0, mostAlarms);
     news.alarms = true;
   },
@@ -239,8 +245,11 @@ function watchSilence() {
   looked = now;
   hasStood = isLate && !hasStood;
   if (hasStood) return;
-  const quiet = now - Math.max(opened, store.heard);
-  if (socket && quiet > (store.connection === "live" ? silence : patience)) lose(); // also one that does not come to open
+  // The clock may have been put back.
+  opened = Math.min(opened, now);
+  store.heard = Math.min(store.heard, now);
+  const isOn = store.connection === "live", quiet = now - (isOn ? store.heard : Math.max(opened, store.heard));
+  if (socket && quiet > (isOn ? silence : patience)) lose(); // also one that does not come to open
 }
 
 // `router`: the one that the page is about; null for all.

@@ -190,6 +190,58 @@ test("it is arranged with the keyboard alone", async () => {
   await page.context().close();
 });
 
+test("no key takes anything while it is arranged", async () => {
+  await keep({});
+  const page = await open("/panel?router=studio"), sent = [];
+  await press(page, 1, 7);
+  await waitForMark(page, 1, "data-source", 7);
+  await begin(page);
+  page.on("request", (request) => request.method() === "POST" && sent.push(request.url()));
+  await page.focus(output(3)); // keys do nothing in a field
+  for (const key of ["Control+z", "Control+b", "Control+Enter"]) await page.keyboard.press(key);
+  await page.click("vrdx-arrange >> text=Close");
+  await page.waitForSelector("vrdx-arrange", { state: "hidden" });
+  assert.deepEqual(sent, []);
+  await page.keyboard.press("Control+z");
+  await waitFor("the same key takes back afterwards", () => sent.length === 1);
+  await page.context().close();
+});
+
+test("a category is made once: its name chooses it from then on", async () => {
+  await keep({ inputs: { ...none, categories: [{ name: "Tape", colour: "red", members: [9] }] } });
+  const page = await open("/panel?router=studio");
+  await begin(page);
+  await choose(page, "New category");
+  await page.fill("vrdx-arrange input", "Tape");
+  await page.keyboard.press("Tab");
+  await page.waitForSelector(input(9) + "[data-listed='1']");
+  assert.equal(await page.locator("vrdx-arrange option:text-is('Tape')").count(), 1);
+  await page.click(input(10));
+  await end(page);
+  assert.deepEqual((await kept()).inputs.categories, [{ name: "Tape", colour: "red", members: [9, 10] }]);
+  await page.context().close();
+});
+
+test("nothing is pressed while the layout is on its way", async () => {
+  await keep({});
+  const page = await open("/panel?router=studio");
+  await begin(page);
+  await page.click(output(1));
+  let go = null;
+  await page.route("**/layout", (route) => (route.request().method() === "PUT" ? (go = () => route.continue()) : route.continue()));
+  await page.click("vrdx-arrange >> text=Keep");
+  await waitFor("it is on its way", () => go !== null);
+  const { x, y } = await page.locator(output(2)).boundingBox();
+  await page.mouse.click(x + 5, y + 5);
+  assert.equal(await page.getAttribute(output(2), "data-listed"), null);
+  await go();
+  await page.waitForSelector("vrdx-arrange", { state: "hidden" });
+  assert.deepEqual((await kept()).outputs.favourites, [1]);
+  await press(page, 2, 3);
+  await waitForMark(page, 2, "data-source", 3);
+  await page.context().close();
+});
+
 test("what the gateway refuses is told, and stays to be mended", async () => {
   await keep({});
   const page = await open("/panel?router=studio");

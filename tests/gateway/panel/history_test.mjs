@@ -171,6 +171,30 @@ test("older entries come on a press, each once, until the first", async () => {
   await page.context().close();
 });
 
+test("answers that come late change nothing; without an entry nothing older is asked for", async () => {
+  const page = await open("?router=large"), held = [];
+  await page.waitForSelector("text=Show older");
+  await page.route("**/api/v1/history?*", (route) => held.push(route));
+  await page.selectOption("select[name=router]", "studio");
+  await waitFor("the first is on its way", () => held.length === 1);
+  await page.locator("text=Show older").dispatchEvent("click");
+  await page.selectOption("select[name=router]", "large");
+  await page.selectOption("select[name=router]", "studio");
+  await page.selectOption("select[name=router]", "large");
+  await waitFor("the others too", () => held.length === 4);
+  assert.deepEqual(held.map((each) => new URL(each.request().url()).searchParams.get("until")), [null, null, null, null]);
+  const told = (id) => ({ contentType: "application/json", body: JSON.stringify({ history: [{ id, kind: "take", time: "2026-01-01T00:00:00.000Z", router: "large", output: id, by: "late" + id, result: "confirmed" }] }) });
+  await held[3].continue();
+  await page.waitForFunction(() => document.querySelectorAll(".lines li").length === 100);
+  await page.waitForSelector("text=Show older");
+  const before = await texts(page);
+  for (const at of [1, 0, 2]) await Promise.all([page.waitForResponse((answer) => answer.request() === held[at].request()).then((answer) => answer.finished()), held[at].fulfill(told(at + 1))]);
+  await page.evaluate(() => new Promise((done) => requestAnimationFrame(() => requestAnimationFrame(done))));
+  assert.deepEqual(await texts(page), before);
+  assert.ok(await page.isVisible("text=Show older"));
+  await page.context().close();
+});
+
 test("what happens meanwhile moves nothing, and is shown on a press", async () => {
   const page = await open("?router=studio"), before = await texts(page);
   await take(gallery, "studio", [{ output: 7, input: 11 }]);

@@ -153,6 +153,9 @@ test("a recall says of each output what became of it; undo leads back, once", as
   await said(page, /2 of 2 outputs confirmed/);
   await page.waitForSelector("section >> text=Undo", { state: "hidden" });
   assert.deepEqual([await source("studio", 1), await source("stage", 3)], [{ video: 1, audio: 1 }, { all: 3 }]);
+  await waitForLine(page, "studio · 1", "armed", "1 Cam 1 → 12");
+  await waitForLine(page, "stage · 3", "armed", "3 Input 3 → 8 Input 8");
+  for (const place of ["studio · 1", "stage · 3"]) assert.doesNotMatch(await line(page, place).textContent(), /Confirmed/);
   await page.check("section [type=checkbox]");
   await page.click("section .primary");
   await said(page, /0 of 4 outputs confirmed/);
@@ -194,6 +197,38 @@ test("a preset is removed only when one says so once more", async () => {
   await said(other, /There is no preset of this name/);
   await page.context().close();
   await other.context().close();
+});
+
+test("the press that is sure removes nothing but what was asked about, also where a pressed button gets no focus", async () => {
+  for (const name of ["Asked", "Other"]) await write(name, [{ router: "stage", output: 2, input: 7 }]);
+  const page = await open(keeper, {}, "HTMLElement.prototype.focus = () => {}; addEventListener('mousedown', (event) => event.preventDefault());");
+  await choose(page, "Asked");
+  await page.click("section .danger");
+  await said(page, /What Asked has will be lost/);
+  await choose(page, "Other");
+  await page.waitForFunction(() => document.querySelector("section h2").textContent === "Other");
+  await page.click("section .danger");
+  await said(page, /What Other has will be lost/);
+  await page.click("section .danger");
+  await page.waitForSelector('[data-preset="Other"]', { state: "detached" });
+  assert.equal((await takesOf("Asked")).length, 1);
+  await page.context().close();
+});
+
+test("what comes of a removal does not touch the preset that was chosen meanwhile", async () => {
+  for (const name of ["Leaving", "Staying"]) await write(name, [{ router: "stage", output: 2, input: 7 }]);
+  const page = await open();
+  let go = null;
+  await page.route("**/presets/Leaving", (route) => (route.request().method() === "DELETE" ? (go = () => route.continue()) : route.continue()));
+  await choose(page, "Leaving");
+  for (const what of ["click", "click"]) await page.locator("section .danger").dispatchEvent(what);
+  await waitFor("the removal is on its way", () => go !== null);
+  await choose(page, "Staying");
+  await page.waitForFunction(() => document.querySelector("section h2").textContent === "Staying");
+  await go();
+  await page.waitForSelector('[data-preset="Leaving"]', { state: "detached" });
+  assert.ok(await page.isVisible("section h2 >> text=Staying"));
+  await page.context().close();
 });
 
 test("names of presets are texts, and lead to their preset whatever they hold", async () => {
