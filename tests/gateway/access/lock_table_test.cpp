@@ -100,6 +100,20 @@ TEST_F(LockTable, ALockThatIsSetAnewKeepsWhatItsOutputShowed) {
     EXPECT_EQ(lock(4)->shown, (locked_sources{5, 5})) << "nothing was known of it";
 }
 
+TEST_F(LockTable, ALockIsTheSameWhateverItsOutputShows) {
+    set(3, lock_order::lock, desk_);
+    const output_lock before = *lock(3);
+    table_->note_shown("studio", 3, {2, 2});
+    EXPECT_NE(lock(3)->shown, before.shown);
+    EXPECT_EQ(*lock(3), before);
+    output_lock other = before;
+    other.reason = "on air";
+    EXPECT_FALSE(other == before);
+    other = before;
+    other.state = lock_state::protect;
+    EXPECT_FALSE(other == before);
+}
+
 TEST_F(LockTable, WhatIsShownIsKeptAsSoonAsItCanBeWritten) {
     set(3, lock_order::protect, desk_);
     const auto other = opened(state_.path());
