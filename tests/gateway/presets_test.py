@@ -400,6 +400,25 @@ class RememberedRecalls(PresetTest):
             return base.execute("SELECT count(*) FROM recalls").fetchone()[0]
 
 
+class RecallWhileATakeWaits(PresetTest):
+    items = {"studio": simulated(8, 8, "simulated delay ms=60000\n"), "archive": simulated(4, 4)}
+
+    def test_what_the_router_has_confirmed_counts_as_shown(self):
+        self.written("show", [{"router": "studio", "output": 1, "input": 5}])
+        taking = threading.Thread(target=self.take_that_may_be_cut_off)
+        taking.start()
+        wait_until("the take waits", lambda: self.picture()["outputs"][0]["pending"])
+        self.assertEqual(self.sources(1), {"video": 5, "audio": 5})
+        (difference,) = self.recall("show", dry_run=True).json["differences"]
+        self.assertEqual((difference["shows"], difference["same"]), ({"video": 1, "audio": 1}, False))
+        self.stop_gateway(signal.SIGKILL)
+        taking.join()
+
+    def take_that_may_be_cut_off(self):
+        with contextlib.suppress(OSError, http.client.HTTPException):
+            self.take([{"output": 1, "input": 5}], within=50000)
+
+
 class RecalledOnce(PresetTest):
     def with_key(self, key, what, body=None):
         return self.ask("POST", self.path("show", what), body or {}, headers={"Idempotency-Key": key})
