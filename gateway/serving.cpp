@@ -324,7 +324,8 @@ void gateway_at_work::look_at_access() {
     const access_news news = access_->look(seconds_since_1970());
     if (std::exchange(access_problem_, news.problem) != news.problem)
         print(news.problem.empty() ? "tokens and sessions are read and written again" : news.problem);
-    recalls_.write();
+    if (access_->kept().write_problem().empty()) // else the store looks whether it can be written again
+        recalls_.write();
     if (news.removed_tokens.empty() && news.ended_sessions.empty())
         return;
     events_.end_readers(news.removed_tokens, news.ended_sessions);

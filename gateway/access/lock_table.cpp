@@ -160,9 +160,15 @@ lock_answer lock_table::set_all(std::string_view router, const std::vector<lock_
     held.since = now;
     std::string problem;
     std::map<int, locked_sources> shown;
-    for (const lock_wish& wish : changes)
-        if (find_shown_ && !frees(wish.order))
+    for (const lock_wish& wish : changes) {
+        if (frees(wish.order))
+            continue;
+        const output_lock* const before = of(router, wish.output);
+        if (before != nullptr && before->shown != locked_sources())
+            shown[wish.output] = before->shown; // a change that is under way stays one
+        else if (find_shown_)
             shown[wish.output] = find_shown_(router, wish.output);
+    }
     const auto write_all = [&] {
         return std::all_of(changes.begin(), changes.end(), [&](const lock_wish& wish) {
             held.shown = shown[wish.output];

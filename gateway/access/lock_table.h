@@ -45,7 +45,11 @@ struct output_lock {
     // While it is locked; so a change is noticed although nobody was there to see it.
     locked_sources shown = {};
 
-    bool operator==(const output_lock&) const = default;
+    // The same lock, whatever its output shows.
+    bool operator==(const output_lock& other) const {
+        return state == other.state && owner_id == other.owner_id && owner == other.owner &&
+               reason == other.reason && since == other.since;
+    }
 };
 
 // True when the take of an output with that lock is allowed to `who`.

@@ -143,8 +143,10 @@ void event_hub::lock_changed(const shown_router& router, int output) {
     vrdx::picture_news places;
     places.outputs = {output};
     tell_places(router, places);
-    if (router.site.empty())
-        alarms_.lock_changed(router, output);
+    if (!router.site.empty())
+        return;
+    const router_locks* const locks = locks_(router.name);
+    alarms_.lock_changed(router, output, locks != nullptr && locks->contains(output));
 }
 
 void event_hub::takes_begin(const std::string& router, const std::vector<vrdx::output_take>& takes) {

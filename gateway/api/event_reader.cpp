@@ -132,8 +132,10 @@ shared_text event_reader::next() {
     }
     if (!untold_.empty())
         return next_untold();
-    for (const auto& event : std::exchange(behind_pictures_, {}))
-        push_once(event);
+    if (once_.empty() && !behind_pictures_.empty()) { // one by one: together they may be too many
+        push_once(behind_pictures_.front());
+        behind_pictures_.pop_front();
+    }
     if (shared_text text = next_once())
         return text;
     return std::exchange(alive_, nullptr);

@@ -85,11 +85,11 @@ private:
     std::size_t queue_bytes_ = 0;
     std::deque<std::shared_ptr<const told_event>> once_;
     std::size_t once_bytes_ = 0;
-    std::vector<std::shared_ptr<const told_event>> behind_pictures_; // texts that others share
-    bool once_first_ = false;                                        // they and the rest take turns
-    std::map<std::string, std::uint64_t> lost_;                      // takes, by router
-    std::map<std::string, untold, std::less<>> untold_;              // by router
-    std::string told_last_;                                          // routers in untold_ take turns, too
+    std::deque<std::shared_ptr<const told_event>> behind_pictures_; // texts that others share
+    bool once_first_ = false;                                       // they and the rest take turns
+    std::map<std::string, std::uint64_t> lost_;                     // takes, by router
+    std::map<std::string, untold, std::less<>> untold_;             // by router
+    std::string told_last_;                                         // routers in untold_ take turns, too
     std::size_t untold_numbers_ = 0;
     std::size_t merged_bytes_ = 0; // of the text that was merged last
     shared_text alive_;

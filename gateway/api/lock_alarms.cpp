@@ -49,8 +49,7 @@ std::vector<lock_alarm> lock_alarms::of(const shown_router& router, const router
         const vrdx::level_sources before = known.shown;
         const bool video = note_level(&known.shown.video, output.sources.video);
         const bool audio = note_level(&known.shown.audio, output.sources.audio);
-        const bool allowed = now_ms < known.allowed_until_ms && known.shown == known.allowed;
-        if ((video || audio) && !allowed)
+        if ((video || audio) && !is_allowed(router.name, number, known.shown, now_ms))
             alarms.push_back({number, before, known.shown, is_new});
         const locked_sources now{known.shown.video, known.shown.audio};
         if (keep_ && now != lock.shown)
@@ -59,26 +58,38 @@ std::vector<lock_alarm> lock_alarms::of(const shown_router& router, const router
     return alarms;
 }
 
-void lock_alarms::lock_changed(const shown_router& router, int output) {
-    routers_[router.name].erase(output); // what it shows is noted with the next news at the latest
-    if (static_cast<std::size_t>(output) > router.picture.outputs.size())
+bool lock_alarms::is_allowed(const std::string& router, int output, const vrdx::level_sources& now,
+                             std::uint64_t now_ms) const {
+    const auto found = allowed_.find({router, output});
+    return found != allowed_.end() && now_ms < found->second.until_ms && now == found->second.sources;
+}
+
+void lock_alarms::lock_changed(const shown_router& router, int output, bool is_locked) {
+    auto& outputs = routers_[router.name];
+    if (!is_locked) {
+        outputs.erase(output);
+        return;
+    }
+    if (outputs.contains(output) || static_cast<std::size_t>(output) > router.picture.outputs.size())
         return;
     const auto& shown = router.picture.outputs[static_cast<std::size_t>(output - 1)];
-    if (!shown.waits_ms)
-        routers_[router.name][output].shown = shown.sources;
+    if (!shown.waits_ms) // else what it shows is noted with the next news at the latest
+        outputs[output].shown = shown.sources;
 }
 
 void lock_alarms::takes_begin(const std::string& router, const std::vector<vrdx::output_take>& takes,
                               std::uint64_t now_ms) {
-    const auto found = routers_.find(router);
-    if (found == routers_.end())
-        return;
     for (const vrdx::output_take& take : takes) {
-        const auto known = found->second.find(take.output);
-        if (known == found->second.end())
-            continue;
-        known->second.allowed = take.sources;
-        known->second.allowed_until_ms = now_ms + allowed_change_ms;
+        const allowance given{take.sources, now_ms + allowed_change_ms};
+        allowed_.insert_or_assign({router, take.output}, given);
+        allowed_order_.push_back({{router, take.output}, given.until_ms});
+    }
+    while (!allowed_order_.empty() &&
+           (allowed_order_.front().until_ms <= now_ms || allowed_order_.size() > allowed_limit)) {
+        const auto oldest = allowed_.find(allowed_order_.front().place);
+        if (oldest != allowed_.end() && oldest->second.until_ms == allowed_order_.front().until_ms)
+            allowed_.erase(oldest);
+        allowed_order_.pop_front();
     }
 }
 

@@ -4,10 +4,14 @@
 
 #include "event_texts.h"
 
+#include <deque>
+
 namespace gateway {
 
 class lock_alarms {
 public:
+    static constexpr std::size_t allowed_limit = 65536; // takes that are remembered at a time; older ones go
+
     // Told what a locked output shows from now on; it is to be kept with its lock.
     using shown_listener =
         std::function<void(const std::string& router, int output, const locked_sources& now)>;
@@ -17,21 +21,35 @@ public:
     // confirmed them. An output that is seen for the first time is held against what its lock was kept with.
     std::vector<lock_alarm> of(const shown_router& router, const router_locks* locks, std::uint64_t now_ms);
 
-    // From now on the output is watched, from what it shows; or no longer.
-    void lock_changed(const shown_router& router, int output);
+    // From now on the output is watched, from what it shows; or no longer. What is known of one that was
+    // locked before stays.
+    void lock_changed(const shown_router& router, int output, bool is_locked);
 
-    // Sources that these outputs may come to show: those who ask may take there.
+    // Sources that these outputs may come to show: those who ask may take there. That holds when the output
+    // is locked only then, too: a lock may come before the news of a take that was sent ahead of it.
     void takes_begin(const std::string& router, const std::vector<vrdx::output_take>& takes,
                      std::uint64_t now_ms);
 
 private:
     struct watched {
         vrdx::level_sources shown; // levels unknown so far are source_unknown
-        vrdx::level_sources allowed;
-        std::uint64_t allowed_until_ms = 0;
     };
+    using output_place = std::pair<std::string, int>; // router, output
+    struct allowance {
+        vrdx::level_sources sources;
+        std::uint64_t until_ms = 0;
+    };
+    struct allowance_end {
+        output_place place;
+        std::uint64_t until_ms = 0;
+    };
+    bool is_allowed(const std::string& router, int output, const vrdx::level_sources& now,
+                    std::uint64_t now_ms) const;
+
     shown_listener keep_;
     std::map<std::string, std::map<int, watched>> routers_; // by name, by output
+    std::map<output_place, allowance> allowed_;             // of outputs that are free, too
+    std::deque<allowance_end> allowed_order_;               // the oldest first; no more than allowed_limit
 };
 
 } // namespace gateway

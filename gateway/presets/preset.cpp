@@ -14,10 +14,11 @@ std::string preset_name_problem(std::string_view name) {
     const bool plain = std::none_of(name.begin(), name.end(), [](char letter) {
         return static_cast<unsigned char>(letter) < 0x20 || letter == 0x7f || letter == '/';
     });
-    if (fits && plain)
+    const bool reachable = name != "." && name != ".."; // browsers take these out of a path
+    if (fits && plain && reachable)
         return {};
     return "That cannot be the name of a preset; possible are 1 to " + std::to_string(preset_name_limit) +
-           " bytes without slashes and control characters.";
+           " bytes without slashes and control characters, but not \".\" and \"..\".";
 }
 
 bool may_see(const token& who, const preset_row& row) {

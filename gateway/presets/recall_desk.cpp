@@ -37,12 +37,26 @@ bool recall_desk::remember(std::string* problem) {
     return store_.read(&memory_, problem);
 }
 
-// What was shown is noted by the look, and goes through the answer of the takes unchanged.
+// What was shown is noted by the look, and goes through the answer of the takes unchanged. From the first
+// take on the way back of the recall before is wrong, also after a kill; it holds again when nothing has
+// changed.
 void recall_desk::recall(const preset& wanted, const take_asker& asker, const recall_wish& wish,
                          const recall_done& done) {
+    const std::string& name = wanted.row.name;
+    std::optional<remembered_recall> before;
+    if (const remembered_recall* const known = memory_.of(name);
+        known != nullptr && !way_back(look(wanted, asker.who, wish)).empty()) {
+        before = *known;
+        memory_.forget(name);
+        write(); // a disk that refuses holds no take up
+    }
     run_recall(routers_, takes_, wanted.takes, asker, wish,
-               [this, recall = memory_.begin(wanted.row.name), done](const recall_answer& answer) {
-                   memory_.end(recall, way_back(answer), now_());
+               [this, name, before, recall = memory_.begin(name), done](const recall_answer& answer) {
+                   std::vector<preset_take> back = way_back(answer);
+                   if (back.empty() && before && memory_.of(name) == nullptr)
+                       memory_.end(recall, before->back, before->time);
+                   else
+                       memory_.end(recall, std::move(back), now_());
                    done(answer);
                });
 }

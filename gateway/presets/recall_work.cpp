@@ -61,8 +61,13 @@ void put_sources(recall_answer* all, const router_part& part, const shown_router
         recalled_output& output = all->outputs[part.places[at]];
         const auto number = static_cast<std::size_t>(plan[at].take.output);
         output.wanted = plan[at].take.sources;
-        if (is_picture_true(router.state) && number <= router.picture.outputs.size())
-            output.shown = router.picture.outputs[number - 1].sources;
+        if (!is_picture_true(router.state) || number > router.picture.outputs.size())
+            continue;
+        const vrdx::picture_output& place = router.picture.outputs[number - 1];
+        if (place.waits_ms) // that take may yet fall back
+            output.shown = router.earlier.confirmed(plan[at].take.output);
+        else
+            output.shown = place.sources;
     }
 }
 

@@ -1,6 +1,7 @@
 """Presets of a real gateway: kept, recalled on several routers, undone. Each answer is held against the document."""
 
 import contextlib
+import http.client
 import json
 import pathlib
 import signal
@@ -325,6 +326,37 @@ class RememberedRecalls(PresetTest):
         self.assertEqual(self.results(self.undo("other")), [("studio", 1, "confirmed")])
         self.wait_for_sources(1, 2)
 
+    def test_recall_that_a_kill_ends_leaves_no_way_back_of_the_one_before(self):
+        self.written("show", TWO_ROUTERS[:1])
+        self.results(self.recall("show"))
+        self.assertEqual(self.recalls_on_the_disk(), 1)
+        self.take([{"output": 1, "input": 5}])
+        self.wait_for_sources(1, 5)
+        self.drivers["studio"].send_signal(signal.SIGSTOP)
+        try:
+            asking = threading.Thread(target=self.recall_that_may_be_cut_off)
+            asking.start()
+            wait_until("the way back of before is gone", lambda: self.recalls_on_the_disk() == 0)
+            self.stop_gateway(signal.SIGKILL)
+            asking.join()
+        finally:
+            self.drivers["studio"].send_signal(signal.SIGCONT)
+        self.start_gateway()
+        self.assertEqual(self.undo_of("show"), 0)
+
+    def recall_that_may_be_cut_off(self):
+        with contextlib.suppress(OSError, http.client.HTTPException):
+            self.recall("show")
+
+    def test_recall_that_changed_nothing_leaves_the_one_before_it_to_be_undone(self):
+        self.written("show", [{"router": "studio", "output": 5, "input": 6}, {"router": "studio", "output": 6, "input": 5}])
+        for _ in range(2):  # output 5 is refused, and output 6 shows it already the second time
+            self.assertEqual(self.results(self.recall("show"))[0], ("studio", 5, "refused"))
+            self.assertEqual(self.undo_of("show"), 1)
+        self.kill_and_start()
+        self.assertEqual(self.results(self.undo("show")), [("studio", 6, "confirmed")])
+        self.wait_for_sources(6, 6)
+
     def test_a_day_later_it_is_forgotten(self):
         self.written("show", TWO_ROUTERS)
         self.results(self.recall("show"))
@@ -366,6 +398,25 @@ class RememberedRecalls(PresetTest):
     def recalls_on_the_disk(self):
         with contextlib.closing(sqlite3.connect(self.folder / "state" / "access.db", timeout=PATIENCE)) as base:
             return base.execute("SELECT count(*) FROM recalls").fetchone()[0]
+
+
+class RecallWhileATakeWaits(PresetTest):
+    items = {"studio": simulated(8, 8, "simulated delay ms=60000\n"), "archive": simulated(4, 4)}
+
+    def test_what_the_router_has_confirmed_counts_as_shown(self):
+        self.written("show", [{"router": "studio", "output": 1, "input": 5}])
+        taking = threading.Thread(target=self.take_that_may_be_cut_off)
+        taking.start()
+        wait_until("the take waits", lambda: self.picture()["outputs"][0]["pending"])
+        self.assertEqual(self.sources(1), {"video": 5, "audio": 5})
+        (difference,) = self.recall("show", dry_run=True).json["differences"]
+        self.assertEqual((difference["shows"], difference["same"]), ({"video": 1, "audio": 1}, False))
+        self.stop_gateway(signal.SIGKILL)
+        taking.join()
+
+    def take_that_may_be_cut_off(self):
+        with contextlib.suppress(OSError, http.client.HTTPException):
+            self.take([{"output": 1, "input": 5}], within=50000)
 
 
 class RecalledOnce(PresetTest):

@@ -85,6 +85,35 @@ TEST_F(LockTable, WhatALockedOutputComesToShowIsKept) {
     EXPECT_EQ(lock(5), nullptr);
 }
 
+TEST_F(LockTable, ALockThatIsSetAnewKeepsWhatItsOutputShowed) {
+    locked_sources found{2, 2};
+    table_->find_shown_with([&](std::string_view, int) { return found; });
+    set(3, lock_order::lock, desk_);
+    found = {}; // a take waits there
+    set(4, lock_order::lock, desk_);
+    set(3, lock_order::protect, desk_);
+    EXPECT_EQ(lock(3)->shown, (locked_sources{2, 2}));
+    reopen();
+    EXPECT_EQ(lock(3)->shown, (locked_sources{2, 2}));
+    table_->find_shown_with([](std::string_view, int) { return locked_sources{5, 5}; });
+    set(4, lock_order::protect, desk_);
+    EXPECT_EQ(lock(4)->shown, (locked_sources{5, 5})) << "nothing was known of it";
+}
+
+TEST_F(LockTable, ALockIsTheSameWhateverItsOutputShows) {
+    set(3, lock_order::lock, desk_);
+    const output_lock before = *lock(3);
+    table_->note_shown("studio", 3, {2, 2});
+    EXPECT_NE(lock(3)->shown, before.shown);
+    EXPECT_EQ(*lock(3), before);
+    output_lock other = before;
+    other.reason = "on air";
+    EXPECT_FALSE(other == before);
+    other = before;
+    other.state = lock_state::protect;
+    EXPECT_FALSE(other == before);
+}
+
 TEST_F(LockTable, WhatIsShownIsKeptAsSoonAsItCanBeWritten) {
     set(3, lock_order::protect, desk_);
     const auto other = opened(state_.path());

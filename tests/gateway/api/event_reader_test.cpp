@@ -290,5 +290,31 @@ TEST(AlarmsAfterARestart, AreToldToWhoeverComesBehindThePictures) {
     EXPECT_EQ(alarms, 1U);
 }
 
+TEST(AlarmsAfterARestart, AreAllToldToAReaderThatKeepsUp) {
+    constexpr int outputs = 600;
+    static_assert(outputs > static_cast<int>(event_once_limit));
+    static_assert(outputs <= static_cast<int>(alarms_after_restart_limit));
+    shown_router studio = a_router(4, outputs);
+    router_locks locks;
+    for (int number = 1; number <= outputs; number++)
+        locks[number] = {lock_state::lock, 1, "boss", "", 0, {3, 3}};
+    const auto held = [&](std::string_view) { return &locks; };
+    picture_shelf shelf(held);
+    event_hub hub(
+        shelf, held, [&](std::string_view) { return &studio; },
+        [&] { return std::vector<const shown_router*>{&studio}; });
+    router_news news;
+    news.router = &studio;
+    news.whole = true;
+    hub.hear(news);
+    const auto who = std::make_shared<token>();
+    who->right = role::view;
+    const auto reader = hub.add_reader({who, 0, {}});
+    std::map<std::string, int> told;
+    while (const shared_text text = reader->next())
+        told[json::parse(*text)["type"]]++;
+    EXPECT_EQ(told, (std::map<std::string, int>{{"picture", 1}, {"alarm", outputs}}));
+}
+
 } // namespace
 } // namespace gateway

@@ -10,7 +10,7 @@ class LockAlarms : public testing::Test {
 protected:
     LockAlarms() {
         locks[2] = {lock_state::lock, 1, "boss", "", 0};
-        alarms.lock_changed(router, 2);
+        alarms.lock_changed(router, 2, locks.contains(2));
     }
     void show(int output, int source, bool confirmed = true) {
         auto& shown = router.picture.outputs[static_cast<std::size_t>(output - 1)];
@@ -63,6 +63,49 @@ TEST_F(LockAlarms, AllowanceEnds) {
     EXPECT_EQ(heard(1000 + allowed_change_ms).size(), 1U);
 }
 
+TEST_F(LockAlarms, TakeThatIsConfirmedBehindItsLockRaisesNone) {
+    alarms.takes_begin("studio", {{3, audio_video(4, 4)}}, 1000);
+    locks[3] = {lock_state::protect, 1, "boss", "", 0, {1, 1}};
+    alarms.lock_changed(router, 3, true);
+    show(3, 4, false);
+    EXPECT_TRUE(heard(1001).empty());
+    show(3, 4);
+    EXPECT_TRUE(heard(1002).empty());
+    show(3, 5);
+    EXPECT_EQ(heard(1003).size(), 1U);
+}
+
+TEST_F(LockAlarms, TakeOfAnotherRouterAllowsNothing) {
+    alarms.takes_begin("archive", {{2, audio_video(4, 4)}}, 1000);
+    show(2, 4);
+    EXPECT_EQ(heard(1001).size(), 1U);
+}
+
+TEST_F(LockAlarms, OldestOfTooManyTakesIsForgottenAndTheNewestIsNot) {
+    alarms.takes_begin("studio", {{2, audio_video(3, 3)}}, 1000);
+    std::vector<vrdx::output_take> many;
+    for (int number = 1; number <= static_cast<int>(lock_alarms::allowed_limit); number++)
+        many.push_back({number, audio_video(4, 4)});
+    alarms.takes_begin("archive", many, 1000);
+    show(2, 3);
+    EXPECT_EQ(heard(1001).size(), 1U);
+    alarms.takes_begin("studio", {{2, audio_video(4, 4)}}, 1000);
+    show(2, 4);
+    EXPECT_TRUE(heard(1002).empty());
+}
+
+TEST_F(LockAlarms, TakeUnderWayRaisesOneAlthoughTheLockIsSetAnew) {
+    show(2, 3, false);
+    EXPECT_TRUE(heard().empty());
+    locks[2].reason = "on air";
+    alarms.lock_changed(router, 2, true);
+    show(2, 3);
+    const auto raised = heard();
+    ASSERT_EQ(raised.size(), 1U);
+    EXPECT_EQ(raised[0].before, audio_video(1, 1));
+    EXPECT_FALSE(raised[0].while_away);
+}
+
 TEST_F(LockAlarms, SourceThatNobodyKnowsIsNoChange) {
     show(2, vrdx::source_unknown);
     EXPECT_TRUE(heard().empty());
@@ -76,11 +119,11 @@ TEST_F(LockAlarms, SourceThatNobodyKnowsIsNoChange) {
 
 TEST_F(LockAlarms, OutputThatIsFreeAgainRaisesNone) {
     locks.clear();
-    alarms.lock_changed(router, 2);
+    alarms.lock_changed(router, 2, locks.contains(2));
     show(2, 3);
     EXPECT_TRUE(heard().empty());
     locks[2] = {};
-    alarms.lock_changed(router, 2);
+    alarms.lock_changed(router, 2, locks.contains(2));
     EXPECT_TRUE(heard().empty());
 }
 

@@ -147,6 +147,10 @@ TEST(PresetName, IsAShortLineWithoutSlashes) {
          {std::string(), std::string("a/b"), std::string("a\nb"), std::string(1, '\0'), std::string("\x7f"),
           std::string(preset_name_limit + 1, 'n')})
         EXPECT_THAT(preset_name_problem(name), HasSubstr("128 bytes")) << name;
+    // Browsers take these out of a path.
+    for (const std::string& name : {std::string("."), std::string("..")})
+        EXPECT_THAT(preset_name_problem(name), HasSubstr("but not \".\" and \"..\"")) << name;
+    EXPECT_EQ(preset_name_problem("..."), "");
 }
 
 TEST(KeptSource, IsReadAsItWasWritten) {
