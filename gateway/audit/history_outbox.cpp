@@ -1,10 +1,7 @@
 #include "history_outbox.h"
 
-#include "gateway/settings/limits.h"
 #include "history_query.h"
 #include "history_schema.h"
-
-#include <unistd.h>
 
 namespace gateway {
 namespace {
@@ -15,13 +12,9 @@ constexpr int share_column = 25; // behind entry_columns and the first three of 
 
 std::unique_ptr<history_outbox> history_outbox::open(const std::string& state_directory,
                                                      std::string* problem) {
-    const std::string path = state_directory + "/" + history_file_name;
-    if (access(path.c_str(), F_OK) != 0)
-        return nullptr;
-    auto kept = database::open(path, database_busy_ms, problem);
     std::int64_t version = 0;
-    if (!kept || !kept->script("PRAGMA query_only = ON", problem) ||
-        !kept->number("PRAGMA user_version", &version, problem))
+    auto kept = open_history_to_read(state_directory, &version, problem);
+    if (!kept)
         return nullptr;
     if (version <= history_version_before_sites) // the writer has not come to it yet
         return nullptr;

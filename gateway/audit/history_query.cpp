@@ -46,6 +46,18 @@ history_entry entry_of_row(const sql_row& row) {
     return entry;
 }
 
+std::unique_ptr<database> open_history_to_read(const std::string& state_directory, std::int64_t* version,
+                                               std::string* problem) {
+    const std::string path = state_directory + "/" + history_file_name;
+    if (access(path.c_str(), F_OK) != 0)
+        return nullptr;
+    auto kept = database::open(path, database_busy_ms, problem);
+    if (!kept || !kept->script("PRAGMA query_only = ON", problem) ||
+        !kept->number("PRAGMA user_version", version, problem))
+        return nullptr;
+    return kept;
+}
+
 namespace {
 
 bool is_newer(const history_entry& one, const history_entry& other) {
@@ -56,13 +68,9 @@ bool is_newer(const history_entry& one, const history_entry& other) {
 
 std::unique_ptr<history_reading> history_reading::open(const std::string& state_directory,
                                                        std::string* problem) {
-    const std::string path = state_directory + "/" + history_file_name;
-    if (access(path.c_str(), F_OK) != 0)
-        return nullptr;
-    auto kept = database::open(path, database_busy_ms, problem);
     std::int64_t version = 0;
-    if (!kept || !kept->script("PRAGMA query_only = ON", problem) ||
-        !kept->number("PRAGMA user_version", &version, problem))
+    auto kept = open_history_to_read(state_directory, &version, problem);
+    if (!kept)
         return nullptr;
     if (version == 0) // its tables are being made
         return nullptr;

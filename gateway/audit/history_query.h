@@ -26,6 +26,11 @@ constexpr const char* entry_columns =
 constexpr const char* site_columns = "site, site_epoch, site_number, share";
 history_entry entry_of_row(const sql_row& row);
 
+// A connection to history.db that cannot write, and the version of its tables, 0 while they are being made.
+// Null with an empty *problem: there is no history yet.
+std::unique_ptr<database> open_history_to_read(const std::string& state_directory, std::int64_t* version,
+                                               std::string* problem);
+
 // A connection of its own to history.db, for one thread that only reads.
 class history_reading {
 public:
