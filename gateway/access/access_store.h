@@ -30,7 +30,7 @@ struct known_session {
     bool kept = false;                  // the cookie may outlive the browser
 };
 
-// What has ended since the last look, by whomever. The ids' connections have to end.
+// What has ended since the last look, whoever ended it. The connections of these ids have to end.
 struct access_news {
     std::vector<std::int64_t> removed_tokens;
     std::vector<std::int64_t> ended_sessions; // those of removed tokens, too
@@ -77,7 +77,8 @@ public:
     // To be called every access_look_period_ms: reads what other processes wrote, ends what is over.
     access_news look(std::int64_t now);
 
-    // From now on nothing here waits for another writer. What failed for one, failed with is_busy().
+    // From now on nothing here waits for another writer. When something fails because of one, is_busy() is
+    // true.
     void wait_no_more();
     bool is_busy() const;
 

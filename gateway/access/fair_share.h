@@ -1,4 +1,4 @@
-// How much of something that is there for all one of them may have.
+// How much of what all share one user may have.
 #pragma once
 
 #include <algorithm>

@@ -25,9 +25,9 @@ struct known_access {
     access_news news; // for the next look
     // Hashes of sessions that have ended, and stand in the file all the same until that can be written.
     std::set<std::string> ended;
-    // Hashes of kept sessions that were used and have lost a day since they were prolonged last.
+    // Hashes of kept sessions that were used and were prolonged more than a day ago.
     std::set<std::string> used;
-    std::uint64_t busy_looks = 0;   // one after the other
+    std::uint64_t busy_looks = 0;   // without another in between
     std::uint64_t failed_looks = 0; // with a write that failed before; each so many of them it is tried
 };
 

@@ -6,7 +6,7 @@
 
 namespace gateway {
 
-// Why that is no reason, as a sentence that says what is possible; empty when it is one. None is one, too.
+// Why that is no reason, as a sentence that says what is possible; empty when it is one. "" is allowed, too.
 std::string lock_reason_problem(std::string_view reason);
 
 } // namespace gateway

@@ -1,5 +1,5 @@
-// Wrong logins of an address are slowed down. A valid token is never: look the token up first, and come here
-// with the wrong ones.
+// Wrong logins of an address are slowed down. A valid token is never: look it up first, and call this for
+// wrong ones only.
 #pragma once
 
 #include <cstddef>

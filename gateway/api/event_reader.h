@@ -86,7 +86,7 @@ private:
     std::deque<std::shared_ptr<const told_event>> once_;
     std::size_t once_bytes_ = 0;
     std::deque<std::shared_ptr<const told_event>> behind_pictures_; // texts that others share
-    bool once_first_ = false;                                       // they and the rest take turns
+    bool once_first_ = false;                                       // they and the rest are told by turns
     std::map<std::string, std::uint64_t> lost_;                     // takes, by router
     std::map<std::string, untold, std::less<>> untold_;             // by router
     std::string told_last_;                                         // routers in untold_ take turns, too

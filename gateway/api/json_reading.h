@@ -1,4 +1,4 @@
-// Reading the JSON of a request's body, without mercy for what two readers could understand differently.
+// Reads the JSON of a request's body strictly: what two readers could understand differently is refused.
 #pragma once
 
 #include "json_reply.h"

@@ -25,8 +25,8 @@ public:
     // locked before stays.
     void lock_changed(const shown_router& router, int output, bool is_locked);
 
-    // Sources that these outputs may come to show: those who ask may take there. That holds when the output
-    // is locked only then, too: a lock may come before the news of a take that was sent ahead of it.
+    // Sources that an allowed take may bring to these outputs. They are kept for outputs without a lock, too:
+    // a lock may come before the news of a take that was sent ahead of it.
     void takes_begin(const std::string& router, const std::vector<vrdx::output_take>& takes,
                      std::uint64_t now_ms);
 

@@ -7,7 +7,7 @@
 
 namespace gateway {
 
-// What stands on the shelf for one router.
+// What is kept for one router.
 struct written_picture {
     std::shared_ptr<const std::string> text;
     std::string etag; // with its quotes; changes with all that the text tells

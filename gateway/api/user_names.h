@@ -1,4 +1,4 @@
-// The names of this machine's users, by number. Where a name service has to be asked, that may take long or
+// The names of this machine's users, by number. Where a name service has to be asked, that may last long or
 // for ever; so a thread of its own asks, and nobody waits for it.
 #pragma once
 

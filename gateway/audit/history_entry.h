@@ -77,8 +77,8 @@ struct far_entry {
     entry_share share = entry_share::common;
 };
 
-// How far something has come that goes on there after the next start; written with the entries before it, or
-// not at all.
+// How far something has come (such as: sent up to here), which goes on there after the next start. It is
+// written together with the entries before it, or not at all.
 struct history_place {
     std::string name; // "sent", "read"
     std::int64_t number = 0;

@@ -1,4 +1,4 @@
-// history.db as its one writer sees it: batches in, what is too old or too much out. Of one thread.
+// history.db for its only writer: adds entries, removes what is too old or too much. For one thread.
 #pragma once
 
 #include "gateway/access/database.h"

@@ -1,6 +1,6 @@
 // The thread that writes history.db. Who hands entries over never waits: they stand in a bounded queue, are
 // gathered for history_gather_ms and written in one transaction. What finds no room is counted, and told by a
-// gap once the disk takes something again.
+// gap once the disk can be written again.
 #pragma once
 
 #include "history_file.h"
@@ -26,7 +26,7 @@ public:
     // `news` is called from the thread: the problem has come or gone, or entries were lost. It lives until
     // this is destroyed.
     history_writer(const place& where, const history_share& share, std::function<void()> news);
-    // Writes what waits, unless the disk takes nothing.
+    // Writes what waits, unless the disk cannot be written.
     ~history_writer();
     history_writer(const history_writer&) = delete;
     history_writer& operator=(const history_writer&) = delete;
@@ -40,7 +40,7 @@ public:
     // Waits at most `ms` for it.
     bool is_written(std::uint64_t number, std::uint64_t ms);
 
-    // Waits until all that was pushed before is written, or the disk takes nothing, or `ms` have passed.
+    // Waits until all that was pushed before is written, or the disk cannot be written, or `ms` have passed.
     void wait_until_written(std::uint64_t ms);
 
     // A history is kept.

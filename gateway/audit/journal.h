@@ -16,7 +16,7 @@ public:
     journal(const journal&) = delete;
     journal& operator=(const journal&) = delete;
 
-    // Never waits: what the journal does not take at once is in history.db alone.
+    // Never waits: what the journal does not accept at once is in history.db alone.
     void tell(const history_entry& entry);
 
 private:

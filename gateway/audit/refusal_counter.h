@@ -22,7 +22,7 @@ public:
 private:
     std::map<std::string, counted_entry> counts_; // of this minute, by key; count 0: told already
     std::int64_t minute_ = 0;
-    std::vector<counted_entry> earlier_; // of the minute before, not taken yet
+    std::vector<counted_entry> earlier_; // of the minute before, not written yet
     std::size_t kinds_[2] = {0, 0};      // of this minute: others, logins
 };
 

@@ -1,4 +1,4 @@
-// Who a user number is. A name service may take its time: for the history's own thread alone.
+// Who a user number is. A name service may be slow: for the history's own thread alone.
 #pragma once
 
 #include <cstdint>

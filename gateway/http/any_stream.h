@@ -1,4 +1,4 @@
-// A connection's bytes, with or without TLS, as one type: what stands on it is compiled once.
+// A connection's bytes, with or without TLS, as one type, so that what uses it needs no template.
 #pragma once
 
 #include <boost/asio/io_context.hpp>

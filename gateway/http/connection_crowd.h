@@ -1,4 +1,4 @@
-// Who is connected, and who gives way when there are too many.
+// Who is connected, and which waiting connection is closed for a new one when there are too many.
 #pragma once
 
 #include "http_limits.h"

@@ -1,5 +1,5 @@
-// One WebSocket: writes what its source has to tell, one text at a time, and reads nothing but the peer's
-// life.
+// One WebSocket: writes what its source has to tell, one text at a time, and reads only what
+// shows that the peer is alive.
 #pragma once
 
 #include "any_stream.h"

@@ -69,7 +69,7 @@ private:
     request request_;
     accepted_request accepted_;
     std::size_t counted_body_ = 0; // of core_->bodies_bytes
-    std::size_t lingered_ = 0;     // bytes that were read to no purpose
+    std::size_t lingered_ = 0;     // bytes that were read and dropped, so that the peer sees the answer
 
     bool says_go_on_ = false;                        // "100 Continue" is being written
     bool last_ = false;                              // no further request is read on this connection

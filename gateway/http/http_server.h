@@ -56,7 +56,7 @@ public:
 
     std::size_t connections() const;
 
-    // Takes no more connections, ends those that wait, lets begun answers be written for a while, closes
+    // Accepts no more connections, ends those that wait, lets begun answers be written for a while, closes
     // WebSockets, and calls `done` when none is left.
     void stop(std::function<void()> done);
 

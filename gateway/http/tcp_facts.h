@@ -15,7 +15,8 @@ struct tcp_facts {
 
 tcp_facts facts_of(int socket);
 
-// So many bytes that the peer has no room for are taken from us at most; what is newer is better kept here.
+// So many bytes that the peer has no room for are accepted from us at most; what is newer is better kept
+// here.
 void limit_unsent_bytes(int socket, int bytes);
 
 } // namespace gateway

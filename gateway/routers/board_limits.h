@@ -33,7 +33,8 @@ constexpr std::size_t lane_requests_limit = 64; // of one lane on one router wit
 // Outputs in them; the driver, too, holds a client's next take up from here on.
 constexpr std::size_t lane_outputs_limit = 4096;
 constexpr std::size_t lane_connections_limit = 1024; // of all lanes and routers together
-// Of one lane, as long as as many are left for others: however many are greedy, the next one gets some.
+// Of one lane, and at most as many as are still left for others: however many are greedy, the next one gets
+// some.
 constexpr std::size_t lane_connections_of_one_limit = 256;
 constexpr std::uint64_t lane_idle_us = 10000000;    // an unused connection is closed after so long
 constexpr std::uint64_t late_answer_us = 500000;    // how far behind its `within` an answer is waited for

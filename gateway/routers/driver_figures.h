@@ -19,7 +19,7 @@ struct driver_figures {
 };
 
 // One question on a connection that also watches. Whoever waits for its end hands a pointer over, which is
-// let go of when the answer was read, or when none can come any more.
+// released when the answer was read, or when none can come any more.
 class figures_question {
 public:
     using asker = std::shared_ptr<void>;

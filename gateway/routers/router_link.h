@@ -1,14 +1,16 @@
 // The watch connection to one driver: keeps what is shown of its router.
 //
-//  what happens                 | shown then
-//  -----------------------------|--------------------------------------------------------------------------------
-//  no socket, nobody serves it  | no driver; tried again when a new socket appears, else after a growing
-//  pause connected                    | reading; `stale` stays until the picture is whole the picture is
-//  whole         | up, link down, no backend: what it says a change of it               | the same, with the
-//  new picture; a change in many packets once it is whole silence                      | stale; the
-//  connection stays, and what comes then makes it true again a packet that does not fit   | stale; the
-//  connection is closed, all is read anew after a growing pause the connection ends          | no driver;
-//  tried again at once, then after a growing pause
+// clang-format off
+//  what happens                  | shown then
+//  ------------------------------|---------------------------------------------------------------------------
+//  no socket, nobody serves it   | no driver; tried again when a new socket appears, else after a growing pause
+//  connected                     | reading; `stale` stays until the picture is whole
+//  the picture is whole          | up, link down, no backend: what it says
+//  a change of it                | the same, with the new picture; one in many packets once it is whole
+//  silence                       | stale; the connection stays, and what comes then makes it true again
+//  a packet that does not fit    | stale; the connection is closed, all is read anew after a growing pause
+//  the connection ends           | no driver; tried again at once, then after a growing pause
+// clang-format on
 #pragma once
 
 #include "gateway/routers/descriptor_wait.h"
@@ -47,8 +49,8 @@ public:
     bool stands_at(const router_place& place);
     // Looks for silence, at `now`.
     void look_at_clock(std::uint64_t now);
-    // Asks for `figures` when the picture is true. `waiting` is let go of when they are there, or will not
-    // be.
+    // Asks for `figures` when the picture is true. `waiting` is released when they are there, or never
+    // will be.
     void ask_figures(figures_question::asker waiting);
     // Closes the connection and goes on no more.
     void stop();

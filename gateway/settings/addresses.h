@@ -7,8 +7,8 @@
 
 namespace gateway {
 
-// An IPv4 or IPv6 address (without brackets) as inet_ntop() writes it, an IPv4 one in IPv6 clothes as IPv4;
-// nothing for any other text.
+// An IPv4 or IPv6 address (without brackets) as inet_ntop() writes it, one of IPv4 that is written as IPv6
+// (`::ffff:1.2.3.4`) as IPv4; nothing for any other text.
 std::optional<std::string> plain_address(std::string_view text);
 
 // "127.0.0.1:8400", "[::1]:8400".

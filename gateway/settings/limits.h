@@ -15,7 +15,7 @@ constexpr std::uint64_t header_time_limit_ms = 10000; // first byte to the end o
 constexpr std::uint64_t body_time_limit_ms = 30000;   // end of the headers to the end of the body
 constexpr std::size_t bodies_bytes_limit = 33554432;  // of all bodies that are being read, 32 MiB; else 503
 constexpr std::uint64_t answering_time_limit_ms = 90000;     // until a request is answered
-constexpr std::uint64_t answer_pause_limit_ms = 10000;       // without the peer taking a byte of its answer
+constexpr std::uint64_t answer_pause_limit_ms = 10000;       // without the peer reading a byte of its answer
 constexpr std::uint64_t answer_write_time_limit_ms = 120000; // for a whole answer
 constexpr std::uint64_t linger_time_limit_ms = 2000;   // a refused peer is read on, so that it hears why
 constexpr std::uint64_t stopping_time_limit_ms = 5000; // for answers under way when the gateway ends
@@ -25,10 +25,10 @@ constexpr std::size_t json_depth_limit = 16;           // arrays and objects wit
 
 // --- HTTP: connections ---
 // A connection "waits" from accept() until its first whole request is there, and again between two requests.
-// Waiting ones are the cheap goods: a new connection beyond a limit closes the connection that has waited
-// longest (of the same address for the limits per address). What does not wait (a request at work, an event
-// stream) is never pushed out; when nothing waits, the new one is closed. The limits per address leave out
-// the known proxies, behind which everybody has one address.
+// Waiting ones are closed first: a new connection beyond a limit closes the one that has waited longest (of
+// the same address for the limits per address). What does not wait (a request at work, an event stream) is
+// never pushed out; when nothing waits, the new one is closed. The limits per address leave out the known
+// proxies, behind which everybody has one address.
 constexpr std::size_t connections_limit = 12000;
 constexpr std::size_t connections_per_address_limit = 2000; // 1,000 event streams, and their requests beside
 constexpr std::size_t waiting_limit = 4096;
@@ -51,7 +51,7 @@ constexpr std::size_t event_readers_per_token_limit = 1024;
 constexpr std::size_t event_message_from_client_limit = 4096; // bytes; clients have next to nothing to say
 constexpr std::size_t event_bytes_from_client_limit = 65536;  // in a window, pongs and all; beyond it: cut
 constexpr std::uint64_t event_client_window_ms = 10000;
-// An `alive` message when nothing else is said. The panel's pages take three seconds without any as a loss.
+// An `alive` message when nothing else is said. The panel's pages call three seconds without any a loss.
 constexpr std::uint64_t event_alive_period_ms = 1000;
 // A reader that for so long neither answers a ping nor reads of what waits for it is cut.
 constexpr std::uint64_t event_silence_limit_ms = 15000;
@@ -126,7 +126,7 @@ constexpr std::int64_t history_most_bytes = 109951162777600; // 100 TiB
 constexpr std::size_t history_waiting_limit = 65536; // entries that wait for the disk; more are counted
 constexpr std::size_t history_batch_limit = 4096;    // entries of one transaction
 constexpr std::uint64_t history_gather_ms = 200;     // how long entries are gathered before they are written
-constexpr std::uint64_t history_retry_ms = 1000;     // before a disk that took nothing is tried again
+constexpr std::uint64_t history_retry_ms = 1000;     // before a disk that refused a write is tried again
 constexpr std::uint64_t history_trim_period_ms = 1000;     // how often what is too old or too much is removed
 constexpr std::int64_t history_trim_rows = 2000;           // removed at once; others write in between
 constexpr std::int64_t history_counted_rows_limit = 50000; // of refused logins, and of other refusals
@@ -202,7 +202,7 @@ constexpr std::size_t videohub_unread_answers = 16384;   // bytes; a client that
 constexpr std::size_t videohub_written_bytes = 65536;    // at once, 64 KiB; what is newer is merged meanwhile
 constexpr std::size_t videohub_orders_at_work = 16;      // takes of a client without an ending; then it waits
 constexpr std::size_t videohub_outputs_at_work = 2048;   // outputs in them
-constexpr std::uint64_t videohub_write_limit_ms = 15000; // without the client taking a byte: cut
+constexpr std::uint64_t videohub_write_limit_ms = 15000; // without the client reading a byte: cut
 constexpr std::uint64_t videohub_half_block_limit_ms = 30000; // a block without its end after that: cut
 constexpr std::uint64_t videohub_look_period_ms = 250;        // how often these times are looked at
 constexpr std::uint64_t videohub_name_echo_ms = 2000; // a new name that is not there by then is told as it is

@@ -51,7 +51,7 @@ struct settings {
 // Of who asks without a token from this address: that of the first wall that has it, else `anonymous`.
 role role_without_token(const settings& now, std::string_view address);
 
-// The keys whose values differ and that a running gateway cannot take on: it has to be started anew for them.
+// The keys whose values differ and that a running gateway cannot change: it has to be started anew for them.
 std::vector<std::string> keys_for_a_restart(const settings& before, const settings& now);
 
 } // namespace gateway

@@ -35,7 +35,7 @@ public:
     std::vector<broker_answer> ask(const std::vector<broker_question>& questions, std::uint64_t ms);
 
     [[nodiscard]] bool is_open() const;
-    // What the broker has against us, "" when nothing.
+    // The broker's last error, "" when there is none.
     [[nodiscard]] std::string complaint() const;
 
 private:

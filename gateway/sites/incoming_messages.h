@@ -1,7 +1,7 @@
 // Messages from the client library's threads on their way to the gateway's loop.
 //
 // Each subscription has a queue of its own, so that one who floods loses his own messages and nobody else's.
-// The loop takes a few from each queue in turn.
+// The loop reads a few from each queue in turn.
 #pragma once
 
 #include "message_way.h"

@@ -1,4 +1,4 @@
-// What other sites and the broker may cost this one, and how long what holds.
+// What other sites and the broker may cost this one, and the times that hold between sites.
 #pragma once
 
 #include <cstddef>

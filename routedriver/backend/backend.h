@@ -77,7 +77,7 @@ void reap_ident_procs();
 
 // --- pipes, once per pass ----------------------------------------------------------------------------------
 
-// Moves at most one queued message into the standard-input buffer and writes what the pipe takes.
+// Moves at most one queued message into the standard-input buffer and writes what the pipe has room for.
 void pending_to_buffer();
 
 // Reads what the backend logged, and adds each line to the log that its tag names.

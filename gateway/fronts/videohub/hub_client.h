@@ -1,7 +1,7 @@
 // A connection to a Videohub server: blocks come in, answers and news go out.
 //
-// An answer goes out before the news that its block has caused. A client that does not take its answers, or
-// has much at work, is not read any further; what it has not been told is kept as numbers. One that takes
+// An answer goes out before the news that its block has caused. A client that does not read its answers, or
+// has much at work, is not read any further; what it has not been told is kept as numbers. One that reads
 // nothing at all is cut.
 #pragma once
 
@@ -45,7 +45,7 @@ public:
     void wake();
     // Ends at once.
     void cut();
-    // Cuts itself when it has taken nothing, or has left a block without its end, for too long.
+    // Cuts itself when the client has read nothing, or has left a block without its end, for too long.
     void look(clock::time_point now);
 
     untold news;
@@ -74,7 +74,7 @@ private:
     std::deque<videohub_block> blocks_;                          // read, not done
     std::string answers_;                                        // not on their way
     std::string text_;                                           // on its way
-    clock::time_point deadline_ = clock::time_point::max();      // of the next byte that it takes
+    clock::time_point deadline_ = clock::time_point::max();      // of the next byte that the client reads
     clock::time_point half_deadline_ = clock::time_point::max(); // of the end of the block in reader_
     std::size_t takes_ = 0, outputs_ = 0;                        // at work
     bool reading_ = false, writing_ = false, working_ = false;

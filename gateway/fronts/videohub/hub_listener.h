@@ -1,4 +1,4 @@
-// Takes the connections of a Videohub server.
+// Accepts the connections of a Videohub server.
 #pragma once
 
 #include "gateway/fronts/videohub/hub_client.h"
@@ -20,7 +20,7 @@ public:
     // What went wrong; "" when it listens.
     std::string begin(const listen_address& at);
     [[nodiscard]] unsigned short port() const;
-    // Nothing is taken or told from now on.
+    // Nothing is accepted or told from now on.
     void end();
 
 private:
@@ -32,7 +32,7 @@ private:
     boost::asio::steady_timer pause_;
     taker take_;
     teller tell_;
-    bool failed_ = false; // and told; until a connection is taken again
+    bool failed_ = false; // and told; until a connection is accepted again
 };
 
 } // namespace gateway

@@ -57,9 +57,9 @@ private:
         int number = 0; // of the router
         std::string label;
         int source = 0;
-        bool waits = false;    // the driver shows what is not confirmed; `source` is of before
-        bool owes = false;     // the source has to be told once it is confirmed
-        bool was_told = false; // its take's end was told, the take's record has not come yet
+        bool waits = false;    // what the driver shows is not confirmed; `source` is the last that was
+        bool owes = false;     // its source is to be told as soon as it is confirmed
+        bool was_told = false; // how its take ended was told, and the take's record has not come yet
     };
     void build(const vrdx::router_picture& picture);
     void hear_input(const vrdx::router_picture& picture, int number, hub_news* news);
