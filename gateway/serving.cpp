@@ -375,7 +375,7 @@ void gateway_at_work::stop() {
         if (sites_)
             sites_->stop();
         routers_.stop();
-        loop_.stop();
+        boost::asio::post(loop_, [this] { loop_.stop(); }); // behind the endings of takes: they go to the history
     });
 }
 

@@ -133,7 +133,7 @@ void broker_link::start() {
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
-void broker_link::stop() {
+void broker_link::end() {
     *lives_ = false;
     connected_ = false;
     incoming_->close();
@@ -142,6 +142,10 @@ void broker_link::stop() {
         ending_ = true;
     }
     changed_.notify_all();
+}
+
+void broker_link::stop() {
+    end();
     if (thread_.joinable())
         thread_.join();
 }

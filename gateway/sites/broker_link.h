@@ -30,7 +30,9 @@ public:
     broker_link& operator=(const broker_link&) = delete;
 
     void start();
-    // Waits for the thread, a second at the most for each server. Nothing is heard any more.
+    // Nothing is heard any more, and the thread ends soon.
+    void end();
+    // end(), and waits for the thread, a second at the most for each server.
     void stop();
 
     [[nodiscard]] bool is_connected() const override {
