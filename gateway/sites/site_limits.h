@@ -1,12 +1,12 @@
 // What other sites and the broker may cost this one, and how long what holds.
 #pragma once
 
+#include "message_version.h"
+
 #include <cstddef>
 #include <cstdint>
 
 namespace gateway {
-
-constexpr int site_message_version = 1;
 
 // --- times ---
 constexpr std::uint64_t alive_period_ms = 500;        // a site says so often that it is there
