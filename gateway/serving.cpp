@@ -376,7 +376,8 @@ void gateway_at_work::stop() {
         if (sites_)
             sites_->stop();
         routers_.stop();
-        boost::asio::post(loop_, [this] { loop_.stop(); }); // behind the endings of takes: they go to the history
+        boost::asio::post(loop_,
+                          [this] { loop_.stop(); }); // behind the endings of takes: they go to the history
     });
 }
 

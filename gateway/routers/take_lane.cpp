@@ -93,7 +93,8 @@ bool take_lane::open() {
     features_ = {};
     turned_away_.clear();
     if (vrdx::open_connection(&connection_, std::string(connection_.path)) == 0) {
-        features_request_ = vrdx::queue_request(&connection_, vrdx::features_request()); // fits: it is the first
+        features_request_ =
+            vrdx::queue_request(&connection_, vrdx::features_request()); // fits: it is the first
         return true;
     }
     if (connection_.error == EAGAIN)

@@ -130,7 +130,8 @@ void far_router::enter_takes(const change_message& change, router_news* news) {
 
 // Those in messages that were lost on the way, behind the last that came.
 std::uint64_t far_router::takes_missing(const vrdx::router_picture& picture) {
-    const bool goes_on = std::exchange(takes_epoch_, picture.epoch) == picture.epoch && !picture.epoch.empty();
+    const bool goes_on =
+        std::exchange(takes_epoch_, picture.epoch) == picture.epoch && !picture.epoch.empty();
     const std::uint64_t before = goes_on ? takes_told_ : picture.last_take;
     takes_told_ = std::max(before, picture.last_take);
     return takes_told_ - before;

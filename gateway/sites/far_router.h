@@ -88,7 +88,7 @@ private:
     bool whole_ = false; // what is shown is the picture of run_ and at_
     std::string run_;
     std::uint64_t at_ = 0;
-    unsigned behind_ = 0; // times in a row that the site told of a change that has not come
+    unsigned behind_ = 0;          // times in a row that the site told of a change that has not come
     std::string takes_epoch_;      // of the driver whose takes were told last; "" before the first picture
     std::uint64_t takes_told_ = 0; // number of the newest take there that was told, or told to be missing
     std::optional<picture_reading> reading_;

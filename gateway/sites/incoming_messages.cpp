@@ -53,8 +53,8 @@ void incoming_messages::begin_turn() {
 // What is left is heard when others had their turn.
 void incoming_messages::end_turn() {
     const std::scoped_lock lock(mutex_);
-    posted_ = std::any_of(queues_.begin(), queues_.end(),
-                          [](const queue& each) { return !each.messages.empty(); });
+    posted_ =
+        std::any_of(queues_.begin(), queues_.end(), [](const queue& each) { return !each.messages.empty(); });
     if (posted_)
         boost::asio::post(*loop_, [self = shared_from_this()] { self->hear_some(); });
 }

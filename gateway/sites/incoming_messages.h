@@ -32,8 +32,8 @@ public:
     incoming_messages(boost::asio::io_context& loop, std::size_t queues,
                       std::function<void(const site_message&)> hear);
 
-    // No more than so many messages of this queue are heard in one turn of the loop, because each of them costs
-    // much. To be called before anything is added.
+    // No more than so many messages of this queue are heard in one turn of the loop, because each of them
+    // costs much. To be called before anything is added.
     void pace(std::size_t queue, int per_turn);
 
     // From any thread. False: there was no room, and the message is lost.

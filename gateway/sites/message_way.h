@@ -9,7 +9,7 @@ struct site_message {
     std::string subject;
     std::string reply; // where an answer goes; "" when none is wanted
     std::string data;
-    bool nobody = false; // in place of an answer: nobody listened to what was asked
+    bool nobody = false;  // in place of an answer: nobody listened to what was asked
     bool is_page = false; // of a picture: whatever else is to be sent goes before it
 };
 

@@ -1,7 +1,7 @@
 // What waits to be written to the broker.
 //
-// Pages of pictures are large, and may be asked for without end. They stand behind everything else, a few at a
-// time, and have at most half of the room: so neither a take nor a beat, nor an answer, waits for them.
+// Pages of pictures are large, and may be asked for without end. They stand behind everything else, a few at
+// a time, and have at most half of the room: so neither a take nor a beat, nor an answer, waits for them.
 #pragma once
 
 #include "message_way.h"

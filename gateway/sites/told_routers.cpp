@@ -86,7 +86,8 @@ void told_routers::beat() {
 void told_routers::answer(const std::string& router, const site_message& asked) {
     const shown_router* shown = routers_.find(router);
     const auto begin = read_page_request(asked.data);
-    if (asked.reply.empty() || !begin || shown == nullptr || !shown->site.empty() || !way_.has_room_for_page())
+    if (asked.reply.empty() || !begin || shown == nullptr || !shown->site.empty() ||
+        !way_.has_room_for_page())
         return;
     const state_and_reason state{shown->state, shown->reason};
     site_message page{asked.reply, {}, {}};

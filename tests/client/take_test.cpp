@@ -130,8 +130,8 @@ TEST_P(TakeUntil, IsDoneOnlyWhenItIsReadInTime) {
     const auto client = connect();
     name_values entries = {{"id", "7"}, {"by", "desk 3"}};
     if (GetParam().until_ms)
-        entries.emplace_back("until", std::to_string(static_cast<std::int64_t>(settable_boot_ms) +
-                                                     *GetParam().until_ms));
+        entries.emplace_back(
+            "until", std::to_string(static_cast<std::int64_t>(settable_boot_ms) + *GetParam().until_ms));
     const std::uint64_t last = last_take_record;
     client->send_bytes(request_bytes("take", {"2=4", "9=1"}, entries));
     serve();
@@ -146,8 +146,7 @@ TEST_P(TakeUntil, IsDoneOnlyWhenItIsReadInTime) {
     const test_reply reply = answer(*client);
     EXPECT_EQ(reply.result, 1U) << "one was refused";
     EXPECT_EQ(reply.entry("output 2"), GetParam().is_done ? "confirmed" : "refused too late");
-    EXPECT_EQ(reply.entry("output 9"),
-              GetParam().is_done ? "refused no such output" : "refused too late");
+    EXPECT_EQ(reply.entry("output 9"), GetParam().is_done ? "refused no such output" : "refused too late");
 }
 
 INSTANTIATE_TEST_SUITE_P(Moments, TakeUntil,
@@ -160,8 +159,7 @@ INSTANTIATE_TEST_SUITE_P(Moments, TakeUntil,
 TEST_F(Take, ThatIsTooLateLeavesAnEarlierOneAlone) {
     const auto client = connect();
     client->send_bytes(request_bytes("take", {"2=4"}, {{"id", "in time"}}));
-    EXPECT_EQ(take(*client, {"2=3"}, {{"id", "late"}, {"until", "1"}}).entry("output 2"),
-              "refused too late");
+    EXPECT_EQ(take(*client, {"2=3"}, {{"id", "late"}, {"until", "1"}}).entry("output 2"), "refused too late");
     send_all();
     report("*COMMAND=outputs\n*TYPE=message\no1.input.all=3\n\n");
     EXPECT_EQ(answer(*client).entry("output 2"), "confirmed");
@@ -169,8 +167,8 @@ TEST_F(Take, ThatIsTooLateLeavesAnEarlierOneAlone) {
 
 TEST_F(Take, ThatWasReadInTimeIsAnsweredAsEverAfterItsMoment) {
     const auto client = connect();
-    client->send_bytes(request_bytes(
-        "take", {"2=4"}, {{"id", "7"}, {"until", std::to_string(settable_boot_ms + 10)}}));
+    client->send_bytes(
+        request_bytes("take", {"2=4"}, {{"id", "7"}, {"until", std::to_string(settable_boot_ms + 10)}}));
     serve();
     settable_boot_ms += 1000;
     send_all();

@@ -46,7 +46,8 @@ TEST_F(Asking, LargestPacketsGoBothWays) {
 TEST_F(Asking, DriverTellsWhatItKnows) {
     serve([](int fd) {
         receive_packet(fd);
-        send_all(fd, written("describe", {{"epoch", first_epoch}, {"feature", "salvos"}, {"feature", "take until"}})
+        send_all(fd, written("describe",
+                             {{"epoch", first_epoch}, {"feature", "salvos"}, {"feature", "take until"}})
                          .bytes);
         receive_packet(fd);
         send_all(fd, written("describe", {{"epoch", first_epoch}, {"feature", "salvos"}}).bytes);

@@ -123,7 +123,8 @@ TEST_F(RealDrivers, OneThatStandsStillIsStaleAndTrueAgainWhenItGoesOn) {
     wait_for("the picture of it", [&] {
         return board->find("studio")->picture.outputs[1].sources == vrdx::level_sources{4, 4};
     });
-    EXPECT_EQ(board->find("studio")->picture.outputs[0].sources, (vrdx::level_sources{2, 2})) << "nothing late";
+    EXPECT_EQ(board->find("studio")->picture.outputs[0].sources, (vrdx::level_sources{2, 2}))
+        << "nothing late";
     EXPECT_EQ(hung->times, 1);
 }
 

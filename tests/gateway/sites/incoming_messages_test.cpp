@@ -82,11 +82,14 @@ TEST(IncomingMessages, OfAKindThatCostsMuchAreHeardFewInATurnBesideAllOthers) {
     boost::asio::post(loop, [&] { heard_in_first_turn = heard; });
     loop.run();
     EXPECT_EQ(heard_in_first_turn, "ptptttttt") << "a turn ends when only those are left";
-    EXPECT_EQ(heard, "ptptttttt" "ppp");
+    EXPECT_EQ(heard, "ptptttttt"
+                     "ppp");
     incoming->add(0, {"s", "", "p", false});
     loop.restart();
     loop.run();
-    EXPECT_EQ(heard, "ptptttttt" "pppp") << "and it goes on afterwards";
+    EXPECT_EQ(heard, "ptptttttt"
+                     "pppp")
+        << "and it goes on afterwards";
 }
 
 TEST(IncomingMessages, AreNotHeardOnceClosed) {

@@ -1,4 +1,5 @@
-// In place of gateway/sites/message_version.cpp: the gateway of a release to come, as far as its version goes.
+// In place of gateway/sites/message_version.cpp: the gateway of a release to come, as far as its version
+// goes.
 #include "gateway/sites/message_version.h"
 
 namespace gateway {

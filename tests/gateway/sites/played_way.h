@@ -35,7 +35,7 @@ public:
 struct seen_site {
     played_way way;
     std::uint64_t now_ms = 10000, versions = 0;
-    std::vector<std::string> told; // NAME STATE, NAME gone, NAME lock OUTPUT
+    std::vector<std::string> told;    // NAME STATE, NAME gone, NAME lock OUTPUT
     std::vector<std::uint64_t> takes; // numbers of those that were told
     std::uint64_t takes_lost = 0;
     gateway::site_requests requests{way, "vi.control.run."};
@@ -81,7 +81,8 @@ struct seen_site {
         site.hear_change("studio", gateway::change_text(change, {up, picture, locks}, places));
     }
     // Takes of these numbers were decided, of the picture's driver.
-    void hear_takes(vrdx::router_picture picture, std::uint64_t from, const std::vector<std::uint64_t>& numbers) {
+    void hear_takes(vrdx::router_picture picture, std::uint64_t from,
+                    const std::vector<std::uint64_t>& numbers) {
         gateway::change_message change;
         change.run = "run";
         change.from = from;
