@@ -201,6 +201,7 @@ gateway_figures gateway_at_work::figures() const {
     now.started_s = started_s_;
     if (const auto history = history_.figures())
         now.kept_history = {history->up, history->waiting, history->lost, history->bytes};
+    now.has_broker = sites_ != nullptr;
     if (const auto exchange = sites_ ? sites_->history_figures() : std::nullopt)
         now.exchanged_history = {exchange->up, exchange->unsent, exchange->sent, exchange->unread,
                                  exchange->read};
@@ -375,7 +376,8 @@ void gateway_at_work::stop() {
         if (sites_)
             sites_->stop();
         routers_.stop();
-        loop_.stop();
+        boost::asio::post(loop_,
+                          [this] { loop_.stop(); }); // behind the endings of takes: they go to the history
     });
 }
 

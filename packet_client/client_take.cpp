@@ -95,6 +95,8 @@ comm_socket_v4_packet take_request(const take_order& order) {
         comm_socket_v4_packet_write_nv_pair(&request, "by", order.by);
     if (!order.expect.empty())
         comm_socket_v4_packet_write_nv_pair(&request, "expect", expect_text(order.expect));
+    if (order.until_ms != 0)
+        comm_socket_v4_packet_write_nv_pair(&request, "until", std::to_string(order.until_ms));
     comm_socket_v4_packet_write_end(&request);
     return request;
 }

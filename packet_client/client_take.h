@@ -19,6 +19,9 @@ struct take_order {
     unsigned within_ms = 0; // take_within_shortest_ms to take_within_longest_ms; 0: the driver's usual
     std::string by;         // up to take_by_limit printable bytes, shown to others
     std::vector<output_take> expect; // a take is done only if its output shows these sources, confirmed
+    // A moment of boot_ms(): a driver that reads the order later refuses it, whatever held it up; 0: none. A
+    // driver that does not tell this feature (client_features.h) refuses any order that has one.
+    std::uint64_t until_ms = 0;
 };
 
 enum class take_word {

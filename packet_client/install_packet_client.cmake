@@ -8,10 +8,11 @@ set(pkg_config_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 set_target_properties(vrdx_packet_client PROPERTIES EXPORT_NAME packet_client)
 set_target_properties(vrdx_utils PROPERTIES EXPORT_NAME utils)
 install(TARGETS vrdx_packet_client vrdx_utils EXPORT vrdx_packet_client_targets ARCHIVE COMPONENT development)
-install(FILES packet_client.h client_asking.h client_connection.h client_limits.h client_picture.h client_record.h
+install(FILES packet_client.h client_asking.h client_connection.h client_features.h client_limits.h client_picture.h client_record.h
     client_take.h client_watch.h
     ${CMAKE_SOURCE_DIR}/framework/vrdx_utils/comm_socket_v4_packet.h
     ${CMAKE_SOURCE_DIR}/framework/vrdx_utils/comm_socket_v4_limits.h
+    ${CMAKE_SOURCE_DIR}/framework/vrdx_utils/boot_ms.h
     ${CMAKE_SOURCE_DIR}/framework/vrdx_utils/monotonic_us.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vrdx COMPONENT development)
 

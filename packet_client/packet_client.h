@@ -10,8 +10,10 @@
 // Points in time are monotonic_us() counts, in microseconds. Inputs and outputs count from 1.
 #pragma once
 
+#include "boot_ms.h"
 #include "client_asking.h"
 #include "client_connection.h"
+#include "client_features.h"
 #include "client_limits.h"
 #include "client_picture.h"
 #include "client_record.h"

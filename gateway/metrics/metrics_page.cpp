@@ -167,13 +167,11 @@ void write_history(metrics_text* text, const std::optional<gateway_figures::hist
     write(figure::history_bytes, now.bytes);
 }
 
-void write_exchange(metrics_text* text, const std::optional<gateway_figures::exchange>& exchange) {
+void write_exchange(metrics_text* text, const gateway_figures::exchange& now) {
     const auto write = [&](const metric& about, std::uint64_t value) {
         text->begin(about);
-        if (exchange)
-            text->sample({}, value);
+        text->sample({}, value);
     };
-    const gateway_figures::exchange now = exchange.value_or(gateway_figures::exchange());
     write(figure::exchange_up, now.up ? 1 : 0);
     write(figure::history_unsent, now.unsent);
     write(figure::history_sent, now.sent);
@@ -218,7 +216,8 @@ std::string metrics_page(const token& who, const metrics_wish& wish, const shown
     write_states(&text, seen, now_us);
     write_takes(&text, seen, takes);
     write_driver_figures(&text, seen);
-    write_far(&text, far, now_us);
+    if (gateway.has_broker)
+        write_far(&text, far, now_us);
     if (wish.crosspoints)
         write_crosspoints(&text, seen);
     if (who.routers.empty()) {
@@ -228,7 +227,8 @@ std::string metrics_page(const token& who, const metrics_wish& wish, const shown
         text.begin(figure::gateway_routers_left_out);
         text.sample({}, no_text + gateway.routers_beyond_limit);
         write_history(&text, gateway.kept_history);
-        write_exchange(&text, gateway.exchanged_history);
+        if (gateway.exchanged_history)
+            write_exchange(&text, *gateway.exchanged_history);
         write_process(&text, gateway.started_s);
     }
     return text.finish();

@@ -31,6 +31,7 @@ struct gateway_figures {
     double started_s = 0;                      // since 1970
     std::optional<history> kept_history;       // none: no history is kept
     std::optional<exchange> exchanged_history; // none: it is not exchanged with other sites
+    bool has_broker = false;                   // else nothing of other sites is told
 };
 
 struct metrics_wish {

@@ -2,6 +2,7 @@
 
 #include "gateway/routers/board_limits.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace gateway {
@@ -29,12 +30,14 @@ lane_request take_lane_request(vrdx::take_order order, take_done done) {
     lane_request request;
     request.outputs = outputs_of(order);
     request.deadline = answer_deadline(order.within_ms);
+    const std::uint64_t answered_by = boot_ms() + (request.deadline - monotonic_us()) / 1000;
+    order.until_ms = order.until_ms == 0 ? answered_by : std::min(order.until_ms, answered_by);
     request.order = std::move(order);
     request.done = std::move(done);
     return request;
 }
 
-bool write_packet(lane_request* request) {
+bool write_packet(lane_request* request, const vrdx::driver_features& driver) {
     if (request->outputs.empty())
         return true; // of no take: it is written already
     if (const last_look look = std::exchange(request->look, {})) {
@@ -43,6 +46,8 @@ bool write_packet(lane_request* request) {
     }
     if (request->outputs.empty())
         return false;
+    if (!driver.take_until)
+        request->order.until_ms = 0;
     request->packet = vrdx::take_request(std::exchange(request->order, {}));
     return true;
 }

@@ -19,13 +19,14 @@ struct lane_request {
     take_done done;
 };
 
-// order_problem() must have nothing against the order.
+// order_problem() must have nothing against the order. A driver that knows it does nothing of it once nobody
+// waits for the answer any more.
 lane_request take_lane_request(vrdx::take_order order, take_done done);
 lane_request rename_lane_request(const std::vector<new_name>& names, take_done done);
 
-// Looks at its takes once more and writes the packet, to be called right before it is sent. False when none
-// of its takes is left: nothing is to be sent.
-bool write_packet(lane_request* request);
+// Looks at its takes once more and writes the packet for such a driver, to be called right before it is sent.
+// False when none of its takes is left: nothing is to be sent.
+bool write_packet(lane_request* request, const vrdx::driver_features& driver);
 
 // All its takes were removed right before it would have been sent.
 take_ending nothing_left(const lane_request& request);

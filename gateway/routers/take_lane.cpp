@@ -77,11 +77,11 @@ void take_lane::turn() {
             continue;
         }
         const bool busy = connection_.sent < connection_.outgoing.size() || !turned_away_.empty();
-        if (waiting_.empty() || busy)
+        if (waiting_.empty() || busy || features_request_ != 0)
             break;
         hand_over();
     }
-    lived_ = true;
+    lived_ = features_request_ == 0;
     if (!wait_.follow(connection_.fd, vrdx::poll_events(connection_)))
         end_all("the system does not let the gateway wait for the driver");
 }
@@ -90,9 +90,13 @@ void take_lane::turn() {
 bool take_lane::open() {
     retry_.clear();
     lived_ = false;
+    features_ = {};
     turned_away_.clear();
-    if (vrdx::open_connection(&connection_, std::string(connection_.path)) == 0)
+    if (vrdx::open_connection(&connection_, std::string(connection_.path)) == 0) {
+        features_request_ =
+            vrdx::queue_request(&connection_, vrdx::features_request()); // fits: it is the first
         return true;
+    }
     if (connection_.error == EAGAIN)
         retry_.set(vrdx::connect_pause_us); // until the deadlines of what waits
     else
@@ -104,7 +108,7 @@ void take_lane::hand_over() {
     lane_request request = std::move(waiting_.front());
     waiting_.pop_front();
     const std::size_t outputs_before = request.outputs.size();
-    const bool is_wanted = write_packet(&request);
+    const bool is_wanted = write_packet(&request, features_);
     open_outputs_ -= outputs_before - request.outputs.size();
     if (!is_wanted) {
         take_ending ending = nothing_left(request);
@@ -128,16 +132,23 @@ void take_lane::read_answers() {
 }
 
 // A driver without a place says so and closes; it has read nothing then.
+bool take_lane::turn_away(const vrdx::incoming_packet& packet) {
+    const std::string text = vrdx::is_error(packet.packet) ? vrdx::error_text(packet.packet) : "";
+    if (!text.starts_with("too many clients"))
+        return false;
+    turned_away_ = sentence_with("The driver has no place for a further connection", text);
+    for (auto& [number, request] : std::exchange(sent_, {}))
+        end(std::move(request), unavailable(turned_away_));
+    return true;
+}
+
 void take_lane::answer(const vrdx::incoming_packet& packet) {
-    if (vrdx::is_error(packet.packet)) {
-        const std::string text = vrdx::error_text(packet.packet);
-        if (text.starts_with("too many clients")) {
-            turned_away_ = sentence_with("The driver has no place for a further connection", text);
-            for (auto& [number, request] : sent_)
-                end(std::move(request), unavailable(turned_away_));
-            sent_.clear();
-            return;
-        }
+    if (turn_away(packet))
+        return;
+    if (features_request_ != 0 && packet.request == features_request_) {
+        features_request_ = 0;
+        features_ = vrdx::features_in(packet.packet);
+        return;
     }
     const auto found = sent_.find(packet.request);
     if (found == sent_.end())

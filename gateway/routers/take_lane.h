@@ -2,6 +2,10 @@
 //
 // A request is handed to the connection only when all before it are written. So what was handed over may have
 // been sent, and what still waits here certainly was not. What has waited is looked at once more before that.
+//
+// The first thing on each connection is the question what its driver knows: takes wait for the answer, since
+// only then it is known whether they can be told until when they may be done. A driver that stands still from
+// the beginning is handed none.
 #pragma once
 
 #include "gateway/routers/descriptor_wait.h"
@@ -46,6 +50,7 @@ private:
     void hand_over();
     void read_answers();
     void answer(const vrdx::incoming_packet& packet);
+    bool turn_away(const vrdx::incoming_packet& packet);
     void connection_ended();
     void end_sent(const std::string& why);
     void end_waiting(const std::string& reason);
@@ -56,6 +61,8 @@ private:
     std::deque<lane_request> waiting_;           // not handed over
     std::map<std::uint64_t, lane_request> sent_; // handed over, by their numbers on the connection
     std::size_t open_outputs_ = 0;               // of both
+    std::uint64_t features_request_ = 0;         // number of the question on the connection; 0: answered
+    vrdx::driver_features features_;             // of the driver of the connection
     bool lived_ = false;        // the connection has served something, or waited for something to do
     std::string turned_away_;   // why the driver took no request of this connection
     std::uint64_t used_us_ = 0; // when something was open last

@@ -16,6 +16,7 @@ takes_wish wish_of(const take_ask& ask) {
     takes_wish wish;
     wish.within_ms = ask.within_ms;
     wish.all_or_nothing = ask.all_or_nothing;
+    wish.until_ms = ask.beat.ms + beat_limit_ms; // what lies before the driver is as old as that
     for (const vrdx::output_take& each : ask.takes) {
         output_wish& output = wish.takes.emplace_back();
         output.output = each.output;

@@ -5,16 +5,9 @@
 #include <array>
 #include <cinttypes>
 #include <cstdio>
-#include <ctime>
 #include <random>
 
 namespace gateway {
-
-std::uint64_t boot_ms() {
-    timespec now{};
-    clock_gettime(CLOCK_BOOTTIME, &now);
-    return static_cast<std::uint64_t>(now.tv_sec) * 1000 + static_cast<std::uint64_t>(now.tv_nsec) / 1000000;
-}
 
 std::string new_run() {
     std::random_device random;

@@ -5,6 +5,8 @@
 // half-open connection, a broker that stood still, comes back with an old one and does nothing.
 #pragma once
 
+#include "boot_ms.h"
+
 #include <cstdint>
 #include <string>
 
@@ -16,9 +18,6 @@ struct site_beat {
 
     bool operator==(const site_beat&) const = default;
 };
-
-// Milliseconds since the machine was started, also while it slept.
-std::uint64_t boot_ms();
 
 // A text for one run of this program: 16 hexadecimal digits.
 std::string new_run();

@@ -112,10 +112,13 @@ struct broker_link::connection {
 };
 
 broker_link::broker_link(boost::asio::io_context& loop, site_settings settings,
-                         std::vector<std::string> subjects, broker_handlers handlers)
+                         std::vector<heard_subject> subjects, broker_handlers handlers)
     : loop_(loop), settings_(std::move(settings)), subjects_(std::move(subjects)),
       handlers_(std::move(handlers)),
-      incoming_(std::make_shared<incoming_messages>(loop, subjects_.size(), handlers_.hear)) {}
+      incoming_(std::make_shared<incoming_messages>(loop, subjects_.size(), handlers_.hear)) {
+    for (std::size_t at = 0; at < subjects_.size(); at++)
+        incoming_->pace(at, subjects_[at].per_turn);
+}
 
 broker_link::~broker_link() {
     stop();
@@ -130,7 +133,7 @@ void broker_link::start() {
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
-void broker_link::stop() {
+void broker_link::end() {
     *lives_ = false;
     connected_ = false;
     incoming_->close();
@@ -139,22 +142,27 @@ void broker_link::stop() {
         ending_ = true;
     }
     changed_.notify_all();
+}
+
+void broker_link::stop() {
+    end();
     if (thread_.joinable())
         thread_.join();
 }
 
 bool broker_link::send(site_message message) {
-    const std::size_t bytes = message.data.size();
     {
         const std::scoped_lock lock(mutex_);
-        if (!open_ || outgoing_.size() >= outgoing_messages_limit ||
-            outgoing_bytes_ + bytes > outgoing_message_bytes_limit)
+        if (!open_ || !outgoing_.add(std::move(message)))
             return false;
-        outgoing_bytes_ += bytes;
-        outgoing_.push_back(std::move(message));
     }
     changed_.notify_all();
     return true;
+}
+
+bool broker_link::has_room_for_page() const {
+    const std::scoped_lock lock(mutex_);
+    return open_ && outgoing_.has_room_for_page();
 }
 
 // --- the thread --------------------------------------------------------------------------------------------
@@ -201,7 +209,7 @@ std::unique_ptr<broker_link::connection> broker_link::connect(std::string* probl
         return nullptr;
     }
     for (std::size_t at = 0; at < subjects_.size(); at++)
-        if (!made->subscribe(subjects_[at], {incoming_, at}, problem))
+        if (!made->subscribe(subjects_[at].subject, {incoming_, at}, problem))
             return nullptr;
     if (!made->subscribe(alive_subject(settings_.site), {nullptr, 0, made->echo}, problem))
         return nullptr;
@@ -219,11 +227,9 @@ void broker_link::write_until_it_ends(connection& to) {
     const auto look = std::chrono::milliseconds(broker_look_period_ms);
     std::unique_lock lock(mutex_);
     while (!ending_ && !natsConnection_IsClosed(to.nats) && !to.is_silent()) {
-        if (outgoing_.empty())
-            changed_.wait_for(lock, look, [this] { return ending_ || !outgoing_.empty(); });
-        std::deque<site_message> batch;
-        batch.swap(outgoing_);
-        outgoing_bytes_ = 0;
+        if (outgoing_.is_empty())
+            changed_.wait_for(lock, look, [this] { return ending_ || !outgoing_.is_empty(); });
+        const std::deque<site_message> batch = outgoing_.next();
         lock.unlock();
         natsStatus status = NATS_OK;
         for (const site_message& each : batch) {
@@ -239,7 +245,6 @@ void broker_link::write_until_it_ends(connection& to) {
     }
     open_ = false;
     outgoing_.clear();
-    outgoing_bytes_ = 0;
 }
 
 void broker_link::tell(bool connected, const std::string& line) {

@@ -7,6 +7,7 @@
 
 #include "gateway/settings/site_settings.h"
 #include "incoming_messages.h"
+#include "outgoing_messages.h"
 
 #include <condition_variable>
 #include <thread>
@@ -22,19 +23,22 @@ struct broker_handlers {
 
 class broker_link final : public message_way {
 public:
-    broker_link(boost::asio::io_context& loop, site_settings settings, std::vector<std::string> subjects,
+    broker_link(boost::asio::io_context& loop, site_settings settings, std::vector<heard_subject> subjects,
                 broker_handlers handlers);
     ~broker_link() override;
     broker_link(const broker_link&) = delete;
     broker_link& operator=(const broker_link&) = delete;
 
     void start();
-    // Waits for the thread, a second at the most for each server. Nothing is heard any more.
+    // Nothing is heard any more, and the thread ends soon.
+    void end();
+    // end(), and waits for the thread, a second at the most for each server.
     void stop();
 
     [[nodiscard]] bool is_connected() const override {
         return connected_;
     }
+    [[nodiscard]] bool has_room_for_page() const override;
     bool send(site_message message) override;
 
 private:
@@ -47,17 +51,16 @@ private:
 
     boost::asio::io_context& loop_;
     site_settings settings_;
-    std::vector<std::string> subjects_;
+    std::vector<heard_subject> subjects_;
     broker_handlers handlers_;
     std::shared_ptr<incoming_messages> incoming_;
     std::shared_ptr<bool> lives_ = std::make_shared<bool>(true); // of the loop alone
     bool connected_ = false;                                     // of the loop alone
 
     std::thread thread_;
-    std::mutex mutex_; // of what follows
+    mutable std::mutex mutex_; // of what follows
     std::condition_variable changed_;
-    std::deque<site_message> outgoing_;
-    std::size_t outgoing_bytes_ = 0;
+    outgoing_messages outgoing_;
     bool open_ = false; // the thread has a connection, and sends
     bool ending_ = false;
 };

@@ -80,17 +80,16 @@ void far_router::hear_row(const std::string& run, const router_row& row) {
 }
 
 void far_router::hear_change(const change_message& change) {
-    if (reading_) {
-        reading_->later.push_back(change);
-        if (reading_->later.size() > changes_kept_limit)
-            read_again(reread_after_failure_ms);
-        return;
-    }
-    if (!whole_ || (change.run == run_ && change.to <= at_))
+    if (whole_ && change.run == run_ && change.to <= at_)
         return;
     router_news news;
-    news.takes = change.takes;
-    news.takes_lost = change.takes_lost;
+    enter_takes(change, &news);
+    if (!whole_) {
+        if (reading_)
+            keep_for_later(change);
+        show({shown_.state, shown_.reason}, std::move(news)); // the takes alone
+        return;
+    }
     if (change.run != run_ || change.from != at_ || change.anew || !has_size(shown_.picture, change.router)) {
         read_again(0);
         show({shown_.state, shown_.reason}, std::move(news));
@@ -105,6 +104,37 @@ void far_router::hear_change(const change_message& change) {
     show(change.router.state, std::move(news));
     for (const int output : lock_changes(before, locks_))
         around_.lock_changed(shown_, output);
+}
+
+void far_router::keep_for_later(change_message change) {
+    change.takes.clear(); // they are told by now
+    reading_->later.push_back(std::move(change));
+    if (reading_->later.size() > changes_kept_limit)
+        read_again(reread_after_failure_ms);
+}
+
+// --- takes -------------------------------------------------------------------------------------------------
+
+void far_router::enter_takes(const change_message& change, router_news* news) {
+    news->takes = change.takes;
+    news->takes_lost = change.takes_lost;
+    if (takes_epoch_ != change.router.head.epoch)
+        return; // with the picture it is known where their numbers begin
+    takes_told_ += change.takes_lost;
+    if (change.takes.empty())
+        return;
+    if (const std::uint64_t first = change.takes.front().number; first > takes_told_ + 1)
+        news->takes_lost += first - takes_told_ - 1;
+    takes_told_ = std::max(takes_told_, change.takes.back().number);
+}
+
+// Those in messages that were lost on the way, behind the last that came.
+std::uint64_t far_router::takes_missing(const vrdx::router_picture& picture) {
+    const bool goes_on =
+        std::exchange(takes_epoch_, picture.epoch) == picture.epoch && !picture.epoch.empty();
+    const std::uint64_t before = goes_on ? takes_told_ : picture.last_take;
+    takes_told_ = std::max(before, picture.last_take);
+    return takes_told_ - before;
 }
 
 // --- reading -----------------------------------------------------------------------------------------------
@@ -180,6 +210,7 @@ void far_router::end_reading(const told_router& last, std::uint64_t last_at) {
     locks_ = std::move(read.locks);
     router_news news;
     news.whole = true;
+    news.takes_lost = takes_missing(shown_.picture);
     show(state, std::move(news));
 }
 

@@ -7,6 +7,9 @@
 //  a change that follows the last one  | shown
 //  a change is missing, or of another  | all is read anew; what is shown stays, it was true a moment ago
 //  run of the owner's gateway          |
+//  takes that were decided             | told at once, also while it is read
+//  it is read, and knows of more takes | so many are told to be missing
+//  than were told                      |
 //  the site is not heard               | stale; read anew when it is heard again
 #pragma once
 
@@ -71,6 +74,9 @@ private:
     void ask_page(std::size_t begin);
     void hear_page(std::uint64_t number, reply_kind kind, const std::string& data);
     void end_reading(const told_router& last, std::uint64_t last_at);
+    void keep_for_later(change_message change);
+    void enter_takes(const change_message& change, router_news* news);
+    [[nodiscard]] std::uint64_t takes_missing(const vrdx::router_picture& picture);
     void read_again(std::uint64_t pause_ms);
     void show(const state_and_reason& state, router_news news);
 
@@ -82,7 +88,9 @@ private:
     bool whole_ = false; // what is shown is the picture of run_ and at_
     std::string run_;
     std::uint64_t at_ = 0;
-    unsigned behind_ = 0; // times in a row that the site told of a change that has not come
+    unsigned behind_ = 0;          // times in a row that the site told of a change that has not come
+    std::string takes_epoch_;      // of the driver whose takes were told last; "" before the first picture
+    std::uint64_t takes_told_ = 0; // number of the newest take there that was told, or told to be missing
     std::optional<picture_reading> reading_;
     std::uint64_t newest_reading_ = 0;
     std::uint64_t read_after_ms_ = 0;

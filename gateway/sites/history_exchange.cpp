@@ -29,13 +29,17 @@ void history_exchange::start() {
     thread_ = thread_without_signals([this] { work(); });
 }
 
-void history_exchange::stop() {
+void history_exchange::end() {
     *lives_ = false;
     {
         const std::scoped_lock lock(mutex_);
         ending_ = true;
     }
     changed_.notify_all();
+}
+
+void history_exchange::stop() {
+    end();
     if (thread_.joinable())
         thread_.join();
 }

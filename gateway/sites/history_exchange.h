@@ -37,7 +37,9 @@ public:
     history_exchange& operator=(const history_exchange&) = delete;
 
     void start();
-    // Waits for the thread, some seconds at the most.
+    // The thread ends soon.
+    void end();
+    // end(), and waits for the thread, some seconds at the most.
     void stop();
 
     [[nodiscard]] exchange_figures figures() const;

@@ -1,12 +1,12 @@
 // What other sites and the broker may cost this one, and the times that hold between sites.
 #pragma once
 
+#include "message_version.h"
+
 #include <cstddef>
 #include <cstdint>
 
 namespace gateway {
-
-constexpr int site_message_version = 1;
 
 // --- times ---
 constexpr std::uint64_t alive_period_ms = 500;        // a site says so often that it is there
@@ -30,7 +30,11 @@ constexpr std::uint64_t broker_silence_limit_ms = 5000; // without hearing our o
 constexpr std::uint64_t broker_write_limit_ms = 1000;   // without the broker taking a byte
 constexpr std::uint64_t broker_look_period_ms = 50;     // how often an ended connection is looked for
 constexpr std::size_t outgoing_messages_limit = 4096;
-constexpr std::size_t outgoing_message_bytes_limit = 16777216; // of all of them, 16 MiB
+constexpr std::size_t outgoing_message_bytes_limit = 16777216;                      // of all of them, 16 MiB
+constexpr std::size_t outgoing_page_bytes_limit = outgoing_message_bytes_limit / 2; // of pages among them
+// Of pictures: made of those asked for before others in the loop have their turn, and written before what
+// came meanwhile.
+constexpr int pages_per_turn = 2;
 
 // --- what comes in: of one subscription, and each peer has its own ---
 constexpr std::size_t incoming_messages_limit = 1024;

@@ -32,8 +32,12 @@ void site_service::start() {
         histories_->start();
 }
 
+// Each thread may have something to wait for, both for the same broker: they wait at the same time.
 void site_service::stop() {
     sites_.stop();
+    link_.end();
+    if (histories_)
+        histories_->end();
     link_.stop();
     if (histories_)
         histories_->stop();

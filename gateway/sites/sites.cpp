@@ -7,14 +7,14 @@
 #include <utility>
 
 namespace gateway {
-std::vector<std::string> subjects_of(const site_settings& settings, const std::string& run) {
-    std::vector<std::string> subjects = {inbox_of(settings.site, run) + '*',
-                                         router_subject(settings.site, "*", "get")};
+std::vector<heard_subject> subjects_of(const site_settings& settings, const std::string& run) {
+    std::vector<heard_subject> subjects = {{inbox_of(settings.site, run) + '*'},
+                                           {router_subject(settings.site, "*", "get"), pages_per_turn}};
     for (const peer_site& peer : settings.peers) {
-        subjects.push_back(alive_subject(peer.site));
-        subjects.push_back(router_subject(peer.site, "*", "evt"));
-        subjects.push_back(router_subject(settings.site, "*", "take", peer.site));
-        subjects.push_back(router_subject(settings.site, "*", "name", peer.site));
+        subjects.push_back({alive_subject(peer.site)});
+        subjects.push_back({router_subject(peer.site, "*", "evt")});
+        subjects.push_back({router_subject(settings.site, "*", "take", peer.site)});
+        subjects.push_back({router_subject(settings.site, "*", "name", peer.site)});
     }
     return subjects;
 }

@@ -5,12 +5,13 @@
 #include "asked_takes.h"
 #include "gateway/repeating.h"
 #include "gateway/routers/other_routers.h"
+#include "incoming_messages.h"
 #include "told_routers.h"
 
 namespace gateway {
 
 // What this site listens to: its peers alone, each on subscriptions of its own.
-std::vector<std::string> subjects_of(const site_settings& settings, const std::string& run);
+std::vector<heard_subject> subjects_of(const site_settings& settings, const std::string& run);
 
 struct sites_around {
     boost::asio::io_context& loop;

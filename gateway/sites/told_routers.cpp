@@ -86,13 +86,14 @@ void told_routers::beat() {
 void told_routers::answer(const std::string& router, const site_message& asked) {
     const shown_router* shown = routers_.find(router);
     const auto begin = read_page_request(asked.data);
-    if (asked.reply.empty() || !begin || shown == nullptr || !shown->site.empty())
+    if (asked.reply.empty() || !begin || shown == nullptr || !shown->site.empty() ||
+        !way_.has_room_for_page())
         return;
     const state_and_reason state{shown->state, shown->reason};
-    way_.send({asked.reply,
-               {},
-               page_text(run_, told_[router].at, {state, shown->picture, locks_of(router)}, *begin),
-               false});
+    site_message page{asked.reply, {}, {}};
+    page.data = page_text(run_, told_[router].at, {state, shown->picture, locks_of(router)}, *begin);
+    page.is_page = true;
+    way_.send(std::move(page));
 }
 
 } // namespace gateway

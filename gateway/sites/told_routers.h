@@ -17,7 +17,7 @@ public:
     void hear(const router_news& news);
     // Tells that this site is there, and locks that have changed since the last time.
     void beat();
-    // Somebody asks for a page.
+    // Somebody asks for a page. Gets none while too many others wait to be sent, and asks again.
     void answer(const std::string& router, const site_message& asked);
 
 private:

@@ -281,6 +281,7 @@ void take_desk::take(const std::string& router, const take_asker& asker, const t
     if (work.sent.empty())
         return done(work.answer);
     vrdx::take_order order = order_of(work, wish.within_ms, asker.who.name);
+    order.until_ms = wish.until_ms;
     const auto shared = std::make_shared<take_work>(std::move(work)); // of whatever is still to happen
     begin_(router, order.takes);
     const shown_router* const shown = routers_.find(router);
@@ -306,6 +307,7 @@ void take_desk::take(const std::string& router, const take_asker& asker, const t
                 return;
             vrdx::take_order rest = order_of(*shared, unsent->within_ms, unsent->by);
             rest.id = unsent->id;
+            rest.until_ms = unsent->until_ms;
             *unsent = std::move(rest);
         });
 }

@@ -23,6 +23,9 @@ struct takes_wish {
     std::vector<output_wish> takes; // each output once
     unsigned within_ms = 0;         // 0: the driver's usual
     bool all_or_nothing = false;
+    // A moment of boot_ms(): a driver that reads them later does nothing of them, however long they are
+    // answered. 0: as long as somebody waits for the answer.
+    std::uint64_t until_ms = 0;
 };
 
 // True when names or levels that are not named have to be looked up.

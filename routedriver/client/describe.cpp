@@ -128,6 +128,12 @@ void write_takes(comm_socket_v4_packet* respkt, std::uint64_t from) {
     }
 }
 
+// What is not known of every driver that knows `describe`.
+void write_features(comm_socket_v4_packet* respkt) {
+    begin_told_packet(respkt, "describe");
+    comm_socket_v4_packet_write_nv_pair(respkt, "feature", "take until");
+}
+
 // The entry `from`; 0 without it, nothing when it is no number or there is another entry.
 std::optional<std::uint64_t> read_from(const comm_socket_v4_packet* pkt) {
     std::optional<std::uint64_t> from = 0;
@@ -154,6 +160,8 @@ bool answer_describe(comm_socket_v4_packet* pkt, comm_socket_v4_packet* respkt, 
         return write_refusal(respkt, pkt, "describe has one argument at most, and no entries");
     } else if (arguments == 0) {
         write_page(respkt, std::nullopt);
+    } else if (std::string_view(argument) == "features") {
+        write_features(respkt);
     } else if (const std::optional<std::int32_t> place = place_named(argument)) {
         write_page(respkt, place);
     } else {

@@ -1,10 +1,12 @@
 #include "commands.h"
 
+#include "boot_ms.h"
 #include "plain_text.h"
 #include "told_picture.h"
 #include "vrdx.h"
 
 #include <algorithm>
+#include <limits>
 #include <map>
 #include <optional>
 
@@ -73,6 +75,7 @@ struct take_request {
     std::string id;
     take_terms terms;
     std::vector<asked_take> takes;
+    std::uint64_t until_ms = std::numeric_limits<std::uint64_t>::max(); // boot_ms(); read later: refused
 };
 
 std::string read_takes(const comm_socket_v4_packet* pkt, take_request& request) {
@@ -132,6 +135,12 @@ std::string read_entry(std::string_view name, std::string_view value, take_reque
     }
     if (name == "expect")
         return read_expected(value, request);
+    if (name == "until") {
+        const auto until = number_of_digits<std::uint64_t>(value);
+        request.until_ms = until.value_or(0);
+        return until ? "" : "until is a number of milliseconds since the machine was started";
+    }
+    // What drivers before `until` say, to the byte: what is asked without it is answered as ever.
     return "take has the entries id, within, by and expect";
 }
 
@@ -198,6 +207,7 @@ bool answer_take(comm_socket_v4_packet* pkt, comm_socket_v4_packet* respkt, requ
     trace_takes(pkt);
     requester_asks(client);
     request.terms.whose = client;
+    request.terms.too_late = boot_ms() > request.until_ms;
     request.terms.answer = being_asked = ++answers_so_far;
     awaited_answer& answer = awaited[being_asked];
     answer.whose = client;

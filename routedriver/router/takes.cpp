@@ -108,7 +108,9 @@ void open(decided_take told, std::uint64_t deadline, std::uint64_t falls_back) {
 }
 
 // Why the take cannot be done; empty when it can.
-std::string objection(const asked_take& take) {
+std::string objection(const asked_take& take, const take_terms& terms) {
+    if (terms.too_late)
+        return "too late";
     if (take.output < 0 || take.output >= output_count)
         return "no such output";
     if (take.sources.audio >= input_count || take.sources.video >= input_count)
@@ -152,7 +154,7 @@ void ask_takes(const std::vector<asked_take>& takes, const take_terms& terms) {
             told.from = told_sources_of(router_outputs[static_cast<std::size_t>(told.output)]);
         else
             told.from = {{}, false, false};
-        const std::string reason = objection(takes[i]);
+        const std::string reason = objection(takes[i], terms);
         if (!reason.empty()) {
             told.result = take_result::refused;
             told.detail = reason;

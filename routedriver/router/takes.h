@@ -34,6 +34,7 @@ struct take_terms {
     std::string by;              // shown beside who asks
     std::uint64_t within_us = 0; // until the answer
     std::uint64_t answer = 0;    // decided_take::answer of each of them; not 0
+    bool too_late = false;       // they were read too late: each is refused
 };
 
 // Checks the takes against the picture, and sends those that are not refused as one batch. Each output occurs

@@ -259,6 +259,15 @@ TEST_F(Describe, WrongUseIsAnError) {
     EXPECT_EQ(describe(*client, {"x"}, {{"id", "7"}}).entry("id"), "7");
 }
 
+TEST_F(Describe, TellsWhatThisDriverKnowsAndThoseBeforeItDidNot) {
+    const auto client = connect();
+    const test_reply page = describe(*client, {"features"});
+    EXPECT_EQ(page.command, "describe");
+    EXPECT_EQ(page.result, 0U);
+    EXPECT_THAT(page.entries, ElementsAre(Pair("epoch", testing::SizeIs(16)), Pair("feature", "take until")));
+    EXPECT_EQ(describe(*client, {"features"}, {{"from", "1"}}).command, "error");
+}
+
 // --- the record --------------------------------------------------------------------------------------------
 
 TEST_F(Describe, RecordTellsAllOfATake) {

@@ -57,6 +57,7 @@ constexpr const char* form_of_takes =
     "a take is OUT=IN or OUT=AUDIO,VIDEO, in numbers; OUT from 1, IN from 0";
 constexpr const char* form_of_expect = "expect is a list of OUT=IN or OUT=AUDIO,VIDEO, in numbers";
 constexpr const char* form_of_within = "within is a number of milliseconds, 100 to 60000";
+constexpr const char* form_of_until = "until is a number of milliseconds since the machine was started";
 constexpr const char* form_of_by = "by is at most 64 bytes of printable text";
 constexpr const char* count_of_takes = "a take has 1 to 1024 arguments OUT=IN or OUT=AUDIO,VIDEO";
 const std::pair<std::string, std::string> good_id{"id", "7"};
@@ -96,11 +97,84 @@ std::vector<wrong_row> wrong_takes() {
         {"WithinSigned", "+500"}, {"WithinLetters", "1s"},    {"WithinNegative", "-500"}};
     for (const auto& [name, text] : times)
         rows.push_back({name, {"1=2"}, {good_id, {"within", text}}, form_of_within});
+    const std::pair<const char*, const char*> moments[] = {{"UntilEmpty", ""},
+                                                           {"UntilWord", "soon"},
+                                                           {"UntilSigned", "+5000000"},
+                                                           {"UntilNegative", "-1"},
+                                                           {"UntilFraction", "5000000.5"},
+                                                           {"UntilWithBlank", "5000000 "},
+                                                           {"UntilBeyond64Bits", "18446744073709551616"}};
+    for (const auto& [name, text] : moments)
+        rows.push_back({name, {"1=2"}, {good_id, {"until", text}}, form_of_until});
     return rows;
 }
 
 INSTANTIATE_TEST_SUITE_P(Forms, WrongTake, testing::ValuesIn(wrong_takes()),
                          [](const auto& instance) { return std::string(instance.param.name); });
+
+// --- until -------------------------------------------------------------------------------------------------
+
+struct until_row {
+    const char* name;
+    std::optional<std::int64_t> until_ms; // counted from when it is read; none: without it
+    bool is_done;
+};
+
+void PrintTo(const until_row& row, std::ostream* stream) {
+    *stream << row.name;
+}
+
+class TakeUntil : public Take, public testing::WithParamInterface<until_row> {};
+
+TEST_P(TakeUntil, IsDoneOnlyWhenItIsReadInTime) {
+    const auto client = connect();
+    name_values entries = {{"id", "7"}, {"by", "desk 3"}};
+    if (GetParam().until_ms)
+        entries.emplace_back(
+            "until", std::to_string(static_cast<std::int64_t>(settable_boot_ms) + *GetParam().until_ms));
+    const std::uint64_t last = last_take_record;
+    client->send_bytes(request_bytes("take", {"2=4", "9=1"}, entries));
+    serve();
+    if (GetParam().is_done) {
+        EXPECT_GT(pending_line_count(), 0U);
+        send_all();
+        report("*COMMAND=outputs\n*TYPE=message\no1.input.all=3\n\n");
+    } else {
+        EXPECT_EQ(pending_line_count(), 0U);
+        EXPECT_EQ(last_take_record, last + 2) << "the record has them";
+    }
+    const test_reply reply = answer(*client);
+    EXPECT_EQ(reply.result, 1U) << "one was refused";
+    EXPECT_EQ(reply.entry("output 2"), GetParam().is_done ? "confirmed" : "refused too late");
+    EXPECT_EQ(reply.entry("output 9"), GetParam().is_done ? "refused no such output" : "refused too late");
+}
+
+INSTANTIATE_TEST_SUITE_P(Moments, TakeUntil,
+                         testing::Values(until_row{"Absent", std::nullopt, true},
+                                         until_row{"Later", 1000, true}, until_row{"Now", 0, true},
+                                         until_row{"JustOver", -1, false},
+                                         until_row{"LongOver", -4000000, false}),
+                         [](const auto& instance) { return std::string(instance.param.name); });
+
+TEST_F(Take, ThatIsTooLateLeavesAnEarlierOneAlone) {
+    const auto client = connect();
+    client->send_bytes(request_bytes("take", {"2=4"}, {{"id", "in time"}}));
+    EXPECT_EQ(take(*client, {"2=3"}, {{"id", "late"}, {"until", "1"}}).entry("output 2"), "refused too late");
+    send_all();
+    report("*COMMAND=outputs\n*TYPE=message\no1.input.all=3\n\n");
+    EXPECT_EQ(answer(*client).entry("output 2"), "confirmed");
+}
+
+TEST_F(Take, ThatWasReadInTimeIsAnsweredAsEverAfterItsMoment) {
+    const auto client = connect();
+    client->send_bytes(
+        request_bytes("take", {"2=4"}, {{"id", "7"}, {"until", std::to_string(settable_boot_ms + 10)}}));
+    serve();
+    settable_boot_ms += 1000;
+    send_all();
+    report("*COMMAND=outputs\n*TYPE=message\no1.input.all=3\n\n");
+    EXPECT_EQ(answer(*client).entry("output 2"), "confirmed");
+}
 
 // --- right use ---------------------------------------------------------------------------------------------
 

@@ -1,3 +1,4 @@
+#include "client_features.h"
 #include "client_limits.h"
 #include "comm_socket_v4_limits.h"
 #include "scripted_server.h"
@@ -40,6 +41,27 @@ TEST_F(Asking, LargestPacketsGoBothWays) {
     });
     ASSERT_EQ(vrdx::ask_until(&connection, large(size), &reply, soon()), outcome::done);
     EXPECT_EQ(comm_socket_v4_packet_item_value(&reply, reply.items[2]), std::string(size, 'x'));
+}
+
+TEST_F(Asking, DriverTellsWhatItKnows) {
+    serve([](int fd) {
+        receive_packet(fd);
+        send_all(fd, written("describe",
+                             {{"epoch", first_epoch}, {"feature", "salvos"}, {"feature", "take until"}})
+                         .bytes);
+        receive_packet(fd);
+        send_all(fd, written("describe", {{"epoch", first_epoch}, {"feature", "salvos"}}).bytes);
+        receive_packet(fd);
+        send_all(fd, written("error", {}, 1, "describe goes on at 'input N', 'output N' or 'takes'").bytes);
+    });
+    vrdx::driver_features features;
+    ASSERT_EQ(vrdx::features_until(&connection, &features, soon()), outcome::done);
+    EXPECT_TRUE(features.take_until);
+    ASSERT_EQ(vrdx::features_until(&connection, &features, soon()), outcome::done);
+    EXPECT_FALSE(features.take_until);
+    features.take_until = true;
+    ASSERT_EQ(vrdx::features_until(&connection, &features, soon()), outcome::done);
+    EXPECT_FALSE(features.take_until) << "a driver from before the question";
 }
 
 TEST_F(Asking, SilentDriverIsLateAndItsConnectionClosed) {

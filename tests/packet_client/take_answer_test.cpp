@@ -29,6 +29,9 @@ TEST(TakeOrder, RequestHoldsTakesAndConditions) {
     EXPECT_EQ(texts_of(read_back(take_request(order))),
               "C(take) A(3=2) A(4=5,0) E N(id|1) N(within|500) N(by|desk 3) N(expect|3=1 4=0,7)");
     EXPECT_EQ(texts_of(read_back(take_request(order_of({{1, {1, 1}}})))), "C(take) A(1=1) E N(id|1)");
+    order = order_of({{1, {1, 1}}});
+    order.until_ms = 5000000;
+    EXPECT_EQ(texts_of(read_back(take_request(order))), "C(take) A(1=1) E N(id|1) N(until|5000000)");
 }
 
 TEST(TakeOrder, WhatNoDriverCanReadIsToldBeforehand) {

@@ -1,6 +1,7 @@
 // What was answered as withdrawn or refused never reaches the backend: not one that was stopped and goes on,
 // nor the one that is started after it.
 #include "asking_client.h"
+#include "boot_ms.h"
 #include "driver_process.h"
 #include "stamped_backend.h"
 
@@ -103,6 +104,28 @@ TEST_F(NeverLate, StoppedBackendGetsNothingThatWasWithdrawnWhenItGoesOn) {
     take_marker();
     expect_nothing_late();
     EXPECT_TRUE(was_heard(61)) << "what had been written arrives";
+    EXPECT_EQ(driver_.stop(), (driver_end{0, 0}));
+}
+
+TEST_F(NeverLate, StoppedDriverDoesNothingOfWhatItReadsTooLateWhenItGoesOn) {
+    const pid_t driver = driver_.pid();
+    kill(driver, SIGSTOP);
+    wait_until("it is stopped", [&] { return process_state(driver) == 'T'; });
+    const std::uint64_t until = boot_ms() + 200;
+    for (int output = 1; output <= 20; ++output) {
+        const std::string id = std::to_string(output);
+        client_.send("take", {pair_of(output)}, {{"id", id}, {"until", std::to_string(until)}});
+        asked_.push_back(output);
+    }
+    client_.send("take", {pair_of(21)}, {{"id", "21"}, {"until", std::to_string(until + 3600000)}});
+    wait_until("the moment has passed", [&] { return boot_ms() > until; });
+    EXPECT_TRUE(backend_.takes().empty()) << "it has sent nothing so far";
+    kill(driver, SIGCONT);
+    EXPECT_EQ(count_of_results("refused too late"), 20);
+    EXPECT_EQ(result_of(21), "confirmed") << "its moment is in an hour";
+    take_marker();
+    expect_nothing_late();
+    EXPECT_TRUE(was_heard(21));
     EXPECT_EQ(driver_.stop(), (driver_end{0, 0}));
 }
 

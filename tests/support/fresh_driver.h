@@ -81,6 +81,7 @@ inline void reset_driver() {
     reset_item();
     reset_clients();
     settable_clock_us = 1000000000;
+    settable_boot_ms = 5000000;
 }
 
 // A fresh driver whose standard error is the test's to read.

@@ -101,15 +101,21 @@ class Drivers(HostileCase):
 
     def test_driver_that_hangs_is_stale_and_comes_again(self):
         self.wait_for_up()
+        desk = self.add_token("desk", "operate")
+        wait_until("the token is known", lambda: self.get("/api/v1/routers", token=desk).status == 200)
         asked = self.events()
+        self.assertEqual(self.take([{"output": 1, "input": 5}]).json["results"][0]["result"], "confirmed")
         self.drivers["studio"].send_signal(signal.SIGSTOP)
         answer = self.take([{"output": 1, "input": 3}], within=200)
         self.assertEqual(answer.json["results"][0]["result"], "unknown")
+        answer = self.take([{"output": 1, "input": 2}], token=desk, within=200)
+        self.assertEqual(answer.json["results"][0]["result"], "unavailable", "nothing is handed to one that stands still from the beginning")
         self.wait_for_event(asked, "stale", lambda event: event["type"] == "router" and event["state"] == "stale")
         self.assertEqual(self.take([{"output": 1, "input": 3}]).json["results"][0]["result"], "unavailable")
         self.drivers["studio"].send_signal(signal.SIGCONT)
         self.wait_for_event(asked, "up", lambda event: event["type"] == "router" and event["state"] == "up")
-        self.assertEqual(self.take([{"output": 1, "input": 4}]).json["results"][0]["result"], "confirmed")
+        self.assertEqual(self.take([{"output": 2, "input": 4}]).json["results"][0]["result"], "confirmed")
+        self.assertEqual(self.sources(1), {"video": 5, "audio": 5}, "nothing is done late")
 
     def test_driver_that_dies_under_takes_leaves_nobody_without_an_answer(self):
         self.wait_for_up()

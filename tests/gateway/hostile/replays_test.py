@@ -68,6 +68,8 @@ class Replays(HostileCase):
     def test_those_who_wait_hear_of_the_end_of_their_token(self):
         other = self.add_token("other", "operate")
         wait_until("the token is known", lambda: self.get("/api/v1/routers", token=other).status == 200)
+        # Its connection to the driver is there: on a new one nothing is handed to a driver that stands still.
+        self.assertEqual(self.take([{"output": 3, "input": 5}], token=other).json["results"][0]["result"], "confirmed")
         self.hold_driver()
         asked = [
             self.send_take([{"output": 1, "input": 5}], "Idempotency-Key: one", token=other, within=60000) for _ in range(3)

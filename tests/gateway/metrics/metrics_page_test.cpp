@@ -62,6 +62,8 @@ TEST_F(MetricsPage, TellsWhatTheDriverTold) {
 
 TEST_F(MetricsPage, EachMetricBeginsOnceAndInTheTablesOrder) {
     wish.crosspoints = true;
+    gateway.has_broker = true;
+    gateway.exchanged_history.emplace();
     routers.push_back(a_router_of_another_site());
     const std::string text = page();
     std::size_t from = 0, families = 0;
@@ -126,6 +128,17 @@ TEST_F(MetricsPage, TheHistoryIsToldWhereOneIsKept) {
     EXPECT_THAT(page(), Not(HasSubstr("vrdx_history_"))) << "it is of all routers";
 }
 
+TEST_F(MetricsPage, WithoutABrokerNothingOfOtherSitesStandsThere) {
+    EXPECT_THAT(page(), Not(HasSubstr("vrdx_far_")));
+    for (const char* word : {"exchange", "unsent", "sent", "unread", "read"})
+        EXPECT_THAT(page(), Not(HasSubstr(std::string("vrdx_history_") + word)));
+    gateway.has_broker = true;
+    gateway.exchanged_history = gateway_figures::exchange{true, 1, 2, 3, 4};
+    EXPECT_THAT(page(), HasSubstr("# TYPE vrdx_far_router_up gauge\n"));
+    EXPECT_THAT(page(), HasSubstr("\nvrdx_history_exchange_up 1\n"));
+    EXPECT_THAT(page(), HasSubstr("\nvrdx_history_read_total 4\n"));
+}
+
 TEST_F(MetricsPage, ARouterWhoseNameIsNoTextIsLeftOutAndCounted) {
     routers.push_back(a_router(2, 2, "a\xff"));
     gateway.routers_beyond_limit = 3;
@@ -137,6 +150,7 @@ TEST_F(MetricsPage, ARouterWhoseNameIsNoTextIsLeftOutAndCounted) {
 
 TEST_F(MetricsPage, OfRoutersOfOtherSitesOnlyWhetherTheyAreHeardIsTold) {
     routers.push_back(a_router_of_another_site());
+    gateway.has_broker = true;
     wish.crosspoints = true;
     const std::string text = page();
     EXPECT_THAT(text, HasSubstr("\nvrdx_far_router_up{router=\"north:studio\"} 1\n"));

@@ -177,7 +177,8 @@ class Formats(MetricsTest):
 
 
 class Papers(MetricsTest):
-    configuration = "[metrics]\ncrosspoints = true\n"
+    # With a broker, also one that is away: what is told of other sites stands there, too.
+    configuration = 'site = "north"\n[metrics]\ncrosspoints = true\n[nats]\nservers = "nats://127.0.0.1:1"\nhistory = true\n'
 
     def test_page_names_each_metric_and_no_other(self):
         page = (SOURCE / "docs" / "metrics.md").read_text(encoding="utf-8")

@@ -6,6 +6,7 @@
 #include <map>
 
 using gateway::router_state;
+using ending_kind = decltype(gateway::take_ending::kind);
 
 namespace {
 
@@ -107,17 +108,23 @@ TEST_F(RealDrivers, OneThatStandsStillIsStaleAndTrueAgainWhenItGoesOn) {
     driver_process& driver = start("studio");
     board->start();
     wait_for_state("studio", router_state::up);
+    EXPECT_EQ(word_of(wait_for_ending(take("studio", {{1, 2}}))), vrdx::take_word::confirmed);
     driver.hold();
     const auto hung = take("studio", {{1, 4}}, "lane", 500);
+    const auto of_a_new_lane = take("studio", {{1, 3}}, "another lane", 500);
     EXPECT_EQ(word_of(wait_for_ending(hung)), vrdx::take_word::unknown);
+    EXPECT_EQ(wait_for_ending(of_a_new_lane).ending.kind, ending_kind::unavailable);
     clock_pushed_us += 8000000;
     wait_for_state("studio", router_state::stale);
     EXPECT_EQ(board->find("studio")->picture.outputs.size(), 4U);
     driver.let_go();
     wait_for_state("studio", router_state::up);
-    wait_for("what the take came to", [&] {
-        return board->find("studio")->picture.outputs[0].sources == vrdx::level_sources{4, 4};
+    EXPECT_EQ(word_of(wait_for_ending(take("studio", {{2, 4}}))), vrdx::take_word::confirmed);
+    wait_for("the picture of it", [&] {
+        return board->find("studio")->picture.outputs[1].sources == vrdx::level_sources{4, 4};
     });
+    EXPECT_EQ(board->find("studio")->picture.outputs[0].sources, (vrdx::level_sources{2, 2}))
+        << "nothing late";
     EXPECT_EQ(hung->times, 1);
 }
 

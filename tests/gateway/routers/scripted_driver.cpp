@@ -133,6 +133,11 @@ void scripted_driver::answer(std::size_t number, const comm_socket_v4_packet& pa
     }
     if (comm_socket_v4_packet_get_command(&packet) == std::string_view("describe")) {
         const bool asks_for_takes = comm_socket_v4_packet_get_argc(&packet) > 0;
+        if (asks_for_takes && comm_socket_v4_packet_get_argv(&packet, 0) == std::string_view("features")) {
+            if (answers_features)
+                clients_[number].outgoing += features();
+            return;
+        }
         described += asks_for_takes ? 0 : 1;
         if (figures && !asks_for_takes) {
             clients_[number].outgoing += figures();
@@ -157,6 +162,12 @@ std::string scripted_driver::description() const {
     for (const std::string& error : errors)
         entries.emplace_back("error", error);
     return bytes_of("describe", entries);
+}
+
+std::string scripted_driver::features() const {
+    if (knows_until)
+        return bytes_of("describe", {{"epoch", epoch}, {"feature", "take until"}});
+    return bytes_of("error", {}, 1, "describe goes on at 'input N', 'output N' or 'takes'");
 }
 
 std::string scripted_driver::record_page() const {

@@ -33,6 +33,9 @@ public:
     std::function<std::string(const comm_socket_v4_packet&)> record_pages;
     std::size_t described = 0; // how often its errors were asked for
 
+    bool answers_features = true; // else the question waits for ever
+    bool knows_until = false;     // else it is older than `until` and the question
+
     std::string epoch;
     int inputs = 4;
     int outputs = 2;
@@ -85,6 +88,7 @@ private:
     void read_from(std::size_t number);
     void answer(std::size_t number, const comm_socket_v4_packet& packet);
     [[nodiscard]] std::string description() const;
+    [[nodiscard]] std::string features() const;
     [[nodiscard]] std::string record_page() const;
     static void write_to(client* one);
     static void close_client(client* one);

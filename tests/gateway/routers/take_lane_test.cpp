@@ -257,6 +257,73 @@ TEST_F(TakeLane, ADriverWithoutAPlaceHasDoneNothing) {
     EXPECT_NE(turned_away->ending.reason.find("too many clients"), std::string::npos);
 }
 
+TEST_F(TakeLane, ADriverThatKnowsItIsToldUntilWhenATakeMayBeDone) {
+    begin();
+    driver->knows_until = true;
+    const std::uint64_t before = boot_ms();
+    take("studio", {{1, 2}}, "lane", 700);
+    wait_for_requests(1);
+    const std::uint64_t until = std::stoull(entry_of(driver->requests[0], "until"));
+    const std::uint64_t answered_after = 700 + gateway::late_answer_us / 1000;
+    EXPECT_GE(until + 1, before + answered_after);
+    EXPECT_LE(until, boot_ms() + answered_after) << "when its asker is told that it is unknown";
+}
+
+TEST_F(TakeLane, AnEarlierMomentOfTheAskerCounts) {
+    begin();
+    driver->knows_until = true;
+    vrdx::take_order order;
+    order.takes = {{1, {2, 2}}};
+    order.until_ms = 12345;
+    board->take("studio", "lane", std::move(order), [](const gateway::take_ending&) {});
+    wait_for_requests(1);
+    EXPECT_EQ(entry_of(driver->requests[0], "until"), "12345");
+}
+
+TEST_F(TakeLane, AnOlderDriverIsSentTakesAsItKnowsThem) {
+    begin();
+    const auto ending = take("studio", {{1, 2}});
+    wait_for_requests(1);
+    EXPECT_EQ(driver->requests[0].entries.size(), 1U) << "its id alone";
+    answer(0);
+    EXPECT_EQ(word_of(wait_for_ending(ending)), take_word::confirmed);
+}
+
+TEST_F(TakeLane, ADriverThatIsExchangedIsAskedAnewWhatItKnows) {
+    begin();
+    driver->knows_until = true;
+    take("studio", {{1, 2}});
+    wait_for_requests(1);
+    EXPECT_NE(entry_of(driver->requests[0], "until"), "");
+    start_driver(second_epoch);
+    keep_requests();
+    wait_for("the older driver's picture", [&] { return studio().picture.epoch == second_epoch; });
+    take("studio", {{1, 3}});
+    wait_for_requests(1);
+    EXPECT_EQ(entry_of(driver->requests[0], "until"), "");
+}
+
+TEST_F(TakeLane, ADriverThatStandsStillFromTheBeginningIsHandedNothing) {
+    begin();
+    driver->answers_features = false;
+    const auto ending = take("studio", {{1, 2}}, "lane", 500);
+    wait_for("the lane's connection", [&] { return driver->others() == 1; });
+    push_clock(2000000);
+    EXPECT_EQ(wait_for_ending(ending).ending.kind, ending_kind::unavailable);
+    EXPECT_TRUE(driver->requests.empty());
+}
+
+TEST_F(TakeLane, ADriverThatLeavesBeforeItSaysWhatItKnowsWasHandedNothing) {
+    begin();
+    driver->answers_features = false;
+    const std::size_t connections = driver->connections_ever();
+    const auto ending = take("studio", {{1, 2}});
+    wait_for("the lane's connection", [&] { return driver->connections_ever() > connections; });
+    driver->close_connection(connections);
+    EXPECT_EQ(wait_for_ending(ending).ending.kind, ending_kind::unavailable);
+    EXPECT_TRUE(driver->requests.empty());
+}
+
 TEST_F(TakeLane, WhereNobodyListensATakeIsUnavailable) {
     board->start();
     for (const char* name : {"studio", "nobody"}) {

@@ -104,6 +104,52 @@ TEST_F(FarSite, ReadsAnewWhenSomethingIsMissingBehindItsPages) {
     expect_read_again(with_source(picture, 1, 3), 6);
 }
 
+TEST_F(FarSite, TellsTakesAlsoWhileItReads) {
+    vrdx::router_picture now = picture; // its newest take has the number 3
+    seen.hear_takes(picture, 1, {4});
+    seen.hear_change(picture, 2, {}, "run", nullptr, true);
+    seen.hear_takes(picture, 3, {5, 6});
+    now.last_take = 5;
+    ASSERT_TRUE(seen.answer_page(now, 4));
+    seen.hear_takes(picture, 4, {7});
+    EXPECT_EQ(seen.shown().state, router_state::up);
+    EXPECT_EQ(seen.takes, (std::vector<std::uint64_t>{4, 5, 6, 7}));
+    EXPECT_EQ(seen.takes_lost, 0U);
+}
+
+TEST_F(FarSite, TellsHowManyTakesWereLostOnTheWay) {
+    EXPECT_EQ(seen.takes_lost, 0U) << "those before the first picture were never awaited";
+    seen.hear_takes(picture, 1, {4});
+    seen.hear_takes(picture, 4, {7}); // that of 5 and 6 has not come
+    vrdx::router_picture now = picture;
+    now.last_take = 9; // and that of 8 and 9 neither
+    ASSERT_TRUE(seen.answer_page(now, 6));
+    EXPECT_EQ(seen.takes, (std::vector<std::uint64_t>{4, 7}));
+    EXPECT_EQ(seen.takes_lost, 4U);
+    seen.hear_change(picture, 6, {}, "run", nullptr, true);
+    ASSERT_TRUE(seen.answer_page(now, 7));
+    EXPECT_EQ(seen.takes_lost, 4U) << "each once";
+}
+
+TEST_F(FarSite, CountsNoTakesOfADriverThatWasStartedAnew) {
+    vrdx::router_picture now = picture;
+    now.epoch = "fedcba9876543210";
+    now.last_take = 100;
+    seen.hear_change(now, 1, {}, "run", nullptr, true);
+    ASSERT_TRUE(seen.answer_page(now, 2));
+    EXPECT_EQ(seen.takes_lost, 0U);
+    seen.hear_takes(now, 2, {101});
+    EXPECT_EQ(seen.takes, (std::vector<std::uint64_t>{101}));
+}
+
+TEST_F(FarSite, KeepsWhatIsTooMuchToBeKeptOfNoTakeForItself) {
+    seen.hear_change(picture, 1, {}, "run", nullptr, true);
+    std::uint64_t number = 4;
+    for (std::uint64_t from = 2; from < 2 + changes_kept_limit + 10; from++)
+        seen.hear_takes(picture, from, {number++});
+    EXPECT_EQ(seen.takes.size(), changes_kept_limit + 10);
+}
+
 TEST_F(FarSite, ReadsALargePictureInPagesThatFitTogether) {
     vrdx::router_picture large = picture_of(4, 1000);
     for (auto& output : large.outputs)

@@ -1,5 +1,7 @@
 """Killed, stopped and cut-off gateways and brokers: nothing is taken late, nothing old is shown as new."""
 
+import contextlib
+import http.client
 import json
 import signal
 import threading
@@ -54,6 +56,29 @@ class Faults(sites_fixture.SitesTest):
         told = spy.hear_until(lambda subject, message: "ended" in message)
         self.assertEqual(told["ended"], "refused")
         self.assertIn("too late", told["reason"])
+        self.expect_untouched(1)
+
+    def test_take_that_a_stopped_driver_finds_late_does_nothing(self):
+        self.control.take_until_confirmed("north:studio", 2, 3)  # the owner's connection to the driver is there
+        self.assertEqual(self.north.taken("studio", 2, 4)["result"], "confirmed")
+        stop_running(self.north.drivers["studio"])
+
+        def unknown():  # a beat that is too old is refused, and asked anew
+            said = self.control.take([{"output": 1, "input": 8}], "north:studio", within=1000).json["results"][0]
+            self.assertIn(said["result"], ("unknown", "refused"), said)
+            return said["result"] == "unknown"
+
+        wait_until("nobody knows", unknown)
+        said = self.north.take([{"output": 1, "input": 7}], within=500).json["results"][0]
+        self.assertEqual(said["result"], "unknown", said)
+        self.north.drivers["studio"].send_signal(signal.SIGCONT)
+
+        def late():
+            rows = self.north.get("/api/v1/history?router=studio").json["history"]
+            return sorted((row["by"], row["after"]["all"]) for row in rows if row["reason"] == "too late")
+
+        wait_until("the driver has read them", lambda: late() == [("boss", 7), ("control:boss", 8)])
+        self.control.take_until_confirmed("north:studio", 2, 6)
         self.expect_untouched(1)
 
     def test_take_that_a_stopped_broker_hands_on_late_does_nothing(self):
@@ -149,6 +174,36 @@ class OtherVersions(sites_fixture.SitesTest):
         self.outputs = 3
         self.play_until("it is shown", lambda: self.watching.is_in_state("played:desk", "up"))
         self.assertEqual(len(self.watching.picture("played:desk")["outputs"]), 3)
+
+    def test_take_without_an_answer_at_the_gateways_end_is_in_its_history(self):
+        self.show()
+        asked = threading.Event()
+        owner = BrokerClient(self.broker)
+        owner.listen("vr.played.desk.take.watching")
+
+        def hear_take():
+            with contextlib.suppress(AssertionError, OSError, ValueError):
+                owner.hear()
+                asked.set()
+
+        def ask():
+            with contextlib.suppress(OSError, http.client.HTTPException):
+                self.watching.take([{"output": 1, "input": 2}], "played:desk", within=60000)
+
+        threads = [threading.Thread(target=each) for each in (hear_take, ask)]
+        for thread in threads:
+            thread.start()
+        try:
+            self.play_until("it is asked", asked.is_set)
+            self.assertEqual(self.watching.stop_gateway(), 0)
+        finally:
+            owner.shut()
+            for thread in threads:
+                thread.join()
+            owner.close()
+        self.watching.start_gateway()
+        rows = self.watching.get("/api/v1/history?router=played:desk").json["history"]
+        self.assertEqual([(row["output"], row["result"], row["reason"]) for row in rows if row["kind"] == "take"], [(1, "unknown", "the way to site played broke")])
 
     def test_take_of_an_unknown_version_or_an_old_beat_is_refused(self):
         self.played.listen("vr.north.alive")

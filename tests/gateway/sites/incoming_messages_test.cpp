@@ -69,6 +69,29 @@ TEST(IncomingMessages, LetOthersInTheLoopHaveTheirTurn) {
     EXPECT_EQ(heard_before_other, messages_per_turn);
 }
 
+TEST(IncomingMessages, OfAKindThatCostsMuchAreHeardFewInATurnBesideAllOthers) {
+    boost::asio::io_context loop;
+    std::string heard, heard_in_first_turn;
+    const auto incoming = std::make_shared<incoming_messages>(
+        loop, 2, [&](const site_message& message) { heard += message.data; });
+    incoming->pace(0, 2);
+    for (int number = 0; number < 5; number++)
+        incoming->add(0, {"s", "", "p", false});
+    for (int number = 0; number < 7; number++)
+        incoming->add(1, {"s", "", "t", false});
+    boost::asio::post(loop, [&] { heard_in_first_turn = heard; });
+    loop.run();
+    EXPECT_EQ(heard_in_first_turn, "ptptttttt") << "a turn ends when only those are left";
+    EXPECT_EQ(heard, "ptptttttt"
+                     "ppp");
+    incoming->add(0, {"s", "", "p", false});
+    loop.restart();
+    loop.run();
+    EXPECT_EQ(heard, "ptptttttt"
+                     "pppp")
+        << "and it goes on afterwards";
+}
+
 TEST(IncomingMessages, AreNotHeardOnceClosed) {
     boost::asio::io_context loop;
     int heard = 0;

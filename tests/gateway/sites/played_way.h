@@ -10,6 +10,9 @@ public:
     [[nodiscard]] bool is_connected() const override {
         return connected;
     }
+    [[nodiscard]] bool has_room_for_page() const override {
+        return takes_pages;
+    }
     bool send(gateway::site_message message) override {
         if (connected)
             sent.push_back(std::move(message));
@@ -24,7 +27,7 @@ public:
         return message;
     }
 
-    bool connected = true;
+    bool connected = true, takes_pages = true;
     std::deque<gateway::site_message> sent;
 };
 
@@ -32,13 +35,18 @@ public:
 struct seen_site {
     played_way way;
     std::uint64_t now_ms = 10000, versions = 0;
-    std::vector<std::string> told; // NAME STATE, NAME gone, NAME lock OUTPUT
+    std::vector<std::string> told;    // NAME STATE, NAME gone, NAME lock OUTPUT
+    std::vector<std::uint64_t> takes; // numbers of those that were told
+    std::uint64_t takes_lost = 0;
     gateway::site_requests requests{way, "vi.control.run."};
     gateway::far_surroundings around{
         requests,
         [this](const gateway::router_news& news) {
             told.push_back(news.router->name + ' ' +
                            (news.gone ? "gone" : gateway::router_state_word(news.router->state)));
+            for (const vrdx::take_record& each : news.takes)
+                takes.push_back(each.number);
+            takes_lost += news.takes_lost;
         },
         [this] { return ++versions; },
         [this](const gateway::shown_router& router, int output) {
@@ -71,6 +79,17 @@ struct seen_site {
         vrdx::picture_news places;
         places.outputs = std::move(outputs);
         site.hear_change("studio", gateway::change_text(change, {up, picture, locks}, places));
+    }
+    // Takes of these numbers were decided, of the picture's driver.
+    void hear_takes(vrdx::router_picture picture, std::uint64_t from,
+                    const std::vector<std::uint64_t>& numbers) {
+        gateway::change_message change;
+        change.run = "run";
+        change.from = from;
+        change.to = from + 1;
+        for (const std::uint64_t number : numbers)
+            change.takes.emplace_back().number = picture.last_take = number;
+        site.hear_change("studio", gateway::change_text(change, {up, picture, nullptr}, {}));
     }
     [[nodiscard]] const gateway::shown_router& shown() const {
         return site.find("studio")->shown();

@@ -78,6 +78,7 @@ class Site(gateway_fixture.GatewayTest):
     """The gateway of one site, with the drivers of its machine."""
 
     items = {}
+    program = ""  # instead of the gateway that is tested
 
     def __init__(self, name, broker, peers=(), items=None, further=""):
         super().__init__()
@@ -97,6 +98,10 @@ class Site(gateway_fixture.GatewayTest):
             site, role = peer if isinstance(peer, tuple) else (peer, None)
             lines += ["[[peer]]", f'site = "{site}"', *([f'role = "{role}"'] if role else [])]
         return "\n".join(lines) + "\n"
+
+    def gateway_command(self, *further):
+        command = super().gateway_command(*further)
+        return [self.program, *command[1:]] if self.program else command
 
     def row(self, router):
         rows = self.get("/api/v1/routers").json["routers"]

@@ -13,8 +13,9 @@ NO = frozenset({"refused", "withdrawn", "locked", "unavailable", "replaced unsen
 OPEN = frozenset({"unknown", "replaced sent", "shows"})
 KNOWN = NO | OPEN | {"confirmed"}
 
-# What holds a take up: the owner refuses what carries a beat that is older than this,
+# What holds a take up: the owner refuses what carries a beat that is older than this, and tells its driver the same,
 BEAT_LIMIT = 1 * SECOND
+# its own takes the driver refuses when nobody waits for the answer any more: half a second after `within`;
 # and a machine that is under load may be slow to read, but not for as long as anything stands still here.
 LOAD = 3 * SECOND
 
@@ -89,7 +90,6 @@ class Judge:
         self.done = list(done)
         self.faults = list(faults)
         self.locks = list(locks)
-        self.late_but_told = 0  # done late by a driver or backend that stood still, and answered as unknown
 
     def violations(self):
         """A sentence for each thing that must not be."""
@@ -147,15 +147,12 @@ class Judge:
         return BEAT_LIMIT + take.within + LOAD
 
     def is_late_for_good_reason(self, take, line):
-        """What lay at the owner's side of the beat is the driver's to judge: it tells 'unknown', and does it when it
-        goes on. A request that lay before the asking gateway had read it is as new as that gateway: it is done
-        and answered as any other; but what it had read and sent, it tells as unknown and may not be done."""
+        """A driver or backend that stood still is none: it refuses what it reads too late. A request that lay before the
+        asking gateway had read it is as new as that gateway: it is done and answered as any other; but what it had
+        read and sent, it tells as unknown and may not be done."""
         for fault in self.faults:
             if not fault.touches(take.asked, line.at):
                 continue
-            if fault.what in ("driver", "backend") and fault.name == take.router and fault.kind == "stopped":
-                self.late_but_told += 1
-                return True
             if fault.what == "gateway" and fault.name == take.asker and fault.kind == "stopped" and line.at > fault.end:
                 fresh = line.at <= fault.end + self.longest(take)
                 return fresh and (take.said != "unknown" or self.is_disturbed_behind(take, fault))

@@ -87,6 +87,12 @@ class WhatAnOwnerThatIgnoresTheBeatDoes(unittest.TestCase):
     def test_asking_gateway_stood_still_after_it_had_read_the_request(self):
         self.expect_found(stopped("gateway", "b", begin=10))
 
+    def test_driver_stood_still(self):
+        self.expect_found(stopped("driver", "a:r1"))
+
+    def test_backend_stood_still(self):
+        self.expect_found(stopped("backend", "a:r1"))
+
     def test_another_router_stood_still(self):
         self.expect_found(stopped("driver", "a:r2"))
 
@@ -109,11 +115,6 @@ class WhatMayBe(unittest.TestCase):
     def test_killed_gateway_owes_no_answer(self):
         killed = Fault("killed", "gateway", "b", int(10.2 * SECOND), 12 * SECOND)
         self.expect_nothing([take(None, answers=0)], [done()], [killed])
-
-    def test_driver_that_stood_still_does_it_late_and_it_was_told_as_unknown(self):
-        judge = Judge([take("unknown")], [done(20.1)], [stopped("driver", "a:r1")])
-        self.assertEqual(judge.violations(), [])
-        self.assertEqual(judge.late_but_told, 1)
 
     def test_request_that_lay_before_a_stopped_gateway_is_asked_when_it_goes_on(self):
         self.expect_nothing([take(answered=21 * SECOND)], [done(20.1)], [stopped("gateway", "b")])

@@ -1,6 +1,6 @@
-// Preloaded into gateways by tests: moves their clock of the day, and the one that goes on while a machine
-// sleeps, by what stands in the file that VRDX_MOVED_CLOCK names: two numbers of 64 bits, nanoseconds. Waits
-// until a time of the day move with it, as the kernel lets them.
+// Preloaded into gateways and drivers by tests: moves their clock of the day, and the one that goes on while
+// a machine sleeps, by what stands in the file that VRDX_MOVED_CLOCK names: two numbers of 64 bits,
+// nanoseconds. Waits until a time of the day move with it, as the kernel lets them.
 #include <algorithm>
 #include <array>
 #include <atomic>

@@ -149,6 +149,7 @@ class Router(Program):
         self.driver = driver
         self.ledger = folder / "ledger"
         self.ledger.touch()
+        self.clock = gateway.clock_environment()  # both run on one machine
         self.socket = gateway.folder / "run" / f"{name}.sock"
         self.item = gateway.folder / "items" / f"{name}.item"
         inputs, outputs = size
@@ -158,7 +159,7 @@ class Router(Program):
         )
 
     def start(self):
-        self.run([self.driver, "--file", str(self.item), "--sock", str(self.socket)])
+        self.run([self.driver, "--file", str(self.item), "--sock", str(self.socket)], env={**os.environ, **self.clock})
 
     def backends(self):
         """Their process numbers: one, or none while there is none."""
@@ -173,7 +174,7 @@ class Router(Program):
 
 
 class Gateway(Program):
-    """The gateway of one site. `clock`: a library that moves its clock, "" for none."""
+    """The gateway of one site. `clock`: a library that moves the clocks of its machine, "" for none."""
 
     def __init__(self, program, name, folder, network, clock):
         super().__init__(name, folder)
@@ -209,18 +210,18 @@ class Gateway(Program):
         configuration = self.folder / "gateway.toml"
         configuration.write_text(self.configuration(), encoding="utf-8")
         folders = [part for name in ("items", "run", "state") for part in (f"--{name}", str(self.folder / name))]
-        environment = dict(os.environ)
-        if self.clock:
-            environment.update(LD_PRELOAD=self.clock, VRDX_MOVED_CLOCK=str(self.folder / "clock"))
         reading, writing = os.pipe()
         command = [self.program, "--config", str(configuration), *folders, "--listen", "127.0.0.1:0", "--ready-fd", str(writing)]
         with os.fdopen(reading) as ready:
-            self.run([*self.network.prefix(self.name), *command], pass_fds=[writing], env=environment)
+            self.run([*self.network.prefix(self.name), *command], pass_fds=[writing], env={**os.environ, **self.clock_environment()})
             os.close(writing)
             lines = ready.read().splitlines()
         if not lines:
             raise AssertionError(f"{self.name} did not start: {self.errors()[-2000:]}")
         self.port = int(lines[0].rsplit(":", 1)[1])
+
+    def clock_environment(self):
+        return {"LD_PRELOAD": self.clock, "VRDX_MOVED_CLOCK": str(self.folder / "clock")} if self.clock else {}
 
     def move_clock(self, day, since_start):
         """By nanoseconds, at once, also while it runs."""

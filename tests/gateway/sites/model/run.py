@@ -89,6 +89,6 @@ class Run:
         self.say(f"figure: {len(takes)} takes were asked for, {len(far)} of them at another site; the routers did {len(done)}")
         self.say(f"figure: answers: {', '.join(f'{word} {count}' for word, count in said.most_common())}")
         self.say(f"figure: {sum(faults.values())} faults: {', '.join(f'{what} {count}' for what, count in sorted(faults.items()))}; {self.disturber.left_out} left out")
-        self.say(f"figure: {len(self.locker.locks)} locks, {self.judge.late_but_told} takes done late by a driver or backend that stood still, told as unknown")
+        self.say(f"figure: {len(self.locker.locks)} locks")
         self.said = said
         self.confirmed_far = sum(take.said == "confirmed" for take in far)
