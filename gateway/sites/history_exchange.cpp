@@ -63,6 +63,8 @@ void history_exchange::work() {
             pause_ms = history_retry_pause_ms;
             if (!more)
                 pause(history_look_period_ms);
+            else if (sender_.sends_again())
+                pause(history_again_pause_ms);
         } else {
             pause(pause_ms);
             pause_ms = std::min(pause_ms * 2, history_longest_pause_ms);

@@ -77,7 +77,7 @@ class LeafNodes(BrokerRights):
     """The site north has a broker of its own, a leaf node of the one in the middle."""
 
     broker_configuration = documented("nats").replace(
-        '"vr.north.history"]', '"vr.north.history", "vi.>"]'
+        '"vr.north.history"', '"vr.north.history", "vi.>"'
     ) + documented("leaf-middle").replace("0.0.0.0:7422", "127.0.0.1:-1")
 
     def add_site(self, name, peers, items=None, further=""):
