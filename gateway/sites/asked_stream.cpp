@@ -1,15 +1,39 @@
 #include "asked_stream.h"
 
 #include <sstream>
+#include <string_view>
 
 namespace gateway {
+
+namespace {
+
+constexpr std::string_view service_begin = "$JS.API.", domain_begin = "$JS.vrdx.API.";
+
+std::vector<broker_question> in_domain(std::vector<broker_question> questions) {
+    for (broker_question& each : questions)
+        each.subject.replace(0, service_begin.size(), domain_begin);
+    return questions;
+}
+
+} // namespace
+
+std::vector<broker_answer> ask_service(const ask_broker& ask, const std::vector<broker_question>& questions,
+                                       bool* by_domain) {
+    if (questions.empty() || !questions.front().subject.starts_with(service_begin))
+        return ask(questions);
+    const auto answers = ask(*by_domain ? in_domain(questions) : questions);
+    if (!answers.front().nobody)
+        return answers;
+    *by_domain = !*by_domain;
+    return ask(*by_domain ? in_domain(questions) : questions);
+}
 
 bool ask_stream_state(const ask_broker& ask, stream_state* now, std::string* problem) {
     const broker_answer asked = ask({{stream_info_subject(), {}, {}}}).front();
     if (asked.came)
         *now = read_stream_state(asked.data);
     else
-        *problem = asked.nobody ? "the broker keeps no streams: its JetStream is off"
+        *problem = asked.nobody ? "the broker keeps no streams: its JetStream is off, or away behind a leaf node"
                                 : "the broker does not answer a question about its stream";
     return asked.came;
 }

@@ -10,6 +10,11 @@ namespace gateway {
 
 using ask_broker = std::function<std::vector<broker_answer>(const std::vector<broker_question>&)>;
 
+// Asks the broker's own service. A leaf node keeps its subjects back, but not those of its domain: when
+// nobody answers to the ones, the others are asked, and from then on first. *by_domain says which.
+std::vector<broker_answer> ask_service(const ask_broker& ask, const std::vector<broker_question>& questions,
+                                       bool* by_domain);
+
 // What the broker says of the stream in *now, also that there is none. False and a sentence in *problem when
 // it says nothing.
 bool ask_stream_state(const ask_broker& ask, stream_state* now, std::string* problem);

@@ -77,7 +77,10 @@ void history_exchange::work() {
 // True when there is more to do at once.
 bool history_exchange::step(broker_questions& broker, std::string* problem) {
     const ask_broker ask = [&](const std::vector<broker_question>& questions) {
-        return broker.ask(questions, history_ask_limit_ms);
+        const auto ask_once = [&](const std::vector<broker_question>& each) {
+            return broker.ask(each, history_ask_limit_ms);
+        };
+        return ask_service(ask_once, questions, &by_domain_);
     };
     if (!where_.writer.keeps())
         return false;

@@ -379,20 +379,10 @@ class NoStreams(sites_fixture.SitesTest):
         self.assertRegex(east.errors(), "the history is not exchanged with other sites: .*keeps no streams")
 
 
-class HistoriesWithRights(Histories):
+class HistoriesWithRights(Histories, rights_test.SitesWithRights):
     """With the rights of docs/federation.md."""
 
-    broker_configuration = rights_test.documented("nats")
-
-    def add_site(self, name, peers, items=None, further=""):
-        user = self.broker.folder / f"user-{name}"
-        user.write_text(f"{name}\nPASSWORD-OF-{name.upper()}\n", encoding="utf-8")
-        return super().add_site(name, peers, items, f'credentials = "{user}"\n{further}')
-
-    def client(self, user):
-        client = BrokerClient(self.broker, user, f"PASSWORD-OF-{user.upper()}")
-        self.addCleanup(client.close)
-        return client
+    broker_configuration = rights_test.SitesWithRights.broker_configuration
 
     def test_histories_go_on_with_these_rights(self):
         self.take_at_north(1, 3)
@@ -418,6 +408,16 @@ class HistoriesWithRights(Histories):
             client.send(b"PING\r\n")
             client.wait_for_pong()
             self.assertEqual(len(client.errors), 1, what)
+
+
+class HistoriesThroughALeafNode(Histories, rights_test.SitesAtALeafNode):
+    broker_configuration = rights_test.SitesAtALeafNode.broker_configuration
+
+    def test_histories_go_through_it(self):
+        self.take_at_north(1, 3)
+        self.wait_for_takes([(1, 3)])
+        for site in (self.north, self.control):
+            self.wait_for_ready(site)
 
 
 if __name__ == "__main__":
