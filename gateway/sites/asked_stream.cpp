@@ -33,8 +33,9 @@ bool ask_stream_state(const ask_broker& ask, stream_state* now, std::string* pro
     if (asked.came)
         *now = read_stream_state(asked.data);
     else
-        *problem = asked.nobody ? "the broker keeps no streams: its JetStream is off, or away behind a leaf node"
-                                : "the broker does not answer a question about its stream";
+        *problem = asked.nobody
+                       ? "the broker keeps no streams: its JetStream is off, or away behind a leaf node"
+                       : "the broker does not answer a question about its stream";
     return asked.came;
 }
 

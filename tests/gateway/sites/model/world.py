@@ -23,7 +23,6 @@ class Size:
     brokers: int
     inputs: int
     outputs: int
-    histories: bool = False  # sites hand theirs on, and the first one reads those of all
 
 
 class World:
@@ -48,15 +47,13 @@ class World:
         self.brokers = [self._closed(Broker(name, folder / name, self.network, [*names, *PLAYED], may_mount)) for name in brokers]
         for broker in self.brokers:
             broker.others = [each for each in self.brokers if each is not broker]
-            broker.histories = size.histories
         self.gateways = {name: self._closed(Gateway(gateway, name, folder / name, self.network, clock)) for name in names}
         for number, each in enumerate(self.gateways.values()):
             at = number % len(self.brokers)
             each.brokers = self.brokers[at:] + self.brokers[:at]  # its own first, then those of the others
             each.peers = {name: "view" if rng.random() < 0.1 else "operate" for name in names if name != each.name}
             each.peers |= dict.fromkeys(PLAYED, "operate")
-            each.hands_on = size.histories
-            each.reads = frozenset(names[1:] if size.histories and number == 0 else ())
+            each.reads = frozenset(names[1:] if number == 0 else ())  # the histories of all
         self.routers = {}
         for number in range(size.routers):
             own = self.gateways[names[number % size.gateways]]
