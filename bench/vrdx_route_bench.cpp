@@ -75,15 +75,13 @@ bool report_again(bench_board& board, simulator& simulator) {
     return write_whole(text);
 }
 
+// Through what the driver is told, so that the report it asks for now and then says the same.
 bool report_change(bench_board& board, simulator& simulator) {
     simulated_output& output = simulator.router.outputs.front();
     output.video_input = output.audio_input = output.video_input == 0 ? 1 : 0;
-    TavrixAPIRouterMessage report;
-    report.command = "outputs";
-    report.type = "message";
-    report.fields["o0.input.all"] = std::to_string(output.video_input);
-    std::string text;
-    encode_router_message(report, text);
+    show_source(simulator.driver, 0, endpoint_level::all, output.video_input);
+    report_news(simulator.driver);
+    const std::string text = reports_text(simulator);
     board.report_begun = clock_ns();
     raise_event(board);
     return write_whole(text);
