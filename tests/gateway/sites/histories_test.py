@@ -1,11 +1,13 @@
 """Histories of all sites: handed on to the broker's stream, kept while it is away, read once."""
 
 import base64
+import contextlib
 import datetime
 import json
 import re
 import resource
 import signal
+import sqlite3
 import time
 
 import rights_test
@@ -92,10 +94,14 @@ class Histories(sites_fixture.SitesTest):
         return [entry for entry in self.entries(self.control) if entry["kind"] == "gap"]
 
     def wait_until_sent(self, count):
-        """So many entries of north at least, and all there are."""
-        wait_until(
-            "all is sent", lambda: self.figure(self.north, "vrdx_history_sent_total") >= count and self.figure(self.north, "vrdx_history_unsent") == 0
-        )
+        """So many entries of north at least, and all there are; and north has written down that they are."""
+
+        def all_sent():
+            with contextlib.closing(sqlite3.connect(self.north.folder / "state" / "history.db")) as kept:
+                places = dict(kept.execute("SELECT name, number FROM places"))
+            return places.get("sent") == places.get("numbered", 0) >= count
+
+        wait_until("all is sent", all_sent)
 
     def figure(self, site, name):
         return float(re.search(rf"(?m)^{name} (\S+)$", site.get("/metrics").body.decode())[1])
