@@ -21,7 +21,7 @@ std::vector<broker_answer> ask_service(const ask_broker& ask, const std::vector<
                                        bool* by_domain) {
     if (questions.empty() || !questions.front().subject.starts_with(service_begin))
         return ask(questions);
-    const auto answers = ask(*by_domain ? in_domain(questions) : questions);
+    auto answers = ask(*by_domain ? in_domain(questions) : questions);
     if (!answers.front().nobody)
         return answers;
     *by_domain = !*by_domain;
