@@ -76,6 +76,9 @@ history_writer::~history_writer() {
 void history_writer::push(history_item item) {
     if (auto* entry = std::get_if<history_entry>(&item); entry != nullptr && entry->time_us == 0)
         entry->time_us = microseconds_since_1970();
+    if (auto* mark = std::get_if<record_mark>(&item); mark != nullptr && mark->time_us == 0)
+        mark->time_us =
+            microseconds_since_1970(); // of a gap, which else would be removed as the oldest of all
     bool first = false;
     {
         const std::lock_guard held(lock_);

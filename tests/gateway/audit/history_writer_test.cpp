@@ -74,6 +74,23 @@ TEST_F(HistoryWriter, EntryWithoutATimeIsOfNow) {
     EXPECT_LE(entries[0].time_us, microseconds_since_1970());
 }
 
+// Without it the gap would be older than anything that is kept.
+TEST_F(HistoryWriter, GapOfADriverThatWasStartedAnewIsOfNow) {
+    make_room();
+    begin();
+    const std::int64_t before = microseconds_since_1970();
+    record_mark mark = mark_of("studio", epoch_a, 1);
+    writer->push(mark);
+    mark.epoch = epoch_b;
+    mark.time_us = 0;
+    writer->push(mark);
+    writer->wait_until_written(patience_ms);
+    const auto entries = read_all();
+    ASSERT_EQ(entries.size(), 1U);
+    EXPECT_EQ(entries[0].kind, entry_kind::gap);
+    EXPECT_GE(entries[0].time_us, before);
+}
+
 TEST_F(HistoryWriter, WhatWaitsIsWrittenAtTheEnd) {
     make_room();
     begin();

@@ -98,10 +98,12 @@ class Broker(Program):
         return text
 
     def start(self):
-        """With the ports that it had, and nothing of what it kept."""
+        """With the ports that it had, and nothing of what it kept. Brokers of a cluster have their disk still: what they have
+        agreed upon stands there alone."""
         for each in self.state.iterdir():
             if each.is_dir():
-                shutil.rmtree(each)
+                if not self.others:
+                    shutil.rmtree(each)
             elif each.name != "filler":
                 each.unlink()
         configuration = self.folder / "broker.conf"
