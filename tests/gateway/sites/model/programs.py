@@ -98,12 +98,10 @@ class Broker(Program):
         return text
 
     def start(self):
-        """With the ports that it had, and nothing of what it kept. Brokers of a cluster have their disk still: what they have
-        agreed upon stands there alone."""
+        """With the ports that it had, and nothing of what it kept."""
         for each in self.state.iterdir():
             if each.is_dir():
-                if not self.others:
-                    shutil.rmtree(each)
+                shutil.rmtree(each)
             elif each.name != "filler":
                 each.unlink()
         configuration = self.folder / "broker.conf"
