@@ -76,6 +76,8 @@ def site_user(site):
 
 
 class Broker(Program):
+    histories = True  # it keeps the stream by which sites hand their histories on
+
     def __init__(self, name, folder, network, sites, may_mount):
         super().__init__(name, folder)
         self.network = network
@@ -90,8 +92,9 @@ class Broker(Program):
     def configuration(self):
         users = "\n".join(site_user(site) for site in self.sites)
         text = f'listen: "{self.address}:{self.port}"\nserver_name: {self.name}\ndebug: true\nlog_file: "{self.state}/log"\n'
-        text += f"accounts {{ ROUTERS {{ jetstream: enabled, users = [\n{users}\n] }} }}\n"
-        text += f'jetstream {{ store_dir: "{self.state}/streams", max_file_store: 1G }}\n'
+        text += f"accounts {{ ROUTERS {{ {'jetstream: enabled,' if self.histories else ''} users = [\n{users}\n] }} }}\n"
+        if self.histories:
+            text += f'jetstream {{ store_dir: "{self.state}/streams", max_file_store: 1G }}\n'
         if self.others:
             known = [f'"nats://{each.address}:{each.cluster_port}"' for each in self.others if each.cluster_port > 0]
             text += f'cluster {{ name: all, listen: "{self.address}:{self.cluster_port}", routes: [{", ".join(known)}] }}\n'
@@ -180,7 +183,8 @@ class Gateway(Program):
         self.routers = []
         self.peers = {}  # role by site
         self.brokers = []
-        self.reads = frozenset()  # the histories of these sites
+        self.hands_on = False  # its history; and of these sites it reads theirs
+        self.reads = frozenset()
         self.clock = clock
         for each in ("items", "run", "state"):
             (folder / each).mkdir()
@@ -195,7 +199,8 @@ class Gateway(Program):
     def configuration(self):
         servers = ", ".join(f'"{self.network.broker_address(self.name, broker.name)}"' for broker in self.brokers)
         text = f'site = "{self.name}"\ninsecure = true\n[nats]\nservers = [{servers}]\ncredentials = "{self.folder}/user"\n'
-        text += "history = true\n"
+        if self.hands_on:
+            text += "history = true\n"
         for site, role in self.peers.items():
             text += f'[[peer]]\nsite = "{site}"\nrole = "{role}"\n{"history = true" if site in self.reads else ""}\n'
         return text

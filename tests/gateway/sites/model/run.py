@@ -73,7 +73,9 @@ class Run:
 
     def look(self):
         takes = [take for thread in [*self.askers, *self.players, self.last] for take in thread.takes]
-        found = self.world.picture_violations() + self.world.history_violations(takes) + self.world.handed_on_violations()
+        found = self.world.picture_violations() + self.world.history_violations(takes)
+        if self.world.histories:
+            found += self.world.handed_on_violations()
         done = self.world.done()
         self.judge = Judge(takes, done, self.disturber.faults, self.locker.locks)
         found += self.judge.violations()

@@ -8,7 +8,7 @@ Usage: site_model_test.py DRIVER GATEWAY CLOCK [TEST]
 
 CLOCK is the library that moves the gateways' clocks, or "none". What goes wrong and who asks for what is drawn from the
 seed alone: --seed S repeats it. The sites hand their histories on through the broker, and what one of them reads is
-compared with what the others have. VRDX_LONG=1 makes the tests long."""
+compared with what the others have; but not with several brokers at relays, which keep no streams. VRDX_LONG=1 makes the tests long."""
 
 import argparse
 import os

@@ -45,7 +45,10 @@ class World:
         may_mount = own_mounts()
         self.network = self._closing.enter_context(contextlib.closing(network_type(names, brokers)))
         self.brokers = [self._closed(Broker(name, folder / name, self.network, [*names, *PLAYED], may_mount)) for name in brokers]
+        # Brokers of a cluster that are to keep streams have to know each other before they start.
+        self.histories = size.brokers == 1 or all(broker.cluster_port > 0 for broker in self.brokers)
         for broker in self.brokers:
+            broker.histories = self.histories
             broker.others = [each for each in self.brokers if each is not broker]
         self.gateways = {name: self._closed(Gateway(gateway, name, folder / name, self.network, clock)) for name in names}
         for number, each in enumerate(self.gateways.values()):
@@ -53,7 +56,8 @@ class World:
             each.brokers = self.brokers[at:] + self.brokers[:at]  # its own first, then those of the others
             each.peers = {name: "view" if rng.random() < 0.1 else "operate" for name in names if name != each.name}
             each.peers |= dict.fromkeys(PLAYED, "operate")
-            each.reads = frozenset(names[1:] if number == 0 else ())  # the histories of all
+            each.hands_on = self.histories
+            each.reads = frozenset(names[1:] if self.histories and number == 0 else ())
         self.routers = {}
         for number in range(size.routers):
             own = self.gateways[names[number % size.gateways]]
