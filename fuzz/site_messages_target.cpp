@@ -92,7 +92,7 @@ void check_stream(const std::string& text) {
     FUZZ_CHECK(!state.said.problem.empty() || text.find("state") != std::string::npos);
     const stream_message message = read_stream_message(text);
     FUZZ_CHECK(!message.said.problem.empty() || message.data.size() <= text.size());
-    FUZZ_CHECK(!read_stored(text).problem.empty() || text.find("seq") != std::string::npos);
+    FUZZ_CHECK(!read_stored(text).said.problem.empty() || text.find("seq") != std::string::npos);
 }
 
 } // namespace

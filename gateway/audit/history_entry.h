@@ -75,12 +75,13 @@ struct counted_entry {
 struct far_entry {
     history_entry entry;
     entry_share share = entry_share::common;
+    std::int64_t not_read = 0; // entries of that site right before it that came and could not be read
 };
 
 // How far something has come (such as: sent up to here), which goes on there after the next start. It is
 // written together with the entries before it, or not at all.
 struct history_place {
-    std::string name; // "sent", "read"
+    std::string name; // "sent", "stored", "read", "of SITE"
     std::int64_t number = 0;
     std::string mark; // what the number belongs to; empty where there is one such thing alone
 };

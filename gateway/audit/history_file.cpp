@@ -111,11 +111,6 @@ bool history_file::add(const counted_entry& counted, std::vector<history_entry>*
     return true;
 }
 
-// The journal is not told: the site's own has it.
-bool history_file::add(const far_entry& far, std::vector<history_entry>*, std::string* problem) {
-    return insert(far.entry, far.share, "", problem);
-}
-
 bool history_file::add(const history_place& place, std::vector<history_entry>*, std::string* problem) {
     return kept_->change("INSERT OR REPLACE INTO places (name, number, mark) VALUES (?, ?, ?)",
                          {place.name, place.number, place.mark}, problem);
@@ -144,7 +139,7 @@ bool history_file::add(const record_mark& mark, std::vector<history_entry>* writ
     }
     if (!kept_->read(
             "SELECT number FROM entries WHERE router = ? AND epoch = ? AND number > 0 AND number < ? "
-            "ORDER BY number DESC LIMIT 1",
+            "AND site = '' ORDER BY number DESC LIMIT 1",
             {mark.router, epoch, mark.first},
             [&](const sql_row& row) { read_to = std::max(read_to, row.number(0)); }, problem))
         return false;
@@ -216,7 +211,7 @@ bool history_file::number_refusals(std::int64_t now_us, std::string* problem) {
     constexpr std::int64_t surely_over_us = 90000000;
     std::vector<std::int64_t> over;
     if (!kept_->read(
-            "SELECT id FROM entries WHERE site_number = 0 AND time < ? ORDER BY time LIMIT ?",
+            "SELECT id FROM entries WHERE site_number = 0 AND site = '' AND time < ? ORDER BY time LIMIT ?",
             {now_us - surely_over_us, history_trim_rows},
             [&](const sql_row& row) { over.push_back(row.number(0)); }, problem))
         return false;
@@ -236,61 +231,6 @@ bool history_file::number_refusals(std::int64_t now_us, std::string* problem) {
     if (!done)
         numbered_ = before;
     return done;
-}
-
-// --- what is removed ---------------------------------------------------------------------------------------
-
-bool history_file::trim(const history_share& share, std::int64_t now_us, bool* more, std::string* problem) {
-    *more = false;
-    if (!is_kept(share))
-        return true;
-    constexpr std::int64_t day_us = 86400000000;
-    std::int64_t page = 0, pages = 0, unused = 0;
-    if (!kept_->change("DELETE FROM entries WHERE id IN (SELECT id FROM entries WHERE time < ? "
-                       "ORDER BY time LIMIT ?)",
-                       {now_us - share.days * day_us, history_trim_rows}, problem))
-        return false;
-    *more = kept_->changed_rows() == history_trim_rows;
-    if (!kept_->change(
-            "DELETE FROM runs WHERE id NOT IN (SELECT id FROM runs ORDER BY began DESC LIMIT 1000)", {},
-            problem) ||
-        !trim_share(entry_share::logins, share.bytes, more, problem) ||
-        !trim_share(entry_share::refusals, share.bytes, more, problem) ||
-        !kept_->number("PRAGMA page_size", &page, problem) ||
-        !kept_->number("PRAGMA page_count", &pages, problem) ||
-        !kept_->number("PRAGMA freelist_count", &unused, problem))
-        return false;
-    // Takes go last: not while refusals have more than their part.
-    if (!*more && (pages - unused) * page > share.bytes) {
-        if (!kept_->change("DELETE FROM entries WHERE id IN (SELECT id FROM entries WHERE share = 0 "
-                           "ORDER BY time LIMIT ?)",
-                           {history_trim_rows}, problem))
-            return false;
-        *more = kept_->changed_rows() > 0;
-    }
-    if (pages * page <= share.bytes || unused == 0)
-        return true;
-    *more = true;
-    return kept_->read(
-        "PRAGMA incremental_vacuum(256)", {}, [](const sql_row&) {}, problem);
-}
-
-bool history_file::trim_share(entry_share of, std::int64_t bytes, bool* more, std::string* problem) {
-    const std::int64_t most =
-        std::min(history_counted_rows_limit, bytes / history_refusals_part / history_refusal_bytes);
-    const auto share = static_cast<std::int64_t>(of);
-    std::int64_t rows = 0;
-    if (!kept_->read(
-            "SELECT count(*) FROM entries WHERE share = ? AND share > 0", {share},
-            [&](const sql_row& row) { rows = row.number(0); }, problem))
-        return false;
-    const std::int64_t beyond = std::min(rows - most, history_trim_rows);
-    if (beyond <= 0)
-        return true;
-    *more = *more || beyond == history_trim_rows;
-    return kept_->change("DELETE FROM entries WHERE id IN (SELECT id FROM entries WHERE share = ? AND "
-                         "share > 0 ORDER BY time LIMIT ?)",
-                         {share, beyond}, problem);
 }
 
 } // namespace gateway

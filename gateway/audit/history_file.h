@@ -39,7 +39,8 @@ public:
     // Numbers refusals whose minute is long over: nothing is added to them any more, they can be handed on.
     bool number_refusals(std::int64_t now_us, std::string* problem);
 
-    // Removes some of what is beyond the share; *more says that there is more to remove.
+    // Removes some of what is beyond the share, entries of other sites before those of this one; *more says
+    // that there is more to remove.
     bool trim(const history_share& share, std::int64_t now_us, bool* more, std::string* problem);
 
 private:
@@ -54,7 +55,18 @@ private:
     bool note_numbered(std::int64_t before, std::string* problem);
     bool insert(const history_entry& entry, entry_share share, const std::string& key, std::string* problem);
     void tell_who(history_entry* entry) const;
+
+    // history_of_others.cpp
+    bool find_newest(const std::string& site, std::int64_t* number, std::string* problem);
+    bool add_again(const far_entry& far, std::string* problem);
+    bool add_missing(const far_entry& far, std::int64_t newest, std::string* problem);
+
+    // history_trimming.cpp
+    bool trim_days(std::int64_t oldest_us, bool* more, std::string* problem);
+    bool trim_bytes(std::int64_t bytes, bool* more, std::string* problem);
     bool trim_share(entry_share share, std::int64_t bytes, bool* more, std::string* problem);
+    bool trim_oldest(entry_share share, std::int64_t rows, std::int64_t* removed, std::string* problem);
+    bool note_trimmed(entry_share share, std::int64_t time_us, std::string* problem);
 
     std::unique_ptr<database> kept_;
     std::vector<run> runs_;                 // by their beginning

@@ -21,14 +21,14 @@ std::unique_ptr<history_outbox> history_outbox::open(const std::string& state_di
     return std::unique_ptr<history_outbox>(new history_outbox(std::move(kept)));
 }
 
-bool history_outbox::read(std::int64_t after, std::size_t limit, std::vector<far_entry>* entries,
+bool history_outbox::read(const wanted& which, std::size_t limit, std::vector<far_entry>* entries,
                           std::string* problem) {
-    static const std::string text =
-        "SELECT " + std::string(entry_columns) + ", " + site_columns +
-        " FROM entries WHERE site = '' AND site_number > 0 AND site_number > ? ORDER BY site_number LIMIT ?";
+    static const std::string text = "SELECT " + std::string(entry_columns) + ", " + site_columns +
+                                    " FROM entries WHERE site = '' AND site_number > 0 AND site_number > ? "
+                                    "AND (site_number > ? OR time >= ?) ORDER BY site_number LIMIT ?";
     entries->clear();
     return kept_->read(
-        text.c_str(), {after, static_cast<std::int64_t>(limit)},
+        text.c_str(), {which.after, which.again_to, which.since_us, static_cast<std::int64_t>(limit)},
         [&](const sql_row& row) {
             entries->push_back({entry_of_row(row), static_cast<entry_share>(row.number(share_column))});
         },

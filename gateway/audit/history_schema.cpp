@@ -76,6 +76,13 @@ constexpr std::array<const char*, history_schema_version> steps = {
          number INTEGER NOT NULL,
          mark TEXT NOT NULL) STRICT, WITHOUT ROWID;
        PRAGMA user_version = 2;)",
+
+    // What other sites tell is removed before what this one has done. `places` has more: "stored", the place
+    // in
+    // the broker's stream of what was "sent"; "of SITE", the newest number that came from there; "trimmed
+    // SHARE", the time up to which entries of others were removed.
+    R"(CREATE INDEX entries_of_others ON entries (share, time) WHERE site <> '';
+       PRAGMA user_version = 3;)",
 };
 static_assert(application_id == 1987208296);
 

@@ -5,7 +5,7 @@
 
 namespace gateway {
 
-constexpr int history_schema_version = 2;
+constexpr int history_schema_version = 3;
 constexpr int history_version_before_sites = 1;
 constexpr const char* history_file_name = "history.db";
 

@@ -1,6 +1,7 @@
 #include "history_writer.h"
 
 #include "gateway/settings/limits.h"
+#include "history_query.h"
 #include "history_schema.h"
 #include "thread_without_signals.h"
 
@@ -21,12 +22,23 @@ history_entry lost_entry(std::int64_t lost) {
     return gap;
 }
 
+// A large one takes a while.
+bool has_to_be_brought_along(const std::string& state_directory) {
+    std::string problem;
+    std::int64_t version = 0;
+    return open_history_to_read(state_directory, &version, &problem) && version > 0 &&
+           version < history_schema_version;
+}
+
 // Before anything is served: this run is then written down, and a gateway that is killed a moment later has
-// left word of itself. What goes wrong is told by the thread, which tries again.
+// left word of itself. What goes wrong is told by the thread, which tries again; and it opens a history of an
+// earlier version, for which nothing else waits.
 std::unique_ptr<history_file> opened_at_once(const std::string& state_directory, const history_share& share,
                                              const history_file::run& run) {
     std::string problem;
-    return is_kept(share) ? history_file::open(state_directory, run, &problem) : nullptr;
+    if (!is_kept(share) || has_to_be_brought_along(state_directory))
+        return nullptr;
+    return history_file::open(state_directory, run, &problem);
 }
 
 // 0 when there is none.
@@ -64,6 +76,9 @@ history_writer::~history_writer() {
 void history_writer::push(history_item item) {
     if (auto* entry = std::get_if<history_entry>(&item); entry != nullptr && entry->time_us == 0)
         entry->time_us = microseconds_since_1970();
+    if (auto* mark = std::get_if<record_mark>(&item); mark != nullptr && mark->time_us == 0)
+        mark->time_us =
+            microseconds_since_1970(); // of a gap, which else would be removed as the oldest of all
     bool first = false;
     {
         const std::lock_guard held(lock_);
@@ -96,6 +111,9 @@ std::uint64_t history_writer::push_all(std::vector<history_item> items) {
 
 bool history_writer::is_written(std::uint64_t number, std::uint64_t ms) {
     std::unique_lock held(lock_);
+    if (written_ < number)
+        hurry_ = true;
+    wake_.notify_all();
     done_.wait_for(held, std::chrono::milliseconds(ms), [&] { return written_ >= number || ending_; });
     return written_ >= number;
 }

@@ -37,7 +37,7 @@ public:
 
     // All of them in this order, or nothing when there is no room. A number for is_written(), 0: no room.
     std::uint64_t push_all(std::vector<history_item> items);
-    // Waits at most `ms` for it.
+    // Waits at most `ms` for it, and nothing more is gathered before it is written.
     bool is_written(std::uint64_t number, std::uint64_t ms);
 
     // Waits until all that was pushed before is written, or the disk cannot be written, or `ms` have passed.

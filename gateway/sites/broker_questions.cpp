@@ -5,15 +5,12 @@
 #include "site_limits.h"
 
 #include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <utility>
 
 namespace gateway {
 namespace {
-
-std::int64_t now_ms() {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
 
 struct free_message {
     void operator()(natsMsg* message) const {
@@ -23,6 +20,45 @@ struct free_message {
 using owned_message = std::unique_ptr<natsMsg, free_message>;
 
 constexpr const char* message_id_header = "Nats-Msg-Id";
+
+// What comes in for the questions under way; filled from the library's thread. It is waited for here: the
+// library waits by the clock of the day, and for an hour more where that is put back by one.
+struct heard_answers {
+    std::mutex mutex; // of what follows
+    std::condition_variable came;
+    std::uint64_t first = 1;            // number of the first question
+    std::vector<broker_answer> answers; // from it on
+    std::size_t left = 0;               // without an answer
+
+    void hear(std::uint64_t number, natsMsg* message) {
+        const std::scoped_lock lock(mutex);
+        if (number < first || number - first >= answers.size())
+            return;
+        broker_answer& answer = answers[number - first];
+        if (answer.came || answer.nobody)
+            return;
+        answer.nobody = natsMsg_IsNoResponders(message);
+        answer.came = !answer.nobody;
+        if (const int length = natsMsg_GetDataLength(message); length > 0)
+            answer.data.assign(natsMsg_GetData(message), static_cast<std::size_t>(length));
+        if (--left == 0)
+            came.notify_all();
+    }
+};
+
+// What a subscription needs of us until the library is done with it.
+struct listening {
+    std::shared_ptr<heard_answers> heard;
+    std::size_t inbox_length = 0;
+};
+
+void hear_answer(natsConnection*, natsSubscription*, natsMsg* message, void* closure) {
+    const owned_message owned(message);
+    const auto& into = *static_cast<const listening*>(closure);
+    const std::string_view subject = natsMsg_GetSubject(message);
+    if (const auto number = number_of_digits<std::uint64_t>(subject.substr(into.inbox_length)))
+        into.heard->hear(*number, message);
+}
 
 } // namespace
 
@@ -37,9 +73,21 @@ struct broker_questions::connection {
     connection(const connection&) = delete;
     connection& operator=(const connection&) = delete;
 
+    natsStatus listen() {
+        auto closure = std::make_unique<listening>(listening{heard, inbox.size()});
+        natsStatus status =
+            natsConnection_Subscribe(&answers, nats, (inbox + '*').c_str(), hear_answer, closure.get());
+        if (status == NATS_OK)
+            status = natsSubscription_SetOnCompleteCB(
+                answers, [](void* done) { delete static_cast<listening*>(done); }, closure.release());
+        return status;
+    }
+
     natsConnection* nats = nullptr;
     natsSubscription* answers = nullptr;
     std::string inbox; // with a dot at its end
+    std::shared_ptr<heard_answers> heard = std::make_shared<heard_answers>();
+    bool is_silent = false; // nothing was answered in time: it is of no use any more
 };
 
 broker_questions::broker_questions(std::unique_ptr<connection> made) : to_(std::move(made)) {}
@@ -55,9 +103,7 @@ std::unique_ptr<broker_questions> broker_questions::connect(const site_settings&
     made->inbox = "vi." + settings.site + '.' + run + '.';
     natsStatus status = natsConnection_Connect(&made->nats, options.get());
     if (status == NATS_OK)
-        status = natsConnection_SubscribeSync(&made->answers, made->nats, (made->inbox + '*').c_str());
-    if (status == NATS_OK)
-        status = natsConnection_FlushTimeout(made->nats, static_cast<std::int64_t>(connect_time_limit_ms));
+        status = made->listen(); // before whatever is asked, as it is said first
     if (status != NATS_OK) {
         *problem = std::string("cannot connect to the broker: ") + natsStatus_GetText(status);
         return nullptr;
@@ -66,7 +112,7 @@ std::unique_ptr<broker_questions> broker_questions::connect(const site_settings&
 }
 
 bool broker_questions::is_open() const {
-    return !natsConnection_IsClosed(to_->nats);
+    return !to_->is_silent && !natsConnection_IsClosed(to_->nats);
 }
 
 std::string broker_questions::complaint() const {
@@ -78,49 +124,37 @@ std::string broker_questions::complaint() const {
 
 std::vector<broker_answer> broker_questions::ask(const std::vector<broker_question>& questions,
                                                  std::uint64_t ms) {
-    std::vector<broker_answer> answers(questions.size());
-    const std::uint64_t first = newest_ + 1;
-    std::size_t waited_for = 0;
-    for (const broker_question& each : questions) {
-        natsMsg* made = nullptr;
-        const std::string reply = to_->inbox + std::to_string(++newest_);
-        if (natsMsg_Create(&made, each.subject.c_str(), reply.c_str(), each.data.data(),
-                           static_cast<int>(each.data.size())) != NATS_OK)
-            return answers;
-        const owned_message message(made);
-        if (!each.message_id.empty() &&
-            natsMsgHeader_Set(made, message_id_header, each.message_id.c_str()) != NATS_OK)
-            return answers;
-        if (natsConnection_PublishMsg(to_->nats, made) != NATS_OK)
-            break;
-        waited_for++;
+    heard_answers& heard = *to_->heard;
+    {
+        const std::scoped_lock lock(heard.mutex);
+        heard.first = newest_ + 1;
+        heard.answers.assign(questions.size(), {});
+        heard.left = questions.size();
     }
-    const std::int64_t until = now_ms() + static_cast<std::int64_t>(ms);
-    while (waited_for > 0) {
-        natsMsg* came = nullptr;
-        const std::int64_t left = until - now_ms();
-        if (left <= 0)
-            break;
-        const natsStatus status = natsSubscription_NextMsg(&came, to_->answers, left);
-        if (status == NATS_NO_RESPONDERS) // the library does not say of which; they all have one subject
-            for (broker_answer& answer : answers)
-                answer.nobody = answer.nobody || !answer.came;
-        if (status != NATS_OK)
-            break;
-        const owned_message message(came);
-        const std::string_view subject = natsMsg_GetSubject(came);
-        const auto number = number_of_digits<std::uint64_t>(subject.substr(to_->inbox.size()));
-        if (!number || *number < first || *number > newest_)
-            continue;
-        broker_answer& answer = answers[*number - first];
-        if (answer.came)
-            continue;
-        answer.came = true;
-        if (const int length = natsMsg_GetDataLength(came); length > 0)
-            answer.data.assign(natsMsg_GetData(came), static_cast<std::size_t>(length));
-        waited_for--;
-    }
-    return answers;
+    std::size_t said = 0;
+    while (said < questions.size() && say(questions[said]))
+        said++;
+    const auto until = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
+    std::unique_lock lock(heard.mutex);
+    heard.left -= questions.size() - said;
+    while (heard.left > 0 && !natsConnection_IsClosed(to_->nats) && std::chrono::steady_clock::now() < until)
+        heard.came.wait_for(lock, std::chrono::milliseconds(broker_look_period_ms),
+                            [&] { return heard.left == 0; });
+    to_->is_silent = heard.left > 0 && heard.left == said;
+    return std::exchange(heard.answers, {});
+}
+
+bool broker_questions::say(const broker_question& question) {
+    natsMsg* made = nullptr;
+    const std::string reply = to_->inbox + std::to_string(++newest_);
+    if (natsMsg_Create(&made, question.subject.c_str(), reply.c_str(), question.data.data(),
+                       static_cast<int>(question.data.size())) != NATS_OK)
+        return false;
+    const owned_message message(made);
+    if (!question.message_id.empty() &&
+        natsMsgHeader_Set(made, message_id_header, question.message_id.c_str()) != NATS_OK)
+        return false;
+    return natsConnection_PublishMsg(to_->nats, made) == NATS_OK;
 }
 
 } // namespace gateway

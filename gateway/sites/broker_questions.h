@@ -34,6 +34,7 @@ public:
     // same order.
     std::vector<broker_answer> ask(const std::vector<broker_question>& questions, std::uint64_t ms);
 
+    // Not any more when the last questions had no answer at all.
     [[nodiscard]] bool is_open() const;
     // The broker's last error, "" when there is none.
     [[nodiscard]] std::string complaint() const;
@@ -41,9 +42,10 @@ public:
 private:
     struct connection;
     explicit broker_questions(std::unique_ptr<connection> made);
+    bool say(const broker_question& question);
 
     std::unique_ptr<connection> to_;
-    std::uint64_t newest_ = 0; // number of a question; answers to those before count for nothing
+    std::uint64_t newest_ = 0; // number of a question; answers to those before a batch count for nothing
 };
 
 } // namespace gateway

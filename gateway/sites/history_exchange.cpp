@@ -67,6 +67,8 @@ void history_exchange::work() {
             pause_ms = history_retry_pause_ms;
             if (!more)
                 pause(history_look_period_ms);
+            else if (sender_.sends_again())
+                pause(history_again_pause_ms);
         } else {
             pause(pause_ms);
             pause_ms = std::min(pause_ms * 2, history_longest_pause_ms);
@@ -79,7 +81,10 @@ void history_exchange::work() {
 // True when there is more to do at once.
 bool history_exchange::step(broker_questions& broker, std::string* problem) {
     const ask_broker ask = [&](const std::vector<broker_question>& questions) {
-        return broker.ask(questions, history_ask_limit_ms);
+        const auto ask_once = [&](const std::vector<broker_question>& each) {
+            return broker.ask(each, history_ask_limit_ms);
+        };
+        return ask_service(ask_once, questions, &by_domain_);
     };
     if (!where_.writer.keeps())
         return false;

@@ -57,6 +57,7 @@ private:
     std::shared_ptr<bool> lives_ = std::make_shared<bool>(true); // of the loop alone
     history_sender sender_;                                      // of the thread alone, as the next
     history_receiver receiver_;
+    bool by_domain_ = false; // how the broker's service answers
     std::string told_;
 
     std::thread thread_;

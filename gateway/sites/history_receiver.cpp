@@ -10,17 +10,29 @@
 namespace gateway {
 namespace {
 
-history_entry gap_of(std::uint64_t missing, const std::string& reason) {
-    history_entry gap;
+constexpr std::int64_t minute_us = 60000000, day_us = 86400000000;
+
+// Of a minute they are one entry, in the share of refusals: a peer that tells nonsense fills no history.
+counted_entry not_readable(const std::string& reason) {
+    counted_entry counted;
+    history_entry& gap = counted.entry;
     gap.kind = entry_kind::gap;
-    gap.time_us = microseconds_since_1970();
-    gap.count = static_cast<std::int64_t>(missing);
+    gap.time_us = gap.until_us = microseconds_since_1970();
     gap.reason = reason;
-    return gap;
+    counted.key = std::to_string(gap.time_us / minute_us) + " gap " + reason;
+    return counted;
 }
 
-constexpr const char* no_longer_there =
-    "so many entries of other sites were no longer at the broker when they were to be read";
+// A clock that is far ahead would keep its entries for as long here. True when it was one.
+bool put_back(history_entry* entry) {
+    const std::int64_t now_us = microseconds_since_1970(), latest_us = now_us + day_us;
+    const bool is_ahead = entry->time_us > latest_us || entry->until_us > latest_us;
+    if (entry->time_us > latest_us)
+        entry->time_us = now_us;
+    if (entry->until_us > latest_us)
+        entry->until_us = entry->time_us;
+    return is_ahead;
+}
 
 } // namespace
 
@@ -45,7 +57,7 @@ bool history_receiver::is_at_rest(std::string* problem) {
     if (!outbox || !outbox->find(place_read, &place, problem))
         return false;
     place_ = static_cast<std::uint64_t>(place.number);
-    stream_ = place.mark;
+    stream_ = mark_of_text(place.mark);
     knows_place_ = true;
     return true;
 }
@@ -63,20 +75,16 @@ bool history_receiver::make_stream(const ask_broker& ask, std::string* problem) 
 bool history_receiver::step(const ask_broker& ask, std::string* problem) {
     if (!is_at_rest(problem))
         return false;
-    const broker_answer asked = ask({{stream_info_subject(), {}, {}}}).front();
-    if (!asked.came) {
-        *problem = asked.nobody ? "the broker keeps no streams: its JetStream is off"
-                                : "the broker does not answer a question about its stream";
+    stream_state now;
+    if (!ask_stream_state(ask, &now, problem))
         return false;
-    }
-    const stream_state now = read_stream_state(asked.data);
     if (now.said.no_stream)
         return make_stream(ask, problem);
     if (!now.said.problem.empty()) {
         *problem = now.said.problem;
         return false;
     }
-    if (std::exchange(stream_, now.created) != now.created || now.last < place_)
+    if (!is_same_stream(std::exchange(stream_, mark_of(now)), now) || now.last < place_)
         place_ = 0; // another stream than before: all of it is read, and what is here already left out
     unread_ = now.messages;
     if (place_ >= now.first)
@@ -84,8 +92,7 @@ bool history_receiver::step(const ask_broker& ask, std::string* problem) {
     if (now.last <= place_)
         return false;
     batch read;
-    if (place_ > 0 && now.first > place_ + 1)
-        read.missing = now.first - place_ - 1;
+    read.not_read = not_read_;
     fetch(ask, std::max(place_ + 1, now.first), now.last, &read, problem);
     return hand_over(std::move(read)) && problem->empty();
 }
@@ -103,12 +110,11 @@ void history_receiver::fetch(const ask_broker& ask, std::uint64_t begin, std::ui
             return;
         }
         const stream_message message = read_stream_message(answer.data);
-        if (message.said.no_message)
-            read->missing++;
-        else if (!message.said.problem.empty()) {
+        if (!message.said.problem.empty() && !message.said.no_message) {
             *problem = message.said.problem;
             return;
-        } else
+        }
+        if (!message.said.no_message)
             add(message.subject, message.data, read);
         read->end++;
     }
@@ -121,7 +127,12 @@ void history_receiver::add(const std::string& subject, const std::string& data, 
         return;
     auto message = read_history_message(data);
     if (message && message->version == site_message_version) {
-        read->items.emplace_back(entry_of_site(*site, std::move(message->told)));
+        far_entry told = entry_of_site(*site, std::move(message->told));
+        if (put_back(&told.entry))
+            print_once("the clock of site " + *site +
+                       " is ahead by more than a day; entries of then are kept with the time of now");
+        told.not_read = std::exchange(read->not_read[*site], 0);
+        read->items.emplace_back(std::move(told));
         read->entries++;
         return;
     }
@@ -129,21 +140,27 @@ void history_receiver::add(const std::string& subject, const std::string& data, 
                                  ? "is written in version " + std::to_string(message->version) +
                                        ", this gateway reads version " + std::to_string(site_message_version)
                                  : "cannot be read";
-    read->items.emplace_back(gap_of(1, "an entry of site " + *site + ' ' + what));
-    if (told_.size() < peers_told_limit && told_.insert(*site + what).second)
-        print_("the history of site " + *site + ' ' + what);
+    read->items.emplace_back(not_readable("an entry of site " + *site + ' ' + what));
+    read->not_read[*site]++;
+    print_once("the history of site " + *site + ' ' + what);
+}
+
+void history_receiver::print_once(const std::string& line) {
+    if (told_.size() < peers_told_limit && told_.insert(line).second)
+        print_(line);
 }
 
 // True when it is written. Else the next step waits on.
 bool history_receiver::hand_over(batch read) {
-    if (read.missing > 0)
-        read.items.emplace_back(gap_of(read.missing, no_longer_there));
     if (read.end <= place_)
         return false;
-    read.items.emplace_back(history_place{place_read, static_cast<std::int64_t>(read.end), stream_});
+    read.items.emplace_back(
+        history_place{place_read, static_cast<std::int64_t>(read.end), mark_text(stream_)});
     place_then_ = read.end;
     entries_then_ = read.entries;
     waits_for_ = writer_.push_all(std::move(read.items)); // 0: no room; it is fetched once more
+    if (waits_for_ != 0)
+        not_read_ = std::move(read.not_read);
     std::string ignored;
     return waits_for_ != 0 && is_at_rest(&ignored);
 }

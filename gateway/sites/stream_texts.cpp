@@ -75,10 +75,13 @@ std::string stream_message_request(std::uint64_t sequence) {
     return message_text({{"seq", sequence}});
 }
 
-stream_answer read_stored(const std::string& text) {
-    return answer_in(text, [](const json& object) {
-        static_cast<void>(object.at("seq").get<std::uint64_t>()); // an answer without one is none
+stored_entry read_stored(const std::string& text) {
+    stored_entry stored;
+    stored.said = answer_in(text, [&](const json& object) {
+        stored.sequence = object.at("seq").get<std::uint64_t>();
+        stored.was_there = member<bool>(object, "duplicate");
     });
+    return stored;
 }
 
 stream_state read_stream_state(const std::string& text) {
@@ -89,6 +92,7 @@ stream_state read_stream_state(const std::string& text) {
         state.first = now.at("first_seq").get<std::uint64_t>();
         state.last = now.at("last_seq").get<std::uint64_t>();
         state.messages = now.at("messages").get<std::uint64_t>();
+        state.first_time = member<std::string>(now, "first_ts");
     });
     return state;
 }

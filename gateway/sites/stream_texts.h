@@ -21,12 +21,18 @@ struct stream_answer {
 };
 
 // The broker has an entry.
-stream_answer read_stored(const std::string& text);
+struct stored_entry {
+    stream_answer said;
+    std::uint64_t sequence = 0; // where in the stream
+    bool was_there = false;     // it came for the second time, soon after the first, and is there once
+};
+stored_entry read_stored(const std::string& text);
 
 struct stream_state {
     stream_answer said;
-    std::string created; // when this stream was made, which tells it from one before
+    std::string created;                             // when this stream was made
     std::uint64_t first = 0, last = 0, messages = 0; // sequences of what it has now
+    std::string first_time;                          // when the broker got the first of it
 };
 stream_state read_stream_state(const std::string& text);
 

@@ -1,5 +1,6 @@
 #include "gateway/audit/history_writer.h"
 
+#include "gateway/audit/history_schema.h"
 #include "gateway/settings/limits.h"
 #include "history_fixture.h"
 #include "wait_until.h"
@@ -73,6 +74,23 @@ TEST_F(HistoryWriter, EntryWithoutATimeIsOfNow) {
     EXPECT_LE(entries[0].time_us, microseconds_since_1970());
 }
 
+// Without it the gap would be older than anything that is kept.
+TEST_F(HistoryWriter, GapOfADriverThatWasStartedAnewIsOfNow) {
+    make_room();
+    begin();
+    const std::int64_t before = microseconds_since_1970();
+    record_mark mark = mark_of("studio", epoch_a, 1);
+    writer->push(mark);
+    mark.epoch = epoch_b;
+    mark.time_us = 0;
+    writer->push(mark);
+    writer->wait_until_written(patience_ms);
+    const auto entries = read_all();
+    ASSERT_EQ(entries.size(), 1U);
+    EXPECT_EQ(entries[0].kind, entry_kind::gap);
+    EXPECT_GE(entries[0].time_us, before);
+}
+
 TEST_F(HistoryWriter, WhatWaitsIsWrittenAtTheEnd) {
     make_room();
     begin();
@@ -136,6 +154,38 @@ TEST_F(HistoryWriter, WithoutAShareNothingIsWrittenUntilThereIsOne) {
     writer->push(young_entry(2));
     writer->wait_until_written(patience_ms);
     EXPECT_EQ(read_all().size(), 1U);
+}
+
+// It takes a while where there is much of it, and nothing else waits for that.
+TEST_F(HistoryWriter, HistoryOfAnEarlierVersionIsBroughtAlongAndWritten) {
+    make_room();
+    std::string problem;
+    {
+        const auto earlier = database::open(state + "/history.db", 1000, &problem);
+        ASSERT_TRUE(earlier && bring_history_to_version(*earlier, history_schema_version - 1, &problem))
+            << problem;
+    }
+    begin();
+    writer->push(young_entry(1));
+    writer->wait_until_written(patience_ms);
+    EXPECT_EQ(writer->problem(), "");
+    EXPECT_EQ(read_all().size(), 1U);
+    std::int64_t version = 0;
+    ASSERT_TRUE(open_history_to_read(state, &version, &problem)) << problem;
+    EXPECT_EQ(version, history_schema_version);
+}
+
+TEST_F(HistoryWriter, WhatWasPushedTogetherIsThereWhenItIsSaidToBeWritten) {
+    make_room();
+    begin();
+    std::vector<history_item> items;
+    for (std::int64_t number = 1; number <= 100; ++number)
+        items.emplace_back(young_entry(number));
+    const std::uint64_t number = writer->push_all(items);
+    ASSERT_NE(number, 0U);
+    EXPECT_TRUE(writer->is_written(number, patience_ms));
+    EXPECT_EQ(read_all().size(), 100U);
+    EXPECT_FALSE(writer->is_written(number + 1, 1));
 }
 
 TEST_F(HistoryWriter, OldEntriesGoByThemselves) {

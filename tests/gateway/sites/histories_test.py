@@ -1,93 +1,9 @@
-"""Histories of all sites: handed on to the broker's stream, kept while it is away, read once."""
-
-import base64
-import json
-import re
-import resource
-import signal
+"""Histories of all sites: handed on to the broker's stream, and read there."""
 
 import rights_test
 import sites_fixture
-from broker_client import BrokerClient
-from sites_fixture import simulated, stop_running, wait_until
-
-STREAM = "VR_AUDIT"
-
-
-def ask_stream(client, what, text=b""):
-    """An answer of the broker's own service."""
-    reply = f"vi.asking.{client.numbers}"
-    client.listen(reply)
-    client.say(f"$JS.API.STREAM.{what}.{STREAM}", text, reply)
-    while True:
-        subject, _, data = client.hear()
-        if subject == reply:
-            return json.loads(data)
-
-
-class Histories(sites_fixture.SitesTest):
-    broker_configuration = 'jetstream { store_dir: "FOLDER/streams", max_file_store: 1G }\n'
-    control_peers = '[[peer]]\nsite = "north"\nhistory = true\n'
-
-    def make_broker(self):
-        return sites_fixture.Broker(self.broker_configuration)
-
-    def setUp(self):
-        self.broker = self.make_broker()
-        self.addCleanup(self.broker.close)
-        self.control = self.add_site("control", (), further=self.control_peers)
-        self.north = self.add_site("north", self.north_peers, self.north_items, "history = true")
-        for router in self.north_items:
-            self.control.wait_for_state(f"north:{router}", "up")
-
-    def entries(self, site, query="limit=5000"):
-        return site.get(f"/api/v1/history?{query}").json["history"]
-
-    def read_at_control(self, fits=lambda entry: True):
-        return [entry for entry in self.entries(self.control) if entry["site"] == "north" and fits(entry)]
-
-    def take_at_north(self, output, source):
-        self.assertEqual(self.north.taken("studio", output, source)["result"], "confirmed")
-
-    def takes_read(self):
-        """Outputs and sources of the takes at north, oldest first."""
-        takes = self.read_at_control(lambda entry: entry["kind"] == "take")
-        return [(take["output"], take["after"]["all"]) for take in reversed(takes)]
-
-    def wait_for_takes(self, wanted):
-        wait_until("the takes are read", lambda: sorted(self.takes_read()) == sorted(wanted))
-
-    def expect_same_histories(self):
-        """What north has of its own is at the control room, each entry once."""
-
-        def own():
-            return sorted(self.identity(entry, "north:") for entry in self.entries(self.north) if entry["kind"] != "login")
-
-        def read():
-            return sorted(self.identity(entry) for entry in self.read_at_control(lambda entry: entry["kind"] != "login"))
-
-        wait_until("both have the same", lambda: own() == read())
-
-    def identity(self, entry, site=""):
-        router = entry["router"] and site + entry["router"]
-        return (entry["time"], entry["kind"], router, entry["output"] or 0, entry["result"], entry["epoch"], entry["number"] or 0)
-
-    def ready(self, site):
-        answer = site.get("/readyz", token=None)
-        self.assertEqual(answer.status, 200, answer.body)
-        return answer.json
-
-    def wait_for_degraded(self, site, pattern):
-        wait_until(
-            f"{site.name} tells it",
-            lambda: "other sites" in self.ready(site)["reason"] and re.search(f"not exchanged with other sites: .*{pattern}", site.errors()),
-        )
-
-    def wait_for_ready(self, site):
-        wait_until(f"{site.name} is ready", lambda: self.ready(site)["status"] == "ready")
-
-    def figure(self, site, name):
-        return float(re.search(rf"(?m)^{name} (\S+)$", site.get("/metrics").body.decode())[1])
+from histories_fixture import STREAM, Histories
+from sites_fixture import simulated, wait_until
 
 
 class HistoriesOfSites(Histories):
@@ -147,144 +63,6 @@ class HistoriesOfSites(Histories):
             self.assertEqual(self.figure(site, "vrdx_history_exchange_up"), 1)
 
 
-class HistoriesAfterFaults(Histories):
-    def test_what_was_done_while_the_broker_was_away_is_delivered_afterwards(self):
-        self.take_at_north(1, 2)
-        self.wait_for_takes([(1, 2)])
-        self.broker.kill()
-        for site in (self.north, self.control):
-            self.wait_for_degraded(site, "broker")
-        for source in (3, 4, 5):
-            self.take_at_north(1, source)
-        self.assertEqual(self.takes_read(), [(1, 2)])
-        self.assertEqual(self.figure(self.north, "vrdx_history_exchange_up"), 0)
-        self.broker.start()
-        self.wait_for_takes([(1, 2), (1, 3), (1, 4), (1, 5)])
-        for site in (self.north, self.control):
-            self.wait_for_ready(site)
-        self.expect_same_histories()
-        told = [line for line in self.north.errors().splitlines() if "the history is exchanged" in line]
-        self.assertEqual(len(told), 1, told)
-
-    def test_killed_gateways_lose_and_double_nothing(self):
-        wanted = []
-        for turn, site in enumerate((self.north, self.control, self.north, self.control)):
-            for output in range(1, 9):
-                self.take_at_north(output, turn + 1)
-                wanted.append((output, turn + 1))
-            site.kill_gateway()  # at any moment of what it does with them
-            site.start_gateway()
-            self.north.wait_for_up("studio")
-        self.wait_for_takes(wanted)
-        self.expect_same_histories()
-
-    def test_sites_that_were_stopped_for_a_while_go_on(self):
-        stop_running(self.control.gateway)
-        for source in (2, 3):
-            self.take_at_north(1, source)
-        stop_running(self.broker.process)
-        self.take_at_north(1, 4)
-        self.broker.process.send_signal(signal.SIGCONT)
-        self.control.gateway.send_signal(signal.SIGCONT)
-        self.wait_for_takes([(1, 2), (1, 3), (1, 4)])
-
-    def test_stream_that_is_gone_is_made_anew_and_doubles_nothing(self):
-        self.take_at_north(1, 2)
-        self.wait_for_takes([(1, 2)])
-        client = BrokerClient(self.broker)
-        self.addCleanup(client.close)
-        self.assertTrue(ask_stream(client, "DELETE").get("success"))
-        self.take_at_north(1, 3)
-        self.wait_for_takes([(1, 2), (1, 3)])
-        self.expect_same_histories()
-
-    def test_entries_that_come_twice_are_read_once(self):
-        self.take_at_north(1, 2)
-        self.wait_for_takes([(1, 2)])
-        client = BrokerClient(self.broker)
-        self.addCleanup(client.close)
-        state = ask_stream(client, "INFO")["state"]
-        before = [self.identity(entry) for entry in self.read_at_control()]
-        sent = []
-        client.listen("vr.north.history")
-        for number in range(state["first_seq"], state["last_seq"] + 1):
-            sent.append(ask_stream(client, "MSG.GET", {"seq": number})["message"]["data"])
-        for text in sent:  # without an id: the broker takes each for a new one
-            client.say("vr.north.history", base64.b64decode(text))
-        wait_until("all is read", lambda: self.figure(self.control, "vrdx_history_read_total") >= 2 * len(sent))
-        self.take_at_north(1, 3)
-        self.wait_for_takes([(1, 2), (1, 3)])
-        after = [self.identity(entry) for entry in self.read_at_control()]
-        self.assertEqual(after[-len(before) :], before)
-        self.assertEqual(len(after), len(set(after)))
-
-    def test_entry_that_cannot_be_read_becomes_a_gap(self):
-        self.take_at_north(1, 2)
-        self.wait_for_takes([(1, 2)])
-        client = BrokerClient(self.broker)
-        self.addCleanup(client.close)
-        for message in (b"{", {"v": 2, "new": True}, {"v": 1, "epoch": "x"}):
-            client.say("vr.north.history", message)
-        self.take_at_north(1, 3)
-        self.wait_for_takes([(1, 2), (1, 3)])
-        gaps = [entry["reason"] for entry in self.entries(self.control) if entry["kind"] == "gap"]
-        self.assertEqual(sum("cannot be read" in reason for reason in gaps), 2, gaps)
-        self.assertEqual(sum("version 2" in reason for reason in gaps), 1, gaps)
-        self.assertIn("the history of site north is written in version 2", self.control.errors())
-
-
-class HistoriesWithoutRoom(Histories):
-    """The broker's disk takes nothing more at some point."""
-
-    def make_broker(self):
-        broker = super().make_broker()
-        client = BrokerClient(broker)
-        self.addCleanup(client.close)
-        made = ask_stream(client, "CREATE", {**self.stream, "max_bytes": 3000})
-        self.assertNotIn("error", made)
-        self.client = client
-        return broker
-
-    stream = {
-        "name": STREAM, "subjects": ["vr.*.history"], "retention": "limits", "storage": "file", "discard": "new",
-        "max_consumers": -1, "max_msgs": -1, "max_age": 0, "num_replicas": 1,
-    }  # fmt: skip
-
-    def test_full_stream_is_told_and_harms_no_take(self):
-        wanted = []
-        while self.ready(self.north)["status"] == "ready":
-            wanted.append((1, len(wanted) % 8 + 1))
-            self.take_at_north(*wanted[-1])
-        self.wait_for_degraded(self.north, "maximum bytes")
-        for source in (7, 8):
-            self.control.take_until_confirmed("north:studio", 2, source)
-        self.assertGreaterEqual(self.figure(self.north, "vrdx_history_unsent"), 1)
-        self.assertNotIn("error", ask_stream(self.client, "UPDATE", {**self.stream, "max_bytes": 10000000}))
-        self.wait_for_ready(self.north)
-        self.expect_same_histories()
-        self.assertEqual([take for take in self.takes_read() if take[0] == 1], wanted)
-
-
-class HistoriesWithoutDisk(Histories):
-    """The broker's process may write no file beyond some size."""
-
-    def test_disk_that_takes_nothing_is_told_and_harms_no_take(self):
-        self.take_at_north(1, 2)
-        self.wait_for_takes([(1, 2)])
-        resource.prlimit(self.broker.process.pid, resource.RLIMIT_FSIZE, (1, resource.RLIM_INFINITY))
-        turn = 0
-        while self.ready(self.north)["status"] == "ready":
-            turn += 1
-            self.take_at_north(1, turn % 8 + 1)
-        self.control.take_until_confirmed("north:studio", 2, 8)
-        self.expect_sources(self.control, "north:studio", 2, 8)
-        resource.prlimit(self.broker.process.pid, resource.RLIMIT_FSIZE, (resource.RLIM_INFINITY, resource.RLIM_INFINITY))
-        self.broker.kill()
-        self.broker.start()
-        self.wait_for_ready(self.north)
-        self.expect_same_histories()
-
-
 class NoStreams(sites_fixture.SitesTest):
     def test_broker_without_streams_is_told(self):
         east = self.add_site("east", (), further='history = true\n[[peer]]\nsite = "north"\nhistory = true\n')
@@ -298,20 +76,10 @@ class NoStreams(sites_fixture.SitesTest):
         self.assertRegex(east.errors(), "the history is not exchanged with other sites: .*keeps no streams")
 
 
-class HistoriesWithRights(Histories):
+class HistoriesWithRights(Histories, rights_test.SitesWithRights):
     """With the rights of docs/federation.md."""
 
-    broker_configuration = rights_test.documented("nats")
-
-    def add_site(self, name, peers, items=None, further=""):
-        user = self.broker.folder / f"user-{name}"
-        user.write_text(f"{name}\nPASSWORD-OF-{name.upper()}\n", encoding="utf-8")
-        return super().add_site(name, peers, items, f'credentials = "{user}"\n{further}')
-
-    def client(self, user):
-        client = BrokerClient(self.broker, user, f"PASSWORD-OF-{user.upper()}")
-        self.addCleanup(client.close)
-        return client
+    broker_configuration = rights_test.SitesWithRights.broker_configuration
 
     def test_histories_go_on_with_these_rights(self):
         self.take_at_north(1, 3)
@@ -331,12 +99,22 @@ class HistoriesWithRights(Histories):
 
     def test_site_reads_and_changes_no_stream_without_a_right(self):
         client = self.client("north")
-        for what in ("INFO", "CREATE", "UPDATE", "DELETE", "PURGE", "MSG.GET", "MSG.DELETE", "RESTORE", "SNAPSHOT"):
+        for what in ("CREATE", "UPDATE", "DELETE", "PURGE", "MSG.GET", "MSG.DELETE", "RESTORE", "SNAPSHOT"):
             client.errors.clear()
             client.say(f"$JS.API.STREAM.{what}.{STREAM}", {})
             client.send(b"PING\r\n")
             client.wait_for_pong()
             self.assertEqual(len(client.errors), 1, what)
+
+
+class HistoriesThroughALeafNode(Histories, rights_test.SitesAtALeafNode):
+    broker_configuration = rights_test.SitesAtALeafNode.broker_configuration
+
+    def test_histories_go_through_it(self):
+        self.take_at_north(1, 3)
+        self.wait_for_takes([(1, 3)])
+        for site in (self.north, self.control):
+            self.wait_for_ready(site)
 
 
 if __name__ == "__main__":

@@ -1,3 +1,4 @@
+#include "gateway/sites/asked_stream.h"
 #include "gateway/sites/history_message.h"
 #include "gateway/sites/stream_texts.h"
 
@@ -95,11 +96,14 @@ TEST(HistoryMessage, SubjectNamesTheSite) {
 }
 
 TEST(StreamTexts, AnswersOfTheBrokerAreTold) {
-    EXPECT_EQ(read_stored(R"({"stream":"VR_AUDIT","seq":5})").problem, "");
+    const stored_entry stored = read_stored(R"({"stream":"VR_AUDIT","seq":5})");
+    EXPECT_EQ(std::tie(stored.said.problem, stored.sequence, stored.was_there),
+              std::make_tuple("", 5U, false));
+    EXPECT_TRUE(read_stored(R"({"stream":"VR_AUDIT","seq":5,"duplicate":true})").was_there);
     EXPECT_EQ(read_stored(R"({"error":{"code":503,"err_code":10077,"description":"maximum bytes exceeded"}})")
-                  .problem,
+                  .said.problem,
               "the broker says: maximum bytes exceeded");
-    EXPECT_NE(read_stored("").problem, "");
+    EXPECT_NE(read_stored("").said.problem, "");
     EXPECT_TRUE(
         read_stream_state(R"({"error":{"err_code":10059,"description":"stream not found"}})").said.no_stream);
     const stream_state state =
@@ -110,4 +114,28 @@ TEST(StreamTexts, AnswersOfTheBrokerAreTold) {
         read_stream_message(R"({"message":{"subject":"vr.north.history","seq":9,"data":"eyJ2IjoxfQ=="}})");
     EXPECT_EQ(message.data, R"({"v":1})");
     EXPECT_EQ(message.subject, "vr.north.history");
+}
+
+TEST(AskedStream, KnowsAStreamThatWasMadeAnewOrHasLostAll) {
+    const auto state = [](const std::string& created, std::uint64_t first, std::uint64_t last,
+                          const std::string& first_time) {
+        stream_state now;
+        now.created = created;
+        now.first = first;
+        now.last = last;
+        now.messages = last + 1 - first;
+        now.first_time = first_time;
+        return now;
+    };
+    const stream_mark mark = mark_of_text(mark_text(mark_of(state("monday", 5, 9, "noon"))));
+    EXPECT_TRUE(is_same_stream(mark, state("monday", 5, 12, "noon")));
+    EXPECT_TRUE(is_same_stream(mark, state("monday", 6, 12, "one"))) << "the oldest went";
+    EXPECT_FALSE(is_same_stream(mark, state("tuesday", 5, 12, "noon")));
+    EXPECT_FALSE(is_same_stream(mark, state("monday", 1, 12, "noon")));
+    EXPECT_FALSE(is_same_stream(mark, state("monday", 5, 12, "evening"))) << "the same, begun anew";
+    EXPECT_FALSE(is_same_stream({}, state("monday", 5, 9, "noon")));
+    const stream_mark empty = mark_of_text(mark_text(mark_of(state("monday", 1, 0, "never"))));
+    EXPECT_TRUE(is_same_stream(empty, state("monday", 1, 1, "noon")));
+    EXPECT_TRUE(is_same_stream(mark_of_text("monday"), state("monday", 5, 9, "noon")))
+        << "as it was kept before";
 }

@@ -17,7 +17,7 @@ def documented(name):
     return re.sub(r'store_dir: "[^"]*"', 'store_dir: "FOLDER/streams"', re.sub(r"^listen: .*\n", "", block))
 
 
-class BrokerRights(sites_fixture.SitesTest):
+class SitesWithRights(sites_fixture.SitesTest):
     broker_configuration = documented("nats")
 
     def add_site(self, name, peers, items=None, further=""):
@@ -30,6 +30,8 @@ class BrokerRights(sites_fixture.SitesTest):
         self.addCleanup(client.close)
         return client
 
+
+class BrokerRights(SitesWithRights):
     def test_sites_see_and_take_with_these_rights(self):
         self.control.take_until_confirmed("north:studio", 1, 3)
         self.expect_sources(self.control, "north:studio", 1, 3)
@@ -73,11 +75,11 @@ class BrokerRights(sites_fixture.SitesTest):
         self.assertEqual(site.get("/healthz").status, 200)
 
 
-class LeafNodes(BrokerRights):
+class SitesAtALeafNode(SitesWithRights):
     """The site north has a broker of its own, a leaf node of the one in the middle."""
 
     broker_configuration = documented("nats").replace(
-        '"vr.north.history"]', '"vr.north.history", "vi.>"]'
+        '"vr.north.history"', '"vr.north.history", "vi.>", "$JS.vrdx.API.STREAM.INFO.VR_AUDIT"'
     ) + documented("leaf-middle").replace("0.0.0.0:7422", "127.0.0.1:-1")
 
     def add_site(self, name, peers, items=None, further=""):
@@ -92,6 +94,8 @@ class LeafNodes(BrokerRights):
         finally:
             self.broker = middle
 
+
+class LeafNodes(SitesAtALeafNode, BrokerRights):
     def test_middle_lets_nothing_through_that_the_site_may_not_say(self):
         at_leaf = BrokerClient(self.leaf, "north", "PASSWORD-OF-NORTH")
         self.addCleanup(at_leaf.close)

@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import shutil
 import signal
 import subprocess
 import sys
@@ -68,6 +69,12 @@ class Broker:
     def kill(self):
         self.process.kill()
         self.process.wait()
+
+    def start_empty(self):
+        """Killed, and started anew without what its streams kept."""
+        self.kill()
+        shutil.rmtree(self.folder / "streams")
+        self.start()
 
     def close(self):
         self.kill()

@@ -170,7 +170,14 @@ class Disturber(threading.Thread):
         if not broker.has_disk:
             return None
         broker.fill_disk()
-        return broker.free_disk
+
+        def mend():
+            """Its streams may stand still when they met a full disk, until it is started anew."""
+            broker.free_disk()
+            broker.kill()
+            broker.start()
+
+        return mend
 
     def _moved_clock(self, target):
         """The day goes an hour forth or back. Forth the machine slept, too, so that its other clock goes on."""

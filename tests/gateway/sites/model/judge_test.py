@@ -145,17 +145,16 @@ class HistoriesThatWereHandedOn(unittest.TestCase):
     own = [(1, 2, "confirmed", ("e", 1)), (1, 3, "confirmed", ("e", 2))]
 
     def test_whole_one(self):
-        self.assertEqual(handed_on_violations(self.own, self.own, False, "a:r1 at b"), [])
+        self.assertEqual(handed_on_violations(self.own, self.own, "a:r1 at b"), [])
 
-    def test_missing_one_is_found_unless_a_gap_tells_it(self):
-        self.assertEqual(len(handed_on_violations(self.own, self.own[:1], False, "a:r1 at b")), 1)
-        self.assertEqual(handed_on_violations(self.own, self.own[:1], True, "a:r1 at b"), [])
+    def test_missing_one_is_found(self):
+        self.assertEqual(len(handed_on_violations(self.own, self.own[:1], "a:r1 at b")), 1)
 
     def test_one_that_came_twice(self):
-        self.assertTrue(handed_on_violations(self.own, self.own + self.own[:1], True, "a:r1 at b"))
+        self.assertTrue(handed_on_violations(self.own, self.own + self.own[:1], "a:r1 at b"))
 
     def test_one_that_the_owner_never_had(self):
-        self.assertEqual(len(handed_on_violations(self.own[:1], self.own, True, "a:r1 at b")), 1)
+        self.assertEqual(len(handed_on_violations(self.own[:1], self.own, "a:r1 at b")), 1)
 
 
 class JudgedPictures(unittest.TestCase):

@@ -76,7 +76,7 @@ def site_user(site):
 
 
 class Broker(Program):
-    histories = False  # it keeps the stream by which sites hand their histories on
+    histories = True  # it keeps the stream by which sites hand their histories on
 
     def __init__(self, name, folder, network, sites, may_mount):
         super().__init__(name, folder)

@@ -74,7 +74,7 @@ class Run:
     def look(self):
         takes = [take for thread in [*self.askers, *self.players, self.last] for take in thread.takes]
         found = self.world.picture_violations() + self.world.history_violations(takes)
-        if self.world.size.histories:
+        if self.world.histories:
             found += self.world.handed_on_violations()
         done = self.world.done()
         self.judge = Judge(takes, done, self.disturber.faults, self.locker.locks)
