@@ -52,7 +52,7 @@ public:
 
     // Whatever reads from now on for longer than `ms` is stopped, and fails. 0: nothing is.
     void stop_after(std::uint64_t ms);
-    // The last problem was that.
+    // True when the last problem was that time limit.
     bool was_stopped() const {
         return was_stopped_;
     }
@@ -68,7 +68,7 @@ public:
     // this returns true. Other writers are kept out from its beginning.
     bool transaction(const std::function<bool()>& steps, std::string* problem);
 
-    // The first number of the first row; nothing changes it when there is none.
+    // The first number of the first row; *value stays as it was when there is no row.
     bool number(const char* sql, std::int64_t* value, std::string* problem);
 
     // The last problem since forget_busy() was that another program writes.

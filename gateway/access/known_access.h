@@ -27,8 +27,8 @@ struct known_access {
     std::set<std::string> ended;
     // Hashes of kept sessions that were used and were prolonged more than a day ago.
     std::set<std::string> used;
-    std::uint64_t busy_looks = 0;   // without another in between
-    std::uint64_t failed_looks = 0; // with a write that failed before; each so many of them it is tried
+    std::uint64_t busy_looks = 0;   // looks in a row that found the file busy
+    std::uint64_t failed_looks = 0; // looks since a write failed; after every so many it is tried again
 };
 
 // Reads all anew and notes in `news` what is gone. False and a sentence in *problem, with all as it was, when

@@ -16,7 +16,7 @@ class access_store;
 
 enum class lock_state {
     protect, // the owner alone takes
-    lock,    // nobody takes, the owner neither
+    lock,    // nobody takes, not even the owner
 };
 
 enum class lock_order { lock, protect, unlock, force };

@@ -26,7 +26,7 @@ std::string rename_problem(const token& who, std::string_view router, bool outpu
 
 std::string admin_problem(const token& who);
 
-// A token that another one makes may nothing that its maker may not. Who asks without a token makes none: it
+// A token gives a new one no right that it does not have itself. Who asks without a token makes none: it
 // would outlive the configuration that let him.
 std::string grant_problem(const token& who, const token& wish);
 

@@ -1,4 +1,4 @@
-// The way of a database from each earlier version to the newest, by numbered steps.
+// Numbered steps that bring a database of any earlier version to the newest one.
 #pragma once
 
 #include "database.h"

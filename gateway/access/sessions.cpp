@@ -144,7 +144,7 @@ bool access_store::prolong_used_sessions(std::int64_t now, std::string* problem)
     return true;
 }
 
-// Behind their end: it must not wait for a disk that takes nothing.
+// Behind their end: it must not wait for a disk that cannot be written.
 bool access_store::write_ended(std::string* problem) {
     if (known_->ended.empty())
         return true;

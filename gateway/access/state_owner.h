@@ -11,7 +11,7 @@ namespace gateway {
 // system refuses.
 bool act_as_owner_of(const std::string& directory, std::string* problem);
 
-// As whoever called the program again.
+// Acts again as the user who started the program.
 void act_as_caller();
 
 } // namespace gateway

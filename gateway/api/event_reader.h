@@ -89,7 +89,7 @@ private:
     bool once_first_ = false;                                       // they and the rest are told by turns
     std::map<std::string, std::uint64_t> lost_;                     // takes, by router
     std::map<std::string, untold, std::less<>> untold_;             // by router
-    std::string told_last_;                                         // routers in untold_ take turns, too
+    std::string told_last_; // routers in untold_ are told by turns, too
     std::size_t untold_numbers_ = 0;
     std::size_t merged_bytes_ = 0; // of the text that was merged last
     shared_text alive_;

@@ -18,7 +18,7 @@ shared_text router_text(const std::string& name, const shown_router* router);
 
 shared_text take_text(const shown_router& router, const vrdx::take_record& record);
 
-// So many takes were decided and are not told.
+// How many takes were decided that this reader was not told of.
 shared_text lost_text(const std::string& router, std::uint64_t takes);
 
 shared_text alive_text(std::uint64_t ms_since_1970);

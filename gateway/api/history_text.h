@@ -14,7 +14,7 @@ json entry_json(const history_entry& entry);
 // {"history": [...]}, in the order of the entries.
 std::string history_json_text(const std::vector<history_entry>& entries);
 
-// A line of names, then a line for each entry. A text that a spreadsheet would take for a formula gets an
+// A line of names, then a line for each entry. A text that a spreadsheet would read as a formula gets an
 // apostrophe in front.
 std::string history_csv_text(const std::vector<history_entry>& entries);
 

@@ -141,10 +141,6 @@ bool read_side(const side& of, const json& body, json* read, std::string* proble
 
 } // namespace
 
-std::span<const char* const> layout_colours() {
-    return colours;
-}
-
 std::optional<json> read_layout(const json& body, std::string* problem) {
     *problem = members_problem(body, {"inputs", "outputs"});
     if (!problem->empty())

@@ -4,12 +4,8 @@
 #include "json_reply.h"
 
 #include <optional>
-#include <span>
 
 namespace gateway {
-
-// The colours that the panel has a stripe for, each with a pattern of its own.
-std::span<const char* const> layout_colours();
 
 // The layout of that body, with all its members. Nothing and a sentence in *problem when the body asks for
 // nothing that is possible.

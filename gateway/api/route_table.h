@@ -19,7 +19,7 @@ struct route {
     const char* path; // {router} and {number} stand for one part each
     role least;       // role::none: public
     const char* summary;
-    const char* request_schema; // "" when no body is taken
+    const char* request_schema; // "" when no body is read
     std::size_t body_limit;
     std::vector<documented_reply> replies;
     handler handle;

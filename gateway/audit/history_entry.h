@@ -51,7 +51,7 @@ struct history_entry {
     std::int64_t site_number = 0; // 0 or less: none
 };
 
-// Whose room in the file an entry takes.
+// Which part of the file's room an entry counts against.
 enum class entry_share { common, logins, refusals };
 
 // From here on the driver's record can be read: takes from number `first` on follow. What lies between what

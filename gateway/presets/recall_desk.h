@@ -1,8 +1,8 @@
 // Recalls presets, and undoes it.
 //
-// A recall is a take on each of its routers, within the rights of who recalls and beside the locks. Undone is
-// the last recall of a preset, where outputs still show what it brought: what somebody has taken since,
-// stays. What an undo needs is kept on the disk.
+// A recall is a take on each of its routers, within the rights of who recalls and beside the locks. An undo
+// is of the last recall of a preset, on the outputs that still show what it brought: what somebody has taken
+// since, stays. What an undo needs is kept on the disk.
 #pragma once
 
 #include "gateway/presets/recall_store.h"

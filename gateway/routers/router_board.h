@@ -37,8 +37,8 @@ public:
     // unavailable. Routers stay as they were shown last; takes are unavailable from then on.
     void stop();
 
-    // From now on these are found, listed and taken on as well; a router of this host goes before one of the
-    // same name. Null: no longer. They outlive the board, or leave it.
+    // From now on these are found and listed as well, and takes reach them; a router of this host goes before
+    // one of the same name. Null: no longer. They outlive the board, or leave it.
     void join(other_routers* others);
     // Tells the listeners of one of them. Its version is one of next_version(), when anything of it changed.
     void tell(const router_news& news);
@@ -88,7 +88,8 @@ public:
 
     // Asks the drivers of all routers of this host whose picture is true for their figures. `done` is called
     // once, from the loop and not before this returns: when each of them has answered, or its connection
-    // ended. One that is silent may take until it is shown as stale, so whoever waits sets an end of its own.
+    // ended. One that is silent may be waited for until it is shown as stale, so whoever waits sets an end of
+    // its own.
     void ask_figures(std::function<void()> done);
 
     // Requests of all lanes that have no ending yet.

@@ -6,7 +6,7 @@
 
 namespace gateway {
 
-// Each returns what is wrong with the value; "" when it was taken over.
+// Each returns what is wrong with the value; "" when it was stored.
 std::string read_site(const toml::node& node, settings* values);
 std::string read_servers(const toml::node& node, settings* values);
 std::string read_credentials(const toml::node& node, settings* values);

@@ -9,7 +9,7 @@
 namespace gateway {
 namespace {
 
-// What is wrong with a value: nothing when it was taken over.
+// What is wrong with a value: nothing when it was stored.
 using reader = std::string (*)(const toml::node& value, videohub_settings* server);
 
 struct known_key {

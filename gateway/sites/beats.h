@@ -1,8 +1,8 @@
 // Beats: how the owner of a router knows that a take was asked for just now.
 //
 // A site says its beat twice a second: its own clock, and which run of its gateway it is. Who asks it for a
-// take gives the newest beat back that he has heard. What lay somewhere on the way, in a stopped process, a
-// half-open connection, a broker that stood still, comes back with an old one and does nothing.
+// take gives the newest beat back that he has heard. A take that lay somewhere on the way, in a stopped
+// process, a half-open connection or a broker that stood still, comes with an old one and is refused.
 #pragma once
 
 #include "boot_ms.h"

@@ -17,7 +17,7 @@ std::string history_subject(std::string_view site);
 // Nothing for any other subject.
 std::optional<std::string> site_of_history_subject(std::string_view subject);
 
-// What no two entries of all sites have in common.
+// An id that no other entry of any site has.
 std::string history_message_id(std::string_view site, const history_entry& entry);
 
 struct history_message {

@@ -31,7 +31,7 @@ struct output_answer {
     std::optional<vrdx::level_sources> sources; // of "shows": what the router shows instead
 };
 
-// That of an output that the driver answered.
+// The answer for an output, made from the driver's.
 output_answer answer_of(int output, const vrdx::take_result& said);
 
 struct takes_answer {

@@ -1,4 +1,4 @@
-// The clocks of the tests that need to pass an hour in no time: what monotonic_us() and boot_ms() answer.
+// Clocks that a test sets, so that an hour passes at once: what monotonic_us() and boot_ms() answer.
 #pragma once
 
 #include <cstdint>

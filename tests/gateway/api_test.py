@@ -322,11 +322,6 @@ class Rights(DescribedTest):
         self.wait_for_up("studio")
         self.wait_for_up("archive")
 
-    def known_token(self, name, role, *limits):
-        text = self.add_token(name, role, *limits)
-        wait_until("the token is known", lambda: self.get("/api/v1/routers", token=text).status == 200)
-        return text
-
     def test_without_a_token_only_public_paths_answer(self):
         for path in ("/", "/healthz", "/readyz"):
             self.assertEqual(self.get(path, token=None).status, 200)

@@ -3,10 +3,10 @@
 import json
 import signal
 import socket
-import struct
 
 from api_test import DescribedTest
 from gateway_fixture import main, simulated, wait_until
+from packet_codec import ARGUMENT, END, packet
 from websocket_client import BINARY, CLOSE, CONTINUATION, PING, PONG, TEXT, Closed, Refused
 
 
@@ -153,10 +153,9 @@ class Events(EventsCase):
 
     def route_beside_the_gateway(self, take):
         """As any program of this machine can ask the driver."""
-        body = b"C" + struct.pack(">I", 5) + b"route" + b"A" + struct.pack(">I", len(take)) + take.encode() + b"E"
         with socket.socket(socket.AF_UNIX) as driver:
             driver.connect(str(self.folder / "run" / "studio.sock"))
-            driver.sendall(b"TVX4" + struct.pack(">HHIQ", 1, 0, len(body), 0) + body)
+            driver.sendall(packet("route", (ARGUMENT, take), (END,)))
             self.assertTrue(driver.recv(4096))
 
     def test_driver_that_ends_and_comes_again_is_told(self):

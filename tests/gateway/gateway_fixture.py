@@ -148,6 +148,12 @@ class GatewayTest(unittest.TestCase):
 
     # --- asking ---
 
+    def known_token(self, name, role, *limits):
+        """The text of a new token that the running gateway has read."""
+        token = self.add_token(name, role, *limits)
+        wait_until("the token is known", lambda: self.get("/api/v1/routers", token=token).status == 200)
+        return token
+
     def ask(self, method, path, body=None, token="", headers=None, connection=None):
         """`body`: an object, or text as it is. `token`: the boss's unless another one, or None for none."""
         sent = {}

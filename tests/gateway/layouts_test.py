@@ -31,11 +31,6 @@ class LayoutTest(DescribedTest):
     def path(self, router="studio", query=""):
         return f"/api/v1/routers/{router}/layout{query}"
 
-    def known_token(self, name, role, *limits):
-        token = self.add_token(name, role, *limits)
-        wait_until("the token is known", lambda: self.get("/api/v1/routers", token=token).status == 200)
-        return token
-
     def put(self, body, token="", router="studio", query="", **further):
         return self.ask("PUT", self.path(router, query), body, token, **further)
 

@@ -54,11 +54,6 @@ class PresetTest(DescribedTest):
 
         wait_until(f"{router} {output} shows {wanted}", shown)
 
-    def known_token(self, name, role, *limits):
-        token = self.add_token(name, role, *limits)
-        wait_until("the token is known", lambda: self.get("/api/v1/routers", token=token).status == 200)
-        return token
-
 
 TWO_ROUTERS = [
     {"router": "studio", "output": 1, "input": 7},

@@ -1,4 +1,4 @@
-// Well-behaved clients at work, each on its own thread, and how long their requests took.
+// Well-behaved clients at work, each on its own thread, and how long their requests lasted.
 #pragma once
 
 #include "monotonic_us.h"

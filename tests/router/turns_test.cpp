@@ -1,3 +1,4 @@
+#include "turns.h"
 #include "waiting_clients.h"
 
 #include <algorithm>
@@ -32,6 +33,19 @@ protected:
         return count;
     }
 };
+
+// --- how many messages a batch has -------------------------------------------------------------------------
+
+TEST_F(Turns, SalvoThatFitsExactlyIsOneMessage) {
+    waiting_batch salvo;
+    salvo.salvo = true;
+    salvo.commands.resize(salvo_commands);
+    EXPECT_EQ(batch_messages(salvo), 1U);
+    EXPECT_EQ(commands_in(salvo, 1), salvo_commands);
+    salvo.commands.emplace_back();
+    EXPECT_EQ(batch_messages(salvo), 2U);
+    EXPECT_EQ(commands_in(salvo, 2), salvo_commands + 1);
+}
 
 // --- how many wait -----------------------------------------------------------------------------------------
 

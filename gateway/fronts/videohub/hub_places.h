@@ -20,7 +20,7 @@ public:
         ++by_address_[address];
         ++taken_;
     }
-    // One that was taken by that address.
+    // One that is held by that address.
     void give_back(const std::string& address) {
         const auto found = by_address_.find(address);
         if (found == by_address_.end())

@@ -10,11 +10,11 @@ import pwd
 import signal
 import socket
 import sqlite3
-import struct
 import sys
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent))
 from gateway_fixture import GatewayTest, main, simulated, wait_until  # noqa: E402
+from packet_codec import ARGUMENT, END, ENTRY, packet  # noqa: E402
 
 OWN_NAME = pwd.getpwuid(os.getuid()).pw_name
 
@@ -45,22 +45,11 @@ class HistoryCase(GatewayTest):
 
     def take_at_the_driver(self, arguments, by, router="studio"):
         """As a client of the driver's own socket."""
-        body = self.item(b"C", b"take")
-        for argument in arguments:
-            body += self.item(b"A", argument.encode())
-        body += b"E" + self.entry(b"id", b"1") + self.entry(b"by", by.encode())
+        words = [(ARGUMENT, each) for each in arguments]
         with socket.socket(socket.AF_UNIX) as connection:
             connection.connect(str(self.folder / "run" / f"{router}.sock"))
-            connection.sendall(b"TVX4" + struct.pack(">HHIQ", 1, 0, len(body), 0) + body)
+            connection.sendall(packet("take", *words, (END,), (ENTRY, "id", "1"), (ENTRY, "by", by)))
             self.assertEqual(connection.recv(4, socket.MSG_WAITALL), b"TVX4")
-
-    @staticmethod
-    def item(kind, text):
-        return kind + struct.pack(">I", len(text)) + text
-
-    @classmethod
-    def entry(cls, name, value):
-        return cls.item(b"N", name) + struct.pack(">I", len(value)) + value
 
 
 class WhoDidWhat(HistoryCase):
