@@ -11,9 +11,10 @@ namespace {
 
 using kind = decltype(take_ending::kind);
 
-std::uint64_t answer_deadline(unsigned within_ms) {
+// How long the answer of such an order is waited for.
+std::uint64_t patience_us(unsigned within_ms) {
     const std::uint64_t within = within_ms != 0 ? within_ms : vrdx::take_within_usual_ms;
-    return monotonic_us() + within * 1000 + late_answer_us;
+    return within * 1000 + late_answer_us;
 }
 
 std::vector<int> outputs_of(const vrdx::take_order& order) {
@@ -29,8 +30,9 @@ std::vector<int> outputs_of(const vrdx::take_order& order) {
 lane_request take_lane_request(vrdx::take_order order, take_done done) {
     lane_request request;
     request.outputs = outputs_of(order);
-    request.deadline = answer_deadline(order.within_ms);
-    const std::uint64_t answered_by = boot_ms() + (request.deadline - monotonic_us()) / 1000;
+    const std::uint64_t patience = patience_us(order.within_ms);
+    const std::uint64_t answered_by = boot_ms() + patience / 1000; // read first: never behind the deadline
+    request.deadline = monotonic_us() + patience;
     order.until_ms = order.until_ms == 0 ? answered_by : std::min(order.until_ms, answered_by);
     request.order = std::move(order);
     request.done = std::move(done);

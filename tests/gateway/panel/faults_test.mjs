@@ -43,7 +43,7 @@ test("a lost gateway is a banner with its age; takes are refused at once; all is
   assert.match(await page.textContent("vrdx-selected"), /nothing was sent/);
   assert.deepEqual(takes, []);
   assert.equal((await page.locator(input(3)).boundingBox()).y, top, "nothing moves under the finger");
-  await page.waitForFunction(() => /for [2-9] s/.test(document.querySelector('[role="alert"]').textContent));
+  await page.waitForFunction(() => /for [2-9] s/.test(document.querySelector('[role="alert"]')?.textContent));
   assert.equal(rig.routectl("studio", "route", "2=12").status, 0);
   await rig.startGateway(port);
   await page.waitForSelector(alert, { state: "hidden" });
@@ -81,7 +81,7 @@ test("a killed driver leaves the last picture as stale, with the reason, until i
   assert.equal(await mark(page, 2, "data-source"), "12");
   assert.equal(await page.getAttribute(input(3), "aria-disabled"), "true");
   await page.waitForSelector(".banner.away:visible");
-  await page.waitForFunction(() => /for \d+ s/.test(document.querySelector(".banner.away").textContent));
+  await page.waitForFunction(() => /for \d+ s/.test(document.querySelector(".banner.away")?.textContent));
   const age = () => page.evaluate(() => Number(/for (\d+) s/.exec(document.querySelector(".banner.away").textContent)?.[1] ?? -1));
   const before = await waitFor("an age of two seconds", async () => (await age()) >= 2 && (await age()));
   await page.reload();

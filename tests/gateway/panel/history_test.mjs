@@ -36,7 +36,7 @@ async function lineWith(page, ...words) {
 
 async function open(query = "", token = admin, options = {}) {
   const page = await panels.logIn(rig, token, "/history" + query, options);
-  await page.waitForFunction(() => document.querySelector("main [role=status]").textContent !== "");
+  await page.waitForFunction(() => document.querySelector("main [role=status]")?.textContent);
   return page;
 }
 
@@ -252,7 +252,7 @@ test("it is found from the pages of a router, and comes back after a login", asy
   await page.click(".menu");
   await page.click("dialog >> text=History");
   await page.waitForURL("**/history?router=studio*");
-  await page.waitForFunction(() => document.querySelector("[name=router]").value === "studio");
+  await page.waitForFunction(() => document.querySelector("[name=router]")?.value === "studio");
   await page.click("nav >> text=Routers");
   await page.click("nav >> text=History");
   await page.waitForSelector(".lines li");

@@ -95,7 +95,7 @@ test("the crosshair follows the mouse, and names stay when one scrolls", async (
   assert.deepEqual([left, top], [1, 1], "behind the border of the field");
   const place = await crosspoint(page, row, column);
   await page.mouse.move(...place);
-  await page.waitForFunction(([wanted]) => document.querySelector(".at").textContent.startsWith(wanted), [`Destination ${row} Output ${row}, source ${column} `]);
+  await page.waitForFunction(([wanted]) => document.querySelector(".at")?.textContent.startsWith(wanted), [`Destination ${row} Output ${row}, source ${column} `]);
   const hairs = await page.evaluate(([x, y]) => [...document.querySelectorAll(".hair")].map((each) => each.getBoundingClientRect())
     .map((box) => box.left <= x && x <= box.right && box.top <= y && y <= box.bottom), place);
   assert.deepEqual(hairs, [true, true]);
@@ -107,7 +107,7 @@ test("a finger goes there first, and takes with the next touch", async () => {
   const place = await crosspoint(page, 6, 3), sent = [];
   page.on("request", (request) => request.method() === "POST" && sent.push(request.url()));
   await page.touchscreen.tap(...place);
-  await page.waitForFunction(() => document.querySelector('[data-output="6"]').getAttribute("aria-pressed") === "true");
+  await page.waitForFunction(() => document.querySelector('[data-output="6"]')?.getAttribute("aria-pressed") === "true");
   assert.deepEqual(sent, []);
   await page.touchscreen.tap(...place);
   await waitForMark(page, 6, "data-source", 3);

@@ -40,7 +40,7 @@ async function source(router, output) {
   return (await rig.ask(keeper, "GET", `/api/v1/routers/${router}`)).body.outputs[output - 1].sources;
 }
 
-const said = (page, pattern) => page.waitForFunction((text) => new RegExp(text).test(document.querySelector("section > [role=status]").textContent), pattern.source);
+const said = (page, pattern) => page.waitForFunction((text) => new RegExp(text).test(document.querySelector("section > [role=status]")?.textContent), pattern.source);
 const line = (page, place) => page.locator(".lines li", { hasText: place });
 
 // Waits until the line of this place has this mark and these words.
@@ -206,7 +206,7 @@ test("the press that is sure removes nothing but what was asked about, also wher
   await page.click("section .danger");
   await said(page, /What Asked has will be lost/);
   await choose(page, "Other");
-  await page.waitForFunction(() => document.querySelector("section h2").textContent === "Other");
+  await page.waitForFunction(() => document.querySelector("section h2")?.textContent === "Other");
   await page.click("section .danger");
   await said(page, /What Other has will be lost/);
   await page.click("section .danger");
@@ -224,7 +224,7 @@ test("what comes of a removal does not touch the preset that was chosen meanwhil
   for (const what of ["click", "click"]) await page.locator("section .danger").dispatchEvent(what);
   await waitFor("the removal is on its way", () => go !== null);
   await choose(page, "Staying");
-  await page.waitForFunction(() => document.querySelector("section h2").textContent === "Staying");
+  await page.waitForFunction(() => document.querySelector("section h2")?.textContent === "Staying");
   await go();
   await page.waitForSelector('[data-preset="Leaving"]', { state: "detached" });
   assert.ok(await page.isVisible("section h2 >> text=Staying"));
@@ -237,7 +237,7 @@ test("names of presets are texts, and lead to their preset whatever they hold", 
   const page = await open();
   for (const [at, name] of names.entries()) {
     await choose(page, name);
-    await page.waitForFunction((wanted) => document.querySelector("section h2").textContent === wanted, name);
+    await page.waitForFunction((wanted) => document.querySelector("section h2")?.textContent === wanted, name);
     await page.click("section .primary");
     await said(page, /1 of 1 outputs confirmed/);
     assert.deepEqual(await source("stage", 4), { all: at + 1 });

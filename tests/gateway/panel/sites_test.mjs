@@ -93,7 +93,7 @@ test("a broken link leaves the last picture as stale with its age, refuses at on
   assert.equal(await mark(page, 3, "data-source"), source);
   await page.waitForSelector(".banner.away:visible");
   assert.match(await page.textContent(".banner.away"), /not been heard since 20\d\d-/);
-  await page.waitForFunction(() => /for \d+ s/.test(document.querySelector(".banner.away").textContent));
+  await page.waitForFunction(() => /for \d+ s/.test(document.querySelector(".banner.away")?.textContent));
   await routers.waitForSelector('[data-router="north:studio"][data-router-state="stale"]');
   assert.equal(await page.getAttribute(input(3), "aria-disabled"), "true");
   page.on("request", (request) => request.method() === "POST" && takes.push(request.url()));

@@ -62,20 +62,20 @@ test("an own take that is done says nothing of a later one by somebody else", as
   const page = await open("/panel?router=slow");
   await press(page, 2, 3);
   await waitForMark(page, 2, "data-source", 3);
-  await page.waitForFunction(() => /Confirmed by the router/.test(document.querySelector(".result").textContent));
+  await page.waitForFunction(() => /Confirmed by the router/.test(document.querySelector(".result")?.textContent));
   const taken = take("slow", 2, 5);
   await coming(page, "Input 5");
   assert.equal(await result(page), "waiting for the router");
   assert.equal((await taken).body.results[0].result, "confirmed");
   await waitForMark(page, 2, "data-source", 5);
-  await page.waitForFunction(() => document.querySelector(".result").hidden);
+  await page.waitForFunction(() => document.querySelector(".result")?.hidden);
   await page.context().close();
 });
 
 test("a source that is shown already, pressed again, is nothing to undo", async () => {
   const page = await open("/panel?router=studio"), source = Number(await mark(page, 7, "data-source"));
   await press(page, 7, source);
-  await page.waitForFunction(() => /Confirmed by the router/.test(document.querySelector(".result").textContent));
+  await page.waitForFunction(() => /Confirmed by the router/.test(document.querySelector(".result")?.textContent));
   assert.ok(await page.isDisabled(".undo"));
   await page.context().close();
 });

@@ -84,7 +84,7 @@ test("two browsers see each other's takes", async () => {
   await waitForMark(other, 7, "data-source", 3);
   await press(other, 7, 12);
   await waitForMark(one, 7, "data-source", 12);
-  await one.waitForFunction(() => document.querySelector("vrdx-selected").textContent.includes("gallery"));
+  await one.waitForFunction(() => document.querySelector("vrdx-selected")?.textContent.includes("gallery"));
   await one.context().close();
   await other.context().close();
 });
@@ -97,7 +97,7 @@ test("a refused take says why, where it was pressed", async () => {
   assert.match(await page.textContent(output(5)), /output 5 refuses to switch/);
   assert.equal(await page.getAttribute(input(2), "data-mark"), "refused");
   const all = await panels.logIn(rig, tokens.wall, "/routers");
-  await all.waitForFunction(() => /output 5 refuses to switch/.test(document.querySelector('li[data-router="studio"] .last').textContent));
+  await all.waitForFunction(() => /output 5 refuses to switch/.test(document.querySelector('li[data-router="studio"] .last')?.textContent));
   await all.context().close();
   await page.click("text=Dismiss");
   await waitForMark(page, 5, "data-state", "confirmed");
@@ -235,7 +235,7 @@ test("a locked output that changes all the same raises an alarm", async () => {
   await page.click('[data-lock-choice="lock"]');
   await waitForMark(page, 4, "data-lock", "lock");
   assert.equal(rig.routectl("studio", "route", "4=13").status, 0);
-  await page.waitForFunction(() => /output 4 Preview is locked by desk.*→ 13 Graphics B/s.test(document.querySelector("vrdx-alarms").textContent));
+  await page.waitForFunction(() => /output 4 Preview is locked by desk.*→ 13 Graphics B/s.test(document.querySelector("vrdx-alarms")?.textContent));
   await page.click("vrdx-alarms >> text=Dismiss");
   await page.waitForFunction(() => document.querySelector("vrdx-alarms").childElementCount === 0);
   await page.click(".lock-button");
@@ -271,7 +271,7 @@ test("who may gives names, and they show when the router tells them", async () =
   await page.fill("#name-name", "Lobby <b>screen</b>");
   await page.click("text=Give the name");
   await page.waitForSelector("dialog >> text=6 is called Lobby <b>screen</b> now.");
-  await other.waitForFunction((selector) => document.querySelector(selector).textContent === "Lobby <b>screen</b>", output(6) + " .name");
+  await other.waitForFunction((selector) => document.querySelector(selector)?.textContent === "Lobby <b>screen</b>", output(6) + " .name");
   await page.selectOption("#name-side", "inputs");
   await page.fill("#name-number", "17");
   assert.ok(await page.isDisabled("text=Give the name"));
@@ -279,7 +279,7 @@ test("who may gives names, and they show when the router tells them", async () =
   assert.equal(await page.inputValue("#name-name"), "Line in");
   await page.fill("#name-name", "Radio");
   await page.keyboard.press("Enter");
-  await other.waitForFunction((selector) => document.querySelector(selector).textContent === "Radio", input(16) + " .name");
+  await other.waitForFunction((selector) => document.querySelector(selector)?.textContent === "Radio", input(16) + " .name");
   await other.keyboard.press("e");
   assert.equal(await other.locator("dialog[open]").count(), 0);
   await other.click(".menu");
