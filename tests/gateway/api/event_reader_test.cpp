@@ -3,6 +3,8 @@
 #include "a_router.h"
 #include "gateway/settings/limits.h"
 
+#include <numeric>
+
 namespace gateway {
 namespace {
 
@@ -256,21 +258,35 @@ TEST_F(EventReader, AliveIsToldWhenNothingElseIs) {
     EXPECT_EQ(events[2]["type"], "alive");
 }
 
-TEST(AlarmsAfterARestart, AreToldToWhoeverComesBehindThePictures) {
+namespace {
+
+// Outputs that were locked when they showed input 3, and show something else when their router is first heard
+// of.
+class AlarmsAfterARestart : public testing::Test {
+protected:
     shown_router studio = a_router();
     router_locks locks;
-    locks[2] = {lock_state::lock, 1, "boss", "", 0, {3, 3}};
-    const auto held = [&](std::string_view) { return &locks; };
-    picture_shelf shelf(held);
-    event_hub hub(
-        shelf, held, [&](std::string_view) { return &studio; },
-        [&] { return std::vector<const shown_router*>{&studio}; });
     router_news news;
-    news.router = &studio;
-    news.whole = true;
-    hub.hear(news);
-    const auto who = std::make_shared<token>();
-    who->right = role::view;
+    const std::shared_ptr<token> who = std::make_shared<token>();
+    picture_shelf shelf{[this](std::string_view) { return &locks; }};
+    event_hub hub{shelf, [this](std::string_view) { return &locks; },
+                  [this](std::string_view) { return &studio; },
+                  [this] { return std::vector<const shown_router*>{&studio}; }};
+
+    void begin(const std::vector<int>& locked) {
+        for (const int number : locked)
+            locks[number] = {lock_state::lock, 1, "boss", "", 0, {3, 3}};
+        who->right = role::view;
+        news.router = &studio;
+        news.whole = true;
+        hub.hear(news);
+    }
+};
+
+} // namespace
+
+TEST_F(AlarmsAfterARestart, AreToldToWhoeverComesBehindThePictures) {
+    begin({2});
     for (int times = 0; times < 2; times++) {
         const auto reader = hub.add_reader({who, 0, {}});
         std::vector<std::string> told;
@@ -290,25 +306,14 @@ TEST(AlarmsAfterARestart, AreToldToWhoeverComesBehindThePictures) {
     EXPECT_EQ(alarms, 1U);
 }
 
-TEST(AlarmsAfterARestart, AreAllToldToAReaderThatKeepsUp) {
+TEST_F(AlarmsAfterARestart, AreAllToldToAReaderThatKeepsUp) {
     constexpr int outputs = 600;
     static_assert(outputs > static_cast<int>(event_once_limit));
     static_assert(outputs <= static_cast<int>(alarms_after_restart_limit));
-    shown_router studio = a_router(4, outputs);
-    router_locks locks;
-    for (int number = 1; number <= outputs; number++)
-        locks[number] = {lock_state::lock, 1, "boss", "", 0, {3, 3}};
-    const auto held = [&](std::string_view) { return &locks; };
-    picture_shelf shelf(held);
-    event_hub hub(
-        shelf, held, [&](std::string_view) { return &studio; },
-        [&] { return std::vector<const shown_router*>{&studio}; });
-    router_news news;
-    news.router = &studio;
-    news.whole = true;
-    hub.hear(news);
-    const auto who = std::make_shared<token>();
-    who->right = role::view;
+    studio = a_router(4, outputs);
+    std::vector<int> all(outputs);
+    std::iota(all.begin(), all.end(), 1);
+    begin(all);
     const auto reader = hub.add_reader({who, 0, {}});
     std::map<std::string, int> told;
     while (const shared_text text = reader->next())
