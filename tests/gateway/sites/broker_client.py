@@ -45,6 +45,14 @@ class BrokerClient:
         data = message if isinstance(message, bytes) else json.dumps(message).encode()
         self.send(f"PUB {subject} {reply}{' ' if reply else ''}{len(data)}\r\n".encode() + data + b"\r\n")
 
+    def errors_of(self, subject):
+        """What the broker has against a message there."""
+        self.errors.clear()
+        self.say(subject, {})
+        self.send(b"PING\r\n")
+        self.wait_for_pong()
+        return self.errors
+
     def hear(self):
         """The next message: (subject, reply, data), data as it was sent."""
         while True:
