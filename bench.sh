@@ -105,6 +105,7 @@ case "${1-}" in
     shift
     need_packages "${build_packages[@]}" "${bench_packages[@]}"
     need_peer_commands
+    need_packages chromium
     build vrdx_gateway vrdx_routedriver vrdx_route_simulator
     python3 -B bench/panel/run.py "$PWD/$programs" "$PWD/build/bench/independent_peers" "$@"
     ;;

@@ -39,7 +39,7 @@ run_tests() {
     local preset=$1
     shift
     local per_core=3
-    [ "$preset" = release ] && per_core=4
+    [ "$preset" = release ] && per_core=7
     echo "--- tests, $preset"
     ctest --preset "$preset" -j $((jobs * per_core)) --no-tests=error "$@" | shorten
 }

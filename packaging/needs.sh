@@ -27,13 +27,13 @@ need_packages() {
     rm -f "$log"
 }
 
-# node and npm, which run routers of others in the tests, and chromium, which shows the panel in them. Where there is a
-# node, wherever it comes from, nothing is installed beside it. Nothing else waits for them: without them those tests are
-# left out, and say so.
+# node and npm, which run routers of others in the tests, and chromium without its windows, which shows the panel in
+# them. Where there is a node, wherever it comes from, nothing is installed beside it. Nothing else waits for them:
+# without them those tests are left out, and say so.
 need_peer_commands() {
     command -v node >/dev/null || need_packages nodejs npm ||
         echo "Without node and npm: tests with routers of others are left out." >&2
-    command -v chromium >/dev/null || need_packages chromium ||
+    need_packages chromium-headless-shell || command -v chromium >/dev/null ||
         echo "Without chromium: tests of the panel are left out." >&2
 }
 

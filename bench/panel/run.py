@@ -14,7 +14,7 @@ from panel_test import CannotBeHad, browser_environment  # noqa: E402
 def main():
     os.environ["VRDX_BIN"], os.environ["VRDX_PEERS"] = sys.argv[1], sys.argv[2]
     try:
-        with browser_environment() as environment:
+        with browser_environment("chromium") as environment:
             script = str(HERE / "measure_panel.mjs")
             return subprocess.run(["node", script, *sys.argv[3:]], env=environment, check=False).returncode
     except CannotBeHad as reason:

@@ -5,7 +5,6 @@
 
 namespace {
 
-constexpr std::uint64_t second_us = 1000000;
 
 class AccessCache : public testing::Test {
 protected:

@@ -5,3 +5,5 @@
 
 extern std::uint64_t settable_clock_us;
 extern std::uint64_t settable_boot_ms;
+
+constexpr std::uint64_t second_us = 1000000;

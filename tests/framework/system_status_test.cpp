@@ -11,7 +11,6 @@
 
 namespace {
 
-constexpr std::uint64_t second_us = 1000000;
 
 struct machine {
     bool answers = true;

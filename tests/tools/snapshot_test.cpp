@@ -15,7 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 using json = nlohmann::json;
 
-std::string refusal(const std::string& text) {
+std::string snapshot_refusal(const std::string& text) {
     std::string error;
     EXPECT_FALSE(parse_snapshot(text, &error)) << text;
     EXPECT_FALSE(error.empty());
@@ -69,49 +69,49 @@ TEST(Snapshot, KeepsEveryCrosspoint) {
 TEST(Snapshot, TruncatedAnywhereIsRefused) {
     const std::string text = snapshot_text(saved(example_router(4, 3)));
     for (std::size_t length = 0; length < text.find_last_of('}'); ++length)
-        refusal(text.substr(0, length));
+        snapshot_refusal(text.substr(0, length));
 }
 
 TEST(Snapshot, ForeignFilesAreRefused) {
     for (const char* text : {"", "no json", "[]", "{}", "null", "7", "\"vrdx crosspoints\"", "{\"format\":7}",
                              "{\"format\":\"other\",\"version\":1}", "\xff\xfe"})
-        refusal(text);
-    EXPECT_EQ(refusal("{}"), "it is no snapshot of crosspoints");
-    EXPECT_EQ(refusal(std::string(100000, '[')), "it is no snapshot, or cut short");
+        snapshot_refusal(text);
+    EXPECT_EQ(snapshot_refusal("{}"), "it is no snapshot of crosspoints");
+    EXPECT_EQ(snapshot_refusal(std::string(100000, '[')), "it is no snapshot, or cut short");
 }
 
 TEST(Snapshot, OtherVersionIsRefused) {
     json changed = good_snapshot();
     changed["version"] = 2;
-    EXPECT_EQ(refusal(changed.dump()), "its version is not 1");
+    EXPECT_EQ(snapshot_refusal(changed.dump()), "its version is not 1");
 }
 
 TEST(Snapshot, MissingOrImpossiblePartsAreRefused) {
     for (const char* key : {"format", "version", "inputs", "outputs", "crosspoints"}) {
         json changed = good_snapshot();
         changed.erase(key);
-        refusal(changed.dump());
+        snapshot_refusal(changed.dump());
         changed[key] = "text";
-        refusal(changed.dump());
+        snapshot_refusal(changed.dump());
         changed[key] = -1;
-        refusal(changed.dump());
+        snapshot_refusal(changed.dump());
         changed[key] = 18446744073709551615U;
-        refusal(changed.dump());
+        snapshot_refusal(changed.dump());
     }
     for (const char* key : {"output", "audio", "video"}) {
         json changed = good_snapshot();
         changed["crosspoints"][1][key] = 5; // the router has 4 inputs and 3 outputs
-        refusal(changed.dump());
+        snapshot_refusal(changed.dump());
         changed["crosspoints"][1][key] = -1;
-        refusal(changed.dump());
+        snapshot_refusal(changed.dump());
         changed["crosspoints"][1][key] = 1.5;
-        refusal(changed.dump());
+        snapshot_refusal(changed.dump());
         changed["crosspoints"][1].erase(key);
-        refusal(changed.dump());
+        snapshot_refusal(changed.dump());
     }
     json changed = good_snapshot();
     changed["crosspoints"][1] = 7;
-    refusal(changed.dump());
+    snapshot_refusal(changed.dump());
 }
 
 TEST(Snapshot, HoldsEachOutputOnceAtTheMost) {
@@ -121,9 +121,9 @@ TEST(Snapshot, HoldsEachOutputOnceAtTheMost) {
     EXPECT_EQ(parse_snapshot(missing.dump(), &error)->takes.size(), 2U);
     json twice = good_snapshot();
     twice["crosspoints"][1]["output"] = 1;
-    EXPECT_EQ(refusal(twice.dump()), "output 1 stands in it twice");
+    EXPECT_EQ(snapshot_refusal(twice.dump()), "output 1 stands in it twice");
     missing["crosspoints"] = json::array();
-    EXPECT_EQ(refusal(missing.dump()), "it holds no crosspoints");
+    EXPECT_EQ(snapshot_refusal(missing.dump()), "it holds no crosspoints");
 }
 
 TEST(Snapshot, LeavesOutWhatIsNotConfirmed) {
@@ -153,9 +153,9 @@ TEST(Snapshot, KeepsNamesWhenAskedTo) {
 TEST(Snapshot, NamesOfAnotherCountAreRefused) {
     json changed = good_snapshot();
     changed["input names"] = {"a", "b", "c"};
-    EXPECT_EQ(refusal(changed.dump()), "its names are not those of its router");
+    EXPECT_EQ(snapshot_refusal(changed.dump()), "its names are not those of its router");
     changed["input names"] = {"a", "b", "c", 4};
-    EXPECT_EQ(refusal(changed.dump()), "its names are not those of its router");
+    EXPECT_EQ(snapshot_refusal(changed.dump()), "its names are not those of its router");
 }
 
 // Files of before may say 128 inputs of a router that had more.

@@ -11,12 +11,12 @@ constexpr std::chrono::milliseconds start_silence{200};
 std::string fault_of_size(const conversation& talk, const std::string& what, int most) {
     const auto announced = talk.info.find(what);
     if (announced == talk.info.end())
-        return "there is no field " + quoted(what);
+        return "there is no field " + in_quotes(what);
     const std::string& text = announced->second;
     const std::optional<int> count = number_of_digits(text);
     if (count && *count >= 1 && *count <= most)
         return "";
-    return what + "=" + quoted(text) + " is no number from 1 to " + std::to_string(most);
+    return what + "=" + in_quotes(text) + " is no number from 1 to " + std::to_string(most);
 }
 
 check_outcome announces_info(conversation& talk) {

@@ -103,7 +103,7 @@ bool send_all(conversation& talk) {
 
 void note_cut_off_report(conversation& talk) {
     if (!talk.output_line.empty() || !router_message_empty(talk.report))
-        add_finding(talk.unframed, quoted(talk.report.command) + " is never ended");
+        add_finding(talk.unframed, in_quotes(talk.report.command) + " is never ended");
 }
 
 std::string why_nothing_came(conversation& talk) {
@@ -115,7 +115,7 @@ std::string why_nothing_came(conversation& talk) {
     return text;
 }
 
-std::string quoted(std::string_view text) {
+std::string in_quotes(std::string_view text) {
     constexpr std::size_t longest = 60;
     std::string shown(text.substr(0, longest));
     std::replace_if(

@@ -71,4 +71,4 @@ void note_cut_off_report(conversation& talk);
 std::string why_nothing_came(conversation& talk);
 
 // `text` within quotation marks, on one line, cut when it is long.
-std::string quoted(std::string_view text);
+std::string in_quotes(std::string_view text);

@@ -28,7 +28,7 @@ void end_report(conversation& talk) {
             ++talk.reports[talk.report.command];
         else
             add_finding(talk.wrong_type,
-                        quoted(talk.report.command) + " of type " + quoted(talk.report.type));
+                        in_quotes(talk.report.command) + " of type " + in_quotes(talk.report.type));
     }
     if (tells_routing(talk.report) && talk.report.type == "message")
         ++talk.routing_reports;
@@ -43,10 +43,10 @@ void hear_output_line(conversation& talk, const std::string& line) {
     if (line.empty()) {
         end_report(talk);
     } else if (line.find('=') == std::string::npos || has_known_tag(line)) {
-        add_finding(talk.stray_output, quoted(line));
+        add_finding(talk.stray_output, in_quotes(line));
     } else {
         if (line.starts_with("*COMMAND=") && !talk.report.command.empty())
-            add_finding(talk.unframed, quoted(line) + " follows within " + quoted(talk.report.command));
+            add_finding(talk.unframed, in_quotes(line) + " follows within " + in_quotes(talk.report.command));
         parse_router_message_line(talk.report, line);
     }
     read_backend_report_line(line);
@@ -55,9 +55,9 @@ void hear_output_line(conversation& talk, const std::string& line) {
 void hear_log_line(conversation& talk, const std::string& line) {
     ++talk.log_lines;
     if (line.starts_with("*COMMAND="))
-        add_finding(talk.report_in_log, quoted(line));
+        add_finding(talk.report_in_log, in_quotes(line));
     else if (!has_known_tag(line))
-        add_finding(talk.untagged_log, quoted(line));
+        add_finding(talk.untagged_log, in_quotes(line));
 }
 
 void add_finding(finding& what, const std::string& example) {

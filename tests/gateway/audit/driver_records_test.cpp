@@ -12,7 +12,7 @@ using namespace gateway;
 
 namespace {
 
-using numbers = std::vector<std::int64_t>;
+using record_numbers = std::vector<std::int64_t>;
 
 vrdx::take_record record_of(std::uint64_t number) {
     vrdx::take_record record;
@@ -102,8 +102,8 @@ protected:
     void wait_for_reading() {
         wait_for("the record was read", [&] { return records.readings() == 0; });
     }
-    numbers told_numbers() const {
-        numbers found;
+    record_numbers told_numbers() const {
+        record_numbers found;
         for (const history_entry& each : takes)
             found.push_back(each.number);
         return found;
@@ -117,7 +117,7 @@ TEST_F(DriverRecords, WhatWasDecidedBeforeIsReadPageByPage) {
     page = 2;
     hear_began(5);
     wait_for_reading();
-    EXPECT_EQ(told_numbers(), (numbers{1, 2, 3, 4, 5}));
+    EXPECT_EQ(told_numbers(), (record_numbers{1, 2, 3, 4, 5}));
     ASSERT_EQ(marks.size(), 1U);
     EXPECT_EQ(marks[0].first, 1);
     EXPECT_EQ(marks[0].epoch, first_epoch);
@@ -131,7 +131,7 @@ TEST_F(DriverRecords, OldestTakeThatIsKeptIsMarked) {
     wait_for_reading();
     ASSERT_EQ(marks.size(), 1U);
     EXPECT_EQ(marks[0].first, 4);
-    EXPECT_EQ(told_numbers(), (numbers{4, 5}));
+    EXPECT_EQ(told_numbers(), (record_numbers{4, 5}));
 }
 
 TEST_F(DriverRecords, EmptyRecordIsNotRead) {
@@ -140,7 +140,7 @@ TEST_F(DriverRecords, EmptyRecordIsNotRead) {
     ASSERT_EQ(marks.size(), 1U);
     EXPECT_EQ(marks[0].first, 1);
     hear_takes({1, 2});
-    EXPECT_EQ(told_numbers(), (numbers{1, 2}));
+    EXPECT_EQ(told_numbers(), (record_numbers{1, 2}));
     EXPECT_EQ(driver->connections_ever(), 0U);
 }
 
@@ -160,7 +160,7 @@ TEST_F(DriverRecords, TakesThatWereLeftOutAreReadFromTheRecord) {
     newest = 9;
     hear_takes({8, 9});
     wait_for_reading();
-    EXPECT_EQ(told_numbers(), (numbers{1, 2, 8, 9, 3, 4, 5, 6, 7, 8, 9}))
+    EXPECT_EQ(told_numbers(), (record_numbers{1, 2, 8, 9, 3, 4, 5, 6, 7, 8, 9}))
         << "what comes twice is left out later";
     EXPECT_EQ(marks.back().first, 3);
 }
@@ -173,7 +173,7 @@ TEST_F(DriverRecords, ConnectionThatBrokeGoesOnWhereItWas) {
     newest = 4;
     hear_began(4);
     wait_for_reading();
-    EXPECT_EQ(told_numbers(), (numbers{1, 2, 3, 4}));
+    EXPECT_EQ(told_numbers(), (record_numbers{1, 2, 3, 4}));
 }
 
 TEST_F(DriverRecords, AnotherStartOfTheDriverBeginsAnew) {
@@ -184,7 +184,7 @@ TEST_F(DriverRecords, AnotherStartOfTheDriverBeginsAnew) {
     newest = 1;
     hear_began(1, second_epoch);
     wait_for_reading();
-    EXPECT_EQ(told_numbers(), (numbers{1, 2, 1}));
+    EXPECT_EQ(told_numbers(), (record_numbers{1, 2, 1}));
     EXPECT_EQ(takes.back().epoch, second_epoch);
     EXPECT_TRUE(marks.back().heard_before) << "until its end";
 }
@@ -201,7 +201,7 @@ TEST_F(DriverRecords, DriverThatEndsWhileItIsReadWasNotHeardToItsEnd) {
     newest = 1;
     hear_began(1, second_epoch);
     wait_for_reading();
-    EXPECT_EQ(told_numbers(), numbers{1});
+    EXPECT_EQ(told_numbers(), record_numbers{1});
     EXPECT_FALSE(marks.back().heard_before);
 }
 
@@ -217,7 +217,7 @@ TEST_F(DriverRecords, DriverThatCannotBeAskedIsAskedAgain) {
     driver = std::make_unique<scripted_driver>(run.file("studio.sock"));
     play();
     wait_for_reading();
-    EXPECT_EQ(told_numbers(), (numbers{1, 2}));
+    EXPECT_EQ(told_numbers(), (record_numbers{1, 2}));
 }
 
 TEST_F(DriverRecords, RecordOfAnotherEpochIsNotTaken) {
@@ -235,7 +235,7 @@ TEST_F(DriverRecords, AllThatIsKeptIsReadOnceMore) {
     newest = 2;
     records.read_again();
     wait_for_reading();
-    EXPECT_EQ(told_numbers(), (numbers{1, 2, 1, 2}));
+    EXPECT_EQ(told_numbers(), (record_numbers{1, 2, 1, 2}));
 }
 
 TEST_F(DriverRecords, TakeOfThisProcessIsOfTheTokenAndHasItsCallersAddress) {

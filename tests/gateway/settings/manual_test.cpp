@@ -1,10 +1,10 @@
 // The manual page, docs/gateway.md and the program say the same of options, keys and defaults.
 #include "gateway/settings/command_line.h"
 #include "gateway/settings/configuration_file.h"
+#include "page_text.h"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -13,15 +13,9 @@ using namespace gateway;
 
 namespace {
 
-std::string text_of(const std::string& path) {
-    std::ifstream file(VRDX_SOURCE_DIRECTORY "/" + path);
-    EXPECT_TRUE(file) << path;
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
 // The page as it reads: without the marks of its language.
 std::string manual() {
-    std::string text = std::regex_replace(text_of("man/vrdx_gateway.8"), std::regex("\\\\f[A-Z]"), "");
+    std::string text = std::regex_replace(page_text("man/vrdx_gateway.8"), std::regex("\\\\f[A-Z]"), "");
     text = std::regex_replace(text, std::regex("\\\\-"), "-");
     return std::regex_replace(text, std::regex("\\\\\\(dq"), "\"");
 }
@@ -101,12 +95,12 @@ TEST(Manual, KnowsTheKeysOfTheConfiguration) {
     ASSERT_NE(begin, std::string::npos);
     const std::string section = page.substr(begin, page.find(".SH VIDEOHUB SERVERS") - begin);
     EXPECT_EQ(found(section, "\\.TP\n\\.B ([a-z.]+)\n"), known);
-    const std::string table = text_of("docs/gateway.md");
+    const std::string table = page_text("docs/gateway.md");
     EXPECT_EQ(found(table.substr(0, table.find("## Tokens")), "\n\\| `([a-z.]+)` \\| "), known);
 }
 
 TEST(Manual, KnowsTheDefaults) {
-    const std::string table = text_of("docs/gateway.md");
+    const std::string table = page_text("docs/gateway.md");
     const std::string page = manual();
     const auto all = defaults();
     EXPECT_EQ(all.size(), configuration_keys().size());
@@ -124,7 +118,7 @@ TEST(Manual, KnowsTheDefaults) {
 }
 
 TEST(Manual, HasAnExampleThatIsRight) {
-    const std::string page = text_of("docs/gateway.md");
+    const std::string page = page_text("docs/gateway.md");
     const auto begin = page.find("```toml\n") + 8;
     const configuration_text example =
         read_configuration_text(page.substr(begin, page.find("```", begin) - begin), "f");

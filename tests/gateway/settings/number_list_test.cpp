@@ -7,7 +7,7 @@ using gateway::number_list;
 
 namespace {
 
-std::string text_of(const std::string& text) {
+std::string told_list(const std::string& text) {
     std::string problem;
     const auto list = number_list::parse(text, &problem);
     return list ? list->text() : "no list";
@@ -54,13 +54,13 @@ TEST(NumberList, HoldsWhatHasNoNumberBeyondIt) {
 }
 
 TEST(NumberList, IsShownInOrderAndShort) {
-    EXPECT_EQ(text_of("12,1-4,5-8"), "1-8,12");
-    EXPECT_EQ(text_of("3,2,1"), "1-3");
-    EXPECT_EQ(text_of("1-10,2-3,5"), "1-10");
-    EXPECT_EQ(text_of("1,3,5"), "1,3,5");
-    EXPECT_EQ(text_of("007"), "7");
-    EXPECT_EQ(text_of("4096"), "4096");
-    EXPECT_EQ(text_of("1-4096"), "1-4096");
+    EXPECT_EQ(told_list("12,1-4,5-8"), "1-8,12");
+    EXPECT_EQ(told_list("3,2,1"), "1-3");
+    EXPECT_EQ(told_list("1-10,2-3,5"), "1-10");
+    EXPECT_EQ(told_list("1,3,5"), "1,3,5");
+    EXPECT_EQ(told_list("007"), "7");
+    EXPECT_EQ(told_list("4096"), "4096");
+    EXPECT_EQ(told_list("1-4096"), "1-4096");
 }
 
 TEST(NumberList, AnEmptyTextIsNoListOfAll) {
@@ -82,7 +82,7 @@ TEST(NumberList, HasALongestText) {
     std::string text = "1";
     while (text.size() + 2 <= gateway::number_list_text_limit)
         text += ",1";
-    EXPECT_EQ(text_of(text), "1");
+    EXPECT_EQ(told_list(text), "1");
     EXPECT_EQ(problem_of(text + ",1"),
               "the list is longer than 4096 bytes; possible: ranges such as \"1-8,12\"");
 }

@@ -1,10 +1,10 @@
 #include "gateway/settings/configuration_file.h"
 #include "gateway/settings/limits.h"
 #include "gateway/settings/videohub_tables.h"
+#include "page_text.h"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <regex>
 #include <set>
 
@@ -21,12 +21,6 @@ std::string problem(const std::string& lines) {
     const configuration_text told = read("[[videohub]]\n" + lines);
     EXPECT_EQ(told.problems.size(), 1U) << lines;
     return told.problems.empty() ? "" : told.problems.front();
-}
-
-std::string text_of(const std::string& path) {
-    std::ifstream file(VRDX_SOURCE_DIRECTORY "/" + path);
-    EXPECT_TRUE(file) << path;
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 std::set<std::string> found(const std::string& text, const std::string& pattern) {
@@ -157,15 +151,15 @@ TEST(Network, IsNoneWithBitsBehindThoseThatCount) {
 TEST(VideohubTables, AreInTheManualWithAllTheirKeys) {
     const std::vector<std::string> keys = videohub_keys();
     const std::set<std::string> known(keys.begin(), keys.end());
-    const std::string page = text_of("man/vrdx_gateway.8");
+    const std::string page = page_text("man/vrdx_gateway.8");
     EXPECT_EQ(found(between(page, ".SH VIDEOHUB SERVERS", ".SH EXIT STATUS"), "\\.TP\n\\.B ([a-z]+)\n"),
               known);
-    const std::string table = text_of("docs/videohub-server.md");
+    const std::string table = page_text("docs/videohub-server.md");
     EXPECT_EQ(found(between(table, "## Configuration", "\n## "), "\n\\| `([a-z]+)` \\| "), known);
 }
 
 TEST(VideohubTables, HaveAnExampleThatIsRight) {
-    const std::string page = text_of("docs/videohub-server.md");
+    const std::string page = page_text("docs/videohub-server.md");
     const auto begin = page.find("```toml\n") + 8;
     const configuration_text example = read(page.substr(begin, page.find("```", begin) - begin));
     EXPECT_EQ(example.problems, std::vector<std::string>());
