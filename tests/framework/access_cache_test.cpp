@@ -5,7 +5,6 @@
 
 namespace {
 
-
 class AccessCache : public testing::Test {
 protected:
     void SetUp() override {

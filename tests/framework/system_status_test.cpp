@@ -11,7 +11,6 @@
 
 namespace {
 
-
 struct machine {
     bool answers = true;
     unsigned long free_blocks = 237UL * 256; // of 4 KiB, out of 960 MiB

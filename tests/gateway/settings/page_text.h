@@ -6,7 +6,8 @@
 #include <iterator>
 #include <string>
 
-// The whole text of a file, whose path begins at the top of the source; empty, with a failure told, where there is none.
+// The whole text of a file, whose path begins at the top of the source; empty, with a failure told, where
+// there is none.
 inline std::string page_text(const std::string& path) {
     std::ifstream file(VRDX_SOURCE_DIRECTORY "/" + path);
     EXPECT_TRUE(file) << path;
