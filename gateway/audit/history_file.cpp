@@ -5,7 +5,7 @@
 #include "history_outbox.h"
 #include "history_schema.h"
 #include "text.h"
-#include "user_names.h"
+#include "user_lookup.h"
 
 #include <algorithm>
 

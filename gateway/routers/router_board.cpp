@@ -4,7 +4,7 @@
 #include "gateway/routers/directories_watch.h"
 #include "gateway/routers/lane_table.h"
 #include "gateway/routers/other_routers.h"
-#include "gateway/routers/router_link.h"
+#include "gateway/routers/watched_router.h"
 
 #include <algorithm>
 #include <boost/asio/io_context.hpp>
@@ -52,41 +52,41 @@ public:
         runs_ = false;
         directories_.stop();
         clock_.clear();
-        for (const auto& [name, link] : links_)
-            link->stop();
+        for (const auto& [name, watched] : watched_)
+            watched->stop();
         lanes_.drop_all("the gateway ends");
     }
 
     void read_directories();
     void tick();
     void tell(const router_news& news);
-    void take(const router_link* link, const std::string& lane, vrdx::take_order order, take_done done,
+    void take(const watched_router* watched, const std::string& lane, vrdx::take_order order, take_done done,
               last_look look);
-    void rename(const router_link* link, const std::string& lane, const std::vector<new_name>& names,
+    void rename(const watched_router* watched, const std::string& lane, const std::vector<new_name>& names,
                 take_done done);
-    void send(const router_link& link, const std::string& lane, lane_request request);
+    void send(const watched_router& watched, const std::string& lane, lane_request request);
     void end(take_done done, take_ending ending);
 
-    [[nodiscard]] const router_link* link(std::string_view name) const {
-        const auto found = links_.find(name);
-        return found == links_.end() ? nullptr : found->second.get();
+    [[nodiscard]] const watched_router* watched(std::string_view name) const {
+        const auto found = watched_.find(name);
+        return found == watched_.end() ? nullptr : found->second.get();
     }
 
     [[nodiscard]] bool is_other(std::string_view name) const {
-        return others_ != nullptr && link(name) == nullptr && others_->find(name) != nullptr;
+        return others_ != nullptr && watched(name) == nullptr && others_->find(name) != nullptr;
     }
 
     // Why nothing can be sent to it; "" when it can.
-    [[nodiscard]] std::string refusal(const router_link* link) const {
+    [[nodiscard]] std::string refusal(const watched_router* watched) const {
         if (!runs_)
             return "The gateway does not serve routers now.";
-        return link == nullptr ? "There is no such router." : link->refuses_takes();
+        return watched == nullptr ? "There is no such router." : watched->refuses_takes();
     }
 
     boost::asio::io_context& loop_;
     std::string items_directory_;
     std::string run_directory_;
-    std::map<std::string, std::unique_ptr<router_link>, std::less<>> links_;
+    std::map<std::string, std::unique_ptr<watched_router>, std::less<>> watched_;
     lane_table lanes_;
     directories_watch directories_;
     loop_timer clock_;
@@ -106,35 +106,35 @@ public:
 // Those that are shown stay; of new ones the first by name, up to the limit.
 void router_board::parts::read_directories() {
     places_reading reading = read_places(items_directory_, run_directory_);
-    for (const auto& [name, link] : links_) {
-        if (!reading.items_known && link->place().has_item)
+    for (const auto& [name, watched] : watched_) {
+        if (!reading.items_known && watched->place().has_item)
             reading.places[name].has_item = true;
         if (!reading.sockets_known)
-            reading.places[name].socket = link->place().socket;
+            reading.places[name].socket = watched->place().socket;
     }
     if (!reading.sockets_known)
         for (auto& [name, place] : reading.places)
             if (place.socket.inode == 0)
                 place.socket = perhaps_a_socket;
     problem_ = std::move(reading.problem);
-    for (auto each = links_.begin(); each != links_.end();) {
+    for (auto each = watched_.begin(); each != watched_.end();) {
         const auto next = std::next(each);
         if (reading.places.count(each->first) == 0) {
-            const auto gone = links_.extract(each); // found by nobody while it is told
+            const auto gone = watched_.extract(each); // found by nobody while it is told
             gone.mapped()->say_gone();
         }
         each = next;
     }
     beyond_limit_ = 0;
     for (const auto& [name, place] : reading.places) {
-        auto found = links_.find(name);
-        if (found == links_.end()) {
-            if (links_.size() >= routers_limit) {
+        auto found = watched_.find(name);
+        if (found == watched_.end()) {
+            if (watched_.size() >= routers_limit) {
                 ++beyond_limit_;
                 continue;
             }
-            found = links_
-                        .emplace(name, std::make_unique<router_link>(
+            found = watched_
+                        .emplace(name, std::make_unique<watched_router>(
                                            loop_, name, run_directory_ + '/' + name + ".sock",
                                            &newest_version_, [this](const router_news& news) { tell(news); }))
                         .first;
@@ -151,8 +151,8 @@ void router_board::parts::tick() {
     ticked_us_ = now;
     if (stood_still)
         return;
-    for (const auto& [name, link] : links_)
-        link->look_at_clock(now);
+    for (const auto& [name, watched] : watched_)
+        watched->look_at_clock(now);
     lanes_.look_at_clock(now);
 }
 
@@ -174,11 +174,11 @@ void router_board::parts::end(take_done done, take_ending ending) {
         loop_, [called = std::move(done), told = std::move(ending)]() mutable { called(std::move(told)); });
 }
 
-void router_board::parts::take(const router_link* link, const std::string& lane, vrdx::take_order order,
+void router_board::parts::take(const watched_router* watched, const std::string& lane, vrdx::take_order order,
                                take_done done, last_look look) {
     const std::string id = std::exchange(order.id, std::to_string(++newest_id_));
     const std::string problem = vrdx::order_problem(order);
-    const std::string refused = refusal(link);
+    const std::string refused = refusal(watched);
     if (!problem.empty()) {
         end(std::move(done), wrong(problem));
     } else if (!refused.empty()) {
@@ -187,13 +187,13 @@ void router_board::parts::take(const router_link* link, const std::string& lane,
         lane_request request = take_lane_request(std::move(order), std::move(done));
         request.id = id;
         request.look = std::move(look);
-        send(*link, lane, std::move(request));
+        send(*watched, lane, std::move(request));
     }
 }
 
-void router_board::parts::rename(const router_link* link, const std::string& lane,
+void router_board::parts::rename(const watched_router* watched, const std::string& lane,
                                  const std::vector<new_name>& names, take_done done) {
-    const std::string refused = refusal(link);
+    const std::string refused = refusal(watched);
     if (!refused.empty()) {
         end(std::move(done), unavailable(refused));
         return;
@@ -201,20 +201,20 @@ void router_board::parts::rename(const router_link* link, const std::string& lan
     std::string problem;
     for (const new_name& each : names) {
         if (problem.empty())
-            problem = number_problem(link->shown(), each.output, each.number);
+            problem = number_problem(watched->shown(), each.output, each.number);
         if (problem.empty() &&
             (each.name.size() > vrdx::picture_name_limit || each.name.find('\0') != std::string::npos))
             problem = "A name has at most " + std::to_string(vrdx::picture_name_limit) +
                       " bytes, none of them zero.";
     }
     if (problem.empty())
-        send(*link, lane, rename_lane_request(names, std::move(done)));
+        send(*watched, lane, rename_lane_request(names, std::move(done)));
     else
         end(std::move(done), wrong(problem));
 }
 
-void router_board::parts::send(const router_link& link, const std::string& lane, lane_request request) {
-    take_lane* way = lanes_.way(link.shown().name, lane, link.socket_path());
+void router_board::parts::send(const watched_router& watched, const std::string& lane, lane_request request) {
+    take_lane* way = lanes_.way(watched.shown().name, lane, watched.socket_path());
     if (way != nullptr)
         way->ask(std::move(request));
     else
@@ -240,18 +240,18 @@ void router_board::stop() {
 }
 
 const shown_router* router_board::find(std::string_view name) const {
-    if (const router_link* link = parts_->link(name))
-        return &link->shown();
+    if (const watched_router* watched = parts_->watched(name))
+        return &watched->shown();
     return parts_->others_ == nullptr ? nullptr : parts_->others_->find(name);
 }
 
 std::vector<const shown_router*> router_board::all() const {
     std::vector<const shown_router*> routers;
-    for (const auto& [name, link] : parts_->links_)
-        routers.push_back(&link->shown());
+    for (const auto& [name, watched] : parts_->watched_)
+        routers.push_back(&watched->shown());
     if (parts_->others_ != nullptr) {
         for (const shown_router* other : parts_->others_->all())
-            if (parts_->link(other->name) == nullptr)
+            if (parts_->watched(other->name) == nullptr)
                 routers.push_back(other);
         std::sort(routers.begin(), routers.end(),
                   [](const auto* one, const auto* two) { return one->name < two->name; });
@@ -260,9 +260,9 @@ std::vector<const shown_router*> router_board::all() const {
 }
 
 bool router_board::is_settled() const {
-    return parts_->runs_ && std::none_of(parts_->links_.begin(), parts_->links_.end(), [](const auto& each) {
-               return each.second->shown().state == router_state::reading;
-           });
+    return parts_->runs_ &&
+           std::none_of(parts_->watched_.begin(), parts_->watched_.end(),
+                        [](const auto& each) { return each.second->shown().state == router_state::reading; });
 }
 
 std::size_t router_board::routers_beyond_limit() const {
@@ -289,7 +289,7 @@ void router_board::join(other_routers* others) {
 }
 
 void router_board::tell(const router_news& news) {
-    if (parts_->link(news.router->name) == nullptr)
+    if (parts_->watched(news.router->name) == nullptr)
         parts_->tell(news);
 }
 
@@ -302,7 +302,7 @@ void router_board::take(std::string_view router, const std::string& lane, vrdx::
     if (parts_->is_other(router))
         parts_->others_->take(router, lane, std::move(order), all_or_nothing, std::move(done));
     else
-        parts_->take(parts_->link(router), lane, std::move(order), std::move(done), std::move(look));
+        parts_->take(parts_->watched(router), lane, std::move(order), std::move(done), std::move(look));
 }
 
 void router_board::rename(std::string_view router, const std::string& lane, bool output, int number,
@@ -313,7 +313,7 @@ void router_board::rename(std::string_view router, const std::string& lane, bool
 void router_board::rename_all(std::string_view router, const std::string& lane,
                               const std::vector<new_name>& names, take_done done) {
     if (!parts_->is_other(router))
-        parts_->rename(parts_->link(router), lane, names, std::move(done));
+        parts_->rename(parts_->watched(router), lane, names, std::move(done));
     else if (names.size() == 1)
         parts_->others_->rename(router, lane, names[0].output, names[0].number, names[0].name,
                                 std::move(done));
@@ -326,8 +326,8 @@ void router_board::ask_figures(std::function<void()> done) {
     boost::asio::io_context& loop = parts_->loop_;
     const std::shared_ptr<void> all(
         nullptr, [&loop, called = std::move(done)](void*) { boost::asio::post(loop, called); });
-    for (const auto& [name, link] : parts_->links_)
-        link->ask_figures(all);
+    for (const auto& [name, watched] : parts_->watched_)
+        watched->ask_figures(all);
 }
 
 std::size_t router_board::open_requests() const {

@@ -7,13 +7,8 @@ import sites_fixture
 from sites_fixture import simulated, wait_until
 
 
-class Programs:
-    """Set by main()."""
-
-    next_gateway = ""
-
-
 class Versions(sites_fixture.SitesTest):
+    next_gateway = ""  # set by main()
     north_peers = ("control", "east")
     words = r"Site {} speaks version {} of the messages between sites, this gateway version {}\."
 
@@ -48,7 +43,7 @@ class Versions(sites_fixture.SitesTest):
 
     def test_versions_stay_apart_and_each_goes_on(self):
         self.north.take_until_confirmed("east:gallery", 1, 3)
-        self.run_again(self.east, Programs.next_gateway)
+        self.run_again(self.east, self.next_gateway)
         self.expect_apart()
         self.expect_own_routers(6)
         self.control.take_until_confirmed("north:studio", 3, 7)
@@ -67,7 +62,7 @@ class Versions(sites_fixture.SitesTest):
 
 def main():
     """The programs to test are the first three arguments: vrdx_routedriver, vrdx_gateway, and one of the next version."""
-    Programs.next_gateway = sys.argv.pop(3)
+    Versions.next_gateway = sys.argv.pop(3)
     sites_fixture.main()
 
 

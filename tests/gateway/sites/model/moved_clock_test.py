@@ -14,15 +14,11 @@ from relays import Relays  # noqa: E402
 from world import Size, World  # noqa: E402
 
 
-class Programs:
-    """Set by main()."""
-
-    all = ()
-
-
 class MovedClock(unittest.TestCase):
+    programs = ()  # set by main()
+
     def expect_other_broker(self, moved):
-        world = World(Programs.all, Size(gateways=2, routers=2, brokers=2, inputs=8, outputs=2), Relays, random.Random(0))
+        world = World(self.programs, Size(gateways=2, routers=2, brokers=2, inputs=8, outputs=2), Relays, random.Random(0))
         with contextlib.closing(world):
             world.start()
             site = world.gateways["g0"]
@@ -41,7 +37,7 @@ class MovedClock(unittest.TestCase):
 
 def main():
     """The first three arguments: vrdx_routedriver, vrdx_gateway, and the library that moves clocks."""
-    Programs.all = tuple(sys.argv.pop(1) for _ in range(3))
+    MovedClock.programs = tuple(sys.argv.pop(1) for _ in range(3))
     unittest.main()
 
 

@@ -1,6 +1,6 @@
 // What the driver tells on the watch connection, and what becomes of it.
 #include "gateway/routers/gathered_news.h"
-#include "gateway/routers/router_link.h"
+#include "gateway/routers/watched_router.h"
 
 #include <algorithm>
 #include <utility>
@@ -33,7 +33,7 @@ bool is_same(const std::optional<vrdx::driver_message>& a, const std::optional<v
 } // namespace
 
 // False when the connection was given up for it.
-bool router_link::read(const vrdx::incoming_packet& packet) {
+bool watched_router::read(const vrdx::incoming_packet& packet) {
     heard_us_ = shown_.heard_us = monotonic_us();
     silent_ = false;
     if (figures_.is_answer(packet)) {
@@ -49,7 +49,7 @@ bool router_link::read(const vrdx::incoming_packet& packet) {
     return begin(packet.packet);
 }
 
-bool router_link::begin(const comm_socket_v4_packet& reply) {
+bool watched_router::begin(const comm_socket_v4_packet& reply) {
     if (vrdx::is_error(reply)) {
         doubt(sentence_with("The driver does not let the gateway watch", vrdx::error_text(reply)));
         return false;
@@ -71,14 +71,14 @@ bool router_link::begin(const comm_socket_v4_packet& reply) {
 }
 
 // What is told in many packets is shown once it is whole.
-void router_link::gather(bool anew) {
+void watched_router::gather(bool anew) {
     gathering_ = true;
     gathering_us_ = heard_us_;
     anew_ = anew;
     gathered_ = {};
 }
 
-bool router_link::read_pushed(const comm_socket_v4_packet& pushed) {
+bool watched_router::read_pushed(const comm_socket_v4_packet& pushed) {
     if (!gathering_ && watch_.begun && goes_on_in_further_packets(pushed)) {
         watch_.picture = shown_.picture;
         gather(false);
@@ -107,7 +107,7 @@ bool router_link::read_pushed(const comm_socket_v4_packet& pushed) {
     return true;
 }
 
-void router_link::read_answer(const watch_answer& answer) {
+void watched_router::read_answer(const watch_answer& answer) {
     router_news news;
     if (answer.has_last_error && !is_same(answer.last_error, shown_.last_error)) {
         shown_.last_error = answer.last_error;
@@ -120,7 +120,7 @@ void router_link::read_answer(const watch_answer& answer) {
 }
 
 // True when what is shown has changed with it.
-bool router_link::add_change(const vrdx::watch_news& told, router_news* news) {
+bool watched_router::add_change(const vrdx::watch_news& told, router_news* news) {
     add_places(&gathered_.places, told.picture);
     if (!told.complete)
         return false;
@@ -136,7 +136,7 @@ bool router_link::add_change(const vrdx::watch_news& told, router_news* news) {
     return true;
 }
 
-state_and_reason router_link::state_now() const {
+state_and_reason watched_router::state_now() const {
     if (whole_us_ != 0)
         return state_of(shown_.picture);
     if (doubted_)
@@ -144,7 +144,7 @@ state_and_reason router_link::state_now() const {
     return {router_state::reading, "The driver's picture is being read."};
 }
 
-void router_link::show(const state_and_reason& now, router_news news, bool other_picture) {
+void watched_router::show(const state_and_reason& now, router_news news, bool other_picture) {
     news.state_changed = now.state != shown_.state || now.reason != shown_.reason;
     news.appeared = !std::exchange(announced_, true);
     const bool changed = news.state_changed || news.appeared || news.gone || other_picture;

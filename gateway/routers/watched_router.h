@@ -24,14 +24,14 @@
 
 namespace gateway {
 
-class router_link {
+class watched_router {
 public:
     // Each change is told to `tell`, with the version set; `*versions` is the newest version of all routers.
-    router_link(boost::asio::io_context& loop, std::string name, std::string socket_path,
-                std::uint64_t* versions, std::function<void(router_news)> tell);
-    ~router_link();
-    router_link(const router_link&) = delete;
-    router_link& operator=(const router_link&) = delete;
+    watched_router(boost::asio::io_context& loop, std::string name, std::string socket_path,
+                   std::uint64_t* versions, std::function<void(router_news)> tell);
+    ~watched_router();
+    watched_router(const watched_router&) = delete;
+    watched_router& operator=(const watched_router&) = delete;
 
     [[nodiscard]] const shown_router& shown() const {
         return shown_;

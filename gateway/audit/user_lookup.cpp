@@ -1,4 +1,4 @@
-#include "user_names.h"
+#include "user_lookup.h"
 
 #include "system_user.h"
 

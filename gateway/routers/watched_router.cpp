@@ -1,4 +1,4 @@
-#include "gateway/routers/router_link.h"
+#include "gateway/routers/watched_router.h"
 
 #include "gateway/routers/board_limits.h"
 
@@ -15,25 +15,25 @@ constexpr std::size_t kept_buffer_bytes = 16384; // what a large picture needed 
 
 } // namespace
 
-router_link::router_link(boost::asio::io_context& loop, std::string name, std::string socket_path,
-                         std::uint64_t* versions, std::function<void(router_news)> tell)
+watched_router::watched_router(boost::asio::io_context& loop, std::string name, std::string socket_path,
+                               std::uint64_t* versions, std::function<void(router_news)> tell)
     : versions_(versions), tell_(std::move(tell)), pause_us_(first_retry_us), wait_(loop, [this] { move(); }),
       retry_(loop, [this] { connect(); }) {
     shown_.name = std::move(name);
     connection_.path = std::move(socket_path);
 }
 
-router_link::~router_link() {
+watched_router::~watched_router() {
     stop();
 }
 
-std::string router_link::refuses_takes() const {
+std::string watched_router::refuses_takes() const {
     const bool reachable = shown_.state != router_state::no_driver && shown_.state != router_state::stale;
     return reachable ? "" : shown_.reason;
 }
 
 // A connected driver tells its end itself; its socket may be removed before that.
-bool router_link::stands_at(const router_place& place) {
+bool watched_router::stands_at(const router_place& place) {
     const bool other = place.socket.inode != 0 && place.socket.inode != place_.socket.inode;
     const bool touched = !(place.socket == place_.socket);
     place_ = place;
@@ -49,7 +49,7 @@ bool router_link::stands_at(const router_place& place) {
     return other;
 }
 
-void router_link::look_at_clock(std::uint64_t now) {
+void watched_router::look_at_clock(std::uint64_t now) {
     if (connection_.fd < 0 || silent_)
         return;
     if (now > heard_us_ + vrdx::watch_silence_limit_us) {
@@ -62,17 +62,17 @@ void router_link::look_at_clock(std::uint64_t now) {
     }
 }
 
-void router_link::ask_figures(figures_question::asker waiting) {
+void watched_router::ask_figures(figures_question::asker waiting) {
     if (is_picture_true(shown_.state) && figures_.ask(&connection_, std::move(waiting)))
         move();
 }
 
-void router_link::stop() {
+void watched_router::stop() {
     retry_.clear();
     leave();
 }
 
-void router_link::say_gone() {
+void watched_router::say_gone() {
     stop();
     router_news news;
     news.gone = true;
@@ -81,7 +81,7 @@ void router_link::say_gone() {
 
 // --- the connection ----------------------------------------------------------------------------------------
 
-void router_link::connect() {
+void watched_router::connect() {
     retry_.clear();
     if (vrdx::open_connection(&connection_, std::string(connection_.path)) != 0) {
         could_not_connect();
@@ -93,7 +93,7 @@ void router_link::connect() {
     move();
 }
 
-void router_link::could_not_connect() {
+void watched_router::could_not_connect() {
     doubted_ = false;
     if (connection_.error == EAGAIN)
         show({router_state::stale, "The driver is busy: too many clients wait to be connected."});
@@ -106,7 +106,7 @@ void router_link::could_not_connect() {
 }
 
 // Once the connection has ended its descriptor's number may be another's, so that nobody waits for it then.
-void router_link::move() {
+void watched_router::move() {
     if (!vrdx::move_bytes(&connection_))
         wait_.forget();
     vrdx::incoming_packet packet;
@@ -125,12 +125,12 @@ void router_link::move() {
 }
 
 // Written when there is room for it.
-void router_link::ask_further() {
+void watched_router::ask_further() {
     if (whole_us_ != 0 && !gathering_)
         questions_.ask(&connection_, monotonic_us());
 }
 
-void router_link::connection_ended() {
+void watched_router::connection_ended() {
     if (connection_.end == vrdx::outcome::rejected) {
         doubt("What answers on the socket " + socket_path() + " is no driver.");
         return;
@@ -141,7 +141,7 @@ void router_link::connection_ended() {
     try_again();
 }
 
-void router_link::doubt(std::string reason) {
+void watched_router::doubt(std::string reason) {
     leave();
     doubted_ = true;
     show({router_state::stale, std::move(reason)});
@@ -149,7 +149,7 @@ void router_link::doubt(std::string reason) {
 }
 
 // Without a socket: when there is one.
-void router_link::try_again() {
+void watched_router::try_again() {
     if (place_.socket.inode == 0) {
         retry_.clear();
         show({router_state::no_driver, "No driver runs: there is no socket " + socket_path() + "."});
@@ -159,7 +159,7 @@ void router_link::try_again() {
     pause_us_ = std::min(pause_us_ * 2, longest_retry_us);
 }
 
-void router_link::leave() {
+void watched_router::leave() {
     wait_.forget();
     vrdx::close_connection(&connection_);
     if (whole_us_ != 0 && monotonic_us() > whole_us_ + steady_us)
