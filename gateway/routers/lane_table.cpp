@@ -57,10 +57,10 @@ std::size_t lane_table::open_requests() const {
     return all;
 }
 
-void lane_table::driver_exchanged(std::string_view router) {
+void lane_table::driver_exchanged(std::string_view router, std::uint64_t socket_inode) {
     for (const auto& [key, way] : ways_)
         if (key.first == router)
-            way->driver_exchanged();
+            way->driver_exchanged(socket_inode);
 }
 
 void lane_table::drop_lane(const std::string& lane, const std::string& why) {

@@ -20,7 +20,7 @@ public:
     take_lane* way(std::string_view router, const std::string& lane, const std::string& socket_path);
 
     void look_at_clock(std::uint64_t now);
-    void driver_exchanged(std::string_view router);
+    void driver_exchanged(std::string_view router, std::uint64_t socket_inode);
     void drop_lane(const std::string& lane, const std::string& why);
     void drop_all(const std::string& why);
 

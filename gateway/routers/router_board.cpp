@@ -140,7 +140,7 @@ void router_board::parts::read_directories() {
                         .first;
         }
         if (found->second->stands_at(place))
-            lanes_.driver_exchanged(name);
+            lanes_.driver_exchanged(name, place.socket.inode);
     }
 }
 

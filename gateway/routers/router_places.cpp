@@ -77,4 +77,9 @@ places_reading read_places(const std::string& items_directory, const std::string
     return reading;
 }
 
+std::uint64_t socket_inode_at(const std::string& path) {
+    struct stat about {};
+    return lstat(path.c_str(), &about) == 0 && S_ISSOCK(about.st_mode) ? about.st_ino : 0;
+}
+
 } // namespace gateway

@@ -31,4 +31,7 @@ struct places_reading {
 // regular file or no socket. A directory that does not exist holds none.
 places_reading read_places(const std::string& items_directory, const std::string& run_directory);
 
+// The inode of the socket at this path now; 0 when there is none.
+std::uint64_t socket_inode_at(const std::string& path);
+
 } // namespace gateway

@@ -1,6 +1,7 @@
 #include "gateway/routers/take_lane.h"
 
 #include "gateway/routers/board_limits.h"
+#include "gateway/routers/router_places.h"
 #include "gateway/routers/router_state.h"
 
 #include <boost/asio/io_context.hpp>
@@ -92,6 +93,7 @@ bool take_lane::open() {
     lived_ = false;
     features_ = {};
     turned_away_.clear();
+    socket_inode_ = socket_inode_at(connection_.path);
     if (vrdx::open_connection(&connection_, std::string(connection_.path)) == 0) {
         features_request_ =
             vrdx::queue_request(&connection_, vrdx::features_request()); // fits: it is the first
@@ -170,7 +172,10 @@ void take_lane::connection_ended() {
     vrdx::close_connection(&connection_);
 }
 
-void take_lane::driver_exchanged() {
+// A new driver may have been reached before its socket was noticed.
+void take_lane::driver_exchanged(std::uint64_t socket_inode) {
+    if (connection_.fd >= 0 && socket_inode_ == socket_inode)
+        return;
     wait_.forget();
     vrdx::close_connection(&connection_);
     end_sent("another driver has taken the router over");

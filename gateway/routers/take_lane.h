@@ -35,8 +35,9 @@ public:
     // Closes the connection: what may have been sent ends as unknown, the rest as unavailable. `why` is told
     // in a few words.
     void end_all(const std::string& why);
-    // The same, because another driver stands at the path. What was not sent goes to that one.
-    void driver_exchanged();
+    // The same, because another driver stands at the path, at a socket with this inode. What was not sent
+    // goes to that one; a connection that leads there already stays.
+    void driver_exchanged(std::uint64_t socket_inode);
 
     [[nodiscard]] std::size_t open_requests() const;
     [[nodiscard]] bool is_idle() const;
@@ -63,6 +64,7 @@ private:
     std::size_t open_outputs_ = 0;               // of both
     std::uint64_t features_request_ = 0;         // number of the question on the connection; 0: answered
     vrdx::driver_features features_;             // of the driver of the connection
+    std::uint64_t socket_inode_ = 0;             // at the path just before the connection was opened
     bool lived_ = false;        // the connection has served something, or waited for something to do
     std::string turned_away_;   // why the driver took no request of this connection
     std::uint64_t used_us_ = 0; // when something was open last

@@ -32,13 +32,14 @@ std::string watched_router::refuses_takes() const {
     return reachable ? "" : shown_.reason;
 }
 
-// A connected driver tells its end itself; its socket may be removed before that.
+// A connected driver tells its end itself; its socket may be removed before that. A new one may have been
+// reached before its socket was noticed.
 bool watched_router::stands_at(const router_place& place) {
     const bool other = place.socket.inode != 0 && place.socket.inode != place_.socket.inode;
     const bool touched = !(place.socket == place_.socket);
     place_ = place;
-    if (connection_.fd >= 0 && !other)
-        return false;
+    if (connection_.fd >= 0 && (!other || place.socket.inode == socket_inode_))
+        return other;
     if (place.socket.inode == 0) {
         try_again();
     } else if (touched || !retry_.is_set()) {
@@ -83,6 +84,7 @@ void watched_router::say_gone() {
 
 void watched_router::connect() {
     retry_.clear();
+    socket_inode_ = socket_inode_at(connection_.path);
     if (vrdx::open_connection(&connection_, std::string(connection_.path)) != 0) {
         could_not_connect();
         return;

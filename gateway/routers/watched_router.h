@@ -82,6 +82,7 @@ private:
     bool announced_ = false; // its first news was told
 
     vrdx::driver_connection connection_;
+    std::uint64_t socket_inode_ = 0; // at the path just before it was opened
     // Its picture is being filled while `gathering_`; else it is in shown_.
     vrdx::router_watch watch_;
     bool gathering_ = false;

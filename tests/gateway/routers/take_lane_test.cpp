@@ -1,5 +1,7 @@
 // What becomes of takes, whatever the driver does with them.
 #include "gateway/routers/board_limits.h"
+#include "gateway/routers/router_places.h"
+#include "gateway/routers/take_lane.h"
 #include "played_driver.h"
 #include "socket_address.h"
 
@@ -165,6 +167,24 @@ TEST_F(TakeLane, NothingIsTakenTwiceWhenTheDriverIsStartedAnew) {
     answer(0);
     EXPECT_EQ(word_of(wait_for_ending(after)), take_word::confirmed);
     EXPECT_EQ(before->times, 1);
+}
+
+TEST_F(TakeLane, DriverThatWasReachedBeforeItsSocketWasNoticedIsNotLeft) {
+    start_driver();
+    keep_requests();
+    gateway::take_lane lane(loop, socket_path("studio"));
+    bool ended = false;
+    lane.ask(gateway::rename_lane_request({{true, 1, "Gallery"}}, [&](const gateway::take_ending& ending) {
+        ended = true;
+        EXPECT_EQ(ending.kind, ending_kind::answered);
+    }));
+    wait_for_requests(1);
+    const std::uint64_t inode = gateway::socket_inode_at(socket_path("studio"));
+    lane.driver_exchanged(inode);
+    EXPECT_EQ(lane.open_requests(), 1U) << "its answer is waited for";
+    lane.driver_exchanged(inode + 1);
+    EXPECT_EQ(lane.open_requests(), 0U) << "what was sent to the other driver ends as unknown";
+    wait_for("the ending", [&] { return ended; });
 }
 
 TEST_F(TakeLane, AConnectionThatTheDriverClosedWhileUnusedIsMadeAnew) {
