@@ -31,6 +31,13 @@ def behind_take(trace, output):
     return trace[ends[-1] :] if ends else ""
 
 
+def routectl(driver, *arguments):
+    """What vrdx_routectl, beside the driver's program, answers for programs to read; it has ended."""
+    program = os.path.join(os.path.dirname(driver.command[0]), "vrdx_routectl")
+    command = [program, "--json", "--timeout", str(PATIENCE), driver.item, *arguments]
+    return subprocess.run(command, capture_output=True, text=True, check=False, timeout=3 * PATIENCE)
+
+
 class RunningDriver:
     """A driver on an item of its own in a temporary directory, with its trace in a file beside the item."""
 
