@@ -39,11 +39,11 @@ def routectl(driver, *arguments):
 
 
 class RunningDriver:
-    """A driver on an item of its own in a temporary directory, with its trace in a file beside the item."""
+    """A driver on an item of its own in a temporary directory, with its trace in a file there."""
 
     def __init__(self, program, item_text=None, switches=(), *, item=None, socket_path=None, cwd=None, environment=None):
-        """`item`, `socket_path`: paths elsewhere; without a text the item is there. A list for `program` is the whole command
-        line, which names both by itself."""
+        """`item`, `socket_path`: paths elsewhere; without `item_text` the item is there already. A list for `program` is the
+        whole command line, which names both by itself."""
         self._directory = tempfile.TemporaryDirectory(prefix="vrdx_test.", ignore_cleanup_errors=True)
         self.item = str(item or self.file("router"))
         folder, name = os.path.split(self.item)
