@@ -57,7 +57,7 @@ class Case:
             shutil.copy(file, directory)
         self.trace_read = 0  # how far the session has waited
         self.clients = {}  # by name
-        self.driver = RunningDriver(driver_program, item=directory / "item", cwd=directory)
+        self.driver = RunningDriver(driver_program, item="item", cwd=directory)
 
     def wait_until(self, condition, failure):
         """Of its own: what is missing is told as it is in the end, and at once when the driver has ended."""

@@ -47,7 +47,7 @@ class RunningDriver:
         self._directory = tempfile.TemporaryDirectory(prefix="vrdx_test.", ignore_cleanup_errors=True)
         self.item = str(item or self.file("router"))
         folder, name = os.path.split(self.item)
-        self.socket_path = str(socket_path or os.path.join(folder, f".tavrixsock.{name}"))
+        self.socket_path = str(socket_path or os.path.join(cwd or "", folder, f".tavrixsock.{name}"))
         sock = ["--sock", self.socket_path] if socket_path else []
         self.command = program if isinstance(program, list) else [program, "--file", self.item, *sock, *switches]
         self._surroundings = {"cwd": cwd, "env": environment}
