@@ -5,11 +5,10 @@ Usage: example_backend_test.py [CLASS.METHOD ...]
 
 import json
 import os
-import subprocess
 import sys
 import unittest
 
-from running_driver import RunningDriver, wait_until
+from running_driver import RunningDriver, routectl, wait_until
 
 BIN = os.environ["VRDX_BIN"]
 DRIVER_NAME = os.environ["VRDX_EXAMPLE"]
@@ -29,9 +28,7 @@ class ExampleUnderTheDriver(unittest.TestCase):
         self.wait_for_status("the router is known", lambda status: status["router"])
 
     def routectl(self, *arguments):
-        program = os.path.join(BIN, "vrdx_routectl")
-        command = [program, "--json", "--timeout", "60", self.driver.item, *arguments]
-        return subprocess.run(command, capture_output=True, text=True, check=False, timeout=200)
+        return routectl(self.driver, *arguments)
 
     def status(self):
         return json.loads(self.routectl("status").stdout)

@@ -8,8 +8,6 @@ import os
 import pathlib
 import shlex
 import shutil
-import signal
-import socket
 import subprocess
 import sys
 import tempfile
@@ -18,8 +16,8 @@ import time
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "support"))
 
 from case_clients import CaseClient, printed  # noqa: E402
+from running_driver import PATIENCE, RunningDriver  # noqa: E402
 
-PATIENCE = 60  # seconds; reached only when a case fails
 ANY_LINES = "..."
 
 
@@ -59,31 +57,17 @@ class Case:
             shutil.copy(file, directory)
         self.trace_read = 0  # how far the session has waited
         self.clients = {}  # by name
-        with open(directory / "driver.trace", "wb") as trace:
-            self.driver = subprocess.Popen(
-                [driver_program, "--file", "item"],
-                cwd=directory,
-                stdin=subprocess.DEVNULL,
-                stdout=subprocess.DEVNULL,
-                stderr=trace,
-            )
-
-    def trace(self):
-        return (self.directory / "driver.trace").read_text(encoding="utf-8", errors="replace")
+        self.driver = RunningDriver(driver_program, item="item", cwd=directory)
 
     def wait_until(self, condition, failure):
+        """Of its own: what is missing is told as it is in the end, and at once when the driver has ended."""
         deadline = time.monotonic() + PATIENCE
         while not condition():
-            if time.monotonic() >= deadline or self.driver.poll() is not None:
+            if time.monotonic() >= deadline or self.driver.process.poll() is not None:
                 raise CaseFailed(failure())
             time.sleep(0.005)
 
-    def is_served(self):
-        with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as probe:
-            return probe.connect_ex(str(self.directory / ".tavrixsock.item")) == 0
-
     def play(self, steps):
-        self.wait_until(self.is_served, lambda: "the driver does not serve its socket")
         actions = {
             "$": self.run_once,
             "~": self.run_until,
@@ -147,7 +131,7 @@ class Case:
         found = []
 
         def is_there():
-            found[:] = [self.trace().find(wanted, self.trace_read)]
+            found[:] = [self.driver.trace().find(wanted, self.trace_read)]
             return found[0] >= 0
 
         self.wait_until(is_there, lambda: f"the trace does not show '{line}'")
@@ -156,7 +140,7 @@ class Case:
     def send(self, argument, _):
         name, _, requests = argument.partition(" ")
         if name not in self.clients:
-            self.clients[name] = CaseClient(str(self.directory / ".tavrixsock.item"), PATIENCE)
+            self.clients[name] = CaseClient(self.driver.socket_path, PATIENCE)
         self.clients[name].send(requests)
 
     def wait_for_packet(self, argument, expected):
@@ -179,13 +163,12 @@ class Case:
         self.clients.pop(name).connection.close()
 
     def stop(self):
-        self.driver.send_signal(signal.SIGTERM)
-        exit_code = self.driver.wait(PATIENCE)
+        exit_code = self.driver.stop()
         if exit_code != 0:
             raise CaseFailed(f"the driver ends with {exit_code}")
 
     def check_trace(self, path):
-        self.check_lines("the trace", self.trace().splitlines(), path)
+        self.check_lines("the trace", self.driver.trace().splitlines(), path)
 
     def check_heard(self, path):
         if path.exists():
@@ -216,12 +199,10 @@ def main():
             case.check_trace(source / "trace")
             case.check_heard(source / "heard")
         except CaseFailed as failure:
-            print(f"{source.name}: {failure}\n--- trace\n{case.trace()}", file=sys.stderr)
+            print(f"{source.name}: {failure}\n--- trace\n{case.driver.trace()}", file=sys.stderr)
             return 1
         finally:
-            if case.driver.poll() is None:
-                case.driver.kill()
-                case.driver.wait()
+            case.driver.close()
     print(f"{source.name}: as told")
     return 0
 

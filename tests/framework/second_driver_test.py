@@ -20,13 +20,13 @@ class SecondDriver(unittest.TestCase):
         """A client of a counter that runs."""
         self.driver = RunningDriver(PROGRAM, item_text)
         self.addCleanup(self.driver.close)
-        client = PacketClient(self.driver.file(".tavrixsock.router"), PATIENCE)
+        client = PacketClient(self.driver.socket_path, PATIENCE)
         self.addCleanup(client.close)
         return client
 
     def test_clients_raise_and_read_one_counter(self):
         first = self.serve("step=5\n")
-        second = PacketClient(self.driver.file(".tavrixsock.router"), PATIENCE)
+        second = PacketClient(self.driver.socket_path, PATIENCE)
         self.addCleanup(second.close)
         self.assertEqual(first.ask("read"), (0, [], [("counter", "0")]))
         self.assertEqual(first.ask("raise"), (0, [], [("counter", "5")]))
@@ -62,7 +62,7 @@ class SecondDriver(unittest.TestCase):
         client = self.serve("")
         client.ask("exit")
         self.assertEqual(self.driver.wait_for_end(), 0)
-        self.assertFalse(os.path.exists(self.driver.file(".tavrixsock.router")))
+        self.assertFalse(os.path.exists(self.driver.socket_path))
         self.assertRaises(Disconnected, client.receive)
 
     def test_signal_ends_the_driver(self):

@@ -12,7 +12,7 @@ import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "support"))
-from running_driver import PATIENCE, wait_until  # noqa: E402
+from running_driver import PATIENCE, RunningDriver, wait_until  # noqa: E402
 from websocket_client import WebSocketClient  # noqa: E402
 
 
@@ -54,7 +54,7 @@ class GatewayTest(unittest.TestCase):
             (self.folder / name).mkdir()
         self.drivers = {}
         self.gateway = None
-        self.addCleanup(self.stop_all)
+        self.addCleanup(self.end_gateway)
         for name, text in self.items.items():
             self.start_driver(name, text)
         self.token = self.add_token("boss", "admin")
@@ -63,20 +63,14 @@ class GatewayTest(unittest.TestCase):
     # --- programs ---
 
     def start_driver(self, name, text=None):
-        item = self.folder / "items" / f"{name}.item"
-        if text is not None:
-            item.write_text(text, encoding="utf-8")
-        with open(self.folder / f"{name}.trace", "ab") as trace:
-            self.drivers[name] = subprocess.Popen(
-                [Programs.driver, "--file", str(item), "--sock", str(self.folder / "run" / f"{name}.sock")],
-                stdin=subprocess.DEVNULL,
-                stdout=subprocess.DEVNULL,
-                stderr=trace,
-            )
+        """The first time, or again after stop_driver(); without a text on the item that is there."""
+        paths = {"item": self.folder / "items" / f"{name}.item", "socket_path": self.folder / "run" / f"{name}.sock"}
+        self.drivers[name] = RunningDriver(Programs.driver, text, **paths)
+        self.addCleanup(self.drivers[name].close)
 
     def stop_driver(self, name, number=signal.SIGTERM):
         self.drivers[name].send_signal(number)
-        self.drivers.pop(name).wait(PATIENCE)
+        self.drivers.pop(name).wait_for_end()
 
     def gateway_command(self, *further):
         configuration = self.folder / "gateway.toml"
@@ -119,17 +113,15 @@ class GatewayTest(unittest.TestCase):
         self.gateway.send_signal(number)
         return self.gateway.wait(PATIENCE)
 
-    def stop_all(self):
-        for process in [*self.drivers.values(), *([self.gateway] if self.gateway else [])]:
-            if process.poll() is None:
-                process.send_signal(signal.SIGCONT)
-                process.terminate()
-        for process in [*self.drivers.values(), *([self.gateway] if self.gateway else [])]:
-            try:
-                process.wait(PATIENCE)
-            finally:
-                process.kill()
-                process.wait()
+    def end_gateway(self):
+        if self.gateway is None:
+            return
+        try:
+            self.gateway.send_signal(signal.SIGCONT)
+            self.stop_gateway()
+        finally:
+            self.gateway.kill()
+            self.gateway.wait()
 
     def errors(self):
         return (self.folder / "gateway.errors").read_text(encoding="utf-8", errors="replace")

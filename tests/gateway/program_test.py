@@ -11,21 +11,8 @@ import tempfile
 import unittest
 
 from gateway_fixture import PATIENCE, GatewayTest, Programs, main, wait_until
+from certificates import make_certificate  # isort: skip
 from websocket_client import WebSocketClient
-
-
-def make_certificate(folder, name):
-    """A certificate for localhost and its key: (certificate, key)."""
-    certificate, key = folder / f"{name}.pem", folder / f"{name}.key"
-    subprocess.run(
-        ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-days", "2",
-         "-subj", f"/CN={name}", "-addext", "subjectAltName=DNS:localhost,IP:127.0.0.1",
-         "-keyout", str(key), "-out", str(certificate)],
-        check=True,
-        capture_output=True,
-        timeout=PATIENCE,
-    )  # fmt: skip
-    return certificate, key
 
 
 class Program(GatewayTest):

@@ -55,7 +55,7 @@ class Stand:
         self.driver = RunningDriver(program, item, [] if assuming else ["--dbg-nochg-assume"])
         self.started = (before, time.monotonic() + LATE)
         self.lost = False  # the driver is not in the model's state any more
-        self.socket = self.driver.file(".tavrixsock.router")
+        self.socket = self.driver.socket_path
         self.client = PacketClient(self.socket, PATIENCE)
         self.taker = PacketClient(self.socket, PATIENCE)
         self.quick = Watcher(self.socket, PATIENCE)

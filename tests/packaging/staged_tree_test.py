@@ -16,7 +16,7 @@ import sys
 import tempfile
 import unittest
 
-from running_driver import PATIENCE, wait_until
+from running_driver import PATIENCE, RunningDriver, wait_until
 
 BUILD = os.environ["VRDX_BUILD"]
 SOURCE = os.environ["VRDX_SOURCE"]
@@ -242,8 +242,6 @@ class StagedTree(unittest.TestCase):
     def test_driver_understands_the_units_command_line(self):
         for path in ("etc/vrdx/items", "run/vrdx", "var/lib/vrdx"):
             os.makedirs(os.path.join(self.root, path))
-        with open(os.path.join(self.root, "etc/vrdx/items/studio.item"), "w", encoding="utf-8") as item:
-            item.write("driver=route_simulator\n")
         command = [
             self.root + word if word.startswith("/") else word
             for word in shlex.split(self.unit_settings()["ExecStart"].replace("%i", "studio"))
@@ -252,20 +250,19 @@ class StagedTree(unittest.TestCase):
             manager.bind(os.path.join(self.root, "notify"))
             manager.settimeout(PATIENCE)
             told_by_manager = {"NOTIFY_SOCKET": manager.getsockname(), "WATCHDOG_USEC": "20000000"}
-            driver = subprocess.Popen(
+            driver = RunningDriver(
                 command,
-                stdin=subprocess.DEVNULL,
-                stderr=subprocess.DEVNULL,
-                env={**os.environ, **told_by_manager},
+                "driver=route_simulator\n",
+                item=self.root + "/etc/vrdx/items/studio.item",
+                socket_path=self.root + "/run/vrdx/studio.sock",
+                environment={**os.environ, **told_by_manager},
             )
-            self.addCleanup(driver.wait)
-            self.addCleanup(driver.kill)
+            self.addCleanup(driver.close)
             told = [manager.recv(4096).decode() for _ in range(3)]
-            self.assertIn(f"READY=1\nSTATUS=Ready to serve data\nMAINPID={driver.pid}", told)
+            self.assertIn(f"READY=1\nSTATUS=Ready to serve data\nMAINPID={driver.process.pid}", told)
             self.assertIn("WATCHDOG=1", told)
-            self.take_on_a_router(self.root + "/run/vrdx/studio.sock")
-            driver.terminate()
-            self.assertEqual(driver.wait(PATIENCE), 0)
+            self.take_on_a_router(driver.socket_path)
+            self.assertEqual(driver.stop(), 0)
             while not manager.recv(4096).startswith(b"STOPPING=1"):
                 pass
         self.assertEqual(os.listdir(os.path.join(self.root, "run/vrdx")), [])

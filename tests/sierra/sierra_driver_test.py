@@ -5,11 +5,10 @@ Usage: sierra_driver_test.py [CLASS.METHOD ...]
 
 import json
 import os
-import subprocess
 import sys
 import unittest
 
-from running_driver import RunningDriver, behind_take, wait_until
+from running_driver import RunningDriver, behind_take, routectl, wait_until
 from sierra_backend import BIN, SierraTest
 
 DONE, REFUSED = 0, 1
@@ -29,9 +28,7 @@ class SierraUnderTheDriver(SierraTest):
         )
 
     def routectl(self, *arguments):
-        program = os.path.join(BIN, "vrdx_routectl")
-        command = [program, "--json", "--timeout", "60", self.driver.item, *arguments]
-        return subprocess.run(command, capture_output=True, text=True, check=False, timeout=200)
+        return routectl(self.driver, *arguments)
 
     def expect_taken(self, *takes):
         """Shown in the end: on a busy machine a confirmation may miss the driver's second."""

@@ -31,25 +31,43 @@ def behind_take(trace, output):
     return trace[ends[-1] :] if ends else ""
 
 
-class RunningDriver:
-    """A driver on an item of its own in a temporary directory, with its trace in a file beside the item."""
+def routectl(driver, *arguments):
+    """What vrdx_routectl, beside the driver's program, answers for programs to read; it has ended."""
+    program = os.path.join(os.path.dirname(driver.command[0]), "vrdx_routectl")
+    command = [program, "--json", "--timeout", str(PATIENCE), driver.item, *arguments]
+    return subprocess.run(command, capture_output=True, text=True, check=False, timeout=3 * PATIENCE)
 
-    def __init__(self, program, item_text, switches=()):
-        self.program = program
-        self.switches = list(switches)
+
+class RunningDriver:
+    """A driver on an item of its own in a temporary directory, with its trace in a file there."""
+
+    def __init__(self, program, item_text=None, switches=(), *, item=None, socket_path=None, cwd=None, environment=None):
+        """`item`, `socket_path`: paths elsewhere; without `item_text` the item is there already. A list for `program` is the
+        whole command line, which names both by itself."""
         self._directory = tempfile.TemporaryDirectory(prefix="vrdx_test.", ignore_cleanup_errors=True)
-        self.item = self.file("router")
-        self.write_item(item_text)
+        self.item = str(item or self.file("router"))
+        folder, name = os.path.split(self.item)
+        self.socket_path = str(socket_path or os.path.join(cwd or "", folder, f".tavrixsock.{name}"))
+        sock = ["--sock", self.socket_path] if socket_path else []
+        self.command = program if isinstance(program, list) else [program, "--file", self.item, *sock, *switches]
+        self._surroundings = {"cwd": cwd, "env": environment}
         self.process = None
-        self.start()
+        if item_text is not None:
+            self.write_item(item_text)
+        try:
+            self.start()
+        except BaseException:
+            self.close()
+            raise
 
     def start(self):
         with open(self.file("trace"), "ab") as trace:
             self.process = subprocess.Popen(
-                [self.program, "--file", self.item, *self.switches],
+                self.command,
                 stdin=subprocess.DEVNULL,
                 stdout=subprocess.DEVNULL,
                 stderr=trace,
+                **self._surroundings,
             )
         wait_until("the socket is served", self.is_served)
 
@@ -57,7 +75,7 @@ class RunningDriver:
         if self.process.poll() is not None:
             raise AssertionError(f"the driver has ended: {self.trace()}")
         with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as probe:
-            return probe.connect_ex(self.file(".tavrixsock.router")) == 0
+            return probe.connect_ex(self.socket_path) == 0
 
     def file(self, name):
         return os.path.join(self._directory.name, name)
@@ -96,7 +114,10 @@ class RunningDriver:
 
     def close(self):
         try:
-            self.stop()
+            if self.process:
+                self.stop()
         finally:
-            self.process.kill()
+            if self.process:
+                self.process.kill()
+                self.process.wait()
             self._directory.cleanup()

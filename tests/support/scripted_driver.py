@@ -1,10 +1,9 @@
 """A driver that answers as a test tells it to, and keeps what it was asked; the standard library suffices."""
 
 import os
-import socket
 import tempfile
-import threading
 
+from false_driver import FalseDriver
 from packet_codec import ARGUMENT, END, ENTRY, HEADER, command_and_items, header_of, packet
 
 EPOCH = "0123456789abcdef"
@@ -58,24 +57,12 @@ class ScriptedDriver:
         self.requests = []  # (command, further items), in the order in which they came
         self._directory = tempfile.TemporaryDirectory(prefix="vrdx_test.")
         self.item = os.path.join(self._directory.name, "router")
-        self._listener = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        self._listener.bind(os.path.join(self._directory.name, ".tavrixsock.router"))
-        self._listener.listen(8)
-        self._thread = threading.Thread(target=self._serve)
-        self._thread.start()
+        self._driver = FalseDriver(self.file(".tavrixsock.router"), self._serve)
 
-    def _serve(self):
-        while True:
-            try:
-                client, _ = self._listener.accept()
-            except OSError:
-                return
-            with client, client.makefile("rb") as stream:
-                try:
-                    while self._answer_one(client, stream):
-                        pass
-                except ConnectionError:
-                    pass  # the client left without reading
+    def _serve(self, client):
+        with client, client.makefile("rb") as stream:
+            while self._answer_one(client, stream):
+                pass
 
     def _answer_one(self, client, stream):
         header = stream.read(HEADER.size)
@@ -100,7 +87,5 @@ class ScriptedDriver:
         return sorted(os.listdir(self._directory.name))
 
     def close(self):
-        self._listener.shutdown(socket.SHUT_RDWR)
-        self._listener.close()
-        self._thread.join()
+        self._driver.close()
         self._directory.cleanup()

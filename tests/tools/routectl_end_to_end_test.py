@@ -313,7 +313,7 @@ class RoutectlExitCodes(RoutectlTest):
                 self.assertIn("no driver at ", result.stderr)
 
     def test_socket_instead_of_the_item(self):
-        result = self.run_routectl("--sock", self.driver.file(".tavrixsock.router"), "ping")
+        result = self.run_routectl("--sock", self.driver.socket_path, "ping")
         self.expect(result, DONE, "the driver answers\n")
 
     def test_driver_that_does_not_answer_in_time(self):

@@ -12,6 +12,7 @@ import threading
 
 sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "gateway"))
 import gateway_fixture  # noqa: E402
+from certificates import make_certificate  # noqa: E402
 from gateway_fixture import GatewayTest, simulated  # noqa: E402
 from running_driver import PATIENCE, wait_until  # noqa: E402
 
@@ -279,28 +280,24 @@ class Watching(RoutectlThroughGateway):
 
 class Encrypted(RoutectlThroughGateway):
     scheme = "https"
-    configuration = '[tls]\ncertificate = "FOLDER/gateway.crt"\nkey = "FOLDER/gateway.key"\n'
+    configuration = '[tls]\ncertificate = "FOLDER/gateway.pem"\nkey = "FOLDER/gateway.key"\n'
 
     def start_gateway(self, listen="127.0.0.1:0"):
-        if not (self.folder / "gateway.crt").exists():
-            subprocess.run(
-                ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes",
-                 "-days", "2", "-subj", "/CN=localhost", "-addext", "subjectAltName=IP:127.0.0.1,DNS:localhost",
-                 "-keyout", str(self.folder / "gateway.key"), "-out", str(self.folder / "gateway.crt")],
-                check=True, capture_output=True, timeout=PATIENCE)
+        if not (self.folder / "gateway.pem").exists():
+            make_certificate(self.folder, "gateway")
         super().start_gateway(listen)
 
     def wait_for_up(self, router="studio"):
         wait_until("studio is up", lambda: "8x8" in self.trusting("list").stdout)
 
     def trusting(self, *arguments, **further):
-        return self.run_routectl("--ca", str(self.folder / "gateway.crt"), *arguments, **further)
+        return self.run_routectl("--ca", str(self.folder / "gateway.pem"), *arguments, **further)
 
     def test_trusted_certificate_lets_status_route_and_watch_through(self):
         self.expect(self.trusting("studio", "route", "1=3"), DONE)
         self.assertRegex(self.trusting("studio", "status").stdout, r"(?m)^ +1 +Output 1 +3 Input 3 +3 Input 3$")
         watch = subprocess.Popen(
-            [self.routectl_program, "--gateway", self.url, "--ca", str(self.folder / "gateway.crt"), "studio", "watch"],
+            [self.routectl_program, "--gateway", self.url, "--ca", str(self.folder / "gateway.pem"), "studio", "watch"],
             stdout=subprocess.PIPE, text=True, env={**os.environ, "VRDX_TOKEN": self.token})
         self.addCleanup(watch.stdout.close)
         self.addCleanup(watch.wait)

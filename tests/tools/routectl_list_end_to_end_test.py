@@ -13,7 +13,8 @@ import tempfile
 import time
 import unittest
 
-from routectl_fixture import DONE, NO_DRIVER, PATIENCE, REFUSED, WRONG_USE, RoutectlTest, main, simulated, wait_until
+from routectl_fixture import (DONE, NO_DRIVER, PATIENCE, REFUSED, WRONG_USE, RoutectlTest, RunningDriver, main, simulated,
+                              wait_until)
 
 
 class RoutectlList(unittest.TestCase):
@@ -27,23 +28,11 @@ class RoutectlList(unittest.TestCase):
 
     def start(self, name, item_text, *switches):
         """A driver run as the service runs it."""
-        item, socket = self.root / "items" / f"{name}.item", self.root / "run" / f"{name}.sock"
-        item.write_text(item_text, encoding="utf-8")
-        with open(self.root / f"{name}.trace", "wb") as trace:
-            driver = subprocess.Popen(
-                [RoutectlTest.driver_program, "--file", item, "--sock", socket, "--metadir", self.root / "meta",
-                 *switches],
-                stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=trace,
-            )
-        self.addCleanup(self.end, driver)
+        driver = RunningDriver(RoutectlTest.driver_program, item_text, ["--metadir", self.root / "meta", *switches],
+                               item=self.root / "items" / f"{name}.item", socket_path=self.root / "run" / f"{name}.sock")
+        self.addCleanup(driver.close)
         wait_until("the driver answers", lambda: self.routectl(name, "ping").returncode == DONE)
         return driver
-
-    def end(self, driver):
-        if driver.poll() is None:
-            driver.send_signal(signal.SIGCONT)
-            driver.terminate()
-        driver.wait(PATIENCE)
 
     def routectl(self, *arguments):
         return subprocess.run(
@@ -114,8 +103,8 @@ class RoutectlList(unittest.TestCase):
 
     def test_driver_that_was_killed_is_not_running(self):
         driver = self.start("studio", "")
-        driver.kill()
-        driver.wait(PATIENCE)
+        driver.send_signal(signal.SIGKILL)
+        driver.wait_for_end()
         self.assertTrue((self.root / "run" / "studio.sock").exists())
         line = self.lines()["studio"]
         self.assertEqual((line["running"], line["problems"]),

@@ -87,7 +87,7 @@ class RoutectlLogs(RoutectlTest):
     def start_driver(self, item_text):
         super().start_driver(item_text)
         self.driver.stop()
-        self.driver.switches.append("--stderr-to-log")
+        self.driver.command.append("--stderr-to-log")
         self.driver.start()
 
     def test_last_lines_are_shown(self):

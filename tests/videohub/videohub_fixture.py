@@ -2,11 +2,10 @@
 
 import json
 import os
-import subprocess
 import sys
 import unittest
 
-from running_driver import PATIENCE, RunningDriver, behind_take, wait_until
+from running_driver import RunningDriver, behind_take, routectl, wait_until
 from videohub_emulator import VideohubEmulator
 
 BIN = os.environ["VRDX_BIN"]
@@ -24,6 +23,8 @@ def item_text(port, address="127.0.0.1", **further):
 
 
 class VideohubTest(unittest.TestCase):
+    routectl = staticmethod(routectl)
+
     def emulate(self, *arguments, listening=True, **further):
         emulator = VideohubEmulator(*arguments, **further)
         self.addCleanup(emulator.close)
@@ -37,10 +38,6 @@ class VideohubTest(unittest.TestCase):
         driver = RunningDriver(program("vrdx_routedriver"), text, ["--no-autoshutdown"])
         self.addCleanup(driver.close)
         return driver
-
-    def routectl(self, driver, *arguments):
-        command = [program("vrdx_routectl"), "--json", "--timeout", str(PATIENCE), driver.item, *arguments]
-        return subprocess.run(command, capture_output=True, text=True, check=False, timeout=2 * PATIENCE)
 
     def status(self, driver):
         return json.loads(self.routectl(driver, "status").stdout)

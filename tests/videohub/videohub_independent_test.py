@@ -30,7 +30,7 @@ class WithAnIndependentRouter(VideohubTest):
 
     def answer(self, driver, within, *routes):
         """What a client is told of its takes, "output N" and result."""
-        client = PacketClient(driver.file(".tavrixsock.router"), PATIENCE)
+        client = PacketClient(driver.socket_path, PATIENCE)
         self.addCleanup(client.close)
         _, _, entries = client.ask("take", routes, [("id", "1"), ("within", str(within))])
         return {name: value for name, value in entries if name.startswith("output ")}

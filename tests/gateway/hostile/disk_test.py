@@ -192,7 +192,7 @@ class Disk(HostileCase):
         if mounted.returncode != 0:
             self.skipTest("no file system may be mounted here")
         self.addCleanup(subprocess.run, ["umount", "--lazy", str(state)], check=True)
-        self.addCleanup(self.stop_all)
+        self.addCleanup(self.end_gateway)
         (state / "access.db").write_bytes(kept)
         self.start_gateway()
         self.wait_for_up()

@@ -6,7 +6,7 @@ import threading
 
 from hostile_case import HostileCase
 
-from drivers_test import FalseDriver
+from false_driver import FalseDriver  # isort: skip
 from gateway_fixture import main, wait_until  # isort: skip
 from packet_client import HEADER, packet_bytes  # isort: skip
 

@@ -10,9 +10,9 @@ import subprocess
 import tempfile
 
 from hostile_case import HostileCase
-from program_test import make_certificate
 from websocket_client import WebSocketClient
 
+from certificates import make_certificate  # isort: skip
 from gateway_fixture import PATIENCE, main, wait_until  # isort: skip
 
 WAITING_OF_ONE_ADDRESS = 512

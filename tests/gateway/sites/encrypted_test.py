@@ -1,25 +1,13 @@
 """The way to the broker, encrypted."""
 
 import pathlib
-import subprocess
 import tempfile
 import unittest
 
 import sites_fixture
-from sites_fixture import PATIENCE, wait_until
+from sites_fixture import wait_until
 
-
-def make_certificate(folder, name, names):
-    """A certificate and its key: (certificate, key)."""
-    certificate, key = folder / f"{name}.pem", folder / f"{name}.key"
-    subprocess.run(
-        ["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-days", "2",
-         "-subj", f"/CN={name}", "-addext", f"subjectAltName={names}", "-keyout", str(key), "-out", str(certificate)],
-        check=True,
-        capture_output=True,
-        timeout=PATIENCE,
-    )  # fmt: skip
-    return certificate, key
+from certificates import make_certificate  # isort: skip
 
 
 class EncryptedBroker(unittest.TestCase):
@@ -40,7 +28,7 @@ class EncryptedBroker(unittest.TestCase):
         return site
 
     def test_certificate_that_is_trusted_is_connected_to(self):
-        certificate, key = make_certificate(self.keys, "right", "DNS:localhost,IP:127.0.0.1")
+        certificate, key = make_certificate(self.keys, "right")
         site = self.add_site(self.add_broker(certificate, key), f'tls = "{certificate}"')
         wait_until("it is connected", lambda: "connected to the broker as site north" in site.errors())
 
@@ -49,8 +37,8 @@ class EncryptedBroker(unittest.TestCase):
         self.assertNotIn("connected to the broker as", site.errors())
 
     def test_certificate_of_somebody_else_is_not(self):
-        certificate, key = make_certificate(self.keys, "right", "DNS:localhost,IP:127.0.0.1")
-        other, _ = make_certificate(self.keys, "other", "DNS:localhost,IP:127.0.0.1")
+        certificate, key = make_certificate(self.keys, "right")
+        other, _ = make_certificate(self.keys, "other")
         broker = self.add_broker(certificate, key)
         self.expect_not_connected(self.add_site(broker, f'tls = "{other}"'))
         self.expect_not_connected(self.add_site(broker, "tls = true"))
@@ -60,7 +48,7 @@ class EncryptedBroker(unittest.TestCase):
         self.expect_not_connected(self.add_site(self.add_broker(certificate, key), f'tls = "{certificate}"'))
 
     def test_plain_text_is_not_fallen_back_to(self):
-        certificate, _ = make_certificate(self.keys, "right", "DNS:localhost,IP:127.0.0.1")
+        certificate, _ = make_certificate(self.keys, "right")
         broker = sites_fixture.Broker()
         self.addCleanup(broker.close)
         self.expect_not_connected(self.add_site(broker, f'tls = "{certificate}"'))

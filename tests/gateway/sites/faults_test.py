@@ -61,7 +61,7 @@ class Faults(sites_fixture.SitesTest):
     def test_take_that_a_stopped_driver_finds_late_does_nothing(self):
         self.control.take_until_confirmed("north:studio", 2, 3)  # the owner's connection to the driver is there
         self.assertEqual(self.north.taken("studio", 2, 4)["result"], "confirmed")
-        stop_running(self.north.drivers["studio"])
+        stop_running(self.north.drivers["studio"].process)
 
         def unknown():  # a beat that is too old is refused, and asked anew
             said = self.control.take([{"output": 1, "input": 8}], "north:studio", within=1000).json["results"][0]
