@@ -24,16 +24,22 @@ class Change:
 
 
 class Scripts:
-    """Test scripts with the modules of ours that they import. `read` gives a file's text, None where there is none."""
+    """Test scripts with the modules of ours that they import: any of this name, wherever the script looks for it.
 
-    def __init__(self, read):
+    `read` gives a file's text, None where there is none; `files`: all that there are.
+    """
+
+    def __init__(self, read, files):
         self.read = read
         self.known = {}
+        self.modules = {}
+        for file in files:
+            if file.endswith(".py"):
+                self.modules.setdefault(os.path.basename(file).removesuffix(".py"), []).append(file)
 
-    def reached_from(self, script, folders):
-        """(files, words in them) of a script and of what it imports from its own folder or from `folders`."""
-        folders = (os.path.dirname(script), *folders)
-        if (script, folders) not in self.known:
+    def reached_from(self, script):
+        """(files, words in them) of a script and of what it imports."""
+        if script not in self.known:
             files, said, open_files = set(), set(), [script]
             while open_files:
                 file = open_files.pop()
@@ -41,9 +47,9 @@ class Scripts:
                     continue
                 files.add(file)
                 said |= words_in(text)
-                open_files += [os.path.join(folder, name + ".py") for name in IMPORT.findall(text) for folder in folders]
-            self.known[script, folders] = files, said
-        return self.known[script, folders]
+                open_files += [module for name in IMPORT.findall(text) for module in self.modules.get(name, ())]
+            self.known[script] = files, said
+        return self.known[script]
 
 
 def words_in(text):
@@ -89,9 +95,8 @@ class Judge:
         return word in self.files | self.programs or any(file.startswith(folder) for file in self.files)
 
     def _script_of(self, test):
-        folders = tuple(self._inside(path) for path in test.environment.get("PYTHONPATH", "").split(":") if path)
         script = next((word for word in test.command if word.startswith(self.source) and word.endswith(".py")), None)
-        return self.scripts.reached_from(self._inside(script), folders) if script else (set(), set())
+        return self.scripts.reached_from(self._inside(script)) if script else (set(), set())
 
     def _item_of(self, test):
         """Of a case: names the backend below the driver."""

@@ -68,8 +68,7 @@ def python_test(name, *words, environment=None, labels=("process",), timeout=60,
 TESTS = [
     Test(1, "Core.Adds", [BUILD + "/bin/core_tests", "--gtest_filter=Core.Adds"], {}, [], 60, "tests/core"),
     Test(2, "Life.Ends", [BUILD + "/bin/process_tests"], {}, ["process"], 60, "tests/process"),
-    python_test("Tool", f"{SOURCE}/tests/process/tool_test.py", BUILD + "/bin/tool",
-                environment={"PYTHONPATH": SOURCE + "/tests/support"}),
+    python_test("Tool", f"{SOURCE}/tests/process/tool_test.py", BUILD + "/bin/tool"),
     python_test("Check", f"{SOURCE}/tests/backends/check_test.py", environment={"BIN": BUILD + "/bin"},
                 folder="tests/backends"),
     python_test("Case.first", f"{SOURCE}/tests/cases/run_case.py", BUILD + "/bin/driver", f"{SOURCE}/tests/cases/first",
@@ -113,7 +112,7 @@ class Tests(unittest.TestCase):
         table = built_table()
         programs = table.made_of(set(files))
         starters = {program for program in table.programs() if not table.started_by(program).isdisjoint(programs)}
-        judge = Judge(Change(set(files), programs, starters), Scripts(FILES.get), SOURCE, BUILD)
+        judge = Judge(Change(set(files), programs, starters), Scripts(FILES.get, FILES), SOURCE, BUILD)
         return [test.name for test in TESTS if judge.is_affected(test)]
 
     def test_units_and_whoever_starts_a_program(self):
