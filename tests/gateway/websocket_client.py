@@ -37,6 +37,7 @@ class WebSocketClient:
         """`address`: (host, port). `headers`: pairs beside the usual ones; `leave_out`: names of usual ones that are not
         sent. `receive_buffer`: bytes the kernel keeps for a reader that does not read."""
         self.address = address
+        self.pings = 0  # that came
         self._received = b""
         self.socket = socket.socket(socket.AF_INET6 if ":" in address[0] else socket.AF_INET, socket.SOCK_STREAM)
         if receive_buffer:
@@ -156,6 +157,7 @@ class WebSocketClient:
         while True:
             fin, opcode, payload = self.read_frame()
             if opcode == PING:
+                self.pings += 1
                 if answer_pings:
                     self.send_frame(PONG, payload)
             elif opcode == CLOSE:
@@ -171,10 +173,10 @@ class WebSocketClient:
     def read_event(self):
         return json.loads(self.read_text())
 
-    def read_until_closed(self):
+    def read_until_closed(self, answer_pings=True):
         """Reads on to the end; the Closed that it is."""
         while True:
             try:
-                self.read_text()
+                self.read_text(answer_pings)
             except Closed as closed:
                 return closed
