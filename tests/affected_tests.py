@@ -90,7 +90,8 @@ def main(build, preset, jobs, revision=None):
     begin = time.monotonic()
     build = os.path.abspath(build)
     change = build_affected(changed_files(revision), build)
-    judge = Judge(change, Scripts(read, said_by("git", "ls-files", "*.py").splitlines()), SOURCE, build)
+    scripts = said_by("git", "ls-files", "--cached", "--others", "--exclude-standard", "*.py").splitlines()
+    judge = Judge(change, Scripts(read, scripts), SOURCE, build)
     listed = json.loads(said_by("ctest", "--preset", preset, "--show-only=json-v1"))
     left = [test for test in read_tests(listed, build) if judge.is_affected(test)]
     print(f"--- changed: {', '.join(sorted(change.files))}")
